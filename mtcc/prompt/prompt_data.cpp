@@ -1,7 +1,5 @@
 #include "mtcc/prompt/prompt_data.hpp"
 
-#include <unordered_map>
-
 #include "fl/i18n.hpp"
 
 namespace mtcc::Prompt {
@@ -31,16 +29,25 @@ fl::ustring joinNames(const std::unordered_set<fl::ustring>& names) {
 }
 
 fl::ustring escapeForJson(const fl::ustring& text) {
-    // The vertical tab gets "\v" although JSON has no such escape; the template's reader expects it.
-    const std::unordered_map<char16_t, fl::ustring> escapes{
-        {u'\n', u"\\n"}, {u'\t', u"\\t"}, {u'"', u"\\\""}, {u'\\', u"\\\\"},
-        {u'\r', u"\\r"}, {u'\b', u"\\b"}, {u'\f', u"\\f"}, {u'\v', u"\\v"},
-    };
     fl::ustring escaped;
     escaped.reserve(text.size() + text.size() / 8);
     for (const char16_t c : text) {
-        if (const auto it = escapes.find(c); it != escapes.end()) {
-            escaped.append(it->second);
+        char16_t letter = 0;
+        switch (c) {
+            case u'\n': letter = u'n'; break;
+            case u'\t': letter = u't'; break;
+            case u'"': letter = u'"'; break;
+            case u'\\': letter = u'\\'; break;
+            case u'\r': letter = u'r'; break;
+            case u'\b': letter = u'b'; break;
+            case u'\f': letter = u'f'; break;
+            // JSON has no "\v", but the template's reader expects it.
+            case u'\v': letter = u'v'; break;
+            default: break;
+        }
+        if (letter != 0) {
+            escaped.push_back(u'\\');
+            escaped.push_back(letter);
         } else {
             escaped.push_back(c);
         }
