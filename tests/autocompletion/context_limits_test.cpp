@@ -1,0 +1,44 @@
+#include <gtest/gtest.h>
+
+#include "mtcc/autocompletion/context_limits.hpp"
+
+using namespace mtcc::AutoCompletion;
+
+TEST(Whitespace, OnlyTheSixAsciiBlanksCount) {
+    EXPECT_FALSE(hasNonWhitespace(u""));
+    EXPECT_FALSE(hasNonWhitespace(u" \t\r\n\v\f"));
+    EXPECT_TRUE(hasNonWhitespace(u"\u00A0"));
+    EXPECT_TRUE(hasNonWhitespace(u"   x"));
+    EXPECT_TRUE(hasNonWhitespace(fl::ustring(1, char16_t(0))));
+}
+
+TEST(Limiting, KeepsTheTextNearestTheCursor) {
+    const fl::ustring over = u"A" + fl::ustring(kContextLimit, u'x');
+    EXPECT_EQ(keepLast(over, kContextLimit), fl::ustring(kContextLimit, u'x'));
+    EXPECT_EQ(keepFirst(fl::ustring(kContextLimit, u'x') + u"Z", kContextLimit), fl::ustring(kContextLimit, u'x'));
+    const fl::ustring exact(kContextLimit, u'y');
+    EXPECT_EQ(keepLast(exact, kContextLimit), exact);
+    EXPECT_EQ(keepFirst(exact, kContextLimit), exact);
+    EXPECT_EQ(keepLast(u"abc", 0), u"");
+    EXPECT_EQ(keepFirst(u"", 5), u"");
+    // The cut is by count and may separate a surrogate pair.
+    EXPECT_EQ(keepLast(fl::ustring{0xD83D, 0xDE00, u'a'}, 2), (fl::ustring{0xDE00, u'a'}));
+}
+
+TEST(Splitting, CursorAtEitherEnd) {
+    const fl::ustring code = u"a = 1;\nb";
+    EXPECT_EQ(splitCodeToCursor(code, 0, false), u"");
+    EXPECT_EQ(suffixFromCursor(code, 0), code);
+    EXPECT_EQ(splitCodeToCursor(code, code.size(), false), code);
+    EXPECT_EQ(suffixFromCursor(code, code.size()), u"");
+    EXPECT_EQ(suffixFromCursor(code, code.size() + 3), u"");
+}
+
+TEST(Splitting, ToLineEndFollowsContinuations) {
+    const fl::ustring code = u"a = 1 + ...\nb\nc";
+    EXPECT_EQ(splitCodeToCursor(code, 2, true), u"a = 1 + ...\nb");
+    EXPECT_EQ(splitCodeToCursor(code, 2, false), u"a ");
+    EXPECT_EQ(splitCodeToCursor(u"x = 1;\ny = 2", 9, true), u"x = 1;\ny = 2");
+    // CR LF after a continued line: the LF stops the extension and the CR stays in.
+    EXPECT_EQ(splitCodeToCursor(u"a ...\r\nb\r\nc", 0, true), u"a ...\r");
+}

@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <stdexcept>
+
+#include "scl/regex.hpp"
+
+using scl::regex::match_results;
+using scl::regex::regex_search;
+
+namespace {
+match_results search(const fl::ustring& text, const fl::ustring& pattern) {
+    match_results results;
+    regex_search(text, pattern, results, scl::regex::constants::none);
+    return results;
+}
+}  // namespace
+
+TEST(RegexSearch, ListsEveryNonOverlappingMatchWithItsGroups) {
+    const auto results = search(u"a1 b22 c333", u"([a-z])(\\d+)");
+    ASSERT_EQ(results.size(), 3u);
+    EXPECT_EQ(results[1].first, u"b22");
+    EXPECT_EQ(results[1].second, (std::vector<fl::ustring>{u"b", u"22"}));
+    EXPECT_EQ(results[2].second[1], u"333");
+}
+
+TEST(RegexSearch, DotCrossesLineEndsAndUnsetGroupsAreEmpty) {
+    const auto results = search(u"<a\r\nb>", u"<(.*)>(x)?");
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].second, (std::vector<fl::ustring>{u"a\r\nb", u""}));
+}
+
+TEST(RegexSearch, EmptyMatchesAdvance) {
+    EXPECT_EQ(search(u"abc", u"x*").size(), 4u);
+}
+
+TEST(RegexSearch, AcceptsUnpairedSurrogatesAsCodeUnits) {
+    const fl::ustring text{0xDC00, u'<', 0xD800, u'>', 0xD800};
+    const auto results = search(text, u"<(.)>");
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].second[0], fl::ustring(1, char16_t(0xD800)));
+}
+
+TEST(RegexSearch, BadPatternThrowsAClearError) {
+    try {
+        search(u"x", u"(unclosed");
+        FAIL() << "no exception";
+    } catch (const std::runtime_error& e) {
+        EXPECT_NE(std::string(e.what()).find("does not compile"), std::string::npos);
+    }
+}
+
+TEST(RegexSearch, CatastrophicBacktrackingHitsTheLimitQuickly) {
+    const fl::ustring text = fl::ustring(40, u'a') + u"!";
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_THROW(search(text, u"^(a+)+$"), std::runtime_error);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}

@@ -1,0 +1,57 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+
+#include "fl/i18n.hpp"
+#include "mtcc/postprocessing/code_extractor.hpp"
+#include "support/log_capture.hpp"
+
+using mtcc::postprocessing::extractCode;
+using testing_support::LogCapture;
+
+namespace {
+const std::string kChannel = "mtcc::postprocessing::CodeExtractor";
+}
+
+TEST(CodeExtraction, TrimsTheFirstOstrelBlock) {
+    EXPECT_EQ(extractCode(u"```ostrel\n  x = 1;\n```"), u"x = 1;");
+    EXPECT_EQ(extractCode(u"Here:\n```ostrel\nif a\n    b = 2;\nend\n```\nand\n```ostrel\nzzz\n```"),
+              u"if a\n    b = 2;\nend");
+    // CR LF replies keep their inner line ends; only the ends are trimmed.
+    EXPECT_EQ(extractCode(u"```ostrel\r\na = 1;\r\nb = 2;\r\n```"), u"a = 1;\r\nb = 2;");
+}
+
+TEST(CodeExtraction, MissingOrForeignFencesGiveNothingAndALogRecord) {
+    for (const fl::ustring& reply : {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"x = 1;"),
+                                     fl::ustring(u"``` ostrel\nx = 1;\n```"), fl::ustring(u"```Ostrel\nx\n```"),
+                                     fl::ustring(u"```ostrel\nx = 1;\n")}) {
+        LogCapture capture;
+        EXPECT_EQ(extractCode(reply), u"");
+        EXPECT_EQ(capture.texts(kChannel),
+                  std::vector<std::string>{"No matching text found.\nLLM Response: \n\n" + fl::i18n::to_string(reply)});
+    }
+}
+
+TEST(CodeExtraction, EmptyBlockIsEmptyWithoutARecord) {
+    LogCapture capture;
+    EXPECT_EQ(extractCode(u"```ostrel```"), u"");
+    EXPECT_EQ(extractCode(u"```ostrel \n\t ```"), u"");
+    EXPECT_TRUE(capture.texts(kChannel).empty());
+}
+
+TEST(CodeExtraction, HostileRepliesReturnQuickly) {
+    const auto within = [](const fl::ustring& reply) {
+        const auto start = std::chrono::steady_clock::now();
+        const fl::ustring code = extractCode(reply);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+        return code;
+    };
+    const std::size_t tenMegabytes = 10'000'000;
+    EXPECT_EQ(within(fl::ustring(tenMegabytes, u'`')), u"");
+    EXPECT_EQ(within(u"```ostrel\n" + fl::ustring(tenMegabytes, u'x')), u"");
+    fl::ustring manyOpenings;
+    while (manyOpenings.size() < tenMegabytes) manyOpenings += u"```ostrel\n``";
+    within(manyOpenings);
+    // Unpaired surrogates inside the block pass through untouched.
+    EXPECT_EQ(within(fl::ustring(u"```ostrel\n") + char16_t(0xD800) + u"\n```"), fl::ustring(1, char16_t(0xD800)));
+}
