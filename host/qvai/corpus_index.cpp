@@ -78,12 +78,20 @@ bool isBlankLine(std::u16string_view line) {
 // From `start` in `text`: the rest of that line, then whole lines until the block begun in them is
 // closed, a blank line, a line that belongs to an enclosing block, or the line limit.
 fl::ustring continuationFrom(const fl::ustring& text, std::size_t start) {
+    // At a line start, blank lines in the corpus before the next code are not part of the offer.
+    while (start < text.size() && (start == 0 || text[start - 1] == u'\n')) {
+        const std::size_t next = text.find(u'\n', start);
+        if (next == fl::ustring::npos || !isBlankLine(std::u16string_view(text).substr(start, next - start)))
+            break;
+        start = next + 1;
+    }
     std::size_t lineEnd = text.find(u'\n', start);
     if (lineEnd == fl::ustring::npos) lineEnd = text.size();
     int depth = 0;
     bool opened = false;
     std::size_t end = lineEnd;
-    std::size_t lineStart = start;
+    // The first line is lexed whole, so that a keyword the cursor is inside still opens its block.
+    std::size_t lineStart = start == 0 ? 0 : text.rfind(u'\n', start - 1) + 1;
     for (std::size_t line = 0; line < kMaxLines && lineStart <= text.size(); ++line) {
         if (line > 0) {
             lineEnd = text.find(u'\n', lineStart);
@@ -95,8 +103,10 @@ fl::ustring continuationFrom(const fl::ustring& text, std::size_t start) {
         int brackets = 0;
         bool first = true;
         bool stopBefore = false;
+        const std::size_t skipBefore = line == 0 ? start - lineStart : 0;
         for (const auto& token : tokens) {
             if (isNoise(token.kind) || token.kind == TokenKind::LineEnd) continue;
+            if (token.offset + token.text.size() <= skipBefore) continue;  // typed already
             if (token.kind == TokenKind::Punctuation) {
                 if (token.text == u"(" || token.text == u"[" || token.text == u"{") ++brackets;
                 if ((token.text == u")" || token.text == u"]" || token.text == u"}") && brackets > 0)
@@ -212,6 +222,8 @@ std::vector<CorpusIndex::Candidate> CorpusIndex::candidates(const fl::ustring& p
                 if (!wanted || have.id == kSeparator || have.id != *wanted) break;
                 ++length;
             }
+            // A lone matching token (an operator, say) is no evidence of a like place.
+            if (length < 2 && !queryIds.empty()) continue;
             const auto& token = tokens_[position];
             found.push_back({position, length, typed ? token.begin + typed : token.end});
         }
