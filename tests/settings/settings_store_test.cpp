@@ -1,0 +1,223 @@
+#include "settings/core/settings_store.hpp"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+#include <thread>
+
+#include "settings/core/default_settings.hpp"
+#include "settings/core/settings_file.hpp"
+#include "settings_test_files.hpp"
+
+using settings::core::Settings;
+using settings::core::SettingsStore;
+using settings::core::SettingsValueChangeEvent;
+using namespace std::chrono_literals;
+
+namespace {
+
+int tabSize(const SettingsStore& store) {
+    return store.root()->getSettingsByFullName("ostrel.editor.tab")->get<int>("TabSize", "");
+}
+
+TEST(SettingsTree, HoldsEveryDefaultWithItsType) {
+    auto root = settings::core::makeDefaultSettings();
+    auto tab = root->getSettingsByFullName("ostrel.editor.tab");
+    ASSERT_TRUE(tab);
+    EXPECT_EQ(tab->fullName(), "ostrel.editor.tab");
+    EXPECT_EQ(tab->get<int>("TabSize", ""), 4);
+    EXPECT_EQ(tab->get<int>("IndentSize", ""), 4);
+    EXPECT_TRUE(tab->get<bool>("InsertSpaces", ""));
+    EXPECT_EQ(root->getSettingsByFullName("ostrel.editor.language.ostrel")
+                  ->get<fl::ustring>("FunctionIndentingFormat", ""),
+              u"AllFunctionIndent");
+    EXPECT_FALSE(root->getSettingsByFullName("ostrel.editor.indent")->get<bool>("PadEmptyLines", ""));
+    auto ai = root->getSettingsByFullName("ostrel.ai");
+    ASSERT_TRUE(ai);
+    EXPECT_EQ(ai->get<fl::ustring>("Backend", ""), u"local");
+    EXPECT_EQ(ai->get<fl::ustring>("ApiKeyVariable", ""), u"OSTREL_AI_API_KEY");
+    EXPECT_EQ(ai->get<int>("TimeoutMs", ""), 30000);
+    EXPECT_EQ(ai->get<int>("MaxTokens", ""), 512);
+
+    // Intermediate nodes exist and lead to the same node; unknown names give an empty pointer.
+    EXPECT_EQ(root->getSettingsByFullName("ostrel.editor")->getSettingsByFullName("ostrel.editor.tab"), tab);
+    EXPECT_FALSE(root->getSettingsByFullName("ostrel.editor.tabs"));
+    EXPECT_FALSE(root->getSettingsByFullName("ostrel.editor.tab.TabSize"));
+    EXPECT_EQ(root->getSettingsByFullName(""), root);  // a node answers to its own name
+}
+
+TEST(SettingsTree, UnknownLeavesWrongTypesAndLayersThrowNamingTheLeaf) {
+    auto tab = settings::core::makeDefaultSettings()->getSettingsByFullName("ostrel.editor.tab");
+    try {
+        tab->get<int>("TabWidth", "");
+        FAIL() << "no exception";
+    } catch (const settings::core::SettingsError& e) {
+        EXPECT_NE(std::string(e.what()).find("TabWidth"), std::string::npos);
+        EXPECT_NE(std::string(e.what()).find("ostrel.editor.tab"), std::string::npos);
+    }
+    EXPECT_THROW(tab->get<bool>("TabSize", ""), settings::core::SettingsError);
+    EXPECT_THROW(tab->get<fl::ustring>("TabSize", ""), settings::core::SettingsError);
+    EXPECT_THROW(tab->get<int>("TabSize", "workspace"), settings::core::SettingsError);
+}
+
+TEST(SettingsFile, AcceptsOverridesAndRejectsBadFilesNamingFileLineAndKey) {
+    const auto& known = settings::core::defaultSettingValues();
+    auto ok =
+        settings::core::parseSettingsFile(R"({"ostrel.editor.tab": {"TabSize": 2, "InsertSpaces": false},
+        "ostrel.ai": {"Model": "m\u00e9"}})",
+                                          "s.json", known);
+    ASSERT_EQ(ok.error, "");
+    EXPECT_EQ(std::get<int>(ok.overrides["ostrel.editor.tab"]["TabSize"]), 2);
+    EXPECT_FALSE(std::get<bool>(ok.overrides["ostrel.editor.tab"]["InsertSpaces"]));
+    EXPECT_EQ(std::get<fl::ustring>(ok.overrides["ostrel.ai"]["Model"]), u"m\u00e9");
+    EXPECT_EQ(settings::core::parseSettingsFile(" \n", "s.json", known).error, "");
+
+    auto parse = settings::core::parseSettingsFile(
+        "{\n  \"ostrel.editor.tab\": {\n    \"TabSize\": 2,\n  }\n}", "/x/s.json", known);
+    EXPECT_EQ(parse.error.rfind("/x/s.json:4:", 0), 0u) << parse.error;
+    EXPECT_TRUE(parse.overrides.empty());
+
+    const std::pair<const char*, const char*> rejected[] = {
+        {R"({"ostrel.editor.tab": {"TabSize": "2"}})", "'ostrel.editor.tab.TabSize'"},
+        {R"({"ostrel.editor.tab": {"TabSize": 2.5}})", "'ostrel.editor.tab.TabSize'"},
+        {R"({"ostrel.editor.tab": {"TabSize": 3000000000}})", "'ostrel.editor.tab.TabSize'"},
+        {R"({"ostrel.editor.tab": {"InsertSpaces": 1}})", "'ostrel.editor.tab.InsertSpaces'"},
+        {R"({"ostrel.ai": {"Model": null}})", "'ostrel.ai.Model'"},
+        {R"({"ostrel.editor.tab": {"TabSiz": 2}})", "'ostrel.editor.tab.TabSiz'"},
+        {R"({"ostrel.editor.tabs": {}})", "'ostrel.editor.tabs'"},
+        {R"({"ostrel.editor.tab": 4})", "'ostrel.editor.tab'"},
+        {R"([1, 2])", "JSON object"},
+    };
+    for (const auto& [text, key] : rejected) {
+        auto result = settings::core::parseSettingsFile(text, "/x/s.json", known);
+        EXPECT_EQ(result.error.rfind("/x/s.json: ", 0), 0u) << text << " -> " << result.error;
+        EXPECT_NE(result.error.find(key), std::string::npos) << text << " -> " << result.error;
+        EXPECT_TRUE(result.overrides.empty());
+    }
+}
+
+TEST(SettingsFile, DefaultPathFollowsXdgConfigHome) {
+    testing_support::ScopedEnv xdg("XDG_CONFIG_HOME", "/cfg");
+    EXPECT_EQ(settings::core::defaultSettingsFilePath(), std::filesystem::path("/cfg/ostrel/settings.json"));
+    testing_support::ScopedEnv relative("XDG_CONFIG_HOME", "relative");
+    testing_support::ScopedEnv home("HOME", "/home/u");
+    EXPECT_EQ(settings::core::defaultSettingsFilePath(),
+              std::filesystem::path("/home/u/.config/ostrel/settings.json"));
+}
+
+TEST(SettingsStore, FileOverridesDefaultsAndAMissingFileMeansDefaults) {
+    testing_support::TempDir dir;
+    testing_support::writeFile(dir.path() / "s.json", R"({"ostrel.editor.tab": {"TabSize": 2}})");
+    SettingsStore store(dir.path() / "s.json");
+    EXPECT_EQ(store.lastError(), "");
+    EXPECT_EQ(tabSize(store), 2);
+    EXPECT_EQ(store.root()->getSettingsByFullName("ostrel.editor.tab")->get<int>("IndentSize", ""), 4);
+
+    SettingsStore none(dir.path() / "absent.json");
+    EXPECT_EQ(none.lastError(), "");
+    EXPECT_EQ(tabSize(none), 4);
+}
+
+TEST(SettingsStore, RejectedFileKeepsThePreviousValuesUntilItIsFixed) {
+    testing_support::TempDir dir;
+    const auto file = dir.path() / "s.json";
+    testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 2}})");
+    SettingsStore store(file, 10000ms);  // polling out of the way: reload() drives it
+
+    testing_support::writeFile(file, "{\"ostrel.editor.tab\": {\"TabSize\": 3,}");
+    EXPECT_FALSE(store.reload());
+    EXPECT_NE(store.lastError().find(file.string() + ":1:"), std::string::npos) << store.lastError();
+    EXPECT_EQ(tabSize(store), 2);
+
+    testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 3, "InsertSpaces": "no"}})");
+    EXPECT_FALSE(store.reload());
+    EXPECT_NE(store.lastError().find("ostrel.editor.tab.InsertSpaces"), std::string::npos);
+    EXPECT_EQ(tabSize(store), 2);  // nothing of a rejected file is applied, not even its valid leaves
+
+    testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 3}})");
+    EXPECT_TRUE(store.reload());
+    EXPECT_EQ(store.lastError(), "");
+    EXPECT_EQ(tabSize(store), 3);
+
+    std::filesystem::remove(file);
+    EXPECT_TRUE(store.reload());
+    EXPECT_EQ(tabSize(store), 4);
+}
+
+TEST(SettingsStore, EditsOnDiskArePublishedOnTheStoresThreadPerChangedNode) {
+    testing_support::TempDir dir;
+    const auto file = dir.path() / "s.json";
+    testing_support::writeFile(file, "{}");
+    SettingsStore store(file, 20ms);
+
+    std::mutex mutex;
+    std::condition_variable arrived;
+    std::vector<SettingsValueChangeEvent> events;
+    std::thread::id listenerThread;
+    auto connection = settings::core::addSettingsValueChangeListener(
+        store.root()->getSettingsByFullName("ostrel.editor.tab"), [&](const SettingsValueChangeEvent& e) {
+            std::lock_guard lock(mutex);
+            events.push_back(e);
+            listenerThread = std::this_thread::get_id();
+            arrived.notify_all();
+        });
+    int otherNodeEvents = 0;
+    auto other = settings::core::addSettingsValueChangeListener(
+        store.root()->getSettingsByFullName("ostrel.ai"),
+        [&](const SettingsValueChangeEvent&) { ++otherNodeEvents; });
+
+    testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 8, "IndentSize": 2}})");
+    std::unique_lock lock(mutex);
+    ASSERT_TRUE(arrived.wait_for(lock, 2s, [&] { return !events.empty(); }));
+    EXPECT_EQ(events[0].nodeName, "ostrel.editor.tab");
+    EXPECT_EQ(events[0].changedLeaves, (std::vector<std::string>{"IndentSize", "TabSize"}));
+    EXPECT_NE(listenerThread, std::this_thread::get_id());
+    EXPECT_EQ(tabSize(store), 8);
+    lock.unlock();
+    std::this_thread::sleep_for(100ms);  // a few more polls of the unchanged file publish nothing
+    lock.lock();
+    EXPECT_EQ(events.size(), 1u);
+    EXPECT_EQ(otherNodeEvents, 0);
+    connection.disconnect();
+    other.disconnect();
+}
+
+TEST(SettingsStore, ListenersOnAnAbsentNodeGetAnEmptyConnection) {
+    auto connection =
+        settings::core::addSettingsValueChangeListener(nullptr, [](const SettingsValueChangeEvent&) {});
+    EXPECT_FALSE(connection.connected());
+    connection.disconnect();  // harmless
+}
+
+TEST(SettingsStore, DestructionStopsPromptlyEvenWithALongPollInterval) {
+    testing_support::TempDir dir;
+    const auto start = std::chrono::steady_clock::now();
+    { SettingsStore store(dir.path() / "s.json", 60s); }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+}
+
+TEST(SettingsStore, ReadersAndTheWatcherDoNotRace) {
+    testing_support::TempDir dir;
+    const auto file = dir.path() / "s.json";
+    SettingsStore store(file, 1ms);
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (int i = 0; i < 200; ++i)
+            testing_support::writeFile(
+                file, "{\"ostrel.editor.tab\": {\"TabSize\": " + std::to_string(i % 7 + 1) + "}}");
+        done = true;
+    });
+    auto tab = store.root()->getSettingsByFullName("ostrel.editor.tab");
+    while (!done) {
+        const int value = tab->get<int>("TabSize", "");
+        ASSERT_TRUE(value >= 1 && value <= 7) << value;
+    }
+    writer.join();
+}
+
+}  // namespace
