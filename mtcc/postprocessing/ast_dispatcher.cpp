@@ -78,12 +78,11 @@ void AstDispatcher::dispatch(Node node) {
                 closeNodeBlock(node);
                 return;
             case KindGroup::Container: {
-                const auto children = node.getChildren();
-                if (children.size() == 1) {
-                    node = children.front();
+                if (node.getChildCount() == 1) {
+                    node = node.getChild(0);
                     continue;
                 }
-                for (const Node& child : children) dispatch(child);
+                for (const Node& child : node.getChildren()) dispatch(child);
                 return;
             }
             case KindGroup::InputArgument:
@@ -164,7 +163,7 @@ void AstDispatcher::closeBlock(std::uint64_t line) {
     // Split into paragraphs at separator lines; a separator that would start a chunk stays in it.
     std::uint64_t chunkStart = block.startLine;
     for (std::uint64_t n = block.startLine; n <= line; ++n) {
-        if (!analysis_->lineHasContent(n, 2) && n != chunkStart) {
+        if (!analysis_->lineHas(static_cast<std::uint32_t>(n), ca::Analysis::kNonBlank) && n != chunkStart) {
             level.push_back(CodeBlock{chunkStart, n - 1, {}});
             chunkStart = n + 1;
         }

@@ -1,8 +1,8 @@
 #include "mtcc/postprocessing/code_pruner.hpp"
 
 #include "ca/analysis.hpp"
-#include "ca/analyzer.hpp"
-#include "ca/exceptions.hpp"
+#include "ca/invalid_analysis_exception.hpp"
+#include "ca/single_file_analyzer.hpp"
 #include "ca/utils/line_splitter.hpp"
 #include "mtcc/postprocessing/ast_dispatcher.hpp"
 

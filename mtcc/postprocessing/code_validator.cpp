@@ -12,7 +12,7 @@ namespace mtcc::postprocessing {
 namespace {
 
 std::vector<ca::messages::Message> errorsOf(const ca::messages::SingleFileMessages& analyser,
-                                            const ca::messages::Options& options, const fl::ustring& file) {
+                                            const ca::messages::MessageOptions& options, const fl::ustring& file) {
     return analyser.getMessages(ca::CodeInput::createFromSourceCode(file), options);
 }
 

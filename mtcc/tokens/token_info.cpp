@@ -1,7 +1,7 @@
 #include "mtcc/tokens/token_info.hpp"
 
-#include "ca/analyzer.hpp"
-#include "ca/exceptions.hpp"
+#include "ca/invalid_analysis_exception.hpp"
+#include "ca/single_file_analyzer.hpp"
 #include "fl/i18n.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 
