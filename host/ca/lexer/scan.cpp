@@ -1,0 +1,788 @@
+#include "ca/lexer/scan.hpp"
+
+#include <string>
+#include <unordered_set>
+
+namespace ca::lexer {
+
+bool isBlank(char16_t c) {
+    return c == u' ' || c == u'\t' || c == u'\f' || c == u'\v';
+}
+bool isIdentifierStart(char16_t c) {
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+bool isIdentifierPart(char16_t c) {
+    return isIdentifierStart(c) || (c >= u'0' && c <= u'9') || c == u'_';
+}
+
+Word reservedWord(std::u16string_view w) {
+    switch (w.size()) {
+        case 2:
+            if (w == u"if") return Word::If;
+            break;
+        case 3:
+            if (w == u"end") return Word::End;
+            if (w == u"for") return Word::For;
+            if (w == u"try") return Word::Try;
+            break;
+        case 4:
+            if (w == u"case") return Word::Case;
+            if (w == u"else") return Word::Else;
+            if (w == u"spmd") return Word::Spmd;
+            break;
+        case 5:
+            if (w == u"break") return Word::Break;
+            if (w == u"catch") return Word::Catch;
+            if (w == u"while") return Word::While;
+            break;
+        case 6:
+            if (w == u"elseif") return Word::Elseif;
+            if (w == u"global") return Word::Global;
+            if (w == u"parfor") return Word::Parfor;
+            if (w == u"return") return Word::Return;
+            if (w == u"switch") return Word::Switch;
+            break;
+        case 8:
+            if (w == u"classdef") return Word::Classdef;
+            if (w == u"continue") return Word::Continue;
+            if (w == u"function") return Word::Function;
+            break;
+        case 9:
+            if (w == u"otherwise") return Word::Otherwise;
+            break;
+        case 10:
+            if (w == u"persistent") return Word::Persistent;
+            break;
+        default:
+            break;
+    }
+    return Word::None;
+}
+
+Word contextualWord(std::u16string_view w) {
+    if (w == u"arguments") return Word::Arguments;
+    if (w == u"properties") return Word::Properties;
+    if (w == u"methods") return Word::Methods;
+    if (w == u"events") return Word::Events;
+    if (w == u"enumeration") return Word::Enumeration;
+    return Word::None;
+}
+
+namespace {
+
+bool isDigit(char16_t c) {
+    return c >= u'0' && c <= u'9';
+}
+bool isHexDigit(char16_t c) {
+    return isDigit(c) || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
+}
+
+bool isBlockOpener(Word w) {
+    switch (w) {
+        case Word::If:
+        case Word::For:
+        case Word::Parfor:
+        case Word::While:
+        case Word::Switch:
+        case Word::Try:
+        case Word::Spmd:
+        case Word::Function:
+        case Word::Classdef:
+            return true;
+        default:
+            return false;
+    }
+}
+
+// Blocks whose lines are declarations, where a blank after a name never makes a command.
+bool isDeclarationBlock(Word w) {
+    return w == Word::Properties || w == Word::Arguments || w == Word::Events || w == Word::Enumeration ||
+           w == Word::Classdef;
+}
+
+// Keywords after which the expression goes on on the next line.
+bool expectsExpression(Word w) {
+    return w == Word::If || w == Word::Elseif || w == Word::While || w == Word::Switch || w == Word::Case ||
+           w == Word::For || w == Word::Parfor;
+}
+
+bool isBinaryOrAssign(Op op) {
+    switch (op) {
+        case Op::Plus:
+        case Op::Minus:
+        case Op::Times:
+        case Op::Divide:
+        case Op::LeftDivide:
+        case Op::Power:
+        case Op::ElemTimes:
+        case Op::ElemDivide:
+        case Op::ElemLeftDivide:
+        case Op::ElemPower:
+        case Op::Equal:
+        case Op::NotEqual:
+        case Op::Less:
+        case Op::LessEqual:
+        case Op::Greater:
+        case Op::GreaterEqual:
+        case Op::And:
+        case Op::Or:
+        case Op::AndAnd:
+        case Op::OrOr:
+        case Op::Assign:
+        case Op::Colon:
+        case Op::At:
+            return true;
+        default:
+            return false;
+    }
+}
+
+class Scanner {
+  public:
+    Scanner(std::u16string_view text, std::vector<ScanToken>& out) : t_(text), n_(text.size()), out_(out) {}
+
+    void run() {
+        scanCutBlockComment();
+        while (i_ < n_) {
+            if (lineStart_) {
+                startLine();
+                continue;
+            }
+            step();
+        }
+        endStatement();
+    }
+
+  private:
+    // --- text helpers -------------------------------------------------------------------------------
+    bool lineEndAt(std::size_t i) const {
+        return i < n_ && (t_[i] == u'\n' || (t_[i] == u'\r' && i + 1 < n_ && t_[i + 1] == u'\n'));
+    }
+    bool blankAt(std::size_t i) const {
+        return i < n_ && (isBlank(t_[i]) || (t_[i] == u'\r' && !lineEndAt(i)));
+    }
+    std::size_t endOfLine(std::size_t i) const {
+        while (i < n_ && !lineEndAt(i))
+            ++i;
+        return i;
+    }
+    std::size_t skipBlanks(std::size_t i) const {
+        while (blankAt(i))
+            ++i;
+        return i;
+    }
+    // '{' or '}' when the line that starts at `lineStart` holds only blanks and %{ or %}; 0 otherwise.
+    char16_t blockMarker(std::size_t lineStart) const {
+        std::size_t i = skipBlanks(lineStart);
+        if (i + 1 >= n_ || t_[i] != u'%' || (t_[i + 1] != u'{' && t_[i + 1] != u'}')) return 0;
+        std::size_t j = skipBlanks(i + 2);
+        return (j == n_ || lineEndAt(j)) ? t_[i + 1] : 0;
+    }
+    std::size_t nextLineStart(std::size_t i) const {
+        i = endOfLine(i);
+        if (i == n_) return n_;
+        return i + (t_[i] == u'\r' ? 2 : 1);
+    }
+
+    // --- emitting ----------------------------------------------------------------------------------
+    void emit(TokenKind kind, std::size_t end, Word word = Word::None, Op op = Op::None,
+              std::uint8_t flags = 0) {
+        out_.push_back(ScanToken{static_cast<std::uint32_t>(i_), static_cast<std::uint32_t>(end - i_), line_,
+                                 kind, word, op, flags});
+        i_ = end;
+    }
+    void countLines(std::size_t from, std::size_t to) {
+        for (std::size_t k = from; k < to; ++k)
+            line_ += (t_[k] == u'\n');
+    }
+
+    // A %} line without opener closes a block comment that began before the text: everything up to the
+    // last such line is one block comment.
+    void scanCutBlockComment() {
+        int depth = 0;
+        std::size_t cutEnd = 0;
+        for (std::size_t ls = 0; ls < n_; ls = nextLineStart(ls)) {
+            std::size_t first = skipBlanks(ls);
+            if (first >= n_ || t_[first] != u'%') continue;
+            char16_t marker = blockMarker(ls);
+            if (marker == u'{') {
+                ++depth;
+            } else if (marker == u'}') {
+                if (depth > 0) {
+                    --depth;
+                } else {
+                    cutEnd = first + 2;
+                }
+            }
+        }
+        if (cutEnd == 0) return;
+        std::size_t start = i_;
+        emit(TokenKind::BlockComment, cutEnd, Word::None, Op::None, kCutBlockComment);
+        countLines(start, cutEnd);
+        lineStart_ = false;
+    }
+
+    void startLine() {
+        lineStart_ = false;
+        std::size_t first = skipBlanks(i_);
+        lineIndent_ = 0;
+        for (std::size_t k = i_; k < first; ++k)
+            lineIndent_ = t_[k] == u'\t' ? (lineIndent_ / 4 + 1) * 4 : lineIndent_ + 1;
+        if (first > i_) emit(TokenKind::Blank, first);
+        if (i_ < n_ && t_[i_] == u'%' && blockMarker(i_) == u'{') scanBlockComment();
+    }
+
+    void scanBlockComment() {
+        int depth = 0;
+        std::size_t ls = i_;
+        std::size_t end = n_;
+        std::uint8_t flags = kUnclosedBlock;
+        for (; ls < n_; ls = nextLineStart(ls)) {
+            char16_t marker = blockMarker(ls);
+            if (marker == u'{') {
+                ++depth;
+            } else if (marker == u'}' && --depth == 0) {
+                end = skipBlanks(ls) + 2;
+                flags = 0;
+                break;
+            }
+        }
+        std::size_t start = i_;
+        emit(TokenKind::BlockComment, end, Word::None, Op::None, flags);
+        countLines(start, end);
+    }
+
+    // --- one token --------------------------------------------------------------------------------
+    void step() {
+        const char16_t c = t_[i_];
+        if (c == u'\n' || lineEndAt(i_)) {
+            emit(TokenKind::LineEnd, i_ + (c == u'\n' ? 1 : 2));
+            ++line_;
+            lineStart_ = true;
+            onLineEnd();
+            return;
+        }
+        if (blankAt(i_)) {
+            emit(TokenKind::Blank, skipBlanks(i_));
+            return;
+        }
+        if (c == u'%') {
+            scanComment();
+            return;
+        }
+        if (c == u'.' && i_ + 2 < n_ && t_[i_ + 1] == u'.' && t_[i_ + 2] == u'.') {
+            emit(TokenKind::Continuation, endOfLine(i_));
+            continued_ = true;
+            return;
+        }
+        if (isDigit(c) || (c == u'.' && i_ + 1 < n_ && isDigit(t_[i_ + 1]))) {
+            significant(TokenKind::Number, scanNumber(), Word::None, Op::None);
+            return;
+        }
+        if (isIdentifierStart(c)) {
+            scanWord();
+            return;
+        }
+        if (c == u'\'' && !transposeAllowed()) {
+            scanLiteral(TokenKind::CharArray, u'\'');
+            return;
+        }
+        if (c == u'"') {
+            scanLiteral(TokenKind::String, u'"');
+            return;
+        }
+        scanOperator();
+    }
+
+    void scanComment() {
+        std::size_t end = endOfLine(i_);
+        std::uint8_t flags = 0;
+        bool firstOnLine = out_.empty() || out_.back().kind == TokenKind::LineEnd ||
+                           (out_.back().kind == TokenKind::Blank &&
+                            (out_.size() == 1 || out_[out_.size() - 2].kind == TokenKind::LineEnd));
+        if (firstOnLine && i_ + 1 < n_ && t_[i_ + 1] == u'%' && (i_ + 2 == end || blankAt(i_ + 2))) {
+            flags = kSectionHeading;
+        }
+        emit(TokenKind::Comment, end, Word::None, Op::None, flags);
+    }
+
+    std::size_t scanNumber() const {
+        std::size_t j = i_;
+        if (t_[j] == u'0' && j + 2 < n_ && (t_[j + 1] == u'x' || t_[j + 1] == u'X') &&
+            isHexDigit(t_[j + 2])) {
+            j += 2;
+            while (j < n_ && isHexDigit(t_[j]))
+                ++j;
+        } else if (t_[j] == u'0' && j + 2 < n_ && (t_[j + 1] == u'b' || t_[j + 1] == u'B') &&
+                   (t_[j + 2] == u'0' || t_[j + 2] == u'1')) {
+            j += 2;
+            while (j < n_ && (t_[j] == u'0' || t_[j] == u'1'))
+                ++j;
+        } else {
+            while (j < n_ && isDigit(t_[j]))
+                ++j;
+            if (j < n_ && t_[j] == u'.') {
+                // `1.*x`, `1.'` and `1...` keep the dot for the operator or the continuation.
+                char16_t next = j + 1 < n_ ? t_[j + 1] : u'\0';
+                bool operatorDot = next == u'*' || next == u'/' || next == u'\\' || next == u'^' ||
+                                   next == u'\'' || next == u'.';
+                if (!operatorDot) {
+                    ++j;
+                    while (j < n_ && isDigit(t_[j]))
+                        ++j;
+                }
+            }
+            if (j < n_ && (t_[j] == u'e' || t_[j] == u'E')) {
+                std::size_t k = j + 1;
+                if (k < n_ && (t_[k] == u'+' || t_[k] == u'-')) ++k;
+                if (k < n_ && isDigit(t_[k])) {
+                    j = k;
+                    while (j < n_ && isDigit(t_[j]))
+                        ++j;
+                }
+            }
+        }
+        if (j < n_ && (t_[j] == u'i' || t_[j] == u'j') && !(j + 1 < n_ && isIdentifierPart(t_[j + 1]))) ++j;
+        return j;
+    }
+
+    bool transposeAllowed() const {
+        if (out_.empty()) return false;
+        const ScanToken& prev = out_.back();
+        if (prev.offset + prev.length != i_) return false;
+        switch (prev.kind) {
+            case TokenKind::Identifier:
+            case TokenKind::Number:
+                return true;
+            case TokenKind::Keyword:
+                return prev.word == Word::End;
+            case TokenKind::Operator:
+            case TokenKind::Punctuation:
+                return prev.op == Op::RParen || prev.op == Op::RBracket || prev.op == Op::RBrace ||
+                       prev.op == Op::Transpose || prev.op == Op::DotTranspose;
+            default:
+                return false;
+        }
+    }
+
+    void scanLiteral(TokenKind kind, char16_t quote) {
+        std::size_t j = i_ + 1;
+        std::uint8_t flags = kUnterminated;
+        while (j < n_ && !lineEndAt(j)) {
+            if (t_[j] == quote) {
+                if (j + 1 < n_ && t_[j + 1] == quote) {
+                    j += 2;
+                    continue;
+                }
+                ++j;
+                flags = 0;
+                break;
+            }
+            ++j;
+        }
+        significant(kind, j, Word::None, Op::None, flags);
+    }
+
+    void scanOperator() {
+        const char16_t c = t_[i_];
+        const char16_t d = i_ + 1 < n_ ? t_[i_ + 1] : u'\0';
+        TokenKind kind = TokenKind::Operator;
+        Op op = Op::None;
+        std::size_t len = 1;
+        switch (c) {
+            case u'+':
+                op = Op::Plus;
+                break;
+            case u'-':
+                op = Op::Minus;
+                break;
+            case u'*':
+                op = Op::Times;
+                break;
+            case u'/':
+                op = Op::Divide;
+                break;
+            case u'\\':
+                op = Op::LeftDivide;
+                break;
+            case u'^':
+                op = Op::Power;
+                break;
+            case u'\'':
+                op = Op::Transpose;
+                break;
+            case u':':
+                op = Op::Colon;
+                break;
+            case u'@':
+                op = Op::At;
+                break;
+            case u'?':
+                op = Op::Question;
+                break;
+            case u'=':
+                op = d == u'=' ? Op::Equal : Op::Assign;
+                len = d == u'=' ? 2 : 1;
+                break;
+            case u'~':
+                op = d == u'=' ? Op::NotEqual : Op::Not;
+                len = d == u'=' ? 2 : 1;
+                break;
+            case u'<':
+                op = d == u'=' ? Op::LessEqual : Op::Less;
+                len = d == u'=' ? 2 : 1;
+                break;
+            case u'>':
+                op = d == u'=' ? Op::GreaterEqual : Op::Greater;
+                len = d == u'=' ? 2 : 1;
+                break;
+            case u'&':
+                op = d == u'&' ? Op::AndAnd : Op::And;
+                len = d == u'&' ? 2 : 1;
+                break;
+            case u'|':
+                op = d == u'|' ? Op::OrOr : Op::Or;
+                len = d == u'|' ? 2 : 1;
+                break;
+            case u'.':
+                len = 2;
+                switch (d) {
+                    case u'*':
+                        op = Op::ElemTimes;
+                        break;
+                    case u'/':
+                        op = Op::ElemDivide;
+                        break;
+                    case u'\\':
+                        op = Op::ElemLeftDivide;
+                        break;
+                    case u'^':
+                        op = Op::ElemPower;
+                        break;
+                    case u'\'':
+                        op = Op::DotTranspose;
+                        break;
+                    default:
+                        kind = TokenKind::Punctuation;
+                        op = Op::Dot;
+                        len = 1;
+                }
+                break;
+            case u',':
+                kind = TokenKind::Punctuation;
+                op = Op::Comma;
+                break;
+            case u';':
+                kind = TokenKind::Punctuation;
+                op = Op::Semicolon;
+                break;
+            case u'(':
+                kind = TokenKind::Punctuation;
+                op = Op::LParen;
+                break;
+            case u')':
+                kind = TokenKind::Punctuation;
+                op = Op::RParen;
+                break;
+            case u'[':
+                kind = TokenKind::Punctuation;
+                op = Op::LBracket;
+                break;
+            case u']':
+                kind = TokenKind::Punctuation;
+                op = Op::RBracket;
+                break;
+            case u'{':
+                kind = TokenKind::Punctuation;
+                op = Op::LBrace;
+                break;
+            case u'}':
+                kind = TokenKind::Punctuation;
+                op = Op::RBrace;
+                break;
+            default:
+                kind = TokenKind::Invalid;
+        }
+        significant(kind, i_ + len, Word::None, op);
+    }
+
+    void scanWord() {
+        std::size_t j = i_ + 1;
+        while (j < n_ && isIdentifierPart(t_[j]))
+            ++j;
+        std::u16string_view w = t_.substr(i_, j - i_);
+        Word reserved = reservedWord(w);
+        if (reserved != Word::None) {
+            significant(TokenKind::Keyword, j, reserved, Op::None);
+            return;
+        }
+        const bool first = stmtStart_ && brackets_.empty();
+        significant(TokenKind::Identifier, j, contextualWord(w), Op::None);
+        if (!first) return;
+        Word contextual = out_.back().word;
+        Word top = blocks_.empty() ? Word::None : blocks_.back();
+        bool opensBlock =
+            (contextual == Word::Arguments && top == Word::Function) ||
+            (top == Word::Classdef && (contextual == Word::Properties || contextual == Word::Methods ||
+                                       contextual == Word::Events || contextual == Word::Enumeration));
+        if (opensBlock) {
+            blocks_.push_back(contextual);
+            blockIndents_.push_back(lineIndent_);
+            return;
+        }
+        if (isDeclarationBlock(top) || variables_.count(w) != 0) return;
+        if (startsCommand(j)) scanCommandWords();
+    }
+
+    // The command form: a name, a blank, and then something that cannot continue an expression.
+    bool startsCommand(std::size_t j) const {
+        if (!blankAt(j)) return false;
+        std::size_t k = skipBlanks(j);
+        if (k >= n_ || lineEndAt(k)) return false;
+        const char16_t c = t_[k];
+        if (c == u'%' || c == u',' || c == u';' || c == u'=' || c == u'(') return false;
+        const char16_t d = k + 1 < n_ ? t_[k + 1] : u'\0';
+        if (c == u'.' && d == u'.' && k + 2 < n_ && t_[k + 2] == u'.') return false;
+        std::size_t opLen = 0;
+        switch (c) {
+            case u'+':
+            case u'-':
+            case u'*':
+            case u'/':
+            case u'\\':
+            case u'^':
+            case u':':
+                opLen = 1;
+                break;
+            case u'<':
+            case u'>':
+                opLen = d == u'=' ? 2 : 1;
+                break;
+            case u'&':
+                opLen = d == u'&' ? 2 : 1;
+                break;
+            case u'|':
+                opLen = d == u'|' ? 2 : 1;
+                break;
+            case u'~':
+                opLen = d == u'=' ? 2 : 0;
+                break;
+            case u'.':
+                opLen = (d == u'*' || d == u'/' || d == u'\\' || d == u'^') ? 2 : 0;
+                break;
+            default:
+                break;
+        }
+        if (opLen == 0) return true;
+        std::size_t after = k + opLen;
+        return !(after >= n_ || blankAt(after) || lineEndAt(after));
+    }
+
+    void scanCommandWords() {
+        while (i_ < n_ && !lineEndAt(i_)) {
+            const char16_t c = t_[i_];
+            if (c == u',' || c == u';' || c == u'%') return;
+            if (blankAt(i_)) {
+                emit(TokenKind::Blank, skipBlanks(i_));
+                continue;
+            }
+            std::size_t j = i_;
+            std::uint8_t flags = 0;
+            while (j < n_ && !lineEndAt(j) && !blankAt(j) && t_[j] != u',' && t_[j] != u';' &&
+                   t_[j] != u'%') {
+                if (t_[j] != u'\'') {
+                    ++j;
+                    continue;
+                }
+                // A quoted part may hold blanks, commas and percent signs.
+                ++j;
+                flags = kUnterminated;
+                while (j < n_ && !lineEndAt(j)) {
+                    if (t_[j] == u'\'') {
+                        if (j + 1 < n_ && t_[j + 1] == u'\'') {
+                            j += 2;
+                            continue;
+                        }
+                        ++j;
+                        flags = 0;
+                        break;
+                    }
+                    ++j;
+                }
+            }
+            emit(TokenKind::CommandWord, j, Word::None, Op::None, flags);
+        }
+    }
+
+    // --- statement bookkeeping: just enough scope to tell commands from expressions ----------------
+    void significant(TokenKind kind, std::size_t end, Word word, Op op, std::uint8_t flags = 0) {
+        const bool first = stmtStart_;
+        const bool topLevel = brackets_.empty();
+        emit(kind, end, word, op, flags);
+        const std::size_t index = out_.size() - 1;
+        lastOnLine_ = index;
+        if (first) {
+            stmtStart_ = false;
+            stmtFirst_ = index;
+        }
+        switch (op) {
+            case Op::LParen:
+            case Op::LBracket:
+            case Op::LBrace:
+                if (brackets_.size() < 100000) brackets_.push_back(op);
+                break;
+            case Op::RParen:
+            case Op::RBracket:
+            case Op::RBrace:
+                if (!brackets_.empty()) brackets_.pop_back();
+                break;
+            case Op::Comma:
+            case Op::Semicolon:
+                if (topLevel) {
+                    endStatement();
+                    stmtStart_ = true;
+                }
+                break;
+            case Op::Assign:
+                if (topLevel) noteAssignment(index);
+                break;
+            default:
+                break;
+        }
+        if (kind == TokenKind::Keyword) onKeyword(word, first && topLevel);
+        if (kind == TokenKind::Identifier) onIdentifier(index);
+    }
+
+    void onKeyword(Word w, bool statementStart) {
+        if (!statementStart) return;
+        if (w == Word::End) {
+            if (!blocks_.empty()) {
+                blocks_.pop_back();
+                blockIndents_.pop_back();
+            }
+            return;
+        }
+        if (w == Word::Else || w == Word::Try || w == Word::Otherwise) stmtStart_ = true;
+        if (w == Word::For || w == Word::Parfor) mode_ = Mode::LoopVariable;
+        if (w == Word::Global || w == Word::Persistent) mode_ = Mode::Declaration;
+        if (w == Word::Catch) mode_ = Mode::CatchVariable;
+        if (w == Word::Function) {
+            // A function at or left of an open function's header is its sibling (functions without end).
+            while (!blocks_.empty() && blocks_.back() == Word::Function &&
+                   blockIndents_.back() >= lineIndent_) {
+                blocks_.pop_back();
+                blockIndents_.pop_back();
+            }
+            variables_.clear();
+            mode_ = Mode::FunctionHeader;
+            headerStart_ = out_.size();
+        }
+        if (isBlockOpener(w) && blocks_.size() < 100000) {
+            blocks_.push_back(w);
+            blockIndents_.push_back(lineIndent_);
+        }
+    }
+
+    void onIdentifier(std::size_t index) {
+        switch (mode_) {
+            case Mode::LoopVariable:
+            case Mode::CatchVariable:
+                variables_.insert(text(index));
+                mode_ = Mode::None;
+                break;
+            case Mode::Declaration:
+                variables_.insert(text(index));
+                break;
+            default:
+                break;
+        }
+    }
+
+    void noteAssignment(std::size_t assignIndex) {
+        if (stmtFirst_ >= assignIndex) return;
+        if (mode_ == Mode::FunctionHeader) {
+            headerAssign_ = assignIndex;
+            return;
+        }
+        const ScanToken& first = out_[stmtFirst_];
+        if (first.kind == TokenKind::Identifier) {
+            variables_.insert(text(stmtFirst_));
+        } else if (first.op == Op::LBracket) {
+            for (std::size_t k = stmtFirst_ + 1; k < assignIndex; ++k) {
+                if (out_[k].kind == TokenKind::Identifier) variables_.insert(text(k));
+            }
+        }
+    }
+
+    void onLineEnd() {
+        bool implicit = false;
+        if (lastOnLine_ != kNone) {
+            const ScanToken& last = out_[lastOnLine_];
+            implicit = (last.kind == TokenKind::Operator && isBinaryOrAssign(last.op)) ||
+                       (last.kind == TokenKind::Keyword && expectsExpression(last.word) &&
+                        lastOnLine_ == stmtFirst_);
+        }
+        if (brackets_.empty() && !continued_ && !implicit) {
+            endStatement();
+            stmtStart_ = true;
+        }
+        continued_ = false;
+        lastOnLine_ = kNone;
+    }
+
+    void endStatement() {
+        if (mode_ == Mode::FunctionHeader) noteFunctionHeader();
+        mode_ = Mode::None;
+        headerAssign_ = kNone;
+    }
+
+    // Outputs and inputs of a function line are the variables of its body.
+    void noteFunctionHeader() {
+        const std::size_t nameFrom = headerAssign_ == kNone ? headerStart_ : headerAssign_ + 1;
+        bool nameSeen = false;
+        for (std::size_t k = headerStart_; k < out_.size(); ++k) {
+            if (out_[k].kind != TokenKind::Identifier) continue;
+            const bool afterDot = k > 0 && out_[k - 1].op == Op::Dot;
+            if (k >= nameFrom && (!nameSeen || afterDot)) {
+                nameSeen = true;
+                continue;
+            }
+            variables_.insert(text(k));
+        }
+    }
+
+    std::u16string_view text(std::size_t index) const {
+        return t_.substr(out_[index].offset, out_[index].length);
+    }
+
+    enum class Mode { None, LoopVariable, Declaration, CatchVariable, FunctionHeader };
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    std::u16string_view t_;
+    std::size_t n_;
+    std::vector<ScanToken>& out_;
+    std::size_t i_ = 0;
+    std::uint32_t line_ = 1;
+    std::uint32_t lineIndent_ = 0;
+    bool lineStart_ = true;
+    bool stmtStart_ = true;
+    bool continued_ = false;
+    std::size_t stmtFirst_ = 0;
+    std::size_t lastOnLine_ = kNone;
+    std::vector<Op> brackets_;
+    std::vector<Word> blocks_;
+    std::vector<std::uint32_t> blockIndents_;
+    std::unordered_set<std::u16string_view> variables_;
+    Mode mode_ = Mode::None;
+    std::size_t headerStart_ = 0;
+    std::size_t headerAssign_ = kNone;
+};
+
+}  // namespace
+
+void scan(std::u16string_view text, std::vector<ScanToken>& out) {
+    out.reserve(out.size() + text.size() / 3 + 8);
+    Scanner(text, out).run();
+}
+
+}  // namespace ca::lexer

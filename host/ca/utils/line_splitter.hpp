@@ -1,0 +1,13 @@
+#pragma once
+
+#include <vector>
+
+#include "fl/ustring.hpp"
+
+namespace ca::utils {
+
+// The lines of `text` without their terminators. A line ends at LF; a CR directly before the LF goes
+// with it. A text that ends with a line end has no empty last line, and the empty text has no line.
+std::vector<fl::ustring> lineSplitter(const fl::ustring& text);
+
+}  // namespace ca::utils
