@@ -111,7 +111,9 @@ void regex_search(const fl::ustring& text, const fl::ustring& pattern, match_res
     std::unique_ptr<pcre2_match_data, MatchDataDeleter> data(
         pcre2_match_data_create_from_pattern(code.get(), nullptr));
     std::unique_ptr<pcre2_match_context, MatchContextDeleter> context(pcre2_match_context_create(nullptr));
-    std::unique_ptr<pcre2_jit_stack, JitStackDeleter> jitStack(pcre2_jit_stack_create(32 * 1024, 8 << 20, nullptr));
+    // One JIT stack per thread: creating it maps memory, which would cost more than a typical search.
+    thread_local const std::unique_ptr<pcre2_jit_stack, JitStackDeleter> jitStack(
+        pcre2_jit_stack_create(32 * 1024, 8 << 20, nullptr));
     if (!data || !context) throw std::bad_alloc();
     pcre2_set_match_limit(context.get(), kMatchLimit);
     pcre2_set_depth_limit(context.get(), kDepthLimit);
