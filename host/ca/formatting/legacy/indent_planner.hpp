@@ -12,6 +12,7 @@ namespace ca::formatting::legacy {
 // first line, block comments, blank lines the settings leave alone). Line ranges are not applied here:
 // levels depend on the whole text.
 std::vector<std::optional<int>> planIndentation(const std::vector<lexer::Token>& tokens,
-                                                const std::vector<SourceLine>& lines, const Settings& settings);
+                                                const std::vector<SourceLine>& lines,
+                                                const Settings& settings);
 
 }  // namespace ca::formatting::legacy

@@ -29,20 +29,24 @@ std::vector<lexer::Token> LegacyFormatter::indentCode(std::vector<lexer::Token> 
         std::size_t from = line.begin;
         if (plan[l] && inRange) {
             fl::ustring blanks = indentationText(*plan[l], settings_.insertSpaces, tabSize);
-            if (!blanks.empty()) emit(lexer::Token{lexer::TokenKind::Blank, std::move(blanks), 0, line.number});
+            if (!blanks.empty())
+                emit(lexer::Token{lexer::TokenKind::Blank, std::move(blanks), 0, line.number});
             from = line.codeBegin;
         }
-        for (std::size_t i = from; i < line.end; ++i) emit(std::move(tokens[i]));
+        for (std::size_t i = from; i < line.end; ++i)
+            emit(std::move(tokens[i]));
     }
     return result;
 }
 
 fl::ustring LegacyFormatter::getFormattedText(const std::vector<lexer::Token>& tokens) const {
     std::size_t size = 0;
-    for (const auto& token : tokens) size += token.text.size();
+    for (const auto& token : tokens)
+        size += token.text.size();
     fl::ustring text;
     text.reserve(size);
-    for (const auto& token : tokens) text += token.text;
+    for (const auto& token : tokens)
+        text += token.text;
     return text;
 }
 

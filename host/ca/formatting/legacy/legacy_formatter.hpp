@@ -12,13 +12,13 @@ namespace ca::formatting::legacy {
 // settings' line range change; block comments and the text's first line are left alone, since the text
 // may be a window cut out of a longer file. Never fails on any token list.
 class LegacyFormatter {
-public:
+  public:
     explicit LegacyFormatter(Settings settings);
 
     std::vector<lexer::Token> indentCode(std::vector<lexer::Token> tokens) const;
     fl::ustring getFormattedText(const std::vector<lexer::Token>& tokens) const;
 
-private:
+  private:
     Settings settings_;
 };
 

@@ -12,9 +12,11 @@ std::vector<SourceLine> splitLines(const std::vector<lexer::Token>& tokens) {
         SourceLine line;
         line.begin = i;
         line.number = tokens[i].line != 0 ? tokens[i].line : number;
-        while (i < tokens.size() && tokens[i].kind == TokenKind::Blank) ++i;
+        while (i < tokens.size() && tokens[i].kind == TokenKind::Blank)
+            ++i;
         line.codeBegin = i;
-        while (i < tokens.size() && tokens[i].kind != TokenKind::LineEnd) ++i;
+        while (i < tokens.size() && tokens[i].kind != TokenKind::LineEnd)
+            ++i;
         if (i < tokens.size()) {
             line.hasLineEnd = true;
             ++i;
@@ -27,7 +29,8 @@ std::vector<SourceLine> splitLines(const std::vector<lexer::Token>& tokens) {
 }
 
 LineKind classifyLine(const std::vector<lexer::Token>& tokens, const SourceLine& line) {
-    if (line.codeBegin >= line.end || tokens[line.codeBegin].kind == TokenKind::LineEnd) return LineKind::Blank;
+    if (line.codeBegin >= line.end || tokens[line.codeBegin].kind == TokenKind::LineEnd)
+        return LineKind::Blank;
     switch (tokens[line.codeBegin].kind) {
         case TokenKind::BlockComment:
             return LineKind::BlockComment;
@@ -41,7 +44,8 @@ LineKind classifyLine(const std::vector<lexer::Token>& tokens, const SourceLine&
 int leadingColumns(const std::vector<lexer::Token>& tokens, const SourceLine& line, int tabSize) {
     int columns = 0;
     for (std::size_t i = line.begin; i < line.codeBegin; ++i)
-        for (char16_t c : tokens[i].text) columns = c == u'\t' ? (columns / tabSize + 1) * tabSize : columns + 1;
+        for (char16_t c : tokens[i].text)
+            columns = c == u'\t' ? (columns / tabSize + 1) * tabSize : columns + 1;
     return columns;
 }
 
