@@ -1,4 +1,4 @@
 #pragma once
 
-// Marks the library's external interfaces; everything else in libmtcc stays hidden.
+// Marks what the shared library exports; everything else in it is built hidden.
 #define MTCC_EXPORT __attribute__((visibility("default")))

@@ -9,9 +9,13 @@ namespace ca {
 Analysis::Analysis(std::unique_ptr<const detail::AnalysisData> data) : data_(std::move(data)) {}
 Analysis::~Analysis() = default;
 
-bool Analysis::hasParseErrors() const { return data_->parseErrors; }
+bool Analysis::hasParseErrors() const {
+    return data_->parseErrors;
+}
 
-const std::vector<astapi::Comment>& Analysis::getComments() const { return data_->comments; }
+const std::vector<astapi::Comment>& Analysis::getComments() const {
+    return data_->comments;
+}
 
 std::uint32_t Analysis::getLineOfPosition(std::size_t offset) const {
     const auto& starts = data_->lineStarts;
@@ -29,8 +33,12 @@ bool Analysis::lineHas(std::uint32_t line, int what) const {
     return (data_->lineContent[line] & what) != 0;
 }
 
-std::uint32_t Analysis::getLineCount() const { return static_cast<std::uint32_t>(data_->lineStarts.size()); }
+std::uint32_t Analysis::getLineCount() const {
+    return static_cast<std::uint32_t>(data_->lineStarts.size());
+}
 
-const fl::ustring& Analysis::getText() const { return data_->text; }
+const fl::ustring& Analysis::getText() const {
+    return data_->text;
+}
 
 }  // namespace ca

@@ -16,7 +16,7 @@ struct AnalysisData;
 
 // The result of analysing one text: syntax tree, comments, line facts and messages.
 class Analysis {
-public:
+  public:
     // What a line may hold, for lineHas(); kNonBlank is the separator test of paragraphs.
     static constexpr int kCode = 1;
     static constexpr int kNonBlank = 2;
@@ -43,7 +43,7 @@ public:
 
     const detail::AnalysisData& data() const { return *data_; }
 
-private:
+  private:
     std::unique_ptr<const detail::AnalysisData> data_;
 };
 

@@ -33,6 +33,7 @@ enum class Role : std::uint8_t {
     Other,         // class names, property names, attribute names
     HandleTarget,  // @name
     DottedHead,    // first part of pkg.fn / s.field; `dottedEnd` holds the chain's last token
+    BlockWord,     // properties, methods, events, enumeration, arguments opening their block
 };
 
 struct FunctionInfo {

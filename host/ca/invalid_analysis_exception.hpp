@@ -7,7 +7,7 @@ namespace ca {
 
 // Thrown only for texts beyond the analyser's limits: too long, or nested too deeply.
 class InvalidAnalysisException : public std::runtime_error {
-public:
+  public:
     explicit InvalidAnalysisException(const std::string& what) : std::runtime_error(what) {}
 };
 

@@ -7,7 +7,7 @@ namespace ca {
 namespace {
 
 class OstrelAnalyzer final : public SingleFileAnalyzer {
-public:
+  public:
     std::string getName() const override { return "ostrel"; }
     std::size_t getMaxTextLength() const override { return kMaxTextLength; }
     std::shared_ptr<Analysis> analyze(const fl::ustring& code) override {
@@ -17,6 +17,8 @@ public:
 
 }  // namespace
 
-std::unique_ptr<SingleFileAnalyzer> createSingleFileAnalyzer() { return std::make_unique<OstrelAnalyzer>(); }
+std::unique_ptr<SingleFileAnalyzer> createSingleFileAnalyzer() {
+    return std::make_unique<OstrelAnalyzer>();
+}
 
 }  // namespace ca

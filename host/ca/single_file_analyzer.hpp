@@ -11,7 +11,7 @@ namespace ca {
 
 // Analyses single texts of Ostrel code, each on its own: no file system, no other files.
 class SingleFileAnalyzer {
-public:
+  public:
     virtual ~SingleFileAnalyzer() = default;
     // The analyser's name, for logs.
     virtual std::string getName() const = 0;

@@ -14,7 +14,9 @@ inline std::shared_ptr<Analysis> analyse(const std::u16string& text) {
     return createSingleFileAnalyzer()->analyze(text);
 }
 
-inline std::shared_ptr<Analysis> analyse(const std::string& utf8) { return analyse(fl::i18n::to_ustring(utf8)); }
+inline std::shared_ptr<Analysis> analyse(const std::string& utf8) {
+    return analyse(fl::i18n::to_ustring(utf8));
+}
 
 // Kind:firstLine-closingLine(children), leaves without the lines when they sit on one line.
 inline void printTree(const Analysis& a, const lf::astapi::Node<astapi::CA>& node, std::string& out) {
@@ -52,7 +54,8 @@ inline std::vector<std::string> errors(const Analysis& a) {
 
 inline std::string describeErrors(const Analysis& a) {
     std::string out;
-    for (const auto& d : a.data().diagnostics) out += std::to_string(d.line) + ":" + d.identifier + " " + d.text + "\n";
+    for (const auto& d : a.data().diagnostics)
+        out += std::to_string(d.line) + ":" + d.identifier + " " + d.text + "\n";
     return out;
 }
 

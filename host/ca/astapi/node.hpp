@@ -15,21 +15,21 @@ struct CA {};
 
 // Offset of the last code unit of a comment or node.
 class ClosingPosition {
-public:
+  public:
     std::size_t getClosingPosition() const { return closingPosition_; }
     static std::size_t getClosingPosition(const ClosingPosition& of) { return of.closingPosition_; }
 
-protected:
+  protected:
     explicit ClosingPosition(std::size_t closingPosition) : closingPosition_(closingPosition) {}
 
-private:
+  private:
     std::size_t closingPosition_;
 };
 
 enum class CommentKind : std::uint8_t { Line, Block, Continuation };
 
 class Comment : public ClosingPosition {
-public:
+  public:
     Comment(CommentKind kind, std::uint32_t line, std::size_t start, std::size_t closingPosition)
         : ClosingPosition(closingPosition), kind_(kind), line_(line), start_(start) {}
 
@@ -37,7 +37,7 @@ public:
     std::size_t getStartPosition() const { return start_; }
     CommentKind getKind() const { return kind_; }
 
-private:
+  private:
     CommentKind kind_;
     std::uint32_t line_;
     std::size_t start_;
@@ -72,23 +72,23 @@ class Node;
 
 template <>
 class NodeCustomization<Node<ca::astapi::CA>> : public ca::astapi::ClosingPosition {
-public:
+  public:
     // First line of the node, 1-based.
     std::uint32_t getLine() const { return line_; }
     static std::uint32_t getLine(const NodeCustomization& node) { return node.line_; }
 
-protected:
+  protected:
     NodeCustomization(std::uint32_t line, std::size_t closingPosition)
         : ca::astapi::ClosingPosition(closingPosition), line_(line) {}
 
-private:
+  private:
     std::uint32_t line_;
 };
 
 // A light handle on a node of an analysis' tree; valid while the analysis lives.
 template <>
 class Node<ca::astapi::CA> : public NodeCustomization<Node<ca::astapi::CA>> {
-public:
+  public:
     Node(const ca::astapi::SyntaxTree& tree, std::uint32_t index)
         : NodeCustomization(tree.nodes[index].line, tree.nodes[index].closing), tree_(&tree), index_(index) {}
 
@@ -110,7 +110,7 @@ public:
     std::optional<Node> getIgnored() const { return findChild(NodeKind::Ignored); }
 
     class ChildIterator {
-    public:
+      public:
         using iterator_category = std::forward_iterator_tag;
         using value_type = Node;
         using difference_type = std::ptrdiff_t;
@@ -131,7 +131,7 @@ public:
         }
         bool operator==(const ChildIterator& other) const { return at_ == other.at_; }
 
-    private:
+      private:
         const ca::astapi::SyntaxTree* tree_ = nullptr;
         const std::uint32_t* at_ = nullptr;
     };
@@ -151,7 +151,7 @@ public:
 
     bool operator==(const Node& other) const { return tree_ == other.tree_ && index_ == other.index_; }
 
-private:
+  private:
     const ca::astapi::NodeRecord& record() const { return tree_->nodes[index_]; }
 
     const ca::astapi::SyntaxTree* tree_;

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <limits>
 #include <map>
 #include <memory>
-#include <limits>
 #include <string>
 
 #include "ca/invalid_analysis_exception.hpp"
@@ -39,7 +39,9 @@ struct PTok {
     bool eof;
 };
 
-bool isNewline(const PTok& t) { return t.kind == TokenKind::LineEnd && !t.eof; }
+bool isNewline(const PTok& t) {
+    return t.kind == TokenKind::LineEnd && !t.eof;
+}
 
 bool isBinaryOperator(Op op) {
     switch (op) {
@@ -82,26 +84,35 @@ bool expectsExpression(Word w) {
 
 int binaryPrecedence(Op op) {
     switch (op) {
-        case Op::OrOr: return 1;
-        case Op::AndAnd: return 2;
-        case Op::Or: return 3;
-        case Op::And: return 4;
+        case Op::OrOr:
+            return 1;
+        case Op::AndAnd:
+            return 2;
+        case Op::Or:
+            return 3;
+        case Op::And:
+            return 4;
         case Op::Equal:
         case Op::NotEqual:
         case Op::Less:
         case Op::LessEqual:
         case Op::Greater:
-        case Op::GreaterEqual: return 5;
-        case Op::Colon: return 6;
+        case Op::GreaterEqual:
+            return 5;
+        case Op::Colon:
+            return 6;
         case Op::Plus:
-        case Op::Minus: return 7;
+        case Op::Minus:
+            return 7;
         case Op::Times:
         case Op::Divide:
         case Op::LeftDivide:
         case Op::ElemTimes:
         case Op::ElemDivide:
-        case Op::ElemLeftDivide: return 8;
-        default: return 0;
+        case Op::ElemLeftDivide:
+            return 8;
+        default:
+            return 0;
     }
 }
 
@@ -109,34 +120,53 @@ bool isControl(NodeKind k) {
     return k == NodeKind::If || k == NodeKind::For || k == NodeKind::While || k == NodeKind::Switch ||
            k == NodeKind::Try || k == NodeKind::Parfor || k == NodeKind::Spmd;
 }
-bool isFunctionKind(NodeKind k) { return k == NodeKind::Function || k == NodeKind::MethodDefinition; }
-bool isLoop(NodeKind k) { return k == NodeKind::For || k == NodeKind::While || k == NodeKind::Parfor; }
+bool isFunctionKind(NodeKind k) {
+    return k == NodeKind::Function || k == NodeKind::MethodDefinition;
+}
+bool isLoop(NodeKind k) {
+    return k == NodeKind::For || k == NodeKind::While || k == NodeKind::Parfor;
+}
 
 const char* constructWord(NodeKind k) {
     switch (k) {
-        case NodeKind::If: return "if";
-        case NodeKind::For: return "for";
-        case NodeKind::While: return "while";
-        case NodeKind::Switch: return "switch";
-        case NodeKind::Try: return "try";
-        case NodeKind::Parfor: return "parfor";
-        case NodeKind::Spmd: return "spmd";
+        case NodeKind::If:
+            return "if";
+        case NodeKind::For:
+            return "for";
+        case NodeKind::While:
+            return "while";
+        case NodeKind::Switch:
+            return "switch";
+        case NodeKind::Try:
+            return "try";
+        case NodeKind::Parfor:
+            return "parfor";
+        case NodeKind::Spmd:
+            return "spmd";
         case NodeKind::Function:
-        case NodeKind::MethodDefinition: return "function";
-        case NodeKind::ClassDef: return "classdef";
-        case NodeKind::Properties: return "properties";
-        case NodeKind::Methods: return "methods";
-        case NodeKind::Events: return "events";
-        case NodeKind::Enumeration: return "enumeration";
-        case NodeKind::Arguments: return "arguments";
-        default: return "block";
+        case NodeKind::MethodDefinition:
+            return "function";
+        case NodeKind::ClassDef:
+            return "classdef";
+        case NodeKind::Properties:
+            return "properties";
+        case NodeKind::Methods:
+            return "methods";
+        case NodeKind::Events:
+            return "events";
+        case NodeKind::Enumeration:
+            return "enumeration";
+        case NodeKind::Arguments:
+            return "arguments";
+        default:
+            return "block";
     }
 }
 
 struct Frame {
     NodeKind kind;
-    std::uint32_t mark;         // first pending child of the construct
-    std::uint32_t headerTok;    // first token of the header
+    std::uint32_t mark;       // first pending child of the construct
+    std::uint32_t headerTok;  // first token of the header
     std::uint32_t indent;
     std::uint32_t line;
     std::uint32_t minBody = kNoIndent;  // least indentation of the statement lines of the body
@@ -152,11 +182,22 @@ struct Frame {
 };
 
 class Parser {
-public:
-    explicit Parser(AnalysisData& d) : d_(d), text_(d.text) {}
+  public:
+    // `anchor`: where the complete statements begin, when an earlier run found a cut edge before it;
+    // the text from there on is lexed afresh, as the cut edge may have misled the lexer.
+    Parser(AnalysisData& d, std::size_t anchor) : d_(d), text_(d.text), knownAnchor_(anchor) {}
 
-    void run() {
+    // Returns the offset of the line where the complete statements begin, when a cut edge precedes it
+    // and this run was not told the anchor yet; 0 otherwise (the analysis is then complete).
+    std::size_t run() {
         lexer::scan(text_, d_.tokens);
+        if (knownAnchor_ > 0) {
+            auto head = std::find_if(d_.tokens.begin(), d_.tokens.end(),
+                                     [&](const ScanToken& t) { return t.offset >= knownAnchor_; });
+            const std::uint32_t line = head == d_.tokens.end() ? 1 : head->line;
+            d_.tokens.erase(head, d_.tokens.end());
+            lexer::scan(text_, d_.tokens, knownAnchor_, line);
+        }
         computeLines();
         buildTokens();
         d_.roles.assign(d_.tokens.size(), Role::Use);
@@ -164,11 +205,12 @@ public:
         d_.scopeVariables.emplace_back();
         d_.scopeParent.push_back(-1);
         lineKind_.assign(lineCount() + 2, 0);
-        parseFile();
+        if (!parseFile()) return anchorOffset_;
         finishDiagnostics();
+        return 0;
     }
 
-private:
+  private:
     // --- lines ------------------------------------------------------------------------------------
     std::uint32_t lineCount() const { return static_cast<std::uint32_t>(d_.lineStarts.size()); }
 
@@ -176,7 +218,8 @@ private:
         d_.lineStarts.clear();
         if (!text_.empty()) d_.lineStarts.push_back(0);
         for (std::size_t i = 0; i < text_.size(); ++i) {
-            if (text_[i] == u'\n' && i + 1 < text_.size()) d_.lineStarts.push_back(static_cast<std::uint32_t>(i + 1));
+            if (text_[i] == u'\n' && i + 1 < text_.size())
+                d_.lineStarts.push_back(static_cast<std::uint32_t>(i + 1));
         }
         endsWithLineEnd_ = !text_.empty() && text_.back() == u'\n';
         d_.lineContent.assign(lineCount() + 2, 0);
@@ -202,7 +245,8 @@ private:
     }
 
     std::uint32_t lineOf(std::size_t offset) const {
-        auto it = std::upper_bound(d_.lineStarts.begin(), d_.lineStarts.end(), static_cast<std::uint32_t>(offset));
+        auto it =
+            std::upper_bound(d_.lineStarts.begin(), d_.lineStarts.end(), static_cast<std::uint32_t>(offset));
         return it == d_.lineStarts.begin() ? 1 : static_cast<std::uint32_t>(it - d_.lineStarts.begin());
     }
 
@@ -245,8 +289,8 @@ private:
                     break;
             }
             if (!toks_.empty()) toks_.back().spaceAfter = space || s.kind == TokenKind::LineEnd;
-            toks_.push_back(PTok{k, s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
-                                 false, false});
+            toks_.push_back(PTok{k, s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags,
+                                 space, false, false, false});
             space = false;
         }
         // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
@@ -275,8 +319,9 @@ private:
             toks_[k].lineFirst = k == 0 || toks_[k - 1].kind == TokenKind::LineEnd;
         }
         auto size = static_cast<std::uint32_t>(text_.size());
-        toks_.push_back(PTok{static_cast<std::uint32_t>(d_.tokens.size()), size, size, lineCount() == 0 ? 1 : lineCount(),
-                             TokenKind::LineEnd, Word::None, Op::None, 0, true, true, true, true});
+        toks_.push_back(PTok{static_cast<std::uint32_t>(d_.tokens.size()), size, size,
+                             lineCount() == 0 ? 1 : lineCount(), TokenKind::LineEnd, Word::None, Op::None, 0,
+                             true, true, true, true});
     }
 
     void markContent(const ScanToken& s, std::uint8_t bit) {
@@ -296,8 +341,9 @@ private:
             if (t.kind == TokenKind::Invalid) {
                 char buffer[16];
                 std::snprintf(buffer, sizeof buffer, "U+%04X", static_cast<unsigned>(text_[t.offset]));
-                error(t, "InvalidCharacter",
-                      std::string("Invalid character ") + buffer + " at line " + std::to_string(t.line) + ".");
+                error(
+                    t, "InvalidCharacter",
+                    std::string("Invalid character ") + buffer + " at line " + std::to_string(t.line) + ".");
                 ++pos_;
                 continue;
             }
@@ -323,7 +369,9 @@ private:
         return index;
     }
     bool atEof() { return cur().eof; }
-    std::u16string_view textOf(const PTok& t) const { return std::u16string_view(text_).substr(t.offset, t.end - t.offset); }
+    std::u16string_view textOf(const PTok& t) const {
+        return std::u16string_view(text_).substr(t.offset, t.end - t.offset);
+    }
     std::string describe(const PTok& t) const {
         if (t.eof) return "end of text";
         if (t.kind == TokenKind::LineEnd) return "end of line";
@@ -335,7 +383,8 @@ private:
     // --- diagnostics ------------------------------------------------------------------------------
     void diagnose(std::uint32_t offset, Severity severity, const char* id, std::string text) {
         std::uint32_t line = lineOf(offset);
-        std::uint32_t column = line <= lineCount() && lineCount() > 0 ? offset - d_.lineStarts[line - 1] + 1 : 1;
+        std::uint32_t column =
+            line <= lineCount() && lineCount() > 0 ? offset - d_.lineStarts[line - 1] + 1 : 1;
         d_.diagnostics.push_back(Diagnostic{offset, line, column, severity, id, std::move(text)});
     }
     void warn(std::uint32_t offset, const char* id, std::string text) {
@@ -386,8 +435,9 @@ private:
                             std::uint32_t closing) {
         auto& tree = d_.tree;
         auto index = static_cast<std::uint32_t>(tree.nodes.size());
-        tree.nodes.push_back(ca::astapi::NodeRecord{line, start, closing, static_cast<std::uint32_t>(tree.children.size()),
-                                                    static_cast<std::uint32_t>(pending_.size() - from), kind});
+        tree.nodes.push_back(
+            ca::astapi::NodeRecord{line, start, closing, static_cast<std::uint32_t>(tree.children.size()),
+                                   static_cast<std::uint32_t>(pending_.size() - from), kind});
         tree.children.insert(tree.children.end(), pending_.begin() + from, pending_.end());
         pending_.resize(from);
         pending_.push_back(index);
@@ -412,7 +462,8 @@ private:
         std::uint32_t first = take();
         d_.roles[toks_[first].scan] = role;
         bool dotted = false;
-        while (cur().op == Op::Dot && !cur().spaceBefore && peek().kind == TokenKind::Identifier && !peek().spaceBefore) {
+        while (cur().op == Op::Dot && !cur().spaceBefore && peek().kind == TokenKind::Identifier &&
+               !peek().spaceBefore) {
             take();
             std::uint32_t part = take();
             d_.roles[toks_[part].scan] = Role::Other;
@@ -423,14 +474,15 @@ private:
             d_.roles[t.scan] = role == Role::HandleTarget ? Role::DottedHead : role;
             if (role == Role::HandleTarget) d_.dottedEnd[t.scan] = toks_[pos_ - 1].scan;
         }
-        return finishRaw(dotted ? NodeKind::DottedName : NodeKind::Identifier, mark(), t.line, t.offset, closingNow());
+        return finishRaw(dotted ? NodeKind::DottedName : NodeKind::Identifier, mark(), t.line, t.offset,
+                         closingNow());
     }
 
     void enterNesting(const PTok& at) {
         if (++nesting_ > kMaxNesting) {
             throw InvalidAnalysisException("The text nests brackets or blocks deeper than " +
-                                           std::to_string(kMaxNesting) + " levels (line " + std::to_string(at.line) +
-                                           ").");
+                                           std::to_string(kMaxNesting) + " levels (line " +
+                                           std::to_string(at.line) + ").");
         }
     }
 
@@ -446,8 +498,8 @@ private:
             int precedence = binaryPrecedence(t.op);
             if (precedence == 0 || precedence < minPrecedence) break;
             if (inMatrix_ && (t.op == Op::Plus || t.op == Op::Minus) && t.spaceBefore && !t.spaceAfter) break;
-            if (t.op == Op::Colon && inIndex_ > 0 && (peek().op == Op::Comma || peek().op == Op::RParen ||
-                                                      peek().op == Op::RBrace)) {
+            if (t.op == Op::Colon && inIndex_ > 0 &&
+                (peek().op == Op::Comma || peek().op == Op::RParen || peek().op == Op::RBrace)) {
                 break;
             }
             take();
@@ -473,23 +525,28 @@ private:
     void parseUnary() {
         const std::uint32_t from = mark();
         std::vector<std::uint32_t> operators;
-        while (isPrefixOperator(cur())) operators.push_back(take());
+        while (isPrefixOperator(cur()))
+            operators.push_back(take());
         parsePower();
         if (failed_) return;
-        for (std::size_t k = operators.size(); k-- > 0;) finishAt(NodeKind::UnaryOp, from, operators[k]);
+        for (std::size_t k = operators.size(); k-- > 0;)
+            finishAt(NodeKind::UnaryOp, from, operators[k]);
     }
 
     void parsePower() {
         const std::uint32_t from = mark();
         parsePostfix();
-        while (!failed_ && cur().kind == TokenKind::Operator && (cur().op == Op::Power || cur().op == Op::ElemPower)) {
+        while (!failed_ && cur().kind == TokenKind::Operator &&
+               (cur().op == Op::Power || cur().op == Op::ElemPower)) {
             take();
             const std::uint32_t operand = mark();
             std::vector<std::uint32_t> operators;
-            while (isPrefixOperator(cur())) operators.push_back(take());
+            while (isPrefixOperator(cur()))
+                operators.push_back(take());
             parsePostfix();
             if (failed_) return;
-            for (std::size_t k = operators.size(); k-- > 0;) finishAt(NodeKind::UnaryOp, operand, operators[k]);
+            for (std::size_t k = operators.size(); k-- > 0;)
+                finishAt(NodeKind::UnaryOp, operand, operators[k]);
             finishFrom(NodeKind::BinaryOp, from);
         }
     }
@@ -607,8 +664,8 @@ private:
             return;
         }
         error(at, "UnbalancedBracket",
-              describe(open) + " at line " + std::to_string(open.line) + " is not closed before " + describe(at) +
-                  " at line " + std::to_string(at.line) + ".");
+              describe(open) + " at line " + std::to_string(open.line) + " is not closed before " +
+                  describe(at) + " at line " + std::to_string(at.line) + ".");
     }
 
     void parsePrimary() {
@@ -636,8 +693,9 @@ private:
                     return;
                 }
                 if (t.word == Word::End) {
-                    error(t, "MisplacedEnd",
-                          "'end' at line " + std::to_string(t.line) + " can only stand inside an index here.");
+                    error(
+                        t, "MisplacedEnd",
+                        "'end' at line " + std::to_string(t.line) + " can only stand inside an index here.");
                     return;
                 }
                 unexpected(t);
@@ -819,7 +877,8 @@ private:
         nesting_ = static_cast<std::uint32_t>(frames_.size());
         inMatrix_ = false;
         inIndex_ = 0;
-        while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd) ++pos_;
+        while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd)
+            ++pos_;
     }
 
     void addVariable(const PTok& t) {
@@ -870,8 +929,9 @@ private:
             return;
         }
         if (t.kind == TokenKind::Operator && t.op == Op::Not && peek().op == Op::Assign) {
-            error(t, "MisplacedTilde",
-                  "'~' at line " + std::to_string(t.line) + " can only stand for an ignored output or input.");
+            error(
+                t, "MisplacedTilde",
+                "'~' at line " + std::to_string(t.line) + " can only stand for an ignored output or input.");
             return;
         }
         parseExpression();
@@ -879,8 +939,9 @@ private:
         const PTok& next = cur();
         if (next.kind == TokenKind::Operator && next.op == Op::Assign) {
             if (!validTarget(pending_.back())) {
-                error(next, "InvalidAssignmentTarget",
-                      "The left side of '=' at line " + std::to_string(next.line) + " cannot be assigned to.");
+                error(
+                    next, "InvalidAssignmentTarget",
+                    "The left side of '=' at line " + std::to_string(next.line) + " cannot be assigned to.");
                 return;
             }
             if (toks_[first].kind == TokenKind::Identifier) addVariable(toks_[first]);
@@ -936,7 +997,8 @@ private:
                     const PTok& n = peek();
                     if (!(n.op == Op::Comma || n.op == Op::RBracket || n.spaceBefore)) {
                         error(t, "MisplacedTilde",
-                              "'~' at line " + std::to_string(t.line) + " can only stand for an ignored output.");
+                              "'~' at line " + std::to_string(t.line) +
+                                  " can only stand for an ignored output.");
                         break;
                     }
                     leaf(NodeKind::Ignored);
@@ -972,8 +1034,9 @@ private:
     void pushFrame(NodeKind kind, std::uint32_t from, std::uint32_t headerTok) {
         const PTok& h = toks_[headerTok];
         if (frames_.size() + 1 > kMaxNesting) {
-            throw InvalidAnalysisException("The text nests blocks deeper than " + std::to_string(kMaxNesting) +
-                                           " levels (line " + std::to_string(h.line) + ").");
+            throw InvalidAnalysisException("The text nests blocks deeper than " +
+                                           std::to_string(kMaxNesting) + " levels (line " +
+                                           std::to_string(h.line) + ").");
         }
         Frame f;
         f.kind = kind;
@@ -1013,19 +1076,25 @@ private:
 
     void noteLine(const PTok& t, std::uint8_t kind) {
         if (!t.lineFirst) return;
+        if (kind != 3) lastFunctionEndIndent_ = kNoIndent;
         lineKind_[t.line] = kind;
         const std::uint32_t indent = lineIndent_[t.line];
-        if (kind != 3 && t.line > 1) minCodeSinceOrphan_ = std::min(minCodeSinceOrphan_, indent);
+        if (kind != 2 && kind != 3 && t.line > 1) minCodeSinceOrphan_ = std::min(minCodeSinceOrphan_, indent);
         if (Frame* f = top(); f && kind == 1) f->minBody = std::min(f->minBody, indent);
     }
 
     bool orphanAccepted(const PTok& t) const {
         const std::uint32_t indent = lineIndent_[t.line];
         if (!t.lineFirst) return false;
-        return t.line == 1 || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
+        // Functions whose bodies are not indented: right after a function's `end`, an `end` at the same
+        // indentation closes the function that held it.
+        const bool closesOuterFunction =
+            t.word == Word::End && closedForm_ && lastFunctionEndIndent_ == indent;
+        return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
     }
 
     void handleEnd() {
+        ++structuralLines_;
         const PTok& t = cur();
         const std::uint32_t indent = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
         noteLine(t, 3);
@@ -1039,24 +1108,29 @@ private:
         Frame* f = top();
         if (f == nullptr) {
             if (!orphanAccepted(t) && !inHead_) {
-                error(t, "EndWithoutBlock", "'end' at line " + std::to_string(t.line) + " has no matching block.");
+                error(t, "EndWithoutBlock",
+                      "'end' at line " + std::to_string(t.line) + " has no matching block.");
                 return;
             }
             take();
-            orphanIndent_ = lineIndent_[t.line];
+            // The first line may be cut anywhere, so its indentation tells nothing.
+            if (t.line > 1) orphanIndent_ = lineIndent_[t.line];
             minCodeSinceOrphan_ = kNoIndent;
             endOfStatement();
             return;
         }
         if (indent != kNoIndent && indent > f->indent && !f->phantomSwitch && f->minBody <= indent) {
-            error(t, "EndWithoutBlock", "'end' at line " + std::to_string(t.line) + " has no matching block.");
+            error(t, "EndWithoutBlock",
+                  "'end' at line " + std::to_string(t.line) + " has no matching block.");
             return;
         }
         finishClause(*f);
         take();
         const Frame closed = *f;
         popFrame();
+        lastFunctionEndIndent_ = kNoIndent;
         if (isFunctionKind(closed.kind)) {
+            lastFunctionEndIndent_ = lineIndent_[t.line];
             ++closedFunctions_;
             if (frames_.empty() && closed.indent == 0) closedTopFunction_ = true;
         }
@@ -1070,13 +1144,15 @@ private:
 
     bool isPhantom(const Frame& f) const {
         Word w = toks_[f.headerTok].word;
-        return w == Word::Else || w == Word::Elseif || w == Word::Case || w == Word::Otherwise || w == Word::Catch;
+        return w == Word::Else || w == Word::Elseif || w == Word::Case || w == Word::Otherwise ||
+               w == Word::Catch;
     }
 
     void handleClause() {
+        ++structuralLines_;
         const PTok& t = cur();
         const Word w = t.word;
-        const NodeKind construct = (w == Word::Else || w == Word::Elseif)   ? NodeKind::If
+        const NodeKind construct = (w == Word::Else || w == Word::Elseif)      ? NodeKind::If
                                    : (w == Word::Case || w == Word::Otherwise) ? NodeKind::Switch
                                                                                : NodeKind::Try;
         const std::uint32_t indent = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
@@ -1105,7 +1181,7 @@ private:
                 f->phantomSwitch = true;
                 f->caseIndent = f->indent;
             }
-            orphanIndent_ = f->indent;
+            if (t.line > 1) orphanIndent_ = f->indent;
             minCodeSinceOrphan_ = kNoIndent;
         } else if (f->kind != construct) {
             misplacedClause(t);
@@ -1129,9 +1205,9 @@ private:
     }
 
     void misplacedClause(const PTok& t) {
-        const char* owner = (t.word == Word::Else || t.word == Word::Elseif)    ? "an 'if'"
+        const char* owner = (t.word == Word::Else || t.word == Word::Elseif)      ? "an 'if'"
                             : (t.word == Word::Case || t.word == Word::Otherwise) ? "a 'switch'"
-                                                                                 : "a 'try'";
+                                                                                  : "a 'try'";
         error(t, "MisplacedClause",
               describe(t) + " at line " + std::to_string(t.line) + " is not inside " + owner + " block.");
     }
@@ -1164,8 +1240,8 @@ private:
     }
 
     void parseLoopHeader(NodeKind kind) {
-        bool parenthesized = cur().op == Op::LParen && peek().kind == TokenKind::Identifier &&
-                             peek(2).op == Op::Assign;
+        bool parenthesized =
+            cur().op == Op::LParen && peek().kind == TokenKind::Identifier && peek(2).op == Op::Assign;
         std::uint32_t open = 0;
         if (parenthesized) {
             open = take();
@@ -1209,6 +1285,7 @@ private:
         }
         // No loop and no function in the text: the loop may have been cut away, unless the statement
         // or its outermost block stands at the left margin.
+        if (!frames_.empty() && frames_.front().line == 1) return;  // its header line may be cut
         const std::uint32_t outer = frames_.empty() ? lineIndent_[t.line] : frames_.front().indent;
         if (outer == 0) loopError(t);
     }
@@ -1229,9 +1306,10 @@ private:
             missingEnd(*f);
             popFrame();
         }
-        // A function at or left of an open function's header is its sibling: that function has no `end`.
+        // In a text whose functions have no `end`, a function at or left of an open function's header is
+        // its sibling; with `end`s, a function inside another one is nested even at the same indentation.
         while (Frame* f = top()) {
-            if (!isFunctionKind(f->kind) || f->indent < indent) break;
+            if (closedForm_ || !isFunctionKind(f->kind) || f->indent < indent) break;
             recordUnclosed(*f);
             popFrame();
         }
@@ -1450,8 +1528,8 @@ private:
 
     bool contextualBlockAllowed(Word w, const PTok& t) {
         const PTok& next = peek();
-        bool headerShape = next.kind == TokenKind::LineEnd || next.op == Op::LParen || next.op == Op::Semicolon ||
-                           next.op == Op::Comma;
+        bool headerShape = next.kind == TokenKind::LineEnd || next.op == Op::LParen ||
+                           next.op == Op::Semicolon || next.op == Op::Comma;
         if (!headerShape) return false;
         Frame* f = top();
         if (f == nullptr) return t.lineFirst && lineIndent_[t.line] > 0;
@@ -1462,11 +1540,11 @@ private:
     void openContextualBlock(Word w) {
         const PTok& t = cur();
         noteLine(t, 1);
-        const NodeKind kind = w == Word::Properties ? NodeKind::Properties
-                              : w == Word::Methods  ? NodeKind::Methods
-                              : w == Word::Events   ? NodeKind::Events
+        const NodeKind kind = w == Word::Properties  ? NodeKind::Properties
+                              : w == Word::Methods   ? NodeKind::Methods
+                              : w == Word::Events    ? NodeKind::Events
                               : w == Word::Arguments ? NodeKind::Arguments
-                                                    : NodeKind::Enumeration;
+                                                     : NodeKind::Enumeration;
         if (kind == NodeKind::Arguments) {
             Frame* f = top();
             if (f != nullptr && f->sawStatement) {
@@ -1475,6 +1553,7 @@ private:
                              " must come before the other statements of its function.");
             }
         }
+        d_.roles[t.scan] = Role::BlockWord;
         const std::uint32_t from = mark();
         const std::uint32_t header = take();
         if (cur().op == Op::LParen) parseAttributes();
@@ -1514,7 +1593,8 @@ private:
                         continue;
                     }
                     parseExpression();
-                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen)) unclosed(toks_[open], cur());
+                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen))
+                        unclosed(toks_[open], cur());
                 }
             }
             --parenDepth_;
@@ -1539,7 +1619,8 @@ private:
                         continue;
                     }
                     parseExpression();
-                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RBrace)) unclosed(toks_[open], cur());
+                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RBrace))
+                        unclosed(toks_[open], cur());
                 }
             }
             --parenDepth_;
@@ -1578,7 +1659,8 @@ private:
                     continue;
                 }
                 parseExpression();
-                if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen)) unclosed(toks_[open], cur());
+                if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen))
+                    unclosed(toks_[open], cur());
             }
             --parenDepth_;
             if (failed_) return;
@@ -1690,8 +1772,8 @@ private:
 
     // Lines of a properties or arguments block whose header was cut away read as declarations.
     void parseStatementWithFallback(const PTok& t) {
-        const bool mayDeclare = !inHead_ && frames_.empty() && t.kind == TokenKind::Identifier && t.lineFirst &&
-                                lineIndent_[t.line] > 0;
+        const bool mayDeclare = !inHead_ && frames_.empty() && t.kind == TokenKind::Identifier &&
+                                t.lineFirst && lineIndent_[t.line] > 0;
         if (!mayDeclare) {
             parseSimpleStatement();
             endOfStatement();
@@ -1712,9 +1794,10 @@ private:
 
     void checkStatementPlacement(const PTok& t) {
         if (closedTopFunction_ && frames_.empty() && t.lineFirst && lineIndent_[t.line] == 0 && !inHead_) {
-            diagnose(t.offset, Severity::Error, "StatementAfterFunction",
-                     "The statement at line " + std::to_string(t.line) +
-                         " comes after a local function; statements must come before the first local function.");
+            diagnose(
+                t.offset, Severity::Error, "StatementAfterFunction",
+                "The statement at line " + std::to_string(t.line) +
+                    " comes after a local function; statements must come before the first local function.");
         }
     }
 
@@ -1779,34 +1862,25 @@ private:
 
     // An expression statement that only shows values, such as a row of a matrix whose opening line was
     // cut away, cannot tell where the text's statements begin.
-    bool weakStatements(std::size_t fromPending) const {
+    bool weakStatements(std::size_t fromPending, bool callsAreWeak) const {
         if (fromPending >= pending_.size()) return true;
+        // Values separated by commas read like a row of a cell array or matrix.
+        const bool severalExpressions =
+            pending_.size() - fromPending > 1 &&
+            std::all_of(
+                pending_.begin() + static_cast<std::ptrdiff_t>(fromPending), pending_.end(),
+                [&](std::uint32_t n) { return d_.tree.nodes[n].kind == NodeKind::ExpressionStatement; });
+        if (severalExpressions) return true;
+        // Only a call stands for itself; a bare value, an operation or a field may be a row of a bracket
+        // whose opening line was cut away.
         for (std::size_t k = fromPending; k < pending_.size(); ++k) {
             const auto& statement = d_.tree.nodes[pending_[k]];
+            if (statement.kind == NodeKind::Command) continue;
             if (statement.kind != NodeKind::ExpressionStatement) return false;
-            std::vector<std::uint32_t> stack{pending_[k]};
-            while (!stack.empty()) {
-                const auto& node = d_.tree.nodes[stack.back()];
-                stack.pop_back();
-                switch (node.kind) {
-                    case NodeKind::ExpressionStatement:
-                    case NodeKind::Identifier:
-                    case NodeKind::Number:
-                    case NodeKind::CharArray:
-                    case NodeKind::String:
-                    case NodeKind::BinaryOp:
-                    case NodeKind::UnaryOp:
-                    case NodeKind::Matrix:
-                    case NodeKind::Row:
-                    case NodeKind::Cell:
-                    case NodeKind::Range:
-                    case NodeKind::Postfix:
-                    case NodeKind::Parenthesized:
-                        break;
-                    default:
-                        return false;
-                }
-                for (std::uint32_t c = 0; c < node.childCount; ++c) stack.push_back(d_.tree.children[node.firstChild + c]);
+            const auto& expression = d_.tree.nodes[d_.tree.children[statement.firstChild]];
+            if (!callsAreWeak &&
+                (expression.kind == NodeKind::Index || expression.kind == NodeKind::CellIndex)) {
+                return false;
             }
         }
         return true;
@@ -1819,20 +1893,22 @@ private:
         std::size_t budget = toks_.size() * 4 + 4096;
         std::size_t spent = 0;
         while (!toks_[pos_].eof) {
-            while (!toks_[pos_].eof && toks_[pos_].kind == TokenKind::LineEnd) ++pos_;
+            while (!toks_[pos_].eof && toks_[pos_].kind == TokenKind::LineEnd)
+                ++pos_;
             const PTok& t = toks_[pos_];
             if (t.eof || spent > budget) break;
-            if (t.kind == TokenKind::Keyword &&
-                (t.word == Word::End || t.word == Word::Else || t.word == Word::Elseif || t.word == Word::Case ||
-                 t.word == Word::Otherwise || t.word == Word::Catch)) {
-                break;
-            }
             const Snapshot before = snapshot();
+            const int structuralBefore = structuralLines_;
             const std::size_t startPos = pos_;
             bool clean = false;
             try {
                 parseLine();
-                clean = d_.diagnostics.size() == before.diagnostics && !weakStatements(before.pending);
+                const bool leadingSeparator =
+                    t.kind == TokenKind::Punctuation && (t.op == Op::Comma || t.op == Op::Semicolon);
+                // The first line may be the tail of a longer one: a call there proves nothing either.
+                const bool structural = structuralLines_ != structuralBefore && t.line > 1;
+                clean = d_.diagnostics.size() == before.diagnostics && !leadingSeparator &&
+                        (structural || !weakStatements(before.pending, t.line == 1));
             } catch (const InvalidAnalysisException&) {
                 restore(before);
                 throw;
@@ -1842,29 +1918,114 @@ private:
             const std::uint32_t lastLine = toks_[std::min(pos_, toks_.size() - 1)].line;
             const std::uint32_t firstLine = t.line;
             restore(before);
-            for (std::uint32_t l = firstLine; l < lineKind_.size() && l <= lastLine; ++l) lineKind_[l] = 0;
+            for (std::uint32_t l = firstLine; l < lineKind_.size() && l <= lastLine; ++l)
+                lineKind_[l] = 0;
             pos_ = startPos;
-            while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd) ++pos_;
+            while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd)
+                ++pos_;
         }
         inHead_ = false;
         minCodeSinceOrphan_ = kNoIndent;
     }
 
-    void parseFile() {
+    // Whether the functions of the text are closed by `end`: fewer `end`s are missing than there are
+    // functions. `end`s without an opener (closing what the cut took away) do not count.
+    void detectFunctionForm() {
+        int depth = 0;
+        int functions = 0;
+        int openers = 0;
+        int matchedEnds = 0;
+        int brackets = 0;
+        bool statementStart = true;
+        for (std::size_t k = 0; k + 1 < toks_.size(); ++k) {
+            const PTok& t = toks_[k];
+            const bool start = statementStart && brackets == 0;
+            statementStart = false;
+            if (t.kind == TokenKind::LineEnd || t.op == Op::Semicolon || t.op == Op::Comma) {
+                statementStart = t.kind == TokenKind::LineEnd || brackets == 0;
+                if (t.kind == TokenKind::LineEnd) brackets = 0;
+                continue;
+            }
+            if (t.kind == TokenKind::Punctuation) {
+                if (t.op == Op::LParen || t.op == Op::LBracket || t.op == Op::LBrace) ++brackets;
+                if ((t.op == Op::RParen || t.op == Op::RBracket || t.op == Op::RBrace) && brackets > 0)
+                    --brackets;
+                continue;
+            }
+            if (!start) continue;
+            bool opener = false;
+            if (t.kind == TokenKind::Keyword) {
+                switch (t.word) {
+                    case Word::Function:
+                        ++functions;
+                        opener = true;
+                        break;
+                    case Word::If:
+                    case Word::For:
+                    case Word::Parfor:
+                    case Word::While:
+                    case Word::Try:
+                        statementStart = true;
+                        opener = true;
+                        break;
+                    case Word::Switch:
+                    case Word::Spmd:
+                    case Word::Classdef:
+                        opener = true;
+                        break;
+                    case Word::End:
+                        if (depth > 0) {
+                            --depth;
+                            ++matchedEnds;
+                        }
+                        break;
+                    case Word::Else:
+                    case Word::Otherwise:
+                        statementStart = true;
+                        break;
+                    default:
+                        break;
+                }
+            } else if (t.kind == TokenKind::Identifier && t.word != Word::None) {
+                const PTok& n = toks_[k + 1];
+                opener = n.kind == TokenKind::LineEnd || n.op == Op::LParen;
+            }
+            if (opener) {
+                ++openers;
+                ++depth;
+            }
+        }
+        closedForm_ = functions > 0 && openers - matchedEnds < functions;
+    }
+
+    bool parseFile() {
         const std::uint32_t root = mark();
         std::size_t firstCode = 0;
-        while (toks_[firstCode].kind == TokenKind::LineEnd && !toks_[firstCode].eof) ++firstCode;
+        while (toks_[firstCode].kind == TokenKind::LineEnd && !toks_[firstCode].eof)
+            ++firstCode;
         const PTok& first = toks_[firstCode];
         const bool script = !(first.kind == TokenKind::Keyword &&
                               (first.word == Word::Function || first.word == Word::Classdef));
         const std::uint32_t body = mark();
-        skipCutEdge();
-        while (!cur().eof) parseLine();
+        detectFunctionForm();
+        if (knownAnchor_ > 0) {
+            while (!toks_[pos_].eof && toks_[pos_].offset < knownAnchor_)
+                ++pos_;
+        } else {
+            skipCutEdge();
+            if (pos_ > 0 && !toks_[pos_].eof && toks_[pos_].line > 1) {
+                anchorOffset_ = d_.lineStarts[toks_[pos_].line - 1];
+                return false;
+            }
+        }
+        while (!cur().eof)
+            parseLine();
         closeAtEnd();
         const auto lastCodeUnit = static_cast<std::uint32_t>(text_.empty() ? 0 : text_.size() - 1);
         if (script) finishRaw(NodeKind::Script, body, 1, 0, lastCodeUnit);
         d_.tree.root = finishRaw(NodeKind::File, root, 1, 0, lastCodeUnit);
         pending_.clear();
+        return true;
     }
 
     // Constructs still open at the end of the text.
@@ -1875,12 +2036,14 @@ private:
         for (std::uint32_t l = lines; l >= 1; --l) {
             std::uint32_t here = kNoIndent;
             const bool cutLast = l == lines && !endsWithLineEnd_;
-            if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4)) here = lineIndent_[l];
+            if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4))
+                here = lineIndent_[l];
             minFrom[l] = std::min(here, minFrom[l + 1]);
         }
         while (!frames_.empty()) {
             Frame& f = frames_.back();
-            const bool deeper = f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
+            const bool deeper =
+                f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
             if (isFunctionKind(f.kind)) {
                 if (!deeper) recordUnclosed(f);
             } else if (!deeper && f.line != 1) {
@@ -1897,7 +2060,8 @@ private:
             diagnose(firstNestedOffset_, Severity::Error, "NestedFunctionNotClosed",
                      "Function '" + fl::i18n::to_string(firstNestedName_) + "' at line " +
                          std::to_string(firstNestedLine_) +
-                         " is nested in another function, so every function of this text must be closed by 'end'.");
+                         " is nested in another function, so every function of this text must be closed by "
+                         "'end'.");
         }
     }
 
@@ -1922,6 +2086,11 @@ private:
     std::uint32_t orphanIndent_ = kNoIndent;
     std::uint32_t minCodeSinceOrphan_ = kNoIndent;
     bool closedTopFunction_ = false;
+    bool closedForm_ = false;
+    std::size_t knownAnchor_ = 0;
+    std::size_t anchorOffset_ = 0;
+    std::uint32_t lastFunctionEndIndent_ = kNoIndent;
+    int structuralLines_ = 0;
     int closedFunctions_ = 0;
     int unclosedFunctions_ = 0;
     std::uint32_t firstUnclosedLine_ = 0;
@@ -1942,7 +2111,12 @@ std::unique_ptr<AnalysisData> analyseText(const fl::ustring& text) {
     }
     auto data = std::make_unique<AnalysisData>();
     data->text = text;
-    Parser(*data).run();
+    const std::size_t anchor = Parser(*data, 0).run();
+    if (anchor > 0) {
+        data = std::make_unique<AnalysisData>();
+        data->text = text;
+        Parser(*data, anchor).run();
+    }
     return data;
 }
 
