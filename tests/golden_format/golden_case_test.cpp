@@ -1,3 +1,5 @@
+#include "support/golden_case.hpp"
+
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -6,7 +8,6 @@
 #include <string>
 
 #include "fl/i18n.hpp"
-#include "support/golden_case.hpp"
 
 using testing_support::GoldenCase;
 using testing_support::GoldenCaseError;
@@ -102,8 +103,7 @@ TEST(GoldenCaseParser, MalformedCasesNameTheOriginAndLine) {
               "inline.case:4: a second cursor marker <|>");
     EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== expected\n=== end\n"),
               "inline.case:4: found '=== expected' where '=== reply' was expected");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== reply\n=== expected\n"),
-              "inline.case:5: missing '=== end'");
+    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== reply\n=== expected\n"), "inline.case:5: missing '=== end'");
     EXPECT_EQ(errorOf("=== file\n<|>\n=== reply\n=== expected\n=== end\n"),
               "inline.case:1: the case needs a description: comment lines before '=== file'");
     EXPECT_EQ(errorOf("# d\nstray\n=== file\n<|>\n=== reply\n=== expected\n=== end\n"),

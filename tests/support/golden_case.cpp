@@ -23,13 +23,13 @@ struct Line {
 };
 
 class Reporter {
-public:
+  public:
     explicit Reporter(const std::string& origin) : origin_(origin) {}
     [[noreturn]] void fail(std::size_t line, const std::string& message) const {
         throw GoldenCaseError(origin_ + ":" + std::to_string(line) + ": " + message);
     }
 
-private:
+  private:
     const std::string& origin_;
 };
 
@@ -56,8 +56,7 @@ std::string_view trimBlanks(std::string_view s) {
 }
 
 template <typename Number>
-Number parseNumber(std::string_view value, const Reporter& report, std::size_t line,
-                   std::string_view key) {
+Number parseNumber(std::string_view value, const Reporter& report, std::size_t line, std::string_view key) {
     unsigned long long parsed = 0;
     const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), parsed);
     if (error != std::errc() || end != value.data() + value.size() || value.empty() ||
@@ -67,8 +66,7 @@ Number parseNumber(std::string_view value, const Reporter& report, std::size_t l
     return static_cast<Number>(parsed);
 }
 
-void applySettings(std::string_view list, GoldenCase& result, const Reporter& report,
-                   std::size_t line) {
+void applySettings(std::string_view list, GoldenCase& result, const Reporter& report, std::size_t line) {
     std::istringstream words{std::string(list)};
     std::string word;
     while (words >> word) {
@@ -155,8 +153,7 @@ GoldenCase parseGoldenCase(std::string_view text, const std::string& origin) {
     bool settingsSeen = false;
     std::vector<std::string> descriptionLines;
 
-    static constexpr std::string_view kMarkers[] = {"=== file", "=== reply", "=== expected",
-                                                    "=== end"};
+    static constexpr std::string_view kMarkers[] = {"=== file", "=== reply", "=== expected", "=== end"};
     std::vector<Line> sections[3];
     std::size_t markerLines[4] = {0, 0, 0, 0};
     int current = -1;  // -1: header; 0..2: a section; 3: after "=== end"
@@ -168,8 +165,8 @@ GoldenCase parseGoldenCase(std::string_view text, const std::string& origin) {
             if (index != current + 1) {
                 const std::string expected =
                     current + 1 < 4 ? std::string(kMarkers[current + 1]) : std::string("nothing");
-                report.fail(line.number, "found '" + std::string(line.text) + "' where '" +
-                                             expected + "' was expected");
+                report.fail(line.number,
+                            "found '" + std::string(line.text) + "' where '" + expected + "' was expected");
             }
             markerLines[index] = line.number;
             current = index;
@@ -185,8 +182,8 @@ GoldenCase parseGoldenCase(std::string_view text, const std::string& origin) {
                 applySettings(line.text.substr(kSettingsKey.size()), result, report, line.number);
             } else if (line.text.starts_with(kLineEndsKey)) {
                 if (lineEnds) report.fail(line.number, "a second line-ends line");
-                lineEnds = parseLineEnds(trimBlanks(line.text.substr(kLineEndsKey.size())), report,
-                                         line.number);
+                lineEnds =
+                    parseLineEnds(trimBlanks(line.text.substr(kLineEndsKey.size())), report, line.number);
             } else {
                 descriptionLines.emplace_back(trimBlanks(line.text.substr(1)));
             }
@@ -257,7 +254,8 @@ std::vector<GoldenCase> loadGoldenCases(const std::filesystem::path& folder) {
     std::sort(files.begin(), files.end());
     std::vector<GoldenCase> cases;
     cases.reserve(files.size());
-    for (const auto& file : files) cases.push_back(loadGoldenCase(file));
+    for (const auto& file : files)
+        cases.push_back(loadGoldenCase(file));
     return cases;
 }
 

@@ -41,7 +41,7 @@ struct GoldenCase {
 
 // A malformed case; what() names the case (or file) and the 1-based line.
 class GoldenCaseError : public std::runtime_error {
-public:
+  public:
     using std::runtime_error::runtime_error;
 };
 
