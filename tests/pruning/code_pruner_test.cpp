@@ -44,7 +44,7 @@ TEST(Pruning, TrailingLinesGoUntilTheFileParses) {
 }
 
 TEST(Pruning, ShortCompletionInsideABlockComesBackWhole) {
-    const Pieces pieces = prune(u"function f()\n    x = 1;\n", u"    y = 2;\n    z = 3;", u"\nend\n");
+    const Pieces pieces = prune(u"x = 0;\nfunction f()\n    x = 1;\n", u"    y = 2;\n    z = 3;", u"\nend\n");
     EXPECT_EQ(pieces, Pieces{u"    y = 2;\n    z = 3;"});
 }
 
@@ -56,7 +56,7 @@ TEST(Pruning, ParagraphsBecomeSeparatePieces) {
 TEST(Pruning, LinesAfterAConstructJoinItsBlock) {
     // The loop started in the prefix; what follows its end up to the end of the script is absorbed
     // into the loop's block, so the completion comes back whole rather than cut after 'end'.
-    EXPECT_EQ(prune(u"for k = 1:3\n    a = k;\n", u"    b = k;\nend\n\nc = 1;", u""),
+    EXPECT_EQ(prune(u"x = 0;\nfor k = 1:3\n    a = k;\n", u"    b = k;\nend\n\nc = 1;", u""),
               Pieces{u"    b = k;\nend\n\nc = 1;"});
     // Without a construct the blank line splits the completion.
     EXPECT_EQ(prune(u"a = 1;\n", u"b = k;\nd = 2;\n\nc = 1;", u"").front(), u"b = k;\nd = 2;");
@@ -75,14 +75,14 @@ TEST(Pruning, BlocksInTheSuffixContributeNothing) {
 TEST(Pruning, LongRegionIsBrokenIntoTheBlocksOfItsBody) {
     // 121 generated lines inside one function: its two paragraphs become separate pieces.
     const fl::ustring body = repeatLine(u"    a = 1;", 60) + u"\n" + repeatLine(u"    b = 2;", 60);
-    const Pieces pieces = prune(u"function f()\n", body, u"end\n");
+    const Pieces pieces = prune(u"x = 0;\nfunction f()\n", body, u"end\n");
     ASSERT_EQ(pieces.size(), 2u);
     EXPECT_EQ(pieces[0], repeatLine(u"    a = 1;", 60).substr(0, 60 * 11 - 1));
     EXPECT_EQ(pieces[1], u"\n" + repeatLine(u"    b = 2;", 60).substr(0, 60 * 11 - 1));
 
     // The same shape under 100 lines stays one piece.
     const fl::ustring shortBody = repeatLine(u"    a = 1;", 40) + u"\n" + repeatLine(u"    b = 2;", 40);
-    EXPECT_EQ(prune(u"function f()\n", shortBody, u"end\n").size(), 1u);
+    EXPECT_EQ(prune(u"x = 0;\nfunction f()\n", shortBody, u"end\n").size(), 1u);
 }
 
 TEST(Pruning, LongBlockInsideTheRegionNeedsTwoNestedBlocksToBreak) {

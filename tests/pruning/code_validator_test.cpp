@@ -41,7 +41,7 @@ TEST(Validation, ErrorsOnlyInThePrefixOrSuffixLeaveTheCompletion) {
 
 TEST(Validation, DropsTheCompletionWhenTheCutFileStillFails) {
     // The kept line leaves the 'if' of the prefix without its 'end' before code that stands left of it.
-    EXPECT_EQ(validateGeneratedCode(u"b = 1;\nc = +*;", u"if a\n", u""), u"");
+    EXPECT_EQ(validateGeneratedCode(u"b = 1;\nc = +*;\n", u"x = 0;\nif a\n", u""), u"");
     // The unclosed loop is the first error on the completion's lines: nothing of it is kept.
     EXPECT_EQ(validateGeneratedCode(u"while true\nb = 1;\nc = +*;", u"x = 1;\n", u"y = 2;\n"), u"");
 }
