@@ -139,7 +139,8 @@ bool isBinaryOrAssign(Op op) {
 
 class Scanner {
   public:
-    Scanner(std::u16string_view text, std::vector<ScanToken>& out) : t_(text), n_(text.size()), out_(out) {}
+    Scanner(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start, std::uint32_t line)
+        : t_(text), n_(text.size()), out_(out), i_(start), line_(line) {}
 
     void run() {
         scanCutBlockComment();
@@ -201,7 +202,7 @@ class Scanner {
     void scanCutBlockComment() {
         int depth = 0;
         std::size_t cutEnd = 0;
-        for (std::size_t ls = 0; ls < n_; ls = nextLineStart(ls)) {
+        for (std::size_t ls = i_; ls < n_; ls = nextLineStart(ls)) {
             std::size_t first = skipBlanks(ls);
             if (first >= n_ || t_[first] != u'%') continue;
             char16_t marker = blockMarker(ls);
@@ -521,10 +522,13 @@ class Scanner {
         if (!first) return;
         Word contextual = out_.back().word;
         Word top = blocks_.empty() ? Word::None : blocks_.back();
-        bool opensBlock =
-            (contextual == Word::Arguments && top == Word::Function) ||
-            (top == Word::Classdef && (contextual == Word::Properties || contextual == Word::Methods ||
-                                       contextual == Word::Events || contextual == Word::Enumeration));
+        // Without an enclosing block in the text, an indented header line still opens its block: the
+        // function or class around it was cut away.
+        const bool headerShape = endsHeader(j);
+        bool opensBlock = headerShape && contextual != Word::None &&
+                          ((contextual == Word::Arguments && top == Word::Function) ||
+                           (top == Word::Classdef && contextual != Word::Arguments) ||
+                           (top == Word::None && lineIndent_ > 0));
         if (opensBlock) {
             blocks_.push_back(contextual);
             blockIndents_.push_back(lineIndent_);
@@ -532,6 +536,12 @@ class Scanner {
         }
         if (isDeclarationBlock(top) || variables_.count(w) != 0) return;
         if (startsCommand(j)) scanCommandWords();
+    }
+
+    // After a block word: the line ends, or attributes follow in parentheses.
+    bool endsHeader(std::size_t j) const {
+        std::size_t k = skipBlanks(j);
+        return k >= n_ || lineEndAt(k) || t_[k] == u'%' || t_[k] == u'(' || t_[k] == u',' || t_[k] == u';';
     }
 
     // The command form: a name, a blank, and then something that cannot continue an expression.
@@ -761,8 +771,8 @@ class Scanner {
     std::u16string_view t_;
     std::size_t n_;
     std::vector<ScanToken>& out_;
-    std::size_t i_ = 0;
-    std::uint32_t line_ = 1;
+    std::size_t i_;
+    std::uint32_t line_;
     std::uint32_t lineIndent_ = 0;
     bool lineStart_ = true;
     bool stmtStart_ = true;
@@ -780,9 +790,9 @@ class Scanner {
 
 }  // namespace
 
-void scan(std::u16string_view text, std::vector<ScanToken>& out) {
-    out.reserve(out.size() + text.size() / 3 + 8);
-    Scanner(text, out).run();
+void scan(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start, std::uint32_t line) {
+    out.reserve(out.size() + (text.size() - start) / 3 + 8);
+    Scanner(text, out, start, line).run();
 }
 
 }  // namespace ca::lexer

@@ -97,8 +97,10 @@ struct ScanToken {
     std::uint8_t flags;
 };
 
-// Appends the tokens of `text` to `out`; they cover the text exactly and in order.
-void scan(std::u16string_view text, std::vector<ScanToken>& out);
+// Appends the tokens of `text` from `start` (a line start, on line `line`) to `out`; they cover that part
+// exactly and in order. The scan knows nothing of what stands before `start`.
+void scan(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start = 0,
+          std::uint32_t line = 1);
 
 bool isBlank(char16_t c);
 bool isIdentifierStart(char16_t c);

@@ -17,12 +17,12 @@ enum class TokenKind : std::uint8_t {
     Identifier,    // contextual words (arguments, properties, methods, events, enumeration) included
     Keyword,       // reserved words
     Number,
-    CharArray,     // '...'; an unterminated one runs to the line end
-    String,        // "..."; an unterminated one runs to the line end
-    CommandWord,   // a word of a command-form statement (`hold on`: "on")
-    Operator,      // + - * / \ ^ .* ./ .\ .^ ' .' == ~= < <= > >= & | && || ~ = : @ ?
-    Punctuation,   // , ; ( ) [ ] { } .
-    Invalid,       // a code unit that starts no token
+    CharArray,    // '...'; an unterminated one runs to the line end
+    String,       // "..."; an unterminated one runs to the line end
+    CommandWord,  // a word of a command-form statement (`hold on`: "on")
+    Operator,     // + - * / \ ^ .* ./ .\ .^ ' .' == ~= < <= > >= & | && || ~ = : @ ?
+    Punctuation,  // , ; ( ) [ ] { } .
+    Invalid,      // a code unit that starts no token
 };
 
 // One token. The tokens of a text cover it exactly and in order, so concatenating their texts gives
