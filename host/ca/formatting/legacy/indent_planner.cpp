@@ -58,6 +58,8 @@ struct Frame {
     // Opened on the text's first line, whose position is unknown (it may be cut): its closing lines
     // stand where their own indentation puts them.
     bool uncertain = false;
+    // A function opened on the first line: its body stands where its first body line stands.
+    bool bodyFromFirstLine = false;
 };
 
 enum class FunctionStyleEvidence { Closed, Uncertain };
@@ -157,6 +159,7 @@ class Planner {
         for (std::size_t l = scanStart(); l < lines_.size(); ++l) {
             const SourceLine& line = lines_[l];
             bool first = true;
+            if (l == 1 && firstLineBracketsBogus_) depth = initialDepth_;
             for (std::size_t i = line.codeBegin; i < line.end; ++i) {
                 const Token& t = tokens_[i];
                 if (!isSignificant(t.kind)) continue;
@@ -242,6 +245,11 @@ class Planner {
         } else {
             column = codeLineColumn(line, own);
             stmtColumn_ = column;
+        }
+        if (!continuing && !stack_.empty() && stack_.back().bodyFromFirstLine) {
+            Frame& top = stack_.back();
+            top.bodyFromFirstLine = false;
+            if (baseKnown_ && column == top.bodyColumn) column = stmtColumn_ = top.bodyColumn = own;
         }
         if (!baseKnown_) {
             // The first line may be cut, so the first line after it stays where it is and anchors
@@ -379,11 +387,11 @@ class Planner {
             if (own >= bodyColumn())
                 return endsCoverOpeners_ ? bodyColumn() : closeFunctions(f, bodyColumn());
             return closeFunctions(f, own);
-        } else if (own != open.column) {
-            nested = own > open.column;
+        } else if (open.bodyColumn == open.column) {
+            // Both readings put the line at the same column, so its indentation cannot tell.
+            nested = endsCoverOpeners_;
         } else {
-            // Both readings put the line at the open function's column unless its body is indented.
-            nested = open.bodyColumn == open.column && endsCoverOpeners_;
+            nested = own > open.column;
         }
         if (nested) return bodyColumn();
         return closeFunctions(f, open.column);
@@ -401,9 +409,28 @@ class Planner {
                            [](const Frame& f) { return f.kind == FrameKind::Function; });
     }
 
-    // Whether the first non-blank line after line i stands right of `column`.
+    // The last line of the statement that starts on line i (its header may go on over continuation lines).
+    std::size_t statementLastLine(std::size_t i) const {
+        int depth = 0;
+        for (std::size_t l = i; l < lines_.size(); ++l) {
+            if (classifyLine(tokens_, lines_[l]) != LineKind::Code) continue;
+            if (l > i && startsBlockLine(lines_[l])) return l - 1;  // as planLine reads an open bracket there
+            for (std::size_t t = lines_[l].codeBegin; t < lines_[l].end; ++t) {
+                const Token& token = tokens_[t];
+                if (token.kind != TokenKind::Punctuation) continue;
+                if (token.text == u"(" || token.text == u"[" || token.text == u"{")
+                    ++depth;
+                else if (isClosingBracket(token))
+                    depth = std::max(0, depth - 1);
+            }
+            if (depth == 0 && !endsWithContinuation(lines_[l])) return l;
+        }
+        return lines_.size() - 1;
+    }
+
+    // Whether the first non-blank line after the statement starting on line i stands right of `column`.
     bool nextLineIndented(std::size_t i, int column) const {
-        for (std::size_t j = i + 1; j < lines_.size(); ++j) {
+        for (std::size_t j = statementLastLine(i) + 1; j < lines_.size(); ++j) {
             const LineKind kind = classifyLine(tokens_, lines_[j]);
             if (kind == LineKind::Blank || kind == LineKind::BlockComment) continue;
             return leadingColumns(tokens_, lines_[j], tabSize_) > column;
@@ -479,7 +506,7 @@ class Planner {
             bool opens;
             if (!contextKnown()) {
                 // The class or function around it was cut away: its body's indentation tells.
-                opens = nextLineIndented(lineIndex, leadingColumns(tokens_, lines_[lineIndex], tabSize_));
+                opens = nextLineIndented(lineIndex, stmtColumn_);
             } else if (classBlock) {
                 opens = stack_.back().kind == FrameKind::ClassDef;
             } else {
@@ -515,6 +542,7 @@ class Planner {
             const int column = stmtColumn_;
             const int body = functionBodyIndented(lineIndex, column) ? column + indent_ : column;
             push(FrameKind::Function, {}, column, body);
+            stack_.back().bodyFromFirstLine = readingFirstLine_;
             return;
         }
         markStatement();
