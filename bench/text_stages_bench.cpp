@@ -23,7 +23,8 @@ fl::ustring codeLines(int count, const char* name) {
 
 fl::ustring ofLength(const fl::ustring& text, std::size_t n) {
     fl::ustring out;
-    while (out.size() < n) out += text;
+    while (out.size() < n)
+        out += text;
     return out.substr(0, n);
 }
 
@@ -47,23 +48,27 @@ BENCHMARK(BM_Limiting);
 
 void BM_PromptContent(benchmark::State& state) {
     mtcc::Tokens::TokenCategories categories;
-    for (int i = 0; i < 30; ++i) categories.userVariables.insert(u"value" + fl::i18n::to_ustring(std::to_string(i)));
+    for (int i = 0; i < 30; ++i)
+        categories.userVariables.insert(u"value" + fl::i18n::to_ustring(std::to_string(i)));
     categories.userFunctions = {u"compute", u"data"};
     categories.OSTRELFunctions = {u"zeros", u"numel", u"sprintf", u"fprintf"};
     for (auto _ : state) {
-        const auto data = mtcc::Prompt::makePromptData(u"ostrel-autocompletion", u"v1", kPrefix, kSuffix, categories);
+        const auto data =
+            mtcc::Prompt::makePromptData(u"ostrel-autocompletion", u"v1", kPrefix, kSuffix, categories);
         benchmark::DoNotOptimize(mtcc::Prompt::buildUserContent(data));
     }
 }
 BENCHMARK(BM_PromptContent);
 
 void BM_Extraction(benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(mtcc::postprocessing::extractCode(kReply));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(mtcc::postprocessing::extractCode(kReply));
 }
 BENCHMARK(BM_Extraction);
 
 void BM_DeduplicationNoOverlap(benchmark::State& state) {
-    for (auto _ : state) benchmark::DoNotOptimize(mtcc::postprocessing::deduplicateGeneratedCode(kCode, kPrefix, kSuffix));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(mtcc::postprocessing::deduplicateGeneratedCode(kCode, kPrefix, kSuffix));
 }
 BENCHMARK(BM_DeduplicationNoOverlap);
 
@@ -72,7 +77,8 @@ void BM_DeduplicationRepeatedPrefix(benchmark::State& state) {
     const fl::ustring lines = codeLines(200, "before");
     const fl::ustring prefix = lines.substr(lines.size() - 4000);
     const fl::ustring repeated = codeLines(200, "before").substr(lines.size() - 1000) + kCode;
-    for (auto _ : state) benchmark::DoNotOptimize(mtcc::postprocessing::deduplicateGeneratedCode(repeated, prefix, kSuffix));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(mtcc::postprocessing::deduplicateGeneratedCode(repeated, prefix, kSuffix));
 }
 BENCHMARK(BM_DeduplicationRepeatedPrefix);
 

@@ -30,7 +30,8 @@ double parseDecimal(const std::string& option, const std::string& text) {
 
 void parseAt(const std::string& text, CursorSpec& cursor) {
     const auto colon = text.find(':');
-    if (colon == std::string::npos) throw std::invalid_argument("--at expects LINE:COLUMN, not '" + text + "'");
+    if (colon == std::string::npos)
+        throw std::invalid_argument("--at expects LINE:COLUMN, not '" + text + "'");
     cursor.line = parseNumber<std::size_t>("--at", text.substr(0, colon));
     cursor.column = parseNumber<std::size_t>("--at", text.substr(colon + 1));
     if (*cursor.line == 0 || *cursor.column == 0) {
@@ -38,7 +39,8 @@ void parseAt(const std::string& text, CursorSpec& cursor) {
     }
 }
 
-void checkChoice(const std::string& option, const std::string& value, std::initializer_list<const char*> choices) {
+void checkChoice(const std::string& option, const std::string& value,
+                 std::initializer_list<const char*> choices) {
     std::string all;
     for (const char* choice : choices) {
         if (value == choice) return;
@@ -55,7 +57,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     using Handler = std::function<void(const std::string&)>;
     const std::map<std::string, Handler> withValue{
         {"--at", [&](const std::string& v) { parseAt(v, line.cursor); }},
-        {"--offset", [&](const std::string& v) { line.cursor.offset = parseNumber<std::size_t>("--offset", v); }},
+        {"--offset",
+         [&](const std::string& v) { line.cursor.offset = parseNumber<std::size_t>("--offset", v); }},
         {"--settings", [&](const std::string& v) { line.settingsFile = v; }},
         {"--backend",
          [&](const std::string& v) {
@@ -71,7 +74,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
         {"--max-tokens", [&](const std::string& v) { line.maxTokens = parseNumber<int>("--max-tokens", v); }},
         {"--temperature", [&](const std::string& v) { line.temperature = parseDecimal("--temperature", v); }},
         {"--tab-size", [&](const std::string& v) { line.tabSize = parseNumber<unsigned>("--tab-size", v); }},
-        {"--indent-size", [&](const std::string& v) { line.indentSize = parseNumber<unsigned>("--indent-size", v); }},
+        {"--indent-size",
+         [&](const std::string& v) { line.indentSize = parseNumber<unsigned>("--indent-size", v); }},
         {"--function-indent",
          [&](const std::string& v) {
              checkChoice("--function-indent", v,

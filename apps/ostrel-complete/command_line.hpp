@@ -9,7 +9,7 @@ namespace ostrel_complete {
 
 struct CursorSpec {
     std::optional<std::size_t> line, column;  // --at LINE:COLUMN, both 1-based
-    std::optional<std::size_t> offset;         // --offset N, in UTF-16 code units
+    std::optional<std::size_t> offset;        // --offset N, in UTF-16 code units
 };
 
 // What the command line asked for. Unset optionals leave the settings file's values in force.

@@ -36,11 +36,12 @@ fl::ustring readSource(const std::string& path) {
 void setUpLogging(const CommandLine& line) {
     if (!line.logFile) return;
     const std::string level = line.logLevel.value_or("stages");
-    const foundation::log::severity_mask mask = level == "off"      ? 0
-                                                : level == "stages" ? foundation::log::kSeverityStage
-                                                : level == "values" ? foundation::log::kSeverityStage | foundation::log::kSeverityValue
-                                                                    : foundation::log::kSeverityStage | foundation::log::kSeverityValue |
-                                                                          foundation::log::kSeverityTrace;
+    const foundation::log::severity_mask mask =
+        level == "off"      ? 0
+        : level == "stages" ? foundation::log::kSeverityStage
+        : level == "values" ? foundation::log::kSeverityStage | foundation::log::kSeverityValue
+                            : foundation::log::kSeverityStage | foundation::log::kSeverityValue |
+                                  foundation::log::kSeverityTrace;
     if (*line.logFile == "-") {
         foundation::log::add_stderr_sink();
     } else {
@@ -69,7 +70,8 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
     if (line.timeoutMs) options.TimeoutMs = *line.timeoutMs;
     if (line.maxTokens) options.MaxTokens = *line.maxTokens;
     if (line.temperature) options.Temperature = *line.temperature;
-    options.CorpusFolders.insert(options.CorpusFolders.end(), line.corpusFolders.begin(), line.corpusFolders.end());
+    options.CorpusFolders.insert(options.CorpusFolders.end(), line.corpusFolders.begin(),
+                                 line.corpusFolders.end());
     if (options.Backend == "reply-file" && options.ReplyFile.empty()) {
         throw std::invalid_argument("the reply-file backend needs --reply-file FILE");
     }
@@ -78,7 +80,7 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
 
 // Registers the client in a framework of its own for as long as it lives, as an editor host would.
 class ClientService {
-public:
+  public:
     explicit ClientService(const qvai::ClientOptions& options)
         : framework_(cppmicroservices::FrameworkFactory().NewFramework()) {
         framework_.Start();
@@ -93,7 +95,7 @@ public:
     ClientService(const ClientService&) = delete;
     ClientService& operator=(const ClientService&) = delete;
 
-private:
+  private:
     cppmicroservices::Framework framework_;
     cppmicroservices::ServiceRegistration<qvai::IQvaiClient> registration_;
 };
@@ -118,15 +120,19 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
     const ClientService service(options);
 
     RunObserver observer;
-    const mtcc::AutoCompletion::InfoResult result = mtcc::AutoCompletion::GetInfo(u"", code, cursor, settings);
+    const mtcc::AutoCompletion::InfoResult result =
+        mtcc::AutoCompletion::GetInfo(u"", code, cursor, settings);
     observer.finished();
 
-    if (const auto failures = observer.modelFailures(); !failures.empty()) {
-        const std::string where = options.Backend == "openai" || options.Backend == "infill"
-                                      ? " at " + (options.Endpoint.empty() ? std::string("http://127.0.0.1:8080")
-                                                                           : options.Endpoint)
-                                      : "";
-        throw std::runtime_error("the " + options.Backend + " model" + where + " gave no reply: " + failures.front());
+    // The local backend having nothing to offer is an empty completion, not an error.
+    if (const auto failures = observer.modelFailures(); !failures.empty() && options.Backend != "local") {
+        const std::string where =
+            options.Backend == "openai" || options.Backend == "infill"
+                ? " at " +
+                      (options.Endpoint.empty() ? std::string("http://127.0.0.1:8080") : options.Endpoint)
+                : "";
+        throw std::runtime_error("the " + options.Backend + " model" + where +
+                                 " gave no reply: " + failures.front());
     }
 
     if (line.json) {
@@ -137,7 +143,8 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
         writeCompletion(out, result.autocompletionResponse);
         // A terminal gets a final line end so that the prompt starts on its own line; a pipe gets the
         // completion exactly.
-        if (outIsTerminal && !result.autocompletionResponse.empty() && result.autocompletionResponse.back() != u'\n') {
+        if (outIsTerminal && !result.autocompletionResponse.empty() &&
+            result.autocompletionResponse.back() != u'\n') {
             out << '\n';
         }
     }

@@ -31,8 +31,8 @@ std::size_t cursorOffset(const fl::ustring& code, const CursorSpec& cursor, cons
     if (end == fl::ustring::npos) end = code.size();
     if (end > start && code[end - 1] == u'\r') --end;  // the CR of a CR LF belongs to the line end
     if (column - 1 > end - start) {
-        throw std::out_of_range("cursor " + where + " is outside " + fileName + " (line " + std::to_string(line) +
-                                " has " + std::to_string(end - start) + " columns)");
+        throw std::out_of_range("cursor " + where + " is outside " + fileName + " (line " +
+                                std::to_string(line) + " has " + std::to_string(end - start) + " columns)");
     }
     return start + column - 1;
 }

@@ -7,9 +7,12 @@
 
 namespace ostrel_complete {
 
-void writeCompletion(std::ostream& out, const fl::ustring& completion) { out << fl::i18n::to_string(completion); }
+void writeCompletion(std::ostream& out, const fl::ustring& completion) {
+    out << fl::i18n::to_string(completion);
+}
 
-void writeJson(std::ostream& out, const mtcc::AutoCompletion::InfoResult& result, const std::vector<StageTime>& times) {
+void writeJson(std::ostream& out, const mtcc::AutoCompletion::InfoResult& result,
+               const std::vector<StageTime>& times) {
     using fl::i18n::to_string;
     nlohmann::ordered_json json;
     json["autocompletionResponse"] = to_string(result.autocompletionResponse);
@@ -19,7 +22,8 @@ void writeJson(std::ostream& out, const mtcc::AutoCompletion::InfoResult& result
     json["validatedLLMGeneratedCode"] = to_string(result.validatedLLMGeneratedCode);
     json["prunedLLMGeneratedCode"] = to_string(result.prunedLLMGeneratedCode);
     auto& stages = json["stageMilliseconds"] = nlohmann::ordered_json::object();
-    for (const auto& time : times) stages[time.stage] = time.milliseconds;
+    for (const auto& time : times)
+        stages[time.stage] = time.milliseconds;
     out << json.dump(2) << '\n';
 }
 

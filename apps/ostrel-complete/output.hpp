@@ -13,7 +13,8 @@ namespace ostrel_complete {
 void writeCompletion(std::ostream& out, const fl::ustring& completion);
 
 // The six result texts and the stage times.
-void writeJson(std::ostream& out, const mtcc::AutoCompletion::InfoResult& result, const std::vector<StageTime>& times);
+void writeJson(std::ostream& out, const mtcc::AutoCompletion::InfoResult& result,
+               const std::vector<StageTime>& times);
 
 // The lines around the cursor with the completion in place, marked in colour when `colour` is set and
 // between "«" and "»" otherwise.

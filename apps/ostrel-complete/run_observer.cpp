@@ -39,7 +39,7 @@ const std::map<std::string, std::string>& stageNames() {
 }
 
 class Backend : public boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding> {
-public:
+  public:
     void consume(const boost::log::record_view& rec) {
         const auto channel = boost::log::extract<std::string>("Channel", rec);
         const auto severity = boost::log::extract<foundation::log::severity_mask>("Severity", rec);
@@ -71,7 +71,8 @@ struct RunObserver::Impl {
 RunObserver::RunObserver() : impl_(std::make_unique<Impl>()) {
     impl_->pipelineMask = foundation::log::channel_mask(kPipelineChannel);
     impl_->clientMask = foundation::log::channel_mask(kClientChannel);
-    foundation::log::set_channel_mask(kPipelineChannel, impl_->pipelineMask | foundation::log::kSeverityStage);
+    foundation::log::set_channel_mask(kPipelineChannel,
+                                      impl_->pipelineMask | foundation::log::kSeverityStage);
     foundation::log::set_channel_mask(kClientChannel, impl_->clientMask | foundation::log::kSeverityValue);
     boost::log::core::get()->add_sink(impl_->sink);
 }

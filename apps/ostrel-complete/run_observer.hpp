@@ -16,7 +16,7 @@ struct StageTime {
 // the AI client's failure records tell a model that could not be reached from one that had nothing to
 // say. Turns on the two channels' records it needs while it lives.
 class RunObserver {
-public:
+  public:
     RunObserver();
     ~RunObserver();
     RunObserver(const RunObserver&) = delete;
@@ -26,7 +26,7 @@ public:
     std::vector<StageTime> stageTimes() const;
     std::vector<std::string> modelFailures() const;
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };

@@ -5,8 +5,12 @@ namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
 
-bool isHighSurrogate(char16_t c) { return c >= 0xD800 && c <= 0xDBFF; }
-bool isLowSurrogate(char16_t c) { return c >= 0xDC00 && c <= 0xDFFF; }
+bool isHighSurrogate(char16_t c) {
+    return c >= 0xD800 && c <= 0xDBFF;
+}
+bool isLowSurrogate(char16_t c) {
+    return c >= 0xDC00 && c <= 0xDFFF;
+}
 
 void appendCodePoint(std::string& out, char32_t cp) {
     if (cp < 0x80) {
@@ -96,7 +100,8 @@ void append_utf8(std::string& out, std::u16string_view utf16) {
         if (c < 0x80) {
             out.push_back(static_cast<char>(c));
         } else if (isHighSurrogate(c) && i + 1 < n && isLowSurrogate(utf16[i + 1])) {
-            appendCodePoint(out, 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(utf16[i + 1]) - 0xDC00));
+            appendCodePoint(out,
+                            0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(utf16[i + 1]) - 0xDC00));
             ++i;
         } else if (isHighSurrogate(c) || isLowSurrogate(c)) {
             appendCodePoint(out, kReplacement);

@@ -61,7 +61,7 @@ CodePtr compile(const fl::ustring& pattern, constants::syntax_option_type option
 
 // Compiled patterns, most recently used first; small, because callers use a handful of fixed patterns.
 class PatternCache {
-public:
+  public:
     CodePtr get(const fl::ustring& pattern, constants::syntax_option_type options) {
         fl::ustring key = pattern;
         key.push_back(static_cast<char16_t>(options));
@@ -84,7 +84,7 @@ public:
         return code;
     }
 
-private:
+  private:
     std::mutex mutex_;
     std::list<std::pair<fl::ustring, CodePtr>> order_;
     std::unordered_map<fl::ustring, std::list<std::pair<fl::ustring, CodePtr>>::iterator> index_;
@@ -138,7 +138,8 @@ void regex_search(const fl::ustring& text, const fl::ustring& pattern, match_res
         };
         match found{textAt(0), {}};
         found.second.reserve(groupCount);
-        for (uint32_t g = 1; g <= groupCount; ++g) found.second.push_back(textAt(g));
+        for (uint32_t g = 1; g <= groupCount; ++g)
+            found.second.push_back(textAt(g));
         results.push_back(std::move(found));
         // An empty match moves on by one code unit so that the search always advances.
         start = ovector[1] > ovector[0] ? ovector[1] : ovector[1] + 1;

@@ -24,7 +24,7 @@ constexpr std::uint64_t kMaxBlockLines = 100;
 
 // Stage messages and value dumps of one call; each site formats only when its severity is enabled.
 class PipelineLog {
-public:
+  public:
     explicit PipelineLog(const foundation::log::diagnostic_logger& logger) : logger_(logger) {}
 
     void stage(const char* message) const {
@@ -36,10 +36,11 @@ public:
     }
     template <typename First, typename Second>
     void dump(const char* label1, const First& value1, const char* label2, const Second& value2) const {
-        if (logger_.is_enabled(kSeverityValue)) logger_.record(kSeverityValue) << label1 << value1 << label2 << value2;
+        if (logger_.is_enabled(kSeverityValue))
+            logger_.record(kSeverityValue) << label1 << value1 << label2 << value2;
     }
 
-private:
+  private:
     const foundation::log::diagnostic_logger& logger_;
 };
 
@@ -50,12 +51,14 @@ InfoResult GetInfo(const fl::ustring&, const fl::ustring& code, const size_t& cu
     const foundation::log::diagnostic_logger logger("mtcc::AutoCompletion::GetInfo");
     const foundation::log::function_trace trace(
         logger,
-        "mtcc::AutoCompletion::InfoResult mtcc::AutoCompletion::GetInfo(const fl::ustring&, const fl::ustring&, "
+        "mtcc::AutoCompletion::InfoResult mtcc::AutoCompletion::GetInfo(const fl::ustring&, const "
+        "fl::ustring&, "
         "const size_t&, std::shared_ptr<mtcc::cache::SettingsValues>)",
         "Autocomplete", 34);
     const PipelineLog log(logger);
 
-    log.dump(" mtcc::Config::promptID=", Config::promptID, " mtcc::Config::promptVersion=", Config::promptVersion);
+    log.dump(" mtcc::Config::promptID=", Config::promptID,
+             " mtcc::Config::promptVersion=", Config::promptVersion);
     log.stage("performing initial checks");
     if (cursor > code.size()) {
         log.stage("cursor position is greater than source code - exiting");
@@ -90,9 +93,10 @@ InfoResult GetInfo(const fl::ustring&, const fl::ustring& code, const size_t& cu
     const Tokens::TokenCategories categories = Tokens::categorizeTokens(tokens);
 
     log.stage("generating prompt from template");
-    const VariableContext::PromptData prompt =
-        Prompt::makePromptData(Config::promptID, Config::promptVersion, prefixLimited, suffixLimited, categories);
-    log.dump(" userPromptInfo.promptId=", prompt.promptId, " userPromptInfo.promptVersion=", prompt.promptVersion);
+    const VariableContext::PromptData prompt = Prompt::makePromptData(
+        Config::promptID, Config::promptVersion, prefixLimited, suffixLimited, categories);
+    log.dump(" userPromptInfo.promptId=", prompt.promptId,
+             " userPromptInfo.promptVersion=", prompt.promptVersion);
     log.dump(" userPromptInfo.partialCode=", prompt.partialCode);
     log.dump(" userPromptInfo.suffix=", prompt.suffix);
     log.dump(" userPromptInfo.userVariables=", prompt.userVariables);

@@ -5,7 +5,9 @@
 namespace mtcc::AutoCompletion {
 namespace {
 
-bool isWhitespace(char16_t c) { return c == u' ' || (c >= u'\t' && c <= u'\r'); }
+bool isWhitespace(char16_t c) {
+    return c == u' ' || (c >= u'\t' && c <= u'\r');
+}
 
 }  // namespace
 

@@ -11,8 +11,10 @@ enum class KindGroup : std::uint8_t { Unknown, Leaf, Construct, Container, Input
 
 constexpr std::array<KindGroup, 67> makeKindGroups() {
     std::array<KindGroup, 67> groups{};  // Unknown, kind 0 included
-    for (int kind : {2, 7, 10, 16, 19, 20, 21, 26, 27, 33, 37, 39, 48, 58}) groups[kind] = KindGroup::Leaf;
-    for (int kind : {4, 15, 28, 31, 35, 45, 56, 34, 38, 44, 52, 60, 62, 63, 66}) groups[kind] = KindGroup::Construct;
+    for (int kind : {2, 7, 10, 16, 19, 20, 21, 26, 27, 33, 37, 39, 48, 58})
+        groups[kind] = KindGroup::Leaf;
+    for (int kind : {4, 15, 28, 31, 35, 45, 56, 34, 38, 44, 52, 60, 62, 63, 66})
+        groups[kind] = KindGroup::Construct;
     for (int kind : {1,  3,  5,  6,  8,  9,  11, 12, 13, 14, 17, 18, 22, 23, 24, 25, 29, 30,
                      32, 36, 40, 42, 43, 46, 47, 49, 50, 51, 53, 54, 57, 59, 61, 64, 65}) {
         groups[kind] = KindGroup::Container;
@@ -44,13 +46,16 @@ KindGroup groupOf(lf::astapi::NodeKind kind) {
 void CommentLines::add(std::uint64_t first, std::uint64_t last) {
     if (last < first) return;
     if (covered_.size() <= last) covered_.resize(last + 1, false);
-    for (std::uint64_t line = first; line <= last; ++line) covered_[line] = true;
+    for (std::uint64_t line = first; line <= last; ++line)
+        covered_[line] = true;
 }
 
 AstDispatcher::AstDispatcher(std::shared_ptr<ca::Analysis> analysis, CommentLines commentLines)
     : analysis_(std::move(analysis)), commentLines_(std::move(commentLines)) {}
 
-void AstDispatcher::pushLevel() { blockStack_.emplace_back(); }
+void AstDispatcher::pushLevel() {
+    blockStack_.emplace_back();
+}
 
 void AstDispatcher::addBlock(CodeBlock block) {
     if (blockStack_.empty()) pushLevel();
@@ -74,7 +79,8 @@ void AstDispatcher::dispatch(Node node) {
                 return;
             case KindGroup::Construct:
                 openBlock(node);
-                for (const Node& child : node.getChildren()) dispatch(child);
+                for (const Node& child : node.getChildren())
+                    dispatch(child);
                 closeNodeBlock(node);
                 return;
             case KindGroup::Container: {
@@ -82,7 +88,8 @@ void AstDispatcher::dispatch(Node node) {
                     node = node.getChild(0);
                     continue;
                 }
-                for (const Node& child : node.getChildren()) dispatch(child);
+                for (const Node& child : node.getChildren())
+                    dispatch(child);
                 return;
             }
             case KindGroup::InputArgument:
@@ -108,7 +115,8 @@ void AstDispatcher::dispatchScript(const Node& node) {
     // open so that what follows lands in it.
     pushLevel();
     addBlock(CodeBlock{node.getLine(), 0, {}});
-    for (const Node& child : node.getChildren()) dispatch(child);
+    for (const Node& child : node.getChildren())
+        dispatch(child);
     closeBlock(closingLine(node));
 }
 
@@ -132,7 +140,8 @@ void AstDispatcher::closeNodeBlock(const Node& node) {
     if (!level.empty()) {
         const CodeBlock& before = level.back();
         bool onlyComments = before.endLine >= before.startLine;
-        for (std::uint64_t line = before.endLine; onlyComments && line >= before.startLine && line > 0; --line) {
+        for (std::uint64_t line = before.endLine; onlyComments && line >= before.startLine && line > 0;
+             --line) {
             onlyComments = commentLines_.contains(line);
         }
         if (onlyComments) {

@@ -11,11 +11,11 @@ namespace mtcc::postprocessing {
 
 // Lines covered by comments, for telling a comment paragraph that introduces a construct.
 class CommentLines {
-public:
+  public:
     void add(std::uint64_t first, std::uint64_t last);
     bool contains(std::uint64_t line) const { return line < covered_.size() && covered_[line]; }
 
-private:
+  private:
     std::vector<bool> covered_;
 };
 
@@ -23,7 +23,7 @@ private:
 // with the blocks of its body as children, and paragraph blocks for the runs of plain lines between
 // separator lines. Throws std::logic_error on a node it does not know.
 class AstDispatcher {
-public:
+  public:
     using Node = lf::astapi::Node<ca::astapi::CA>;
 
     AstDispatcher(std::shared_ptr<ca::Analysis> analysis, CommentLines commentLines);
@@ -37,7 +37,7 @@ public:
     void closeNodeBlock(const Node& node);
     void closeBlock(std::uint64_t line);
 
-private:
+  private:
     std::uint64_t closingLine(const Node& node) const;
     void dispatchScript(const Node& node);
 

@@ -11,8 +11,10 @@ namespace {
 
 using foundation::log::kSeverityValue;
 
-void logFailure(const foundation::log::diagnostic_logger& logger, const char* what, const fl::ustring& reply) {
-    if (logger.is_enabled(kSeverityValue)) logger.record(kSeverityValue) << what << "\nLLM Response: \n\n" << reply;
+void logFailure(const foundation::log::diagnostic_logger& logger, const char* what,
+                const fl::ustring& reply) {
+    if (logger.is_enabled(kSeverityValue))
+        logger.record(kSeverityValue) << what << "\nLLM Response: \n\n" << reply;
 }
 
 }  // namespace
@@ -37,7 +39,8 @@ fl::ustring extractCode(const fl::ustring& reply) {
         return fl::i18n::trim(code, u"\t\n\v\f\r ");
     } catch (const std::exception& e) {
         if (logger.is_enabled(kSeverityValue)) {
-            logger.record(kSeverityValue) << "Exception caught: " << e.what() << "\nLLM Response: \n\n" << reply;
+            logger.record(kSeverityValue) << "Exception caught: " << e.what() << "\nLLM Response: \n\n"
+                                          << reply;
         }
     } catch (...) {
         logFailure(logger, "Unknown exception caught.", reply);

@@ -9,12 +9,15 @@
 namespace mtcc::postprocessing {
 namespace {
 
-std::vector<fl::ustring> nothingUsable() { return {fl::ustring()}; }
+std::vector<fl::ustring> nothingUsable() {
+    return {fl::ustring()};
+}
 
-fl::ustring combinedText(const fl::ustring& prefixText, const std::vector<fl::ustring>& lines, std::size_t count,
-                         const fl::ustring& suffix) {
+fl::ustring combinedText(const fl::ustring& prefixText, const std::vector<fl::ustring>& lines,
+                         std::size_t count, const fl::ustring& suffix) {
     fl::ustring text = prefixText;
-    for (std::size_t i = 0; i < count; ++i) text.append(lines[i]).push_back(u'\n');
+    for (std::size_t i = 0; i < count; ++i)
+        text.append(lines[i]).push_back(u'\n');
     return text.append(suffix);
 }
 
@@ -31,7 +34,8 @@ std::vector<CodeBlock> topLevelBlocks(const std::shared_ptr<ca::Analysis>& analy
     const auto root = analysis->getRootNode();
     dispatcher.pushLevel();
     dispatcher.addBlock(CodeBlock{root.getLine(), 0, {}});
-    for (const auto& child : root.getChildren()) dispatcher.dispatch(child);
+    for (const auto& child : root.getChildren())
+        dispatcher.dispatch(child);
     dispatcher.closeBlock(analysis->getLineOfPosition(root.getClosingPosition()));
     return dispatcher.innermostLevel();
 }
@@ -41,11 +45,15 @@ std::vector<CodeBlock> topLevelBlocks(const std::shared_ptr<ca::Analysis>& analy
 std::vector<fl::ustring> selectPieces(std::vector<CodeBlock> topLevel, const std::vector<fl::ustring>& lines,
                                       std::uint32_t g0, std::uint32_t g1, std::uint64_t maxBlockLines) {
     std::vector<fl::ustring> pieces;
-    std::vector<CodeBlock> stack(std::make_move_iterator(topLevel.rbegin()), std::make_move_iterator(topLevel.rend()));
+    std::vector<CodeBlock> stack(std::make_move_iterator(topLevel.rbegin()),
+                                 std::make_move_iterator(topLevel.rend()));
     const auto pushChildren = [&stack](CodeBlock& block) {
-        for (auto it = block.children.rbegin(); it != block.children.rend(); ++it) stack.push_back(std::move(*it));
+        for (auto it = block.children.rbegin(); it != block.children.rend(); ++it)
+            stack.push_back(std::move(*it));
     };
-    const auto emit = [&](std::uint64_t first, std::uint64_t last) { pieces.push_back(joinLineRange(lines, first, last)); };
+    const auto emit = [&](std::uint64_t first, std::uint64_t last) {
+        pieces.push_back(joinLineRange(lines, first, last));
+    };
 
     while (!stack.empty()) {
         CodeBlock block = std::move(stack.back());

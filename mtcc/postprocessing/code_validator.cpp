@@ -12,13 +12,14 @@ namespace mtcc::postprocessing {
 namespace {
 
 std::vector<ca::messages::Message> errorsOf(const ca::messages::SingleFileMessages& analyser,
-                                            const ca::messages::MessageOptions& options, const fl::ustring& file) {
+                                            const ca::messages::MessageOptions& options,
+                                            const fl::ustring& file) {
     return analyser.getMessages(ca::CodeInput::createFromSourceCode(file), options);
 }
 
 // The first message, in the analyser's order, on a line from first to last.
-std::optional<std::uint32_t> firstErrorLineIn(const std::vector<ca::messages::Message>& messages, std::size_t first,
-                                              std::size_t last) {
+std::optional<std::uint32_t> firstErrorLineIn(const std::vector<ca::messages::Message>& messages,
+                                              std::size_t first, std::size_t last) {
     for (const auto& message : messages) {
         const std::uint32_t line = message.getPosition().line;
         if (line >= first && line <= last) return line;
@@ -33,7 +34,8 @@ std::size_t countLines(const fl::ustring& text) {
     return text.empty() || text.back() != u'\n' ? feeds + 1 : feeds;
 }
 
-fl::ustring validateGeneratedCode(const fl::ustring& generated, const fl::ustring& prefix, const fl::ustring& suffix) {
+fl::ustring validateGeneratedCode(const fl::ustring& generated, const fl::ustring& prefix,
+                                  const fl::ustring& suffix) {
     const foundation::log::diagnostic_logger logger("mtcc::postprocessing::CodeValidator");
     if (generated.empty()) return {};
 
@@ -52,7 +54,8 @@ fl::ustring validateGeneratedCode(const fl::ustring& generated, const fl::ustrin
     const std::vector<fl::ustring> lines = ca::utils::lineSplitter(generated);
     const std::size_t keep = std::min<std::size_t>(*errorLine - 1 - prefixLines, lines.size());
     fl::ustring kept;
-    for (std::size_t i = 0; i < keep; ++i) kept.append(lines[i]).push_back(u'\n');
+    for (std::size_t i = 0; i < keep; ++i)
+        kept.append(lines[i]).push_back(u'\n');
 
     // One cut only: if the shortened file still has any error, the completion is dropped.
     if (!errorsOf(analyser, options, prefix + kept + suffix).empty()) return {};

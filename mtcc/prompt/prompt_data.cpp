@@ -34,16 +34,33 @@ fl::ustring escapeForJson(const fl::ustring& text) {
     for (const char16_t c : text) {
         char16_t letter = 0;
         switch (c) {
-            case u'\n': letter = u'n'; break;
-            case u'\t': letter = u't'; break;
-            case u'"': letter = u'"'; break;
-            case u'\\': letter = u'\\'; break;
-            case u'\r': letter = u'r'; break;
-            case u'\b': letter = u'b'; break;
-            case u'\f': letter = u'f'; break;
+            case u'\n':
+                letter = u'n';
+                break;
+            case u'\t':
+                letter = u't';
+                break;
+            case u'"':
+                letter = u'"';
+                break;
+            case u'\\':
+                letter = u'\\';
+                break;
+            case u'\r':
+                letter = u'r';
+                break;
+            case u'\b':
+                letter = u'b';
+                break;
+            case u'\f':
+                letter = u'f';
+                break;
             // JSON has no "\v", but the template's reader expects it.
-            case u'\v': letter = u'v'; break;
-            default: break;
+            case u'\v':
+                letter = u'v';
+                break;
+            default:
+                break;
         }
         if (letter != 0) {
             escaped.push_back(u'\\');
@@ -58,8 +75,9 @@ fl::ustring escapeForJson(const fl::ustring& text) {
 fl::ustring buildUserContent(const VariableContext::PromptData& data) {
     using fl::i18n::to_ustring;
     // The name lists are identifiers and go in unescaped.
-    return to_ustring(R"({"ostrel_code":")") + escapeForJson(data.partialCode) + to_ustring(R"(", "suffix":")") +
-           escapeForJson(data.suffix) + to_ustring(R"(", "user_functions":")") + data.userFunctions +
+    return to_ustring(R"({"ostrel_code":")") + escapeForJson(data.partialCode) +
+           to_ustring(R"(", "suffix":")") + escapeForJson(data.suffix) +
+           to_ustring(R"(", "user_functions":")") + data.userFunctions +
            to_ustring(R"(", "user_variables":")") + data.userVariables +
            to_ustring(R"(", "ostrel_functions":")") + data.OSTRELFunctions + to_ustring(R"("})");
 }

@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "mtcc/autocompletion/context_limits.hpp"
+
+#include <gtest/gtest.h>
 
 using namespace mtcc::AutoCompletion;
 
@@ -15,7 +15,8 @@ TEST(Whitespace, OnlyTheSixAsciiBlanksCount) {
 TEST(Limiting, KeepsTheTextNearestTheCursor) {
     const fl::ustring over = u"A" + fl::ustring(kContextLimit, u'x');
     EXPECT_EQ(keepLast(over, kContextLimit), fl::ustring(kContextLimit, u'x'));
-    EXPECT_EQ(keepFirst(fl::ustring(kContextLimit, u'x') + u"Z", kContextLimit), fl::ustring(kContextLimit, u'x'));
+    EXPECT_EQ(keepFirst(fl::ustring(kContextLimit, u'x') + u"Z", kContextLimit),
+              fl::ustring(kContextLimit, u'x'));
     const fl::ustring exact(kContextLimit, u'y');
     EXPECT_EQ(keepLast(exact, kContextLimit), exact);
     EXPECT_EQ(keepFirst(exact, kContextLimit), exact);

@@ -84,7 +84,8 @@ TEST(FunctionTrace, WritesEntryAndExitAndMarksExceptions) {
         std::logic_error);
     const auto records = capture.records();
     ASSERT_EQ(records.size(), 4u);
-    for (const auto& r : records) EXPECT_EQ(r.severity, kSeverityTrace);
+    for (const auto& r : records)
+        EXPECT_EQ(r.severity, kSeverityTrace);
     EXPECT_EQ(records[0].text, "enter int f() (Source:7)");
     EXPECT_EQ(records[1].text, "exit int f() (Source:7)");
     EXPECT_EQ(records[3].text, "exit int g() (Source:9) [throw]");
@@ -103,9 +104,11 @@ TEST(DiagnosticLogger, ManyThreadsLogWithoutLosingRecords) {
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([] {
             const diagnostic_logger logger("test::threads");
-            for (int i = 0; i < 250; ++i) logger.record(kSeverityStage) << "record " << i;
+            for (int i = 0; i < 250; ++i)
+                logger.record(kSeverityStage) << "record " << i;
         });
     }
-    for (auto& t : threads) t.join();
+    for (auto& t : threads)
+        t.join();
     EXPECT_EQ(capture.texts("test::threads").size(), 1000u);
 }

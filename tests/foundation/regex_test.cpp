@@ -1,9 +1,9 @@
+#include "scl/regex.hpp"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <stdexcept>
-
-#include "scl/regex.hpp"
 
 using scl::regex::match_results;
 using scl::regex::regex_search;

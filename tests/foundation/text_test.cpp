@@ -14,18 +14,18 @@ TEST(TextConversion, RoundTripsEveryPlane) {
 
 TEST(TextConversion, UnpairedSurrogatesBecomeReplacementCharacters) {
     const std::string replacement = "\xEF\xBF\xBD";
-    EXPECT_EQ(to_string(fl::ustring{u'a', 0xD800}), "a" + replacement);             // trailing high
-    EXPECT_EQ(to_string(fl::ustring{0xDC00, u'b'}), replacement + "b");             // leading low
+    EXPECT_EQ(to_string(fl::ustring{u'a', 0xD800}), "a" + replacement);  // trailing high
+    EXPECT_EQ(to_string(fl::ustring{0xDC00, u'b'}), replacement + "b");  // leading low
     EXPECT_EQ(to_string(fl::ustring{0xD800, u'x', 0xDFFF}), replacement + "x" + replacement);
-    EXPECT_EQ(to_string(fl::ustring{0xDBFF, 0xDFFF}), "\xF4\x8F\xBF\xBF");           // last valid pair
+    EXPECT_EQ(to_string(fl::ustring{0xDBFF, 0xDFFF}), "\xF4\x8F\xBF\xBF");  // last valid pair
 }
 
 TEST(TextConversion, MalformedUtf8BecomesReplacementCharacters) {
     const fl::ustring r{0xFFFD};
-    EXPECT_EQ(to_ustring("\xC0\xAF"), r + r);           // overlong lead
-    EXPECT_EQ(to_ustring("\xE0\x80\xAF"), r + r + r);   // overlong three-byte form
-    EXPECT_EQ(to_ustring("\xED\xA0\x80"), r + r + r);   // encoded surrogate
-    EXPECT_EQ(to_ustring("x\xE2\x82"), u"x" + r + r);   // cut short
+    EXPECT_EQ(to_ustring("\xC0\xAF"), r + r);          // overlong lead
+    EXPECT_EQ(to_ustring("\xE0\x80\xAF"), r + r + r);  // overlong three-byte form
+    EXPECT_EQ(to_ustring("\xED\xA0\x80"), r + r + r);  // encoded surrogate
+    EXPECT_EQ(to_ustring("x\xE2\x82"), u"x" + r + r);  // cut short
     EXPECT_EQ(to_ustring(""), u"");
 }
 

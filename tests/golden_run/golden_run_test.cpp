@@ -49,9 +49,12 @@ TEST(GoldenCases, CompletionsAreWhatAUserShouldGet) {
         if (pending.contains(c.name)) {
             EXPECT_FALSE(matches) << c.name << " now passes: remove it from tests/golden/pending.txt";
         } else {
-            EXPECT_TRUE(matches) << c.name << "\n" << c.description << "\n--- expected\n"
-                                 << fl::i18n::to_string(c.expected) << "\n--- got\n" << fl::i18n::to_string(got);
+            EXPECT_TRUE(matches) << c.name << "\n"
+                                 << c.description << "\n--- expected\n"
+                                 << fl::i18n::to_string(c.expected) << "\n--- got\n"
+                                 << fl::i18n::to_string(got);
         }
     }
-    std::cout << passed << " of " << cases.size() << " golden cases match; " << pending.size() << " pending\n";
+    std::cout << passed << " of " << cases.size() << " golden cases match; " << pending.size()
+              << " pending\n";
 }

@@ -21,7 +21,7 @@ const std::string kSignature =
     "const size_t&, std::shared_ptr<mtcc::cache::SettingsValues>) (Autocomplete:34)";
 
 class GetInfoTest : public ::testing::Test {
-protected:
+  protected:
     static void SetUpTestSuite() { host_ = std::make_unique<testing_support::ReplyFileHost>(); }
     static void TearDownTestSuite() { host_.reset(); }
 
@@ -34,7 +34,8 @@ std::unique_ptr<testing_support::ReplyFileHost> GetInfoTest::host_;
 
 bool allEmpty(const InfoResult& r) {
     return r.autocompletionResponse.empty() && r.LLMResponse.empty() && r.LLMGeneratedCode.empty() &&
-           r.deduplicatedGeneratedCode.empty() && r.validatedLLMGeneratedCode.empty() && r.prunedLLMGeneratedCode.empty();
+           r.deduplicatedGeneratedCode.empty() && r.validatedLLMGeneratedCode.empty() &&
+           r.prunedLLMGeneratedCode.empty();
 }
 
 }  // namespace
@@ -125,8 +126,11 @@ TEST_F(GetInfoTest, ModelFailureStillGivesAFullResult) {
 
 TEST_F(GetInfoTest, LongFilesAreCutToTheWindowAroundTheCursor) {
     fl::ustring before, after;
-    for (int i = 0; i < 600; ++i) before += u"a" + fl::i18n::to_ustring(std::to_string(i)) + u" = " + fl::i18n::to_ustring(std::to_string(i)) + u";\n";
-    for (int i = 0; i < 600; ++i) after += u"b" + fl::i18n::to_ustring(std::to_string(i)) + u" = 1;\n";
+    for (int i = 0; i < 600; ++i)
+        before += u"a" + fl::i18n::to_ustring(std::to_string(i)) + u" = " +
+                  fl::i18n::to_ustring(std::to_string(i)) + u";\n";
+    for (int i = 0; i < 600; ++i)
+        after += u"b" + fl::i18n::to_ustring(std::to_string(i)) + u" = 1;\n";
     host_->setReply("```ostrel\nc = a599 + 1;\n```");
     LogCapture capture(4);
     const InfoResult result = complete(before + after, before.size());
@@ -146,14 +150,17 @@ TEST_F(GetInfoTest, LongFilesAreCutToTheWindowAroundTheCursor) {
 
 TEST_F(GetInfoTest, ConcurrentCallsGiveTheSameResultsAsSequentialOnes) {
     host_->setReply("```ostrel\nif x > 0\n    y = x;\nend\nz = 3;\n```");
-    const std::vector<fl::ustring> files{u"x = 1;\n", u"function f(x)\n    \nend\n", u"a = [1, 2];\nx = a(1);\n"};
+    const std::vector<fl::ustring> files{u"x = 1;\n", u"function f(x)\n    \nend\n",
+                                         u"a = [1, 2];\nx = a(1);\n"};
     const std::vector<std::size_t> cursors{7, 18, 21};
     std::vector<InfoResult> sequential;
-    for (std::size_t i = 0; i < files.size(); ++i) sequential.push_back(complete(files[i], cursors[i]));
+    for (std::size_t i = 0; i < files.size(); ++i)
+        sequential.push_back(complete(files[i], cursors[i]));
     std::vector<std::future<InfoResult>> running;
     for (int round = 0; round < 4; ++round) {
         for (std::size_t i = 0; i < files.size(); ++i) {
-            running.push_back(std::async(std::launch::async, [&, i] { return complete(files[i], cursors[i]); }));
+            running.push_back(
+                std::async(std::launch::async, [&, i] { return complete(files[i], cursors[i]); }));
         }
     }
     for (std::size_t k = 0; k < running.size(); ++k) {

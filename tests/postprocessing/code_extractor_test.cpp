@@ -1,9 +1,10 @@
+#include "mtcc/postprocessing/code_extractor.hpp"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
 
 #include "fl/i18n.hpp"
-#include "mtcc/postprocessing/code_extractor.hpp"
 #include "support/log_capture.hpp"
 
 using mtcc::postprocessing::extractCode;
@@ -22,13 +23,15 @@ TEST(CodeExtraction, TrimsTheFirstOstrelBlock) {
 }
 
 TEST(CodeExtraction, MissingOrForeignFencesGiveNothingAndALogRecord) {
-    for (const fl::ustring& reply : {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"x = 1;"),
-                                     fl::ustring(u"``` ostrel\nx = 1;\n```"), fl::ustring(u"```Ostrel\nx\n```"),
-                                     fl::ustring(u"```ostrel\nx = 1;\n")}) {
+    for (const fl::ustring& reply :
+         {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"x = 1;"),
+          fl::ustring(u"``` ostrel\nx = 1;\n```"), fl::ustring(u"```Ostrel\nx\n```"),
+          fl::ustring(u"```ostrel\nx = 1;\n")}) {
         LogCapture capture;
         EXPECT_EQ(extractCode(reply), u"");
         EXPECT_EQ(capture.texts(kChannel),
-                  std::vector<std::string>{"No matching text found.\nLLM Response: \n\n" + fl::i18n::to_string(reply)});
+                  std::vector<std::string>{"No matching text found.\nLLM Response: \n\n" +
+                                           fl::i18n::to_string(reply)});
     }
 }
 
@@ -50,8 +53,10 @@ TEST(CodeExtraction, HostileRepliesReturnQuickly) {
     EXPECT_EQ(within(fl::ustring(tenMegabytes, u'`')), u"");
     EXPECT_EQ(within(u"```ostrel\n" + fl::ustring(tenMegabytes, u'x')), u"");
     fl::ustring manyOpenings;
-    while (manyOpenings.size() < tenMegabytes) manyOpenings += u"```ostrel\n``";
+    while (manyOpenings.size() < tenMegabytes)
+        manyOpenings += u"```ostrel\n``";
     within(manyOpenings);
     // Unpaired surrogates inside the block pass through untouched.
-    EXPECT_EQ(within(fl::ustring(u"```ostrel\n") + char16_t(0xD800) + u"\n```"), fl::ustring(1, char16_t(0xD800)));
+    EXPECT_EQ(within(fl::ustring(u"```ostrel\n") + char16_t(0xD800) + u"\n```"),
+              fl::ustring(1, char16_t(0xD800)));
 }

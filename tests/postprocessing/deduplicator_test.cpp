@@ -1,8 +1,8 @@
+#include "mtcc/postprocessing/deduplicator.hpp"
+
 #include <gtest/gtest.h>
 
 #include <random>
-
-#include "mtcc/postprocessing/deduplicator.hpp"
 
 using mtcc::postprocessing::deduplicateGeneratedCode;
 
@@ -49,7 +49,8 @@ TEST(Deduplication, ArbitraryTextsAlwaysFinishWithAPieceOfTheInput) {
     const char16_t alphabet[] = {u'a', u'b', u'\n', u'\r', u' '};
     const auto randomText = [&](int maxLength) {
         fl::ustring s(rng() % maxLength, u'a');
-        for (auto& c : s) c = alphabet[rng() % 5];
+        for (auto& c : s)
+            c = alphabet[rng() % 5];
         return s;
     };
     for (int i = 0; i < 20000; ++i) {

@@ -1,8 +1,8 @@
+#include "mtcc/postprocessing/code_pruner.hpp"
+
 #include <gtest/gtest.h>
 
 #include <string>
-
-#include "mtcc/postprocessing/code_pruner.hpp"
 
 using mtcc::postprocessing::joinLineRange;
 using mtcc::postprocessing::pruneGeneratedCode;
@@ -17,7 +17,8 @@ Pieces prune(const fl::ustring& prefix, const fl::ustring& generated, const fl::
 
 fl::ustring repeatLine(const fl::ustring& line, int count) {
     fl::ustring text;
-    for (int i = 0; i < count; ++i) text += line + u"\n";
+    for (int i = 0; i < count; ++i)
+        text += line + u"\n";
     return text;
 }
 
@@ -87,7 +88,8 @@ TEST(Pruning, LongRegionIsBrokenIntoTheBlocksOfItsBody) {
 
 TEST(Pruning, LongBlockInsideTheRegionNeedsTwoNestedBlocksToBreak) {
     // A loop of 110 lines inside the completion whose body has two paragraphs is replaced by them.
-    const fl::ustring loop = u"for k = 1:3\n" + repeatLine(u"    a = k;", 54) + u"\n" + repeatLine(u"    b = k;", 54) + u"end";
+    const fl::ustring loop =
+        u"for k = 1:3\n" + repeatLine(u"    a = k;", 54) + u"\n" + repeatLine(u"    b = k;", 54) + u"end";
     const Pieces pieces = prune(u"x = 1;\n", u"y = 2;\n" + loop, u"");
     const fl::ustring aLines = repeatLine(u"    a = k;", 54);
     const fl::ustring bLines = repeatLine(u"    b = k;", 54);

@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "mtcc/postprocessing/code_validator.hpp"
+
+#include <gtest/gtest.h>
 
 using mtcc::postprocessing::countLines;
 using mtcc::postprocessing::validateGeneratedCode;
@@ -24,7 +24,8 @@ TEST(Validation, CutsBeforeTheFirstErrorOnTheCompletionsLines) {
     EXPECT_EQ(validateGeneratedCode(u"a = 1;\nb = 2;\nc = 3;\nd = 1 +* 4;\ne = 5;", u"x = 1;\n", u""),
               u"a = 1;\nb = 2;\nc = 3;\n");
     // Without a line end after the prefix the cursor line is the prefix's, and one line fewer is kept.
-    EXPECT_EQ(validateGeneratedCode(u"1;\nb = 2;\nc = 3;\nd = 1 +* 4;\ne = 5;", u"x = ", u""), u"1;\nb = 2;\n");
+    EXPECT_EQ(validateGeneratedCode(u"1;\nb = 2;\nc = 3;\nd = 1 +* 4;\ne = 5;", u"x = ", u""),
+              u"1;\nb = 2;\n");
 }
 
 TEST(Validation, ErrorOnTheFirstCompletionLine) {

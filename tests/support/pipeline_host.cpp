@@ -35,7 +35,9 @@ ReplyFileHost::ReplyFileHost()
     host_ = std::make_unique<PipelineHost>(options);
 }
 
-ReplyFileHost::~ReplyFileHost() { removeReply(); }
+ReplyFileHost::~ReplyFileHost() {
+    removeReply();
+}
 
 void ReplyFileHost::setReply(const std::string& utf8) const {
     std::ofstream(file_, std::ios::binary | std::ios::trunc) << utf8;

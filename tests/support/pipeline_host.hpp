@@ -11,26 +11,26 @@ namespace testing_support {
 // registered in it. The library keeps the first client it finds for the life of the process, so a test
 // program makes one of these and varies what the client answers (e.g. the reply file's content).
 class PipelineHost {
-public:
+  public:
     explicit PipelineHost(const qvai::ClientOptions& options);
     ~PipelineHost();
     PipelineHost(const PipelineHost&) = delete;
     PipelineHost& operator=(const PipelineHost&) = delete;
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };
 
 // A reply-file client whose reply is whatever was last written with setReply().
 class ReplyFileHost {
-public:
+  public:
     ReplyFileHost();
     ~ReplyFileHost();
     void setReply(const std::string& utf8) const;
     void removeReply() const;  // the next request fails, as an unreachable model would
 
-private:
+  private:
     std::filesystem::path file_;
     std::unique_ptr<PipelineHost> host_;
 };

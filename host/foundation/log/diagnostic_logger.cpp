@@ -95,7 +95,12 @@ function_trace::~function_trace() {
     try {
         // Written directly: a diagnostic_record would drop itself while an exception is in flight.
         std::string text = "exit ";
-        text.append(signature_).append(" (").append(source_).append(":").append(std::to_string(line_)).append(")");
+        text.append(signature_)
+            .append(" (")
+            .append(source_)
+            .append(":")
+            .append(std::to_string(line_))
+            .append(")");
         if (throwing) text += " [throw]";
         pushRecord(logger_.channel(), kSeverityTrace, text);
     } catch (...) {

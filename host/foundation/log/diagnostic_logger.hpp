@@ -21,7 +21,7 @@ inline constexpr severity_mask kSeverityTrace = 32;  // function entry and exit
 // destroyed, unless a new exception started in flight since it was opened. fl::ustring values are
 // written as UTF-8 (unpaired surrogates become U+FFFD).
 class diagnostic_record {
-public:
+  public:
     diagnostic_record(std::string_view channel, severity_mask severity);
     ~diagnostic_record();
     diagnostic_record(const diagnostic_record&) = delete;
@@ -35,13 +35,12 @@ public:
     diagnostic_record& operator<<(const std::string& text);
     diagnostic_record& operator<<(char c);
     template <typename T>
-        requires std::is_arithmetic_v<T>
-    diagnostic_record& operator<<(T value) {
+    requires std::is_arithmetic_v<T> diagnostic_record& operator<<(T value) {
         text_ += std::to_string(value);
         return *this;
     }
 
-private:
+  private:
     std::string_view channel_;
     severity_mask severity_;
     int uncaughtAtOpen_;
@@ -52,7 +51,7 @@ private:
 // is_enabled() before it formats anything.
 template <typename CharT>
 class basic_diagnostic_logger {
-public:
+  public:
     explicit basic_diagnostic_logger(std::string channel);
 
     const std::string& channel() const noexcept { return channel_; }
@@ -62,7 +61,7 @@ public:
     // Opens a record; write into it with <<. Call only after is_enabled(severity).
     diagnostic_record record(severity_mask severity) const { return diagnostic_record(channel_, severity); }
 
-private:
+  private:
     std::string channel_;
     severity_mask mask_;
 };
@@ -73,14 +72,14 @@ using diagnostic_logger = basic_diagnostic_logger<char>;
 // Writes an entry record when built and an exit record when destroyed, both at kSeverityTrace; the
 // exit record ends in " [throw]" when the scope is left by an exception.
 class function_trace {
-public:
+  public:
     function_trace(const diagnostic_logger& logger, std::string_view signature, std::string_view source,
                    int line);
     ~function_trace();
     function_trace(const function_trace&) = delete;
     function_trace& operator=(const function_trace&) = delete;
 
-private:
+  private:
     const diagnostic_logger& logger_;
     std::string_view signature_;
     std::string_view source_;

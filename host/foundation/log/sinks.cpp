@@ -37,6 +37,8 @@ void add_file_sink(const std::string& path) {
     addStreamSink(file);
 }
 
-void remove_all_sinks() { boost::log::core::get()->remove_all_sinks(); }
+void remove_all_sinks() {
+    boost::log::core::get()->remove_all_sinks();
+}
 
 }  // namespace foundation::log

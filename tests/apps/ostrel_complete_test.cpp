@@ -1,0 +1,101 @@
+// Runs the ostrel-complete program as a user would and checks what it prints and how it exits.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace {
+
+struct ProgramRun {
+    int status;
+    std::string out;  // stdout and stderr, in that order
+};
+
+ProgramRun ostrelComplete(const std::string& args) {
+    const std::string program = std::string(OSTREL_BINARY_DIR) + "/apps/ostrel-complete/ostrel-complete";
+    const std::string err = ::testing::TempDir() + "ostrel-complete.err";
+    const std::string command = "cd " + std::string(OSTREL_SOURCE_DIR) + " && XDG_CONFIG_HOME=/nonexistent " +
+                                program + " " + args + " 2>" + err;
+    ProgramRun run{0, {}};
+    FILE* pipe = popen(command.c_str(), "r");
+    std::array<char, 4096> buffer{};
+    for (std::size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
+        run.out.append(buffer.data(), n);
+    run.status = WEXITSTATUS(pclose(pipe));
+    std::ifstream in(err);
+    run.out += std::string(std::istreambuf_iterator<char>(in), {});
+    return run;
+}
+
+std::string writeReply(const std::string& text) {
+    const std::string path = ::testing::TempDir() + "reply.txt";
+    std::ofstream(path) << text;
+    return path;
+}
+
+}  // namespace
+
+TEST(OstrelComplete, PrintsOnlyTheCompletion) {
+    const auto reply = writeReply("Here:\n```ostrel\nreport.spread = report.max - report.min;\n```\n");
+    const ProgramRun run =
+        ostrelComplete("examples/matrix_stats.ost --at 26:1 --backend reply-file --reply-file " + reply);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out, "report.spread = report.max - report.min;");
+}
+
+TEST(OstrelComplete, LocalBackendCompletesAnExample) {
+    const ProgramRun run = ostrelComplete("examples/matrix_stats.ost --at 20:1");
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(run.out.find("report."), std::string::npos) << run.out;
+}
+
+TEST(OstrelComplete, JsonCarriesEveryStage) {
+    const auto reply = writeReply("```ostrel\nx = 1;\nx = 1;\n```");
+    const ProgramRun run = ostrelComplete(
+        "examples/matrix_stats.ost --offset 0 --json --backend reply-file --reply-file " + reply);
+    ASSERT_EQ(run.status, 0) << run.out;
+    const auto json = nlohmann::json::parse(run.out);
+    for (const char* key :
+         {"autocompletionResponse", "LLMResponse", "LLMGeneratedCode", "deduplicatedGeneratedCode",
+          "validatedLLMGeneratedCode", "prunedLLMGeneratedCode"}) {
+        EXPECT_TRUE(json.contains(key)) << key;
+    }
+    EXPECT_EQ(json["LLMGeneratedCode"], "x = 1;\nx = 1;");
+    EXPECT_TRUE(json["stageMilliseconds"].contains("model"));
+    EXPECT_TRUE(json["stageMilliseconds"].contains("formatting"));
+}
+
+TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
+    const auto reply = writeReply("```ostrel\nreport.spread = 1;\n```");
+    const ProgramRun run = ostrelComplete(
+        "examples/matrix_stats.ost --at 26:1 --show --backend reply-file --reply-file " + reply);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(
+        run.out.find(
+            "report.correlation = corrcoef(A(all(~isnan(A), 2), :));\n\xC2\xABreport.spread = 1;\xC2\xBB\n"),
+        std::string::npos)
+        << run.out;
+}
+
+TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
+    const auto expectError = [](const std::string& args, const std::string& message) {
+        const ProgramRun run = ostrelComplete(args);
+        EXPECT_NE(run.status, 0) << args;
+        EXPECT_NE(run.out.find(message), std::string::npos) << run.out;
+        EXPECT_EQ(run.out.find('\n'), run.out.size() - 1) << run.out;
+    };
+    expectError("examples/no_such_file.ost --at 1:1", "cannot read examples/no_such_file.ost");
+    expectError("examples/matrix_stats.ost --at 999:1", "is outside examples/matrix_stats.ost");
+    expectError("examples/matrix_stats.ost --at 1:99", "line 1 has");
+    expectError("examples/matrix_stats.ost --offset 99999999", "is outside");
+    expectError("examples/matrix_stats.ost", "exactly one of --at");
+    expectError("examples/matrix_stats.ost --at 1:1 --backend carrier-pigeon", "--backend must be one of");
+    expectError(
+        "examples/matrix_stats.ost --at 20:1 --backend openai --endpoint http://127.0.0.1:9 --timeout-ms "
+        "2000",
+        "Couldn't connect");
+}
