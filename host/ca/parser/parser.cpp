@@ -177,6 +177,7 @@ struct Frame {
     std::uint32_t caseIndent = 0;
     bool sawStatement = false;
     bool nested = false;
+    bool holdsNested = false;
     std::uint32_t scope = 0;
     std::uint32_t outerScope = 0;
 };
@@ -207,6 +208,7 @@ class Parser {
         lineKind_.assign(lineCount() + 2, 0);
         if (!parseFile()) return anchorOffset_;
         finishDiagnostics();
+        d_.lineRoles = lineKind_;
         return 0;
     }
 
@@ -1076,7 +1078,7 @@ class Parser {
 
     void noteLine(const PTok& t, std::uint8_t kind) {
         if (!t.lineFirst) return;
-        if (kind != 3) lastFunctionEndIndent_ = kNoIndent;
+        if (kind != 3) lastEndIndent_ = kNoIndent;
         lineKind_[t.line] = kind;
         const std::uint32_t indent = lineIndent_[t.line];
         if (kind != 2 && kind != 3 && t.line > 1) minCodeSinceOrphan_ = std::min(minCodeSinceOrphan_, indent);
@@ -1086,10 +1088,11 @@ class Parser {
     bool orphanAccepted(const PTok& t) const {
         const std::uint32_t indent = lineIndent_[t.line];
         if (!t.lineFirst) return false;
-        // Functions whose bodies are not indented: right after a function's `end`, an `end` at the same
-        // indentation closes the function that held it.
-        const bool closesOuterFunction =
-            t.word == Word::End && closedForm_ && lastFunctionEndIndent_ == indent;
+        // Functions whose bodies are not indented: right after an `end` at the left margin (or after a
+        // function's `end` in a text of closed functions), an `end` at the same indentation closes the
+        // function that held it.
+        const bool closesOuterFunction = t.word == Word::End && lastEndIndent_ == indent &&
+                                         (indent == 0 || (closedForm_ && lastEndClosedFunction_));
         return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
     }
 
@@ -1115,6 +1118,8 @@ class Parser {
             take();
             // The first line may be cut anywhere, so its indentation tells nothing.
             if (t.line > 1) orphanIndent_ = lineIndent_[t.line];
+            lastEndIndent_ = lineIndent_[t.line];
+            lastEndClosedFunction_ = false;
             minCodeSinceOrphan_ = kNoIndent;
             endOfStatement();
             return;
@@ -1128,9 +1133,9 @@ class Parser {
         take();
         const Frame closed = *f;
         popFrame();
-        lastFunctionEndIndent_ = kNoIndent;
+        lastEndIndent_ = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
+        lastEndClosedFunction_ = isFunctionKind(closed.kind);
         if (isFunctionKind(closed.kind)) {
-            lastFunctionEndIndent_ = lineIndent_[t.line];
             ++closedFunctions_;
             if (frames_.empty() && closed.indent == 0) closedTopFunction_ = true;
         }
@@ -1320,6 +1325,7 @@ class Parser {
             for (auto it = frames_.rbegin(); it != frames_.rend(); ++it) {
                 if (isFunctionKind(it->kind)) {
                     nested = true;
+                    it->holdsNested = true;
                     break;
                 }
                 if (it->kind == NodeKind::Methods) break;
@@ -1892,6 +1898,7 @@ class Parser {
         inHead_ = true;
         std::size_t budget = toks_.size() * 4 + 4096;
         std::size_t spent = 0;
+        bool found = false;
         while (!toks_[pos_].eof) {
             while (!toks_[pos_].eof && toks_[pos_].kind == TokenKind::LineEnd)
                 ++pos_;
@@ -1906,7 +1913,9 @@ class Parser {
                 const bool leadingSeparator =
                     t.kind == TokenKind::Punctuation && (t.op == Op::Comma || t.op == Op::Semicolon);
                 // The first line may be the tail of a longer one: a call there proves nothing either.
-                const bool structural = structuralLines_ != structuralBefore && t.line > 1;
+                const bool opensBlock = frames_.size() > before.frames &&
+                                        (t.line > 1 || t.word == Word::Function || t.word == Word::Classdef);
+                const bool structural = (structuralLines_ != structuralBefore && t.line > 1) || opensBlock;
                 clean = d_.diagnostics.size() == before.diagnostics && !leadingSeparator &&
                         (structural || !weakStatements(before.pending, t.line == 1));
             } catch (const InvalidAnalysisException&) {
@@ -1914,7 +1923,11 @@ class Parser {
                 throw;
             }
             spent += pos_ - startPos;
-            if (clean) break;
+            if (clean) {
+                anchorPos_ = startPos;
+                found = true;
+                break;
+            }
             const std::uint32_t lastLine = toks_[std::min(pos_, toks_.size() - 1)].line;
             const std::uint32_t firstLine = t.line;
             restore(before);
@@ -1924,6 +1937,7 @@ class Parser {
             while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd)
                 ++pos_;
         }
+        if (!found) anchorPos_ = pos_;
         inHead_ = false;
         minCodeSinceOrphan_ = kNoIndent;
     }
@@ -2013,8 +2027,8 @@ class Parser {
                 ++pos_;
         } else {
             skipCutEdge();
-            if (pos_ > 0 && !toks_[pos_].eof && toks_[pos_].line > 1) {
-                anchorOffset_ = d_.lineStarts[toks_[pos_].line - 1];
+            if (anchorPos_ > 0 && !toks_[anchorPos_].eof && toks_[anchorPos_].line > 1) {
+                anchorOffset_ = d_.lineStarts[toks_[anchorPos_].line - 1];
                 return false;
             }
         }
@@ -2045,7 +2059,8 @@ class Parser {
             const bool deeper =
                 f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
             if (isFunctionKind(f.kind)) {
-                if (!deeper) recordUnclosed(f);
+                // A function that holds nested ones is of the closed form: its `end` was cut away.
+                if (!deeper && !f.holdsNested) recordUnclosed(f);
             } else if (!deeper && f.line != 1) {
                 missingEnd(f);
             }
@@ -2089,7 +2104,9 @@ class Parser {
     bool closedForm_ = false;
     std::size_t knownAnchor_ = 0;
     std::size_t anchorOffset_ = 0;
-    std::uint32_t lastFunctionEndIndent_ = kNoIndent;
+    std::size_t anchorPos_ = 0;
+    std::uint32_t lastEndIndent_ = kNoIndent;
+    bool lastEndClosedFunction_ = false;
     int structuralLines_ = 0;
     int closedFunctions_ = 0;
     int unclosedFunctions_ = 0;
