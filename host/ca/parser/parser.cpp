@@ -1124,7 +1124,11 @@ class Parser {
             endOfStatement();
             return;
         }
-        if (indent != kNoIndent && indent > f->indent && !f->phantomSwitch && f->minBody <= indent) {
+        // An `end` right of its construct's header closes it only when the whole body stands further
+        // right still; a cut-away switch ends left of its cases.
+        const bool tooFarRight =
+            f->phantomSwitch ? indent >= f->caseIndent : indent > f->indent && f->minBody <= indent;
+        if (indent != kNoIndent && tooFarRight) {
             error(t, "EndWithoutBlock",
                   "'end' at line " + std::to_string(t.line) + " has no matching block.");
             return;
@@ -1136,6 +1140,7 @@ class Parser {
         lastEndIndent_ = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
         lastEndClosedFunction_ = isFunctionKind(closed.kind);
         if (isFunctionKind(closed.kind)) {
+            if (closedFunctions_ == 0) firstFunctionEndOffset_ = t.offset;
             ++closedFunctions_;
             if (frames_.empty() && closed.indent == 0) closedTopFunction_ = true;
         }
@@ -1915,8 +1920,11 @@ class Parser {
                 // The first line may be the tail of a longer one: a call there proves nothing either.
                 const bool opensBlock = frames_.size() > before.frames &&
                                         (t.line > 1 || t.word == Word::Function || t.word == Word::Classdef);
-                const bool structural = (structuralLines_ != structuralBefore && t.line > 1) || opensBlock;
-                clean = d_.diagnostics.size() == before.diagnostics && !leadingSeparator &&
+                const bool blockLine = structuralLines_ != structuralBefore || frames_.size() > before.frames;
+                const bool structural = (blockLine && t.line > 1) || opensBlock;
+                // A clause or `end` on a first line that may be cut proves nothing.
+                const bool cutBlockLine = blockLine && !structural;
+                clean = d_.diagnostics.size() == before.diagnostics && !leadingSeparator && !cutBlockLine &&
                         (structural || !weakStatements(before.pending, t.line == 1));
             } catch (const InvalidAnalysisException&) {
                 restore(before);
@@ -1942,13 +1950,12 @@ class Parser {
         minCodeSinceOrphan_ = kNoIndent;
     }
 
-    // Whether the functions of the text are closed by `end`: fewer `end`s are missing than there are
-    // functions. `end`s without an opener (closing what the cut took away) do not count.
+    // Whether the functions of the text are closed by `end`. Matching `end`s to openers: in a text of
+    // unclosed functions no `end` reaches a function and every function stays open; in a window of
+    // closed ones some function is closed and few stay open (those the cut went through).
     void detectFunctionForm() {
-        int depth = 0;
-        int functions = 0;
-        int openers = 0;
-        int matchedEnds = 0;
+        std::vector<bool> open;  // per open construct: is it a function
+        int closedFunctions = 0;
         int brackets = 0;
         bool statementStart = true;
         for (std::size_t k = 0; k + 1 < toks_.size(); ++k) {
@@ -1967,30 +1974,28 @@ class Parser {
                 continue;
             }
             if (!start) continue;
-            bool opener = false;
             if (t.kind == TokenKind::Keyword) {
                 switch (t.word) {
                     case Word::Function:
-                        ++functions;
-                        opener = true;
+                        open.push_back(true);
+                        break;
+                    case Word::Try:
+                        statementStart = true;
+                        open.push_back(false);
                         break;
                     case Word::If:
                     case Word::For:
                     case Word::Parfor:
                     case Word::While:
-                    case Word::Try:
-                        statementStart = true;
-                        opener = true;
-                        break;
                     case Word::Switch:
                     case Word::Spmd:
                     case Word::Classdef:
-                        opener = true;
+                        open.push_back(false);
                         break;
                     case Word::End:
-                        if (depth > 0) {
-                            --depth;
-                            ++matchedEnds;
+                        if (!open.empty()) {
+                            closedFunctions += open.back() ? 1 : 0;
+                            open.pop_back();
                         }
                         break;
                     case Word::Else:
@@ -2002,14 +2007,11 @@ class Parser {
                 }
             } else if (t.kind == TokenKind::Identifier && t.word != Word::None) {
                 const PTok& n = toks_[k + 1];
-                opener = n.kind == TokenKind::LineEnd || n.op == Op::LParen;
-            }
-            if (opener) {
-                ++openers;
-                ++depth;
+                if (n.kind == TokenKind::LineEnd || n.op == Op::LParen) open.push_back(false);
             }
         }
-        closedForm_ = functions > 0 && openers - matchedEnds < functions;
+        const auto stillOpen = static_cast<int>(std::count(open.begin(), open.end(), true));
+        closedForm_ = closedFunctions > 0 && stillOpen <= closedFunctions + 1;
     }
 
     bool parseFile() {
@@ -2066,7 +2068,12 @@ class Parser {
             }
             popFrame();
         }
-        if (closedFunctions_ > 0 && unclosedFunctions_ > 0) {
+        // The rarer form is the mistake: report it where it shows.
+        if (closedFunctions_ > 0 && unclosedFunctions_ > 0 && closedFunctions_ <= unclosedFunctions_) {
+            diagnose(firstFunctionEndOffset_, Severity::Error, "MixedFunctionForms",
+                     "The 'end' at line " + std::to_string(lineOf(firstFunctionEndOffset_)) +
+                         " closes a function, but the other functions in this text have no 'end'.");
+        } else if (closedFunctions_ > 0 && unclosedFunctions_ > 0) {
             diagnose(firstUnclosedOffset_, Severity::Error, "MixedFunctionForms",
                      "The function at line " + std::to_string(firstUnclosedLine_) +
                          " is not closed by 'end', but other functions in this text are.");
@@ -2106,6 +2113,7 @@ class Parser {
     std::size_t anchorOffset_ = 0;
     std::size_t anchorPos_ = 0;
     std::uint32_t lastEndIndent_ = kNoIndent;
+    std::uint32_t firstFunctionEndOffset_ = 0;
     bool lastEndClosedFunction_ = false;
     int structuralLines_ = 0;
     int closedFunctions_ = 0;
