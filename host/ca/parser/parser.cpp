@@ -960,7 +960,7 @@ class Parser {
         int depth = 0;
         for (std::size_t k = pos_; k < toks_.size(); ++k) {
             const PTok& t = toks_[k];
-            if (t.kind == TokenKind::LineEnd) return false;
+            if (t.eof || (t.kind == TokenKind::LineEnd && depth == 0)) return false;
             if (t.kind != TokenKind::Punctuation) continue;
             if (t.op == Op::LBracket || t.op == Op::LParen || t.op == Op::LBrace) ++depth;
             if (t.op == Op::RBracket || t.op == Op::RParen || t.op == Op::RBrace) {
@@ -986,7 +986,7 @@ class Parser {
                     take();
                     break;
                 }
-                if (t.kind == TokenKind::Punctuation && t.op == Op::Comma) {
+                if ((t.kind == TokenKind::Punctuation && t.op == Op::Comma) || isNewline(t)) {
                     take();
                     elementEnded = false;
                     continue;
@@ -1394,7 +1394,7 @@ class Parser {
                     take();
                     break;
                 }
-                if (o.op == Op::Comma) {
+                if (o.op == Op::Comma || isNewline(o)) {
                     take();
                     continue;
                 }
