@@ -1918,8 +1918,12 @@ class Parser {
                 const bool leadingSeparator =
                     t.kind == TokenKind::Punctuation && (t.op == Op::Comma || t.op == Op::Semicolon);
                 // The first line may be the tail of a longer one: a call there proves nothing either.
-                const bool opensBlock = frames_.size() > before.frames &&
-                                        (t.line > 1 || t.word == Word::Function || t.word == Word::Classdef);
+                // A header on the first line counts, a clause there does not: it may be the tail of `elseif`.
+                const bool opensBlock =
+                    frames_.size() > before.frames &&
+                    (t.line > 1 ||
+                     (t.kind == TokenKind::Keyword && t.word != Word::Else && t.word != Word::Elseif &&
+                      t.word != Word::Case && t.word != Word::Otherwise && t.word != Word::Catch));
                 const bool blockLine = structuralLines_ != structuralBefore || frames_.size() > before.frames;
                 const bool structural = (blockLine && t.line > 1) || opensBlock;
                 // A clause or `end` on a first line that may be cut proves nothing.
