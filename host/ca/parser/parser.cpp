@@ -1091,8 +1091,9 @@ class Parser {
         // Functions whose bodies are not indented: right after an `end` at the left margin (or after a
         // function's `end` in a text of closed functions), an `end` at the same indentation closes the
         // function that held it.
-        const bool closesOuterFunction = t.word == Word::End && lastEndIndent_ == indent &&
-                                         (indent == 0 || (closedForm_ && lastEndClosedFunction_));
+        const bool closesOuterFunction =
+            t.word == Word::End && lastEndIndent_ == indent &&
+            ((indent == 0 && !lastEndAtMargin_) || (closedForm_ && lastEndClosedFunction_));
         return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
     }
 
@@ -1118,6 +1119,9 @@ class Parser {
             take();
             // The first line may be cut anywhere, so its indentation tells nothing.
             if (t.line > 1) orphanIndent_ = lineIndent_[t.line];
+            // Two `end`s at the left margin in a row may close a function and the one around it; a third
+            // has nothing left to close.
+            lastEndAtMargin_ = lastEndIndent_ == 0 && lineIndent_[t.line] == 0;
             lastEndIndent_ = lineIndent_[t.line];
             lastEndClosedFunction_ = false;
             minCodeSinceOrphan_ = kNoIndent;
@@ -1139,6 +1143,7 @@ class Parser {
         popFrame();
         lastEndIndent_ = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
         lastEndClosedFunction_ = isFunctionKind(closed.kind);
+        lastEndAtMargin_ = false;
         if (isFunctionKind(closed.kind)) {
             if (closedFunctions_ == 0) firstFunctionEndOffset_ = t.offset;
             ++closedFunctions_;
@@ -1680,6 +1685,7 @@ class Parser {
     }
 
     void parseStatement() {
+        ++statementsParsed_;
         const PTok& t = cur();
         if (t.kind == TokenKind::Keyword) {
             switch (t.word) {
@@ -1911,6 +1917,7 @@ class Parser {
             if (t.eof || spent > budget) break;
             const Snapshot before = snapshot();
             const int structuralBefore = structuralLines_;
+            const int statementsBefore = statementsParsed_;
             const std::size_t startPos = pos_;
             bool clean = false;
             try {
@@ -1918,12 +1925,13 @@ class Parser {
                 const bool leadingSeparator =
                     t.kind == TokenKind::Punctuation && (t.op == Op::Comma || t.op == Op::Semicolon);
                 // The first line may be the tail of a longer one: a call there proves nothing either.
-                // A header on the first line counts, a clause there does not: it may be the tail of `elseif`.
-                const bool opensBlock =
-                    frames_.size() > before.frames &&
-                    (t.line > 1 ||
-                     (t.kind == TokenKind::Keyword && t.word != Word::Else && t.word != Word::Elseif &&
-                      t.word != Word::Case && t.word != Word::Otherwise && t.word != Word::Catch));
+                // A header alone on the first line counts; a clause there does not (it may be the tail of
+                // `elseif`), nor a header followed by more (it may be the tail of a text literal).
+                const bool firstLineHeader =
+                    t.kind == TokenKind::Keyword && statementsParsed_ == statementsBefore + 1 &&
+                    t.word != Word::Else && t.word != Word::Elseif && t.word != Word::Case &&
+                    t.word != Word::Otherwise && t.word != Word::Catch;
+                const bool opensBlock = frames_.size() > before.frames && (t.line > 1 || firstLineHeader);
                 const bool blockLine = structuralLines_ != structuralBefore || frames_.size() > before.frames;
                 const bool structural = (blockLine && t.line > 1) || opensBlock;
                 // A clause or `end` on a first line that may be cut proves nothing.
@@ -2119,7 +2127,9 @@ class Parser {
     std::uint32_t lastEndIndent_ = kNoIndent;
     std::uint32_t firstFunctionEndOffset_ = 0;
     bool lastEndClosedFunction_ = false;
+    bool lastEndAtMargin_ = false;
     int structuralLines_ = 0;
+    int statementsParsed_ = 0;
     int closedFunctions_ = 0;
     int unclosedFunctions_ = 0;
     std::uint32_t firstUnclosedLine_ = 0;
