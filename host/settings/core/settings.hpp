@@ -49,6 +49,7 @@ class Settings : public std::enable_shared_from_this<Settings> {
     // Listeners for changes of this node's leaves; called on the thread that publishes the change.
     foundation::msg_svc::eventmgr::Connection onValueChange(
         boost::function<void(const SettingsValueChangeEvent&)> listener) const;
+    std::size_t listenerCount() const { return changed_.listenerCount(); }
 
     // Building and updating, for the owner of the tree.
     std::shared_ptr<Settings> addChild(const std::string& segment);

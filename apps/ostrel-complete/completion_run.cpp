@@ -1,0 +1,146 @@
+#include "completion_run.hpp"
+
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+
+#include "cppmicroservices/framework_factory.hpp"
+#include "cursor.hpp"
+#include "fl/i18n.hpp"
+#include "foundation/cppmicroservices/framework_access.hpp"
+#include "foundation/log/diagnostic_logger.hpp"
+#include "mtcc/autocompletion/auto_completion.hpp"
+#include "mtcc/cache/settings_values.hpp"
+#include "output.hpp"
+#include "qvai/ai_client.hpp"
+#include "qvai/client_options_from_settings.hpp"
+#include "run_observer.hpp"
+#include "settings/context/context_registry.hpp"
+#include "settings/core/settings_file.hpp"
+#include "settings/core/settings_store.hpp"
+
+namespace ostrel_complete {
+namespace {
+
+fl::ustring readSource(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    if (in.bad()) throw std::runtime_error("cannot read " + path);
+    return fl::i18n::to_ustring(bytes.str());
+}
+
+void setUpLogging(const CommandLine& line) {
+    if (!line.logFile) return;
+    const std::string level = line.logLevel.value_or("stages");
+    const foundation::log::severity_mask mask = level == "off"      ? 0
+                                                : level == "stages" ? foundation::log::kSeverityStage
+                                                : level == "values" ? foundation::log::kSeverityStage | foundation::log::kSeverityValue
+                                                                    : foundation::log::kSeverityStage | foundation::log::kSeverityValue |
+                                                                          foundation::log::kSeverityTrace;
+    if (*line.logFile == "-") {
+        foundation::log::add_stderr_sink();
+    } else {
+        foundation::log::add_file_sink(*line.logFile);
+    }
+    foundation::log::set_default_mask(mask);
+}
+
+void applyFormattingOptions(const CommandLine& line, mtcc::cache::SettingsValues& settings) {
+    settings.setUserPreferenceSettings(
+        settings.startLine, settings.endLine,
+        static_cast<unsigned short>(line.tabSize.value_or(settings.tabSize)),
+        static_cast<unsigned short>(line.indentSize.value_or(settings.indentSize)),
+        line.insertSpaces.value_or(settings.insertSpaces),
+        line.functionIndent ? fl::i18n::to_ustring(*line.functionIndent) : settings.functionIndentingFormat,
+        line.blankLines ? fl::i18n::to_ustring(*line.blankLines) : settings.blankLineSetting);
+}
+
+qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core::Settings& root) {
+    qvai::ClientOptions options = qvai::clientOptionsFromSettings(root);
+    if (line.backend) options.Backend = *line.backend;
+    if (line.endpoint) options.Endpoint = *line.endpoint;
+    if (line.model) options.Model = *line.model;
+    if (line.apiKeyVariable) options.ApiKeyVariable = *line.apiKeyVariable;
+    if (line.replyFile) options.ReplyFile = *line.replyFile;
+    if (line.timeoutMs) options.TimeoutMs = *line.timeoutMs;
+    if (line.maxTokens) options.MaxTokens = *line.maxTokens;
+    if (line.temperature) options.Temperature = *line.temperature;
+    options.CorpusFolders.insert(options.CorpusFolders.end(), line.corpusFolders.begin(), line.corpusFolders.end());
+    if (options.Backend == "reply-file" && options.ReplyFile.empty()) {
+        throw std::invalid_argument("the reply-file backend needs --reply-file FILE");
+    }
+    return options;
+}
+
+// Registers the client in a framework of its own for as long as it lives, as an editor host would.
+class ClientService {
+public:
+    explicit ClientService(const qvai::ClientOptions& options)
+        : framework_(cppmicroservices::FrameworkFactory().NewFramework()) {
+        framework_.Start();
+        registration_ = framework_.GetBundleContext().RegisterService<qvai::IQvaiClient>(
+            std::make_shared<qvai::AiClient>(options));
+        foundation::cppmicroservices::setFramework(framework_);
+    }
+    ~ClientService() {
+        foundation::cppmicroservices::setFramework(std::nullopt);
+        framework_.Stop();
+    }
+    ClientService(const ClientService&) = delete;
+    ClientService& operator=(const ClientService&) = delete;
+
+private:
+    cppmicroservices::Framework framework_;
+    cppmicroservices::ServiceRegistration<qvai::IQvaiClient> registration_;
+};
+
+}  // namespace
+
+void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTerminal) {
+    const fl::ustring code = readSource(line.file);
+    const std::size_t cursor = cursorOffset(code, line.cursor, line.file);
+    setUpLogging(line);
+
+    settings::core::SettingsStore store(line.settingsFile ? std::filesystem::path(*line.settingsFile)
+                                                          : settings::core::defaultSettingsFilePath());
+    if (const std::string error = store.lastError(); !error.empty()) {
+        std::cerr << "ostrel-complete: " << error << "; using the previous values\n";
+    }
+    settings::context::installSettingsRoot(store.root());
+
+    auto settings = std::make_shared<mtcc::cache::SettingsValues>();
+    applyFormattingOptions(line, *settings);
+    const qvai::ClientOptions options = clientOptions(line, *store.root());
+    const ClientService service(options);
+
+    RunObserver observer;
+    const mtcc::AutoCompletion::InfoResult result = mtcc::AutoCompletion::GetInfo(u"", code, cursor, settings);
+    observer.finished();
+
+    if (const auto failures = observer.modelFailures(); !failures.empty()) {
+        const std::string where = options.Backend == "openai" || options.Backend == "infill"
+                                      ? " at " + (options.Endpoint.empty() ? std::string("http://127.0.0.1:8080")
+                                                                           : options.Endpoint)
+                                      : "";
+        throw std::runtime_error("the " + options.Backend + " model" + where + " gave no reply: " + failures.front());
+    }
+
+    if (line.json) {
+        writeJson(out, result, observer.stageTimes());
+    } else if (line.show) {
+        writeShow(out, code, cursor, result.autocompletionResponse, outIsTerminal);
+    } else {
+        writeCompletion(out, result.autocompletionResponse);
+        // A terminal gets a final line end so that the prompt starts on its own line; a pipe gets the
+        // completion exactly.
+        if (outIsTerminal && !result.autocompletionResponse.empty() && result.autocompletionResponse.back() != u'\n') {
+            out << '\n';
+        }
+    }
+}
+
+}  // namespace ostrel_complete

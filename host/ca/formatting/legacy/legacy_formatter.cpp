@@ -1,0 +1,53 @@
+#include "ca/formatting/legacy/legacy_formatter.hpp"
+
+#include <algorithm>
+
+#include "ca/formatting/legacy/indent_planner.hpp"
+#include "ca/formatting/legacy/source_lines.hpp"
+
+namespace ca::formatting::legacy {
+
+LegacyFormatter::LegacyFormatter(Settings settings) : settings_(settings) {}
+
+std::vector<lexer::Token> LegacyFormatter::indentCode(std::vector<lexer::Token> tokens) const {
+    const std::vector<SourceLine> lines = splitLines(tokens);
+    const std::vector<std::optional<int>> plan = planIndentation(tokens, lines, settings_);
+    const std::uint32_t first = settings_.startLine == 0 ? 1 : settings_.startLine;
+    const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings_.tabSize, 1, 1024));
+
+    std::vector<lexer::Token> result;
+    result.reserve(tokens.size() + lines.size());
+    std::size_t offset = 0;
+    const auto emit = [&](lexer::Token token) {
+        token.offset = offset;
+        offset += token.text.size();
+        result.push_back(std::move(token));
+    };
+    for (std::size_t l = 0; l < lines.size(); ++l) {
+        const SourceLine& line = lines[l];
+        const bool inRange = line.number >= first && line.number <= settings_.endLine;
+        std::size_t from = line.begin;
+        if (plan[l] && inRange) {
+            fl::ustring blanks = indentationText(*plan[l], settings_.insertSpaces, tabSize);
+            if (!blanks.empty())
+                emit(lexer::Token{lexer::TokenKind::Blank, std::move(blanks), 0, line.number});
+            from = line.codeBegin;
+        }
+        for (std::size_t i = from; i < line.end; ++i)
+            emit(std::move(tokens[i]));
+    }
+    return result;
+}
+
+fl::ustring LegacyFormatter::getFormattedText(const std::vector<lexer::Token>& tokens) const {
+    std::size_t size = 0;
+    for (const auto& token : tokens)
+        size += token.text.size();
+    fl::ustring text;
+    text.reserve(size);
+    for (const auto& token : tokens)
+        text += token.text;
+    return text;
+}
+
+}  // namespace ca::formatting::legacy

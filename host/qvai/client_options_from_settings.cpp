@@ -1,0 +1,31 @@
+#include "qvai/client_options_from_settings.hpp"
+
+#include <stdexcept>
+#include <string>
+
+#include "fl/i18n.hpp"
+
+namespace qvai {
+
+ClientOptions clientOptionsFromSettings(const settings::core::Settings& root, ClientOptions base) {
+    const auto node = root.getSettingsByFullName("ostrel.ai");
+    if (!node) return base;
+    const auto text = [&](const char* leaf) { return fl::i18n::to_string(node->get<fl::ustring>(leaf, "")); };
+    base.Backend = text("Backend");
+    base.Endpoint = text("Endpoint");
+    base.Model = text("Model");
+    base.ApiKeyVariable = text("ApiKeyVariable");
+    base.TimeoutMs = node->get<int>("TimeoutMs", "");
+    base.MaxTokens = node->get<int>("MaxTokens", "");
+    const std::string temperature = text("Temperature");
+    try {
+        std::size_t used = 0;
+        base.Temperature = std::stod(temperature, &used);
+        if (used != temperature.size()) throw std::invalid_argument(temperature);
+    } catch (const std::exception&) {
+        throw std::invalid_argument("ostrel.ai.Temperature: '" + temperature + "' is not a number");
+    }
+    return base;
+}
+
+}  // namespace qvai

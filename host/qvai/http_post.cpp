@@ -1,0 +1,111 @@
+#include "qvai/http_post.hpp"
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+
+namespace qvai {
+
+namespace {
+
+struct Transfer {
+    std::string body;
+    std::size_t maxBodyBytes = 0;
+    bool oversized = false;
+    const std::atomic<bool>* cancelled = nullptr;
+};
+
+std::size_t collectBody(char* data, std::size_t size, std::size_t count, void* user) {
+    auto& transfer = *static_cast<Transfer*>(user);
+    const std::size_t bytes = size * count;
+    if (transfer.body.size() + bytes > transfer.maxBodyBytes) {
+        transfer.oversized = true;
+        return 0;  // makes curl abort the transfer
+    }
+    transfer.body.append(data, bytes);
+    return bytes;
+}
+
+int checkCancelled(void* user, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
+    return static_cast<Transfer*>(user)->cancelled->load() ? 1 : 0;
+}
+
+void initialiseCurlOnce() {
+    static std::once_flag once;
+    std::call_once(once, [] { curl_global_init(CURL_GLOBAL_DEFAULT); });
+}
+
+struct CurlDeleter {
+    void operator()(CURL* handle) const { curl_easy_cleanup(handle); }
+};
+struct HeaderListDeleter {
+    void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+};
+
+}  // namespace
+
+HttpReply postJson(const std::string& url, const std::string& body, const std::vector<std::string>& headers,
+                   const HttpLimits& limits, const std::atomic<bool>& cancelled) {
+    initialiseCurlOnce();
+    std::unique_ptr<CURL, CurlDeleter> curl(curl_easy_init());
+    if (!curl) throw std::runtime_error("cannot create an HTTP transfer");
+
+    std::unique_ptr<curl_slist, HeaderListDeleter> headerList;
+    auto addHeader = [&](const std::string& header) {
+        curl_slist* extended = curl_slist_append(headerList.get(), header.c_str());
+        if (!extended) throw std::runtime_error("cannot build the HTTP headers");
+        headerList.release();
+        headerList.reset(extended);
+    };
+    addHeader("Content-Type: application/json");
+    addHeader("Accept: application/json");
+    for (const auto& header : headers)
+        addHeader(header);
+
+    Transfer transfer;
+    transfer.maxBodyBytes = limits.maxBodyBytes;
+    transfer.cancelled = &cancelled;
+    const long timeout = limits.timeoutMs > 0 ? limits.timeoutMs : 1;
+
+    CURL* handle = curl.get();
+    curl_easy_setopt(handle, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(handle, CURLOPT_POST, 1L);
+    curl_easy_setopt(handle, CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(handle, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(handle, CURLOPT_HTTPHEADER, headerList.get());
+    curl_easy_setopt(handle, CURLOPT_WRITEFUNCTION, &collectBody);
+    curl_easy_setopt(handle, CURLOPT_WRITEDATA, &transfer);
+    curl_easy_setopt(handle, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(handle, CURLOPT_XFERINFOFUNCTION, &checkCancelled);
+    curl_easy_setopt(handle, CURLOPT_XFERINFODATA, &transfer);
+    curl_easy_setopt(handle, CURLOPT_TIMEOUT_MS, timeout);
+    curl_easy_setopt(handle, CURLOPT_CONNECTTIMEOUT_MS, timeout);
+    curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);  // time-outs without SIGALRM, safe on worker threads
+    curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 0L);
+
+    const CURLcode result = curl_easy_perform(handle);
+    if (transfer.oversized)
+        throw std::runtime_error("reply body from " + url + " exceeds " +
+                                 std::to_string(limits.maxBodyBytes) + " bytes");
+    if (result == CURLE_ABORTED_BY_CALLBACK) throw std::runtime_error("request to " + url + " cancelled");
+    if (result != CURLE_OK)
+        throw std::runtime_error("request to " + url + " failed: " + curl_easy_strerror(result));
+
+    HttpReply reply;
+    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &reply.status);
+    reply.body = std::move(transfer.body);
+    return reply;
+}
+
+std::string joinUrl(std::string base, const std::string& path) {
+    while (!base.empty() && base.back() == '/')
+        base.pop_back();
+    if (base.size() >= path.size() && base.compare(base.size() - path.size(), path.size(), path) == 0)
+        return base;
+    return base + path;
+}
+
+}  // namespace qvai

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "qvai/backend.hpp"
+
+namespace qvai {
+
+// Any server that speaks the OpenAI chat-completions protocol (POST <Endpoint>/v1/chat/completions).
+class OpenAiBackend : public Backend {
+  public:
+    explicit OpenAiBackend(const ClientOptions& options);
+    std::string complete(const BackendRequest& request, const std::atomic<bool>& cancelled) override;
+
+  private:
+    std::string url_;
+    std::string apiKeyVariable_;
+    int timeoutMs_;
+    std::size_t maxReplyBytes_;
+};
+
+// The request body and the reply's text, apart from the transport so that they can be checked alone.
+std::string openAiRequestBody(const BackendRequest& request);
+// Throws std::runtime_error when the body is no chat-completion reply with a text.
+std::string openAiReplyText(const std::string& body);
+
+}  // namespace qvai

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "qvai/backend.hpp"
+
+namespace qvai {
+
+// Replays a captured reply: every request is answered with the file's text, read afresh each time.
+class ReplyFileBackend : public Backend {
+  public:
+    explicit ReplyFileBackend(const ClientOptions& options);
+    std::string complete(const BackendRequest& request, const std::atomic<bool>& cancelled) override;
+
+  private:
+    std::string path_;
+    std::size_t maxReplyBytes_;
+};
+
+}  // namespace qvai

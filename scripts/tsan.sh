@@ -1,0 +1,12 @@
+#!/usr/bin/env bash
+# Builds the AI client's tests with ThreadSanitizer in a build directory of their own and runs the
+# concurrency tests (client worker pool, service tracker, process-wide client acquisition) under it.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${TSAN_BUILD_DIR:-build-tsan}
+cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTREL_SANITIZE_THREAD=ON \
+  -DOSTREL_BUILD_BENCH=OFF >/dev/null
+cmake --build "$build" -j"${JOBS:-2}" --target test_model test_prompt_acquisition
+export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1"
+"$build/tests/test_model" --gtest_filter='ClientConcurrency.*:ServiceTrackerTest.*:WaitForServiceTest.*'
+"$build/tests/test_prompt_acquisition"

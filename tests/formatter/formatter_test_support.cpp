@@ -1,0 +1,86 @@
+#include "formatter_test_support.hpp"
+
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+#include "ca/formatting/legacy/legacy_formatter.hpp"
+#include "ca/lexer/token.hpp"
+#include "fl/i18n.hpp"
+
+namespace formatter_test {
+
+using namespace ca::formatting::legacy;
+
+fl::ustring format(const fl::ustring& text, const Settings& settings) {
+    LegacyFormatter formatter(settings);
+    return formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(text)));
+}
+
+std::string format(const std::string& utf8, const Settings& settings) {
+    return fl::i18n::to_string(format(fl::i18n::to_ustring(utf8), settings));
+}
+
+Settings settingsFor(FunctionIndentation style, BlankLines blanks) {
+    Settings settings;
+    settings.startLine = 0;
+    settings.endLine = 10000000;
+    settings.insertSpaces = true;
+    settings.tabSize = 4;
+    settings.indentSize = 4;
+    settings.functionIndentation = style;
+    settings.blankLines = blanks;
+    return settings;
+}
+
+namespace {
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) throw std::runtime_error("cannot read " + path.string());
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+std::vector<Example> loadExamples() {
+    const std::filesystem::path dir = std::filesystem::path(OSTREL_SOURCE_DIR) / "examples";
+    const std::string readme = readFile(dir / "README.md");
+    // Table rows: | file.ost | what it shows | style |
+    const std::regex row(R"(\|\s*([\w/]+\.ost)\s*\|[^\n]*\|\s*([012])\s*\|)");
+    std::vector<Example> examples;
+    for (std::sregex_iterator it(readme.begin(), readme.end(), row), end; it != end; ++it) {
+        Example example;
+        example.name = (*it)[1];
+        example.text = fl::i18n::to_ustring(readFile(dir / example.name));
+        example.style = static_cast<FunctionIndentation>(std::stoi((*it)[2]));
+        examples.push_back(std::move(example));
+    }
+    if (examples.empty()) throw std::runtime_error("no examples listed in " + (dir / "README.md").string());
+    return examples;
+}
+
+std::string firstDifference(const fl::ustring& expected, const fl::ustring& actual) {
+    std::size_t line = 1, start = 0;
+    std::size_t i = 0;
+    while (i < expected.size() && i < actual.size() && expected[i] == actual[i]) {
+        if (expected[i] == u'\n') {
+            ++line;
+            start = i + 1;
+        }
+        ++i;
+    }
+    if (i == expected.size() && i == actual.size()) return "no difference";
+    const auto lineOf = [&](const fl::ustring& text) {
+        const std::size_t end = text.find(u'\n', start);
+        return fl::i18n::to_string(
+            text.substr(start, end == fl::ustring::npos ? fl::ustring::npos : end - start));
+    };
+    return "line " + std::to_string(line) + ":\n  expected |" + lineOf(expected) + "|\n  actual   |" +
+           lineOf(actual) + "|";
+}
+
+}  // namespace formatter_test

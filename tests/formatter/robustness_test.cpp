@@ -1,0 +1,168 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "fl/i18n.hpp"
+#include "formatter_test_support.hpp"
+
+namespace {
+
+using namespace formatter_test;
+using ca::formatting::legacy::BlankLines;
+using ca::formatting::legacy::FunctionIndentation;
+using ca::formatting::legacy::Settings;
+
+std::vector<fl::ustring> linesWithoutIndentation(const fl::ustring& text) {
+    std::vector<fl::ustring> lines;
+    std::size_t start = 0;
+    while (true) {
+        const std::size_t end = text.find(u'\n', start);
+        fl::ustring line = text.substr(start, end == fl::ustring::npos ? fl::ustring::npos : end - start);
+        line.erase(0, line.find_first_not_of(u" \t\f\v\r"));
+        if (line.find_first_not_of(u" \t\f\v\r") == fl::ustring::npos) line.clear();
+        lines.push_back(std::move(line));
+        if (end == fl::ustring::npos) return lines;
+        start = end + 1;
+    }
+}
+
+// Formats `text` and checks what must hold for any text and any settings: only indentation changes, and
+// formatting the result again changes nothing.
+std::string describe(const Settings& s) {
+    return "settings{tab " + std::to_string(s.tabSize) + ", indent " + std::to_string(s.indentSize) +
+           ", spaces " + std::to_string(s.insertSpaces) + ", style " +
+           std::to_string(static_cast<int>(s.functionIndentation)) + ", blanks " +
+           std::to_string(static_cast<int>(s.blankLines)) + ", lines " + std::to_string(s.startLine) + "-" +
+           std::to_string(s.endLine) + "}";
+}
+
+void checkInvariants(const fl::ustring& text, const Settings& settings, const std::string& label) {
+    const std::string what = label + " " + describe(settings);
+    fl::ustring once, twice;
+    ASSERT_NO_THROW(once = format(text, settings)) << what;
+    ASSERT_EQ(linesWithoutIndentation(once), linesWithoutIndentation(text)) << what;
+    // With a partial line range, lines inside it move while the lines around them, whose indentation
+    // the formatter reads where the structure is unknown, stay; idempotence holds for whole texts.
+    if (settings.startLine > 1 || settings.endLine < 10000000) return;
+    ASSERT_NO_THROW(twice = format(once, settings)) << what;
+    ASSERT_EQ(twice, once) << what << " " << firstDifference(once, twice);
+}
+
+Settings randomSettings(std::mt19937& random) {
+    Settings settings;
+    const std::uint32_t sizes[] = {0, 1, 2, 3, 4, 8, 5000};
+    settings.tabSize = sizes[random() % 7];
+    settings.indentSize = sizes[random() % 7];
+    settings.insertSpaces = random() % 2;
+    settings.functionIndentation = static_cast<FunctionIndentation>(random() % 3);
+    settings.blankLines = static_cast<BlankLines>(random() % 3);
+    settings.startLine = random() % 4 == 0 ? static_cast<std::uint32_t>(random() % 40) : 0;
+    settings.endLine = random() % 4 == 0 ? static_cast<std::uint32_t>(random() % 80) : 10000000;
+    return settings;
+}
+
+// Pieces that stress the formatter: block openers and closers, brackets, literals, continuations, block
+// comment markers, odd blanks and code units that are not valid text.
+const std::u16string_view kPieces[] = {
+    u"if x\n",
+    u"end\n",
+    u"end",
+    u"else\n",
+    u"case 1\n",
+    u"switch y\n",
+    u"function f\n",
+    u"classdef C\n",
+    u"methods\n",
+    u"arguments\n",
+    u"(",
+    u")",
+    u"[",
+    u"]",
+    u"{",
+    u"}",
+    u"'",
+    u"\"",
+    u"...",
+    u"... % c\n",
+    u"%{\n",
+    u"\n%}\n",
+    u"%",
+    u"\n",
+    u"\r\n",
+    u"\r",
+    u"\t",
+    u"    ",
+    u"\f",
+    u"\u00e9",
+    u"\xd800",
+    u"\xdc00",
+    u"\0",
+    u"x = 1;\n",
+    u"try\n",
+    u"catch e\n",
+    u"otherwise\n",
+    u"properties\n",
+    u"a(end)",
+    u"  %}\n",
+};
+
+fl::ustring mutate(fl::ustring text, std::mt19937& random) {
+    const int edits = 1 + static_cast<int>(random() % 6);
+    for (int e = 0; e < edits; ++e) {
+        const std::size_t at = text.empty() ? 0 : random() % (text.size() + 1);
+        switch (random() % 4) {
+            case 0: {  // delete a range
+                const std::size_t length = random() % 40;
+                text.erase(std::min(at, text.size()), length);
+                break;
+            }
+            case 1:
+            case 2:
+                text.insert(std::min(at, text.size()), kPieces[random() % std::size(kPieces)]);
+                break;
+            default: {  // move a range elsewhere
+                const std::size_t length =
+                    std::min<std::size_t>(random() % 200, text.size() - std::min(at, text.size()));
+                const fl::ustring moved = text.substr(std::min(at, text.size()), length);
+                text.erase(std::min(at, text.size()), length);
+                text.insert(text.empty() ? 0 : random() % (text.size() + 1), moved);
+            }
+        }
+    }
+    return text;
+}
+
+TEST(FormatterRobustness, ExamplesUnderEverySettingKeepTheirCodeAndFormatIdempotently) {
+    std::mt19937 random(7);
+    for (const auto& example : loadExamples())
+        for (int n = 0; n < 6; ++n)
+            checkInvariants(example.text, randomSettings(random), example.name);
+}
+
+TEST(FormatterRobustness, MutatedTextsNeverFailKeepTheirCodeAndFormatIdempotently) {
+    std::mt19937 random(11);
+    const auto examples = loadExamples();
+    for (int n = 0; n < 4000; ++n) {
+        const auto& example = examples[random() % examples.size()];
+        const fl::ustring base =
+            n % 2 ? example.text : example.text.substr(random() % (example.text.size() / 2 + 1), 1500);
+        checkInvariants(mutate(base, random), randomSettings(random),
+                        example.name + " mutation " + std::to_string(n));
+        if (HasFatalFailure()) return;
+    }
+}
+
+TEST(FormatterRobustness, DegenerateTexts) {
+    const Settings settings = settingsFor(FunctionIndentation::All);
+    for (const fl::ustring text :
+         {u"", u"\n", u"\n\n\n", u"   ", u"end", u"\nend\nend\nend", u"%{", u"\n%}\n%}", u")]}\n)]}\n  x",
+          u"\r\r\n\r", u"...\n...\n...", u"function\nfunction\nend"})
+        checkInvariants(text, settings, fl::i18n::to_string(text));
+    // Deep nesting stays linear and bounded.
+    fl::ustring deep = u"%\n";
+    for (int i = 0; i < 3000; ++i)
+        deep += u"if a\n";
+    checkInvariants(deep, settings, "deep");
+}
+
+}  // namespace

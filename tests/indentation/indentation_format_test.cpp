@@ -1,0 +1,133 @@
+#include "mtcc/indentation/indentation_format.hpp"
+
+#include <gtest/gtest.h>
+
+#include "settings/context/context_registry.hpp"
+#include "support/log_capture.hpp"
+
+using mtcc::cache::SettingsValues;
+using mtcc::Indentation::indentationFormat;
+
+namespace {
+
+constexpr const char* kChannel = "mtcc::Indentation::indentationFormat";
+
+// A record with the library's defaults, whatever settings root another test may have left.
+std::unique_ptr<SettingsValues> defaults() {
+    settings::context::installSettingsRoot(nullptr);
+    return std::make_unique<SettingsValues>();
+}
+
+const fl::ustring kPrefix = u"function r = f(x)\n    if x > 0\n";
+const fl::ustring kSuffix = u"\n    end\nend\n";
+
+TEST(IndentationFormat, ReindentsTheCompletionInsideAFormattedFile) {
+    auto settings = defaults();
+    testing_support::LogCapture capture;
+    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;\nfor k = 1:3\nr = r * k;\nend", kSuffix, settings.get()),
+              u"        r = 1;\n        for k = 1:3\n            r = r * k;\n        end");
+    EXPECT_TRUE(capture.texts(kChannel).empty());
+
+    settings->setUserPreferenceSettings(0, 10000000, 4, 2, false, u"ClassicFunctionIndent", u"Indent");
+    EXPECT_EQ(indentationFormat(u"function r = f(x)\nif x > 0\n", u"r = 1;", u"\nend\nend\n", settings.get()),
+              u"  r = 1;");
+    settings->setUserPreferenceSettings(0, 10000000, 8, 8, false, u"AllFunctionIndent", u"Indent");
+    EXPECT_EQ(
+        indentationFormat(u"function r = f(x)\n\tif x > 0\n", u"r = 1;", u"\n\tend\nend\n", settings.get()),
+        u"\t\tr = 1;");
+}
+
+TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenThePrefixOrSuffixWouldMove) {
+    auto settings = defaults();
+    // The body above the cursor is not indented as the formatter would indent it.
+    const fl::ustring irregular = u"function r = f(x)\n    if x > 0\n  y = 2;\n";
+    EXPECT_EQ(indentationFormat(irregular, u"r = 1;", kSuffix, settings.get()), u"r = 1;");
+    // A line range that reaches the suffix's irregular last line changes the suffix.
+    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", u"\n    end\n      x = 1;\nend\n", settings.get()),
+              u"r = 1;");
+    // The same range limited to the completion's line keeps the suffix and re-indents the completion.
+    settings->startLine = 3;
+    settings->endLine = 3;
+    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", u"\n    end\n      x = 1;\nend\n", settings.get()),
+              u"        r = 1;");
+}
+
+TEST(IndentationFormat, EmptyCompletionAndOverlappingPrefixAndSuffix) {
+    auto settings = defaults();
+    // The file then holds an empty line at the cursor, which the default blank-line setting fills.
+    EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"        ");
+    settings->blankLineSetting = u"RemoveWhitespace";
+    EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"");
+    settings->blankLineSetting = u"Indent";
+    // The formatter fills the blank line that the prefix's tail and the suffix's head share, so the two
+    // overlap inside the result; the length wraps and the rest after the prefix comes back.
+    EXPECT_EQ(indentationFormat(u"x\n  ", u"", u"  \n  y;", settings.get()), u"\n  y;");
+}
+
+TEST(IndentationFormat, ClampsOutOfRangeNumbersWithOneRecordEach) {
+    auto settings = defaults();
+    testing_support::LogCapture capture;
+    settings->setUserPreferenceSettings(20000000, 20000000, 0, 0, true, u"AllFunctionIndent", u"Indent");
+    // Start line 10000000 lies past the text: nothing is re-indented, and the prefix is kept.
+    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", kSuffix, settings.get()), u"r = 1;");
+    EXPECT_EQ(capture.texts(kChannel),
+              (std::vector<std::string>{"MTCC Invalid startLine Value", "MTCC Invalid endLine Value",
+                                        "MTCC Invalid tabSize Value", "MTCC Invalid indentSize Value"}));
+    for (const auto& record : capture.records())
+        if (record.channel == kChannel) {
+            EXPECT_EQ(record.severity, 4u);
+        }
+    EXPECT_EQ(settings->startLine, 20000000u);  // the record itself is not corrected
+
+    // Indent size 0 is formatted as 1 column per level.
+    settings->setUserPreferenceSettings(0, 10000000, 4, 0, true, u"AllFunctionIndent", u"Indent");
+    EXPECT_EQ(
+        indentationFormat(u"function r = f(x)\n if x > 0\n", u"r = 1;", u"\n end\nend\n", settings.get()),
+        u"  r = 1;");
+    // Above 1024 it is 1024.
+    settings->setUserPreferenceSettings(0, 10000000, 4, 5000, true, u"AllFunctionIndent", u"Indent");
+    const fl::ustring wide(1024, u' ');
+    EXPECT_EQ(indentationFormat(u"function r = f(x)\n" + wide + u"if x > 0\n", u"r = 1;",
+                                u"\n" + wide + u"end\nend\n", settings.get()),
+              wide + wide + u"r = 1;");
+    // Tab size 5000 becomes 1024: indenting 8 columns with tabs then needs no tab at all.
+    settings->setUserPreferenceSettings(0, 10000000, 5000, 4, false, u"AllFunctionIndent", u"Indent");
+    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", kSuffix, settings.get()), u"        r = 1;");
+    settings->setUserPreferenceSettings(0, 10000000, 0, 4, false, u"AllFunctionIndent", u"Indent");
+    EXPECT_EQ(indentationFormat(u"function r = f(x)\n\t\t\t\tif x > 0\n", u"r = 1;", u"\n\t\t\t\tend\nend\n",
+                                settings.get()),
+              u"\t\t\t\t\t\t\t\tr = 1;");
+    EXPECT_EQ(capture.texts(kChannel).size(), 8u);
+}
+
+TEST(IndentationFormat, MapsTheTwoTextsExactlyWithTheirFallbacks) {
+    auto settings = defaults();
+    testing_support::LogCapture capture;
+    const fl::ustring prefix = u"x = 1;\nfunction r = f(x)\n";
+    const fl::ustring suffix = u"\nend\n";
+    const auto withStyle = [&](const fl::ustring& style) {
+        settings->setUserPreferenceSettings(0, 10000000, 4, 4, true, style, u"Indent");
+        return indentationFormat(prefix, u"r = 1;", suffix, settings.get());
+    };
+    EXPECT_EQ(withStyle(u"AllFunctionIndent"), u"    r = 1;");
+    EXPECT_EQ(withStyle(u"ClassicFunctionIndent"), u"r = 1;");
+    EXPECT_EQ(withStyle(u"MixedFunctionIndent"), u"r = 1;");
+    EXPECT_TRUE(capture.texts(kChannel).empty());
+    EXPECT_EQ(withStyle(u"allFunctionIndent"), u"r = 1;");  // the classic style, logged
+    EXPECT_EQ(capture.texts(kChannel), std::vector<std::string>{"Function indentation setting is invalid."});
+
+    const auto withBlanks = [&](const fl::ustring& blanks) {
+        settings->setUserPreferenceSettings(0, 10000000, 4, 4, true, u"AllFunctionIndent", blanks);
+        return indentationFormat(u"function r = f(x)\n    r = 0;\n", u"  \nr = 1;", u"\nend\n",
+                                 settings.get());
+    };
+    EXPECT_EQ(withBlanks(u"Indent"), u"    \n    r = 1;");
+    EXPECT_EQ(withBlanks(u"RemoveWhitespace"), u"\n    r = 1;");
+    EXPECT_EQ(withBlanks(u"Ignore"), u"  \n    r = 1;");
+    EXPECT_EQ(capture.texts(kChannel).size(), 1u);
+    EXPECT_EQ(withBlanks(u""), u"  \n    r = 1;");  // "Ignore", logged
+    EXPECT_EQ(capture.texts(kChannel).back(),
+              "Blank line setting must be 'Ignore', 'Indent', or 'RemoveWhitespace'");
+}
+
+}  // namespace

@@ -1,0 +1,171 @@
+#include "qvai/local_backend.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+
+#include "client_test_support.hpp"
+#include "fl/i18n.hpp"
+#include "qvai/ai_client.hpp"
+#include "qvai/corpus_index.hpp"
+
+namespace fs = std::filesystem;
+using qvai::CorpusIndex;
+
+namespace {
+
+const char16_t* const kLoops =
+    u"total = 0;\n"
+    u"for i = 1:n\n"
+    u"    % running sum\n"
+    u"    total = total + x(i);\n"
+    u"end\n"
+    u"disp(total)\n"
+    u"\n"
+    u"if total > limit\n"
+    u"    warning('over the limit');\n"
+    u"    total = limit;\n"
+    u"end\n"
+    u"result = total;\n";
+
+std::vector<CorpusIndex::File> exampleFiles(const std::string& leaveOut = {}) {
+    std::vector<std::string> folders{std::string(OSTREL_SOURCE_DIR) + "/examples"};
+    auto files = qvai::readCorpusFiles(folders);
+    std::erase_if(files, [&](const CorpusIndex::File& f) { return !leaveOut.empty() && f.path == leaveOut; });
+    return files;
+}
+
+// The cursor at the start of the line in the middle of the file, skipping blank lines.
+std::size_t middleLineStart(const fl::ustring& text) {
+    std::size_t at = text.find(u'\n', text.size() / 2);
+    while (at != fl::ustring::npos && at + 1 < text.size() && text[at + 1] == u'\n')
+        at = text.find(u'\n', at + 1);
+    return at == fl::ustring::npos ? text.size() : at + 1;
+}
+
+TEST(CorpusIndexTest, ContinuesFromTheLongestMatchIgnoringBlanksAndComments) {
+    CorpusIndex index({{"loops.ost", kLoops}});
+    // Different spacing and a comment in the query do not matter.
+    auto reply = index.complete(u"s = 0;\nfor   i = 1 : n   % each one\n", u"");
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(*reply,
+              u"    % running sum\n    total = total + x(i);");  // stops before the enclosing block's end
+
+    // A block opened in the continuation is copied through its end.
+    reply = index.complete(u"disp(total)\n", u"");
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(*reply, u"if total > limit\n    warning('over the limit');\n    total = limit;\nend");
+
+    // A blank line ends the copy.
+    reply = index.complete(u"x = 1;\ntotal = total + x(i);\nend\n", u"");
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(*reply, u"disp(total)");
+
+    EXPECT_FALSE(index.complete(u"zzz_unknown = ", u"").has_value());
+    EXPECT_FALSE(index.complete(u"", u"").has_value());
+}
+
+TEST(CorpusIndexTest, UnfinishedWordsAndTheRestOfTheLine) {
+    CorpusIndex index({{"loops.ost", kLoops}});
+    auto reply = index.complete(u"y = 2;\nfo", u"");
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(*reply, u"r i = 1:n\n    % running sum\n    total = total + x(i);\nend");
+    reply = index.complete(u"for i = 1:n\n    total = ", u"");
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(*reply, u"total + x(i);");
+}
+
+TEST(CorpusIndexTest, PassesOverAPlaceWhoseContinuationIsAlreadyAfterTheCursor) {
+    const fl::ustring text = kLoops;
+    const auto cut = text.find(u"disp(total)");
+    CorpusIndex alone({{"loops.ost", text}});
+    // Its own copy matches best, but what follows there is already after the cursor: the next best
+    // place (after the other "end") is offered instead.
+    auto own = alone.complete(text.substr(0, cut), text.substr(cut));
+    ASSERT_TRUE(own.has_value());
+    EXPECT_EQ(*own, u"result = total;");
+
+    CorpusIndex two(
+        {{"a.ost", text}, {"b.ost", u"for i = 1:n\n    total = total + x(i);\nend\nplot(total)\n"}});
+    auto reply = two.complete(text.substr(0, cut), text.substr(cut));
+    ASSERT_TRUE(reply.has_value());
+    EXPECT_EQ(*reply, u"plot(total)");
+}
+
+TEST(CorpusIndexTest, HostileTextNeverBreaksIt) {
+    CorpusIndex index({{"odd.ost", u"%{\nunclosed block comment\n'unterminated\n\"x\n\xD800 ... \n"},
+                       {"empty.ost", u""},
+                       {"loops.ost", kLoops}});
+    for (const fl::ustring& prefix : {fl::ustring(u"'"), fl::ustring(u"%{"), fl::ustring(1, u'\xDC00'),
+                                      fl::ustring(5000, u'('), fl::ustring(u"end\nend\nend\n")}) {
+        EXPECT_NO_THROW(index.complete(prefix, prefix));
+    }
+}
+
+TEST(LocalBackendTest, CompletesExamplesLeftOutOfTheCorpusWithAFencedBlock) {
+    const auto all = exampleFiles();
+    ASSERT_GE(all.size(), 10u) << "the examples folder is missing";
+    std::size_t answered = 0;
+    for (const auto& file : all) {
+        CorpusIndex index(exampleFiles(file.path));
+        const auto cut = middleLineStart(file.text);
+        const auto reply = index.complete(file.text.substr(0, cut), file.text.substr(cut));
+        if (!reply) continue;
+        ++answered;
+        EXPECT_FALSE(reply->empty()) << file.path;
+        EXPECT_EQ(reply->find(u"\n\n"), fl::ustring::npos) << file.path;  // never crosses a blank line
+        // Same request, same reply.
+        EXPECT_EQ(index.complete(file.text.substr(0, cut), file.text.substr(cut)), reply) << file.path;
+    }
+    EXPECT_GE(answered * 2, all.size()) << "most cut-off examples should get a completion";
+}
+
+TEST(LocalBackendTest, AnswersEveryExampleWithinTenMilliseconds) {
+    const auto files = exampleFiles();
+    CorpusIndex index(files);
+    std::chrono::nanoseconds slowest{0};
+    for (const auto& file : files) {
+        for (const double where : {0.25, 0.5, 0.75, 1.0}) {
+            const auto cut = static_cast<std::size_t>(static_cast<double>(file.text.size()) * where);
+            const auto start = std::chrono::steady_clock::now();
+            const auto reply = index.complete(file.text.substr(0, cut), file.text.substr(cut));
+            slowest = std::max(slowest, std::chrono::steady_clock::now() - start);
+        }
+    }
+    EXPECT_LT(slowest, std::chrono::milliseconds(10))
+        << "slowest reply took " << std::chrono::duration<double, std::milli>(slowest).count() << " ms";
+}
+
+TEST(LocalBackendTest, ThroughTheClientIndexIsBuiltOnceAndRepliesAreFenced) {
+    const fs::path folder = fs::path(OSTREL_BINARY_DIR) / "local_backend_test_corpus";
+    fs::remove_all(folder);
+    fs::create_directories(folder / "nested");
+    {
+        std::ofstream out(folder / "nested" / "loops.ost", std::ios::binary);
+        out << fl::i18n::to_string(kLoops);
+    }
+    qvai::ClientOptions options;
+    options.UseBuiltinCorpus = false;
+    options.CorpusFolders = {folder.string()};
+    qvai::AiClient client(options);
+    const auto request = model_test::completionRequest("s = 0;\\nfor i = 1:n\\n", "\\nend");
+    const auto first = model_test::ask(client, request);
+    ASSERT_TRUE(first.has_value());
+    EXPECT_TRUE(first->success);
+    EXPECT_EQ(model_test::replyText(*first), "```ostrel\n    % running sum\n    total = total + x(i);\n```");
+
+    fs::remove_all(folder);  // the index was built at start-up and does not read the files again
+    const auto second = model_test::ask(client, request);
+    ASSERT_TRUE(second.has_value());
+    EXPECT_EQ(model_test::replyText(*second), model_test::replyText(*first));
+
+    const auto nothing = model_test::ask(client, model_test::completionRequest("qqq_nowhere(", ""));
+    ASSERT_TRUE(nothing.has_value());
+    EXPECT_FALSE(nothing->success);
+    EXPECT_TRUE(nothing->message.choices.empty());
+}
+
+}  // namespace
