@@ -49,8 +49,10 @@ struct AnalysisData {
     std::vector<Diagnostic> diagnostics;  // source order
     std::vector<std::uint32_t> lineStarts;
     std::vector<std::uint8_t> lineContent;  // per line (index 1..), bits of Analysis::LineContent
-    std::vector<Role> roles;                // per token
-    std::vector<std::uint32_t> scopes;      // per token: scope of a Use
+    // Per line (index 1..): 1 starts a statement, 2 a clause (else, case, ...), 3 an `end`, 4 a function.
+    std::vector<std::uint8_t> lineRoles;
+    std::vector<Role> roles;            // per token
+    std::vector<std::uint32_t> scopes;  // per token: scope of a Use
     std::unordered_map<std::uint32_t, std::uint32_t> dottedEnd;
     std::vector<std::unordered_set<std::u16string_view>> scopeVariables;
     std::vector<std::int32_t> scopeParent;

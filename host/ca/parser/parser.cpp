@@ -177,6 +177,7 @@ struct Frame {
     std::uint32_t caseIndent = 0;
     bool sawStatement = false;
     bool nested = false;
+    bool holdsNested = false;
     std::uint32_t scope = 0;
     std::uint32_t outerScope = 0;
 };
@@ -207,6 +208,7 @@ class Parser {
         lineKind_.assign(lineCount() + 2, 0);
         if (!parseFile()) return anchorOffset_;
         finishDiagnostics();
+        d_.lineRoles = lineKind_;
         return 0;
     }
 
@@ -958,7 +960,7 @@ class Parser {
         int depth = 0;
         for (std::size_t k = pos_; k < toks_.size(); ++k) {
             const PTok& t = toks_[k];
-            if (t.kind == TokenKind::LineEnd) return false;
+            if (t.eof || (t.kind == TokenKind::LineEnd && depth == 0)) return false;
             if (t.kind != TokenKind::Punctuation) continue;
             if (t.op == Op::LBracket || t.op == Op::LParen || t.op == Op::LBrace) ++depth;
             if (t.op == Op::RBracket || t.op == Op::RParen || t.op == Op::RBrace) {
@@ -984,7 +986,7 @@ class Parser {
                     take();
                     break;
                 }
-                if (t.kind == TokenKind::Punctuation && t.op == Op::Comma) {
+                if ((t.kind == TokenKind::Punctuation && t.op == Op::Comma) || isNewline(t)) {
                     take();
                     elementEnded = false;
                     continue;
@@ -1076,7 +1078,7 @@ class Parser {
 
     void noteLine(const PTok& t, std::uint8_t kind) {
         if (!t.lineFirst) return;
-        if (kind != 3) lastFunctionEndIndent_ = kNoIndent;
+        if (kind != 3) lastEndIndent_ = kNoIndent;
         lineKind_[t.line] = kind;
         const std::uint32_t indent = lineIndent_[t.line];
         if (kind != 2 && kind != 3 && t.line > 1) minCodeSinceOrphan_ = std::min(minCodeSinceOrphan_, indent);
@@ -1086,10 +1088,12 @@ class Parser {
     bool orphanAccepted(const PTok& t) const {
         const std::uint32_t indent = lineIndent_[t.line];
         if (!t.lineFirst) return false;
-        // Functions whose bodies are not indented: right after a function's `end`, an `end` at the same
-        // indentation closes the function that held it.
+        // Functions whose bodies are not indented: right after an `end` at the left margin (or after a
+        // function's `end` in a text of closed functions), an `end` at the same indentation closes the
+        // function that held it.
         const bool closesOuterFunction =
-            t.word == Word::End && closedForm_ && lastFunctionEndIndent_ == indent;
+            t.word == Word::End && lastEndIndent_ == indent &&
+            ((indent == 0 && !lastEndAtMargin_) || (closedForm_ && lastEndClosedFunction_));
         return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
     }
 
@@ -1115,11 +1119,20 @@ class Parser {
             take();
             // The first line may be cut anywhere, so its indentation tells nothing.
             if (t.line > 1) orphanIndent_ = lineIndent_[t.line];
+            // Two `end`s at the left margin in a row may close a function and the one around it; a third
+            // has nothing left to close.
+            lastEndAtMargin_ = lastEndIndent_ == 0 && lineIndent_[t.line] == 0;
+            lastEndIndent_ = lineIndent_[t.line];
+            lastEndClosedFunction_ = false;
             minCodeSinceOrphan_ = kNoIndent;
             endOfStatement();
             return;
         }
-        if (indent != kNoIndent && indent > f->indent && !f->phantomSwitch && f->minBody <= indent) {
+        // An `end` right of its construct's header closes it only when the whole body stands further
+        // right still; a cut-away switch ends left of its cases.
+        const bool tooFarRight =
+            f->phantomSwitch ? indent >= f->caseIndent : indent > f->indent && f->minBody <= indent;
+        if (indent != kNoIndent && tooFarRight) {
             error(t, "EndWithoutBlock",
                   "'end' at line " + std::to_string(t.line) + " has no matching block.");
             return;
@@ -1128,9 +1141,11 @@ class Parser {
         take();
         const Frame closed = *f;
         popFrame();
-        lastFunctionEndIndent_ = kNoIndent;
+        lastEndIndent_ = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
+        lastEndClosedFunction_ = isFunctionKind(closed.kind);
+        lastEndAtMargin_ = false;
         if (isFunctionKind(closed.kind)) {
-            lastFunctionEndIndent_ = lineIndent_[t.line];
+            if (closedFunctions_ == 0) firstFunctionEndOffset_ = t.offset;
             ++closedFunctions_;
             if (frames_.empty() && closed.indent == 0) closedTopFunction_ = true;
         }
@@ -1320,6 +1335,7 @@ class Parser {
             for (auto it = frames_.rbegin(); it != frames_.rend(); ++it) {
                 if (isFunctionKind(it->kind)) {
                     nested = true;
+                    it->holdsNested = true;
                     break;
                 }
                 if (it->kind == NodeKind::Methods) break;
@@ -1383,7 +1399,7 @@ class Parser {
                     take();
                     break;
                 }
-                if (o.op == Op::Comma) {
+                if (o.op == Op::Comma || isNewline(o)) {
                     take();
                     continue;
                 }
@@ -1669,6 +1685,7 @@ class Parser {
     }
 
     void parseStatement() {
+        ++statementsParsed_;
         const PTok& t = cur();
         if (t.kind == TokenKind::Keyword) {
             switch (t.word) {
@@ -1892,6 +1909,7 @@ class Parser {
         inHead_ = true;
         std::size_t budget = toks_.size() * 4 + 4096;
         std::size_t spent = 0;
+        bool found = false;
         while (!toks_[pos_].eof) {
             while (!toks_[pos_].eof && toks_[pos_].kind == TokenKind::LineEnd)
                 ++pos_;
@@ -1899,6 +1917,7 @@ class Parser {
             if (t.eof || spent > budget) break;
             const Snapshot before = snapshot();
             const int structuralBefore = structuralLines_;
+            const int statementsBefore = statementsParsed_;
             const std::size_t startPos = pos_;
             bool clean = false;
             try {
@@ -1906,15 +1925,29 @@ class Parser {
                 const bool leadingSeparator =
                     t.kind == TokenKind::Punctuation && (t.op == Op::Comma || t.op == Op::Semicolon);
                 // The first line may be the tail of a longer one: a call there proves nothing either.
-                const bool structural = structuralLines_ != structuralBefore && t.line > 1;
-                clean = d_.diagnostics.size() == before.diagnostics && !leadingSeparator &&
+                // A header alone on the first line counts; a clause there does not (it may be the tail of
+                // `elseif`), nor a header followed by more (it may be the tail of a text literal).
+                const bool firstLineHeader =
+                    t.kind == TokenKind::Keyword && statementsParsed_ == statementsBefore + 1 &&
+                    t.word != Word::Else && t.word != Word::Elseif && t.word != Word::Case &&
+                    t.word != Word::Otherwise && t.word != Word::Catch;
+                const bool opensBlock = frames_.size() > before.frames && (t.line > 1 || firstLineHeader);
+                const bool blockLine = structuralLines_ != structuralBefore || frames_.size() > before.frames;
+                const bool structural = (blockLine && t.line > 1) || opensBlock;
+                // A clause or `end` on a first line that may be cut proves nothing.
+                const bool cutBlockLine = blockLine && !structural;
+                clean = d_.diagnostics.size() == before.diagnostics && !leadingSeparator && !cutBlockLine &&
                         (structural || !weakStatements(before.pending, t.line == 1));
             } catch (const InvalidAnalysisException&) {
                 restore(before);
                 throw;
             }
             spent += pos_ - startPos;
-            if (clean) break;
+            if (clean) {
+                anchorPos_ = startPos;
+                found = true;
+                break;
+            }
             const std::uint32_t lastLine = toks_[std::min(pos_, toks_.size() - 1)].line;
             const std::uint32_t firstLine = t.line;
             restore(before);
@@ -1924,17 +1957,17 @@ class Parser {
             while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd)
                 ++pos_;
         }
+        if (!found) anchorPos_ = pos_;
         inHead_ = false;
         minCodeSinceOrphan_ = kNoIndent;
     }
 
-    // Whether the functions of the text are closed by `end`: fewer `end`s are missing than there are
-    // functions. `end`s without an opener (closing what the cut took away) do not count.
+    // Whether the functions of the text are closed by `end`. Matching `end`s to openers: in a text of
+    // unclosed functions no `end` reaches a function and every function stays open; in a window of
+    // closed ones some function is closed and few stay open (those the cut went through).
     void detectFunctionForm() {
-        int depth = 0;
-        int functions = 0;
-        int openers = 0;
-        int matchedEnds = 0;
+        std::vector<bool> open;  // per open construct: is it a function
+        int closedFunctions = 0;
         int brackets = 0;
         bool statementStart = true;
         for (std::size_t k = 0; k + 1 < toks_.size(); ++k) {
@@ -1953,30 +1986,28 @@ class Parser {
                 continue;
             }
             if (!start) continue;
-            bool opener = false;
             if (t.kind == TokenKind::Keyword) {
                 switch (t.word) {
                     case Word::Function:
-                        ++functions;
-                        opener = true;
+                        open.push_back(true);
+                        break;
+                    case Word::Try:
+                        statementStart = true;
+                        open.push_back(false);
                         break;
                     case Word::If:
                     case Word::For:
                     case Word::Parfor:
                     case Word::While:
-                    case Word::Try:
-                        statementStart = true;
-                        opener = true;
-                        break;
                     case Word::Switch:
                     case Word::Spmd:
                     case Word::Classdef:
-                        opener = true;
+                        open.push_back(false);
                         break;
                     case Word::End:
-                        if (depth > 0) {
-                            --depth;
-                            ++matchedEnds;
+                        if (!open.empty()) {
+                            closedFunctions += open.back() ? 1 : 0;
+                            open.pop_back();
                         }
                         break;
                     case Word::Else:
@@ -1988,14 +2019,11 @@ class Parser {
                 }
             } else if (t.kind == TokenKind::Identifier && t.word != Word::None) {
                 const PTok& n = toks_[k + 1];
-                opener = n.kind == TokenKind::LineEnd || n.op == Op::LParen;
-            }
-            if (opener) {
-                ++openers;
-                ++depth;
+                if (n.kind == TokenKind::LineEnd || n.op == Op::LParen) open.push_back(false);
             }
         }
-        closedForm_ = functions > 0 && openers - matchedEnds < functions;
+        const auto stillOpen = static_cast<int>(std::count(open.begin(), open.end(), true));
+        closedForm_ = closedFunctions > 0 && stillOpen <= closedFunctions + 1;
     }
 
     bool parseFile() {
@@ -2013,8 +2041,8 @@ class Parser {
                 ++pos_;
         } else {
             skipCutEdge();
-            if (pos_ > 0 && !toks_[pos_].eof && toks_[pos_].line > 1) {
-                anchorOffset_ = d_.lineStarts[toks_[pos_].line - 1];
+            if (anchorPos_ > 0 && !toks_[anchorPos_].eof && toks_[anchorPos_].line > 1) {
+                anchorOffset_ = d_.lineStarts[toks_[anchorPos_].line - 1];
                 return false;
             }
         }
@@ -2045,13 +2073,19 @@ class Parser {
             const bool deeper =
                 f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
             if (isFunctionKind(f.kind)) {
-                if (!deeper) recordUnclosed(f);
+                // A function that holds nested ones is of the closed form: its `end` was cut away.
+                if (!deeper && !f.holdsNested) recordUnclosed(f);
             } else if (!deeper && f.line != 1) {
                 missingEnd(f);
             }
             popFrame();
         }
-        if (closedFunctions_ > 0 && unclosedFunctions_ > 0) {
+        // The rarer form is the mistake: report it where it shows.
+        if (closedFunctions_ > 0 && unclosedFunctions_ > 0 && closedFunctions_ <= unclosedFunctions_) {
+            diagnose(firstFunctionEndOffset_, Severity::Error, "MixedFunctionForms",
+                     "The 'end' at line " + std::to_string(lineOf(firstFunctionEndOffset_)) +
+                         " closes a function, but the other functions in this text have no 'end'.");
+        } else if (closedFunctions_ > 0 && unclosedFunctions_ > 0) {
             diagnose(firstUnclosedOffset_, Severity::Error, "MixedFunctionForms",
                      "The function at line " + std::to_string(firstUnclosedLine_) +
                          " is not closed by 'end', but other functions in this text are.");
@@ -2089,8 +2123,13 @@ class Parser {
     bool closedForm_ = false;
     std::size_t knownAnchor_ = 0;
     std::size_t anchorOffset_ = 0;
-    std::uint32_t lastFunctionEndIndent_ = kNoIndent;
+    std::size_t anchorPos_ = 0;
+    std::uint32_t lastEndIndent_ = kNoIndent;
+    std::uint32_t firstFunctionEndOffset_ = 0;
+    bool lastEndClosedFunction_ = false;
+    bool lastEndAtMargin_ = false;
     int structuralLines_ = 0;
+    int statementsParsed_ = 0;
     int closedFunctions_ = 0;
     int unclosedFunctions_ = 0;
     std::uint32_t firstUnclosedLine_ = 0;
