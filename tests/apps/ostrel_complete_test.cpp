@@ -17,7 +17,8 @@ struct ProgramRun {
 
 ProgramRun ostrelComplete(const std::string& args) {
     const std::string program = std::string(OSTREL_BINARY_DIR) + "/apps/ostrel-complete/ostrel-complete";
-    const std::string err = ::testing::TempDir() + "ostrel-complete.err";
+    const std::string err = ::testing::TempDir() + "ostrel-complete-" +
+                            ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".err";
     const std::string command = "cd " + std::string(OSTREL_SOURCE_DIR) + " && XDG_CONFIG_HOME=/nonexistent " +
                                 program + " " + args + " 2>" + err;
     ProgramRun run{0, {}};
@@ -32,7 +33,9 @@ ProgramRun ostrelComplete(const std::string& args) {
 }
 
 std::string writeReply(const std::string& text) {
-    const std::string path = ::testing::TempDir() + "reply.txt";
+    // ctest runs tests as parallel processes: each test writes a reply of its own.
+    const std::string path =
+        ::testing::TempDir() + "reply-" + ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt";
     std::ofstream(path) << text;
     return path;
 }
