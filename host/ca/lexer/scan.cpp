@@ -5,16 +5,6 @@
 
 namespace ca::lexer {
 
-bool isBlank(char16_t c) {
-    return c == u' ' || c == u'\t' || c == u'\f' || c == u'\v';
-}
-bool isIdentifierStart(char16_t c) {
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
-}
-bool isIdentifierPart(char16_t c) {
-    return isIdentifierStart(c) || (c >= u'0' && c <= u'9') || c == u'_';
-}
-
 Word reservedWord(std::u16string_view w) {
     switch (w.size()) {
         case 2:
@@ -60,6 +50,9 @@ Word reservedWord(std::u16string_view w) {
 }
 
 Word contextualWord(std::u16string_view w) {
+    if (w.size() < 6 || w.size() > 11 || (w[0] != u'a' && w[0] != u'p' && w[0] != u'm' && w[0] != u'e')) {
+        return Word::None;
+    }
     if (w == u"arguments") return Word::Arguments;
     if (w == u"properties") return Word::Properties;
     if (w == u"methods") return Word::Methods;

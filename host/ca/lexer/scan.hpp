@@ -102,9 +102,15 @@ struct ScanToken {
 void scan(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start = 0,
           std::uint32_t line = 1);
 
-bool isBlank(char16_t c);
-bool isIdentifierStart(char16_t c);
-bool isIdentifierPart(char16_t c);
+inline bool isBlank(char16_t c) {
+    return c == u' ' || c == u'\t' || c == u'\f' || c == u'\v';
+}
+inline bool isIdentifierStart(char16_t c) {
+    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+inline bool isIdentifierPart(char16_t c) {
+    return isIdentifierStart(c) || (c >= u'0' && c <= u'9') || c == u'_';
+}
 Word reservedWord(std::u16string_view word);
 Word contextualWord(std::u16string_view word);
 

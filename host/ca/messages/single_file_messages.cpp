@@ -1,5 +1,6 @@
 #include "ca/messages/single_file_messages.hpp"
 
+#include "ca/analysis_data.hpp"
 #include "ca/parser/parser.hpp"
 #include "fl/i18n.hpp"
 
@@ -9,12 +10,12 @@ MessageOptions getOptionsForErrorOnly() {
     return MessageOptions{true, false};
 }
 
-std::vector<Message> SingleFileMessages::getMessages(const CodeInput& input,
-                                                     const MessageOptions& options) const {
-    const auto data = detail::analyseText(input.getSourceCode());
+namespace {
+
+std::vector<Message> convert(const detail::AnalysisData& data, const MessageOptions& options) {
     std::vector<Message> messages;
-    messages.reserve(data->diagnostics.size());
-    for (const detail::Diagnostic& d : data->diagnostics) {
+    messages.reserve(data.diagnostics.size());
+    for (const detail::Diagnostic& d : data.diagnostics) {
         const bool error = d.severity == detail::Severity::Error;
         if (error ? !options.errors : !options.warnings) continue;
         messages.emplace_back(d.identifier, fl::i18n::to_ustring(d.text),
@@ -22,6 +23,17 @@ std::vector<Message> SingleFileMessages::getMessages(const CodeInput& input,
                               Position{d.line, d.column, d.offset});
     }
     return messages;
+}
+
+}  // namespace
+
+std::vector<Message> messagesOf(const Analysis& analysis, const MessageOptions& options) {
+    return convert(analysis.data(), options);
+}
+
+std::vector<Message> SingleFileMessages::getMessages(const CodeInput& input,
+                                                     const MessageOptions& options) const {
+    return convert(*detail::analyseText(input.getSourceCode()), options);
 }
 
 }  // namespace ca::messages

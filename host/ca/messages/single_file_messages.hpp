@@ -3,6 +3,7 @@
 #include <memory>
 #include <vector>
 
+#include "ca/analysis.hpp"
 #include "ca/code_input.hpp"
 #include "ca/messages/message.hpp"
 
@@ -20,6 +21,9 @@ struct MessageOptions {
 };
 
 MessageOptions getOptionsForErrorOnly();
+
+// The messages an existing analysis found, in source order.
+std::vector<Message> messagesOf(const Analysis& analysis, const MessageOptions& options);
 
 // The code-analysis messages of one text: every syntax error and rule violation, and warnings.
 class SingleFileMessages {

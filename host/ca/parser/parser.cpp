@@ -190,9 +190,11 @@ class Parser {
 
     // Returns the offset of the line where the complete statements begin, when a cut edge precedes it
     // and this run was not told the anchor yet; 0 otherwise (the analysis is then complete).
-    std::size_t run() {
-        lexer::scan(text_, d_.tokens);
-        if (knownAnchor_ > 0) {
+    std::size_t run(std::vector<ScanToken> firstTokens) {
+        if (knownAnchor_ == 0) {
+            lexer::scan(text_, d_.tokens);
+        } else {
+            d_.tokens = std::move(firstTokens);
             auto head = std::find_if(d_.tokens.begin(), d_.tokens.end(),
                                      [&](const ScanToken& t) { return t.offset >= knownAnchor_; });
             const std::uint32_t line = head == d_.tokens.end() ? 1 : head->line;
@@ -297,13 +299,12 @@ class Parser {
         }
         // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
         // line that starts with an operator that cannot begin an expression.
-        std::vector<PTok> kept;
-        kept.reserve(toks_.size() + 1);
+        std::size_t kept = 0;  // compacted in place
         for (std::size_t k = 0; k < toks_.size(); ++k) {
-            const PTok& t = toks_[k];
-            if (t.kind == TokenKind::LineEnd && !kept.empty() && kept.back().kind != TokenKind::LineEnd &&
+            const PTok t = toks_[k];
+            if (t.kind == TokenKind::LineEnd && kept > 0 && toks_[kept - 1].kind != TokenKind::LineEnd &&
                 k + 1 < toks_.size() && toks_[k + 1].kind != TokenKind::LineEnd) {
-                const PTok& prev = kept.back();
+                const PTok& prev = toks_[kept - 1];
                 const PTok& next = toks_[k + 1];
                 bool soft = (prev.kind == TokenKind::Operator &&
                              (isBinaryOperator(prev.op) || prev.op == Op::Assign || prev.op == Op::At)) ||
@@ -314,9 +315,9 @@ class Parser {
                     continue;
                 }
             }
-            kept.push_back(t);
+            toks_[kept++] = t;
         }
-        toks_.swap(kept);
+        toks_.resize(kept);
         for (std::size_t k = 0; k < toks_.size(); ++k) {
             toks_[k].lineFirst = k == 0 || toks_[k - 1].kind == TokenKind::LineEnd;
         }
@@ -1958,8 +1959,24 @@ class Parser {
                 ++pos_;
         }
         if (!found) anchorPos_ = pos_;
-        inHead_ = false;
-        minCodeSinceOrphan_ = kNoIndent;
+        restoreAfterHead();
+    }
+
+    void restoreAfterHead() { inHead_ = false; }
+
+    // Whether lexing afresh from `anchor` (on `line`) reads the rest differently; the cut edge may have
+    // misled the lexer's view of brackets and blocks, and with them of command words.
+    bool relexingChanges(std::size_t anchor, std::uint32_t line) const {
+        std::vector<ScanToken> fresh;
+        lexer::scan(text_, fresh, anchor, line);
+        auto first = std::find_if(d_.tokens.begin(), d_.tokens.end(),
+                                  [&](const ScanToken& t) { return t.offset >= anchor; });
+        if (static_cast<std::size_t>(d_.tokens.end() - first) != fresh.size()) return true;
+        for (const ScanToken& t : fresh) {
+            if (t.offset != first->offset || t.length != first->length || t.kind != first->kind) return true;
+            ++first;
+        }
+        return false;
     }
 
     // Whether the functions of the text are closed by `end`. Matching `end`s to openers: in a text of
@@ -2042,8 +2059,11 @@ class Parser {
         } else {
             skipCutEdge();
             if (anchorPos_ > 0 && !toks_[anchorPos_].eof && toks_[anchorPos_].line > 1) {
-                anchorOffset_ = d_.lineStarts[toks_[anchorPos_].line - 1];
-                return false;
+                const std::size_t anchor = d_.lineStarts[toks_[anchorPos_].line - 1];
+                if (relexingChanges(anchor, toks_[anchorPos_].line)) {
+                    anchorOffset_ = anchor;
+                    return false;
+                }
             }
         }
         while (!cur().eof)
@@ -2150,11 +2170,12 @@ std::unique_ptr<AnalysisData> analyseText(const fl::ustring& text) {
     }
     auto data = std::make_unique<AnalysisData>();
     data->text = text;
-    const std::size_t anchor = Parser(*data, 0).run();
+    const std::size_t anchor = Parser(*data, 0).run({});
     if (anchor > 0) {
-        data = std::make_unique<AnalysisData>();
-        data->text = text;
-        Parser(*data, anchor).run();
+        auto again = std::make_unique<AnalysisData>();
+        again->text = std::move(data->text);
+        Parser(*again, anchor).run(std::move(data->tokens));
+        return again;
     }
     return data;
 }

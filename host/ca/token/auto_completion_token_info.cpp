@@ -1,5 +1,7 @@
 #include "ca/token/auto_completion_token_info.hpp"
 
+#include <unordered_map>
+
 #include "ca/analysis_data.hpp"
 #include "quorvanta/function_registry.hpp"
 
@@ -46,8 +48,13 @@ bool isVariable(const AnalysisData& d, std::uint32_t scope, std::u16string_view 
     return false;
 }
 
-void setOrigin(AutoCompletionToken& record) {
-    const auto origin = Quorvanta::functionRegistry::lookup(record.text);
+using OriginCache = std::unordered_map<std::u16string_view, Quorvanta::FunctionOrigin>;
+
+// Names repeat within a text; the registry is asked once per name.
+void setOrigin(AutoCompletionToken& record, std::u16string_view name, OriginCache& cache) {
+    auto [it, inserted] = cache.try_emplace(name, Quorvanta::FunctionOrigin::Unknown);
+    if (inserted) it->second = Quorvanta::functionRegistry::lookup(name);
+    const auto origin = it->second;
     record.originFlagA = origin == Quorvanta::FunctionOrigin::BuiltIn;
     record.originFlagB = origin == Quorvanta::FunctionOrigin::Library;
 }
@@ -64,6 +71,7 @@ std::uint32_t classifyUse(const AnalysisData& d, std::uint32_t scope, std::u16st
 AutoCompletionTokenInfo getAutoCompletionTokenInfo(std::shared_ptr<Analysis> analysis) {
     const AnalysisData& d = analysis->data();
     const std::u16string_view text(d.text);
+    OriginCache origins;
     std::vector<AutoCompletionToken> records;
     records.reserve(d.tokens.size() / 2);
     for (std::uint32_t k = 0; k < d.tokens.size(); ++k) {
@@ -121,7 +129,7 @@ AutoCompletionTokenInfo getAutoCompletionTokenInfo(std::shared_ptr<Analysis> ana
         }
         record.text = d.text.substr(t.offset, end - t.offset);
         if (record.classification == kOutsideFunction || record.classification == kDottedOutsideFunction) {
-            setOrigin(record);
+            setOrigin(record, text.substr(t.offset, end - t.offset), origins);
         }
         records.push_back(std::move(record));
     }
