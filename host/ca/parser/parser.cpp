@@ -221,9 +221,10 @@ class Parser {
     void computeLines() {
         d_.lineStarts.clear();
         if (!text_.empty()) d_.lineStarts.push_back(0);
-        for (std::size_t i = 0; i < text_.size(); ++i) {
-            if (text_[i] == u'\n' && i + 1 < text_.size())
-                d_.lineStarts.push_back(static_cast<std::uint32_t>(i + 1));
+        d_.lineStarts.reserve(d_.tokens.size() / 8 + 2);
+        for (std::size_t lf = text_.find(u'\n'); lf != std::u16string_view::npos && lf + 1 < text_.size();
+             lf = text_.find(u'\n', lf + 1)) {
+            d_.lineStarts.push_back(static_cast<std::uint32_t>(lf + 1));
         }
         endsWithLineEnd_ = !text_.empty() && text_.back() == u'\n';
         d_.lineContent.assign(lineCount() + 2, 0);
@@ -258,7 +259,13 @@ class Parser {
     void buildTokens() {
         bool space = false;
         bool dropLineEnd = false;
-        toks_.reserve(d_.tokens.size() / 2 + 2);
+        toks_.reserve(static_cast<std::size_t>(
+                          std::count_if(d_.tokens.begin(), d_.tokens.end(),
+                                        [](const ScanToken& s) { return s.kind != TokenKind::Blank; })) +
+                      1);
+        // About two nodes for every three tokens.
+        d_.tree.nodes.reserve(toks_.capacity() * 2 / 3 + 8);
+        d_.tree.children.reserve(toks_.capacity() * 2 / 3 + 8);
         for (std::uint32_t k = 0; k < d_.tokens.size(); ++k) {
             const ScanToken& s = d_.tokens[k];
             switch (s.kind) {
@@ -315,12 +322,11 @@ class Parser {
                     continue;
                 }
             }
-            toks_[kept++] = t;
+            toks_[kept] = t;
+            toks_[kept].lineFirst = kept == 0 || toks_[kept - 1].kind == TokenKind::LineEnd;
+            ++kept;
         }
         toks_.resize(kept);
-        for (std::size_t k = 0; k < toks_.size(); ++k) {
-            toks_[k].lineFirst = k == 0 || toks_[k - 1].kind == TokenKind::LineEnd;
-        }
         auto size = static_cast<std::uint32_t>(text_.size());
         toks_.push_back(PTok{static_cast<std::uint32_t>(d_.tokens.size()), size, size,
                              lineCount() == 0 ? 1 : lineCount(), TokenKind::LineEnd, Word::None, Op::None, 0,
@@ -330,6 +336,7 @@ class Parser {
     void markContent(const ScanToken& s, std::uint8_t bit) {
         std::uint32_t line = s.line;
         d_.lineContent[line] |= bit;
+        if (s.kind != TokenKind::BlockComment) return;  // the only token that spans lines
         for (std::uint32_t i = s.offset; i < s.offset + s.length; ++i) {
             if (text_[i] == u'\n') {
                 ++line;
@@ -338,7 +345,14 @@ class Parser {
         }
     }
 
+    // The token at the reading position; invalid characters are reported and skipped, and line ends
+    // inside parentheses are passed over.
     const PTok& cur() {
+        const PTok& t = toks_[pos_];
+        if (t.kind != TokenKind::Invalid && (parenDepth_ == 0 || !isNewline(t))) return t;
+        return skipToCurrent();
+    }
+    [[gnu::noinline]] const PTok& skipToCurrent() {
         for (;;) {
             const PTok& t = toks_[pos_];
             if (t.kind == TokenKind::Invalid) {
@@ -1967,10 +1981,11 @@ class Parser {
     // Whether lexing afresh from `anchor` (on `line`) reads the rest differently; the cut edge may have
     // misled the lexer's view of brackets and blocks, and with them of command words.
     bool relexingChanges(std::size_t anchor, std::uint32_t line) const {
-        std::vector<ScanToken> fresh;
-        lexer::scan(text_, fresh, anchor, line);
         auto first = std::find_if(d_.tokens.begin(), d_.tokens.end(),
                                   [&](const ScanToken& t) { return t.offset >= anchor; });
+        if (first != d_.tokens.begin() && ((first - 1)->flags & lexer::kFreshAfter) != 0) return false;
+        std::vector<ScanToken> fresh;
+        lexer::scan(text_, fresh, anchor, line);
         if (static_cast<std::size_t>(d_.tokens.end() - first) != fresh.size()) return true;
         for (const ScanToken& t : fresh) {
             if (t.offset != first->offset || t.length != first->length || t.kind != first->kind) return true;
