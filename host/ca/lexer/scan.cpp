@@ -3,6 +3,7 @@
 #include <string>
 #include <unordered_set>
 
+#include "ca/lexer/find_line_feed.hpp"
 #include "ca/lexer/name_hash.hpp"
 
 namespace ca::lexer {
@@ -156,8 +157,11 @@ class Scanner {
     Scanner(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start, std::uint32_t line)
         : t_(text), n_(text.size()), out_(out), i_(start), line_(line) {}
 
-    void run() {
-        scanCutBlockComment();
+    // Returns false, having stopped early, when a %} line without opener shows that the text begins inside
+    // a block comment and `cutEdgeChecked` was false: the scan must then start again with it true.
+    bool run(bool cutEdgeChecked) {
+        cutEdgeChecked_ = cutEdgeChecked;
+        if (cutEdgeChecked) scanCutBlockComment();
         while (i_ < n_) {
             if (lineStart_) {
                 startLine();
@@ -166,6 +170,7 @@ class Scanner {
             step();
         }
         endStatement();
+        return !cutEdgeFound_;
     }
 
   private:
@@ -177,8 +182,8 @@ class Scanner {
         return i < n_ && (isBlank(t_[i]) || (t_[i] == u'\r' && !lineEndAt(i)));
     }
     std::size_t endOfLine(std::size_t i) const {
-        std::size_t lf = t_.find(u'\n', i);
-        if (lf == std::u16string_view::npos) return n_;
+        const std::size_t lf = findLineFeed(t_, i);
+        if (lf == n_) return n_;
         return lf > i && t_[lf - 1] == u'\r' ? lf - 1 : lf;
     }
     std::size_t skipBlanks(std::size_t i) const {
@@ -244,7 +249,14 @@ class Scanner {
         for (std::size_t k = i_; k < first; ++k)
             lineIndent_ = t_[k] == u'\t' ? (lineIndent_ / 4 + 1) * 4 : lineIndent_ + 1;
         if (first > i_) emit(TokenKind::Blank, first);
-        if (i_ < n_ && t_[i_] == u'%' && blockMarker(i_) == u'{') scanBlockComment();
+        if (i_ >= n_ || t_[i_] != u'%') return;
+        const char16_t marker = blockMarker(i_);
+        if (marker == u'{') scanBlockComment();
+        // Block comments consume their own closing lines, so this one has no opener in the text.
+        if (marker == u'}' && !cutEdgeChecked_) {
+            cutEdgeFound_ = true;
+            i_ = n_;
+        }
     }
 
     void scanBlockComment() {
@@ -808,6 +820,8 @@ class Scanner {
     Mode mode_ = Mode::None;
     std::size_t headerStart_ = 0;
     std::size_t headerAssign_ = kNone;
+    bool cutEdgeChecked_ = false;
+    bool cutEdgeFound_ = false;
 };
 
 }  // namespace
@@ -815,7 +829,12 @@ class Scanner {
 void scan(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start, std::uint32_t line) {
     // Code runs at about one token for every three code units, denser code at up to one for two.
     out.reserve(out.size() + (text.size() - start) / 2 + 16);
-    Scanner(text, out, start, line).run();
+    const std::size_t before = out.size();
+    // Texts rarely begin inside a block comment; the whole-text search for that runs only when the scan
+    // meets a %} line it cannot match.
+    if (Scanner(text, out, start, line).run(false)) return;
+    out.resize(before);
+    Scanner(text, out, start, line).run(true);
 }
 
 }  // namespace ca::lexer

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "ca/invalid_analysis_exception.hpp"
+#include "ca/lexer/find_line_feed.hpp"
 #include "fl/i18n.hpp"
 
 namespace ca::detail {
@@ -222,8 +223,8 @@ class Parser {
         d_.lineStarts.clear();
         if (!text_.empty()) d_.lineStarts.push_back(0);
         d_.lineStarts.reserve(d_.tokens.size() / 8 + 2);
-        for (std::size_t lf = text_.find(u'\n'); lf != std::u16string_view::npos && lf + 1 < text_.size();
-             lf = text_.find(u'\n', lf + 1)) {
+        for (std::size_t lf = lexer::findLineFeed(text_, 0); lf + 1 < text_.size();
+             lf = lexer::findLineFeed(text_, lf + 1)) {
             d_.lineStarts.push_back(static_cast<std::uint32_t>(lf + 1));
         }
         endsWithLineEnd_ = !text_.empty() && text_.back() == u'\n';
