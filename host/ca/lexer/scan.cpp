@@ -85,7 +85,7 @@ Word contextualWord(std::u16string_view w) {
 
 namespace {
 
-bool isDigit(char16_t c) {
+constexpr bool isDigit(char16_t c) {
     return hasClass(c, kDigitChar);
 }
 bool isHexDigit(char16_t c) {
@@ -151,6 +151,38 @@ bool isBinaryOrAssign(Op op) {
             return false;
     }
 }
+
+// What the code unit that starts a token makes of it; one table lookup instead of a chain of tests.
+enum class TokenStart : std::uint8_t {
+    Other,
+    LineFeed,
+    CarriageReturn,
+    Blank,
+    Percent,
+    Dot,
+    Digit,
+    Letter,
+    Quote,
+    DoubleQuote
+};
+
+constexpr std::array<TokenStart, 128> kTokenStarts = [] {
+    std::array<TokenStart, 128> starts{};
+    for (std::size_t c = 0; c < starts.size(); ++c) {
+        const auto unit = static_cast<char16_t>(c);
+        starts[c] = isBlank(unit)             ? TokenStart::Blank
+                    : isIdentifierStart(unit) ? TokenStart::Letter
+                    : isDigit(unit)           ? TokenStart::Digit
+                                              : TokenStart::Other;
+    }
+    starts['\n'] = TokenStart::LineFeed;
+    starts['\r'] = TokenStart::CarriageReturn;
+    starts['%'] = TokenStart::Percent;
+    starts['.'] = TokenStart::Dot;
+    starts['\''] = TokenStart::Quote;
+    starts['"'] = TokenStart::DoubleQuote;
+    return starts;
+}();
 
 class Scanner {
   public:
@@ -282,44 +314,61 @@ class Scanner {
     // --- one token --------------------------------------------------------------------------------
     void step() {
         const char16_t c = t_[i_];
-        if (c == u'\n' || lineEndAt(i_)) {
-            emit(TokenKind::LineEnd, i_ + (c == u'\n' ? 1 : 2));
-            ++line_;
-            lineStart_ = true;
-            onLineEnd();
-            if (freshState()) out_.back().flags |= kFreshAfter;
-            return;
+        switch (c < 128 ? kTokenStarts[c] : TokenStart::Other) {
+            case TokenStart::LineFeed:
+                lineEnd(1);
+                return;
+            case TokenStart::CarriageReturn:
+                if (lineEndAt(i_)) {
+                    lineEnd(2);
+                } else {
+                    emit(TokenKind::Blank, skipBlanks(i_));
+                }
+                return;
+            case TokenStart::Blank:
+                emit(TokenKind::Blank, skipBlanks(i_));
+                return;
+            case TokenStart::Percent:
+                scanComment();
+                return;
+            case TokenStart::Dot:
+                if (i_ + 2 < n_ && t_[i_ + 1] == u'.' && t_[i_ + 2] == u'.') {
+                    emit(TokenKind::Continuation, endOfLine(i_));
+                    continued_ = true;
+                } else if (i_ + 1 < n_ && isDigit(t_[i_ + 1])) {
+                    significant(TokenKind::Number, scanNumber(), Word::None, Op::None);
+                } else {
+                    scanOperator();
+                }
+                return;
+            case TokenStart::Digit:
+                significant(TokenKind::Number, scanNumber(), Word::None, Op::None);
+                return;
+            case TokenStart::Letter:
+                scanWord();
+                return;
+            case TokenStart::Quote:
+                if (transposeAllowed()) {
+                    scanOperator();
+                } else {
+                    scanLiteral(TokenKind::CharArray, u'\'');
+                }
+                return;
+            case TokenStart::DoubleQuote:
+                scanLiteral(TokenKind::String, u'"');
+                return;
+            case TokenStart::Other:
+                scanOperator();
+                return;
         }
-        if (blankAt(i_)) {
-            emit(TokenKind::Blank, skipBlanks(i_));
-            return;
-        }
-        if (c == u'%') {
-            scanComment();
-            return;
-        }
-        if (c == u'.' && i_ + 2 < n_ && t_[i_ + 1] == u'.' && t_[i_ + 2] == u'.') {
-            emit(TokenKind::Continuation, endOfLine(i_));
-            continued_ = true;
-            return;
-        }
-        if (isDigit(c) || (c == u'.' && i_ + 1 < n_ && isDigit(t_[i_ + 1]))) {
-            significant(TokenKind::Number, scanNumber(), Word::None, Op::None);
-            return;
-        }
-        if (isIdentifierStart(c)) {
-            scanWord();
-            return;
-        }
-        if (c == u'\'' && !transposeAllowed()) {
-            scanLiteral(TokenKind::CharArray, u'\'');
-            return;
-        }
-        if (c == u'"') {
-            scanLiteral(TokenKind::String, u'"');
-            return;
-        }
-        scanOperator();
+    }
+
+    void lineEnd(std::size_t length) {
+        emit(TokenKind::LineEnd, i_ + length);
+        ++line_;
+        lineStart_ = true;
+        onLineEnd();
+        if (freshState()) out_.back().flags |= kFreshAfter;
     }
 
     void scanComment() {

@@ -122,16 +122,16 @@ inline constexpr std::array<std::uint8_t, 128> kCharClasses = [] {
     return classes;
 }();
 
-inline bool hasClass(char16_t c, std::uint8_t classes) {
+constexpr bool hasClass(char16_t c, std::uint8_t classes) {
     return c < 128 && (kCharClasses[c] & classes) != 0;
 }
-inline bool isBlank(char16_t c) {
+constexpr bool isBlank(char16_t c) {
     return hasClass(c, kBlankChar);
 }
-inline bool isIdentifierStart(char16_t c) {
+constexpr bool isIdentifierStart(char16_t c) {
     return hasClass(c, kLetter);
 }
-inline bool isIdentifierPart(char16_t c) {
+constexpr bool isIdentifierPart(char16_t c) {
     return hasClass(c, kLetter | kDigitChar | kUnderscore);
 }
 Word reservedWord(std::u16string_view word);

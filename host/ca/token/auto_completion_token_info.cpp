@@ -10,6 +10,7 @@ namespace ca::token {
 
 namespace {
 
+using namespace std::string_view_literals;
 using detail::AnalysisData;
 using detail::Role;
 using lexer::TokenKind;
@@ -17,25 +18,25 @@ using lexer::TokenKind;
 std::u16string_view kindText(TokenKind kind) {
     switch (kind) {
         case TokenKind::Keyword:
-            return u"Keyword";
+            return u"Keyword"sv;
         case TokenKind::Number:
-            return u"Number";
+            return u"Number"sv;
         case TokenKind::CharArray:
-            return u"CharArray";
+            return u"CharArray"sv;
         case TokenKind::String:
-            return u"String";
+            return u"String"sv;
         case TokenKind::Operator:
-            return u"Operator";
+            return u"Operator"sv;
         case TokenKind::Punctuation:
-            return u"Punctuation";
+            return u"Punctuation"sv;
         case TokenKind::Comment:
         case TokenKind::BlockComment:
         case TokenKind::Continuation:
-            return u"Comment";
+            return u"Comment"sv;
         case TokenKind::CommandWord:
-            return u"CommandWord";
+            return u"CommandWord"sv;
         default:
-            return u"Identifier";
+            return u"Identifier"sv;
     }
 }
 
@@ -98,7 +99,7 @@ Reading readIdentifier(const AnalysisData& d, std::uint32_t k) {
         case Role::DottedHead: {
             auto chain = d.dottedEnd.find(k);
             if (chain != d.dottedEnd.end() && !isVariable(d, d.scopes[k], name)) {
-                r.kind = u"DottedIdentifier";
+                r.kind = u"DottedIdentifier"sv;
                 r.classification = kDottedOutsideFunction;
                 r.last = chain->second;
             } else {
