@@ -301,37 +301,33 @@ class Parser {
                     break;
             }
             if (!toks_.empty()) toks_.back().spaceAfter = space || s.kind == TokenKind::LineEnd;
-            toks_.push_back(PTok{k, s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags,
-                                 space, false, false, false});
+            PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
+                   false, false};
+            if (s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
+                toks_.pop_back();
+                t.spaceBefore = true;
+            }
+            t.lineFirst = toks_.empty() || toks_.back().kind == TokenKind::LineEnd;
+            toks_.push_back(t);
             space = false;
         }
-        // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
-        // line that starts with an operator that cannot begin an expression.
-        std::size_t kept = 0;  // compacted in place
-        for (std::size_t k = 0; k < toks_.size(); ++k) {
-            const PTok t = toks_[k];
-            if (t.kind == TokenKind::LineEnd && kept > 0 && toks_[kept - 1].kind != TokenKind::LineEnd &&
-                k + 1 < toks_.size() && toks_[k + 1].kind != TokenKind::LineEnd) {
-                const PTok& prev = toks_[kept - 1];
-                const PTok& next = toks_[k + 1];
-                bool soft = (prev.kind == TokenKind::Operator &&
-                             (isBinaryOperator(prev.op) || prev.op == Op::Assign || prev.op == Op::At)) ||
-                            (prev.kind == TokenKind::Keyword && expectsExpression(prev.word)) ||
-                            (next.kind == TokenKind::Operator && cannotBeginExpression(next.op));
-                if (soft) {
-                    toks_[k + 1].spaceBefore = true;
-                    continue;
-                }
-            }
-            toks_[kept] = t;
-            toks_[kept].lineFirst = kept == 0 || toks_[kept - 1].kind == TokenKind::LineEnd;
-            ++kept;
-        }
-        toks_.resize(kept);
         auto size = static_cast<std::uint32_t>(text_.size());
         toks_.push_back(PTok{static_cast<std::uint32_t>(d_.tokens.size()), size, size,
                              lineCount() == 0 ? 1 : lineCount(), TokenKind::LineEnd, Word::None, Op::None, 0,
                              true, true, true, true});
+    }
+
+    // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
+    // line that starts (with `next`) with an operator that cannot begin an expression.
+    bool continuesAcrossLineEnd(const PTok& next) const {
+        const std::size_t n = toks_.size();
+        if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd || toks_[n - 2].kind == TokenKind::LineEnd)
+            return false;
+        const PTok& prev = toks_[n - 2];
+        return (prev.kind == TokenKind::Operator &&
+                (isBinaryOperator(prev.op) || prev.op == Op::Assign || prev.op == Op::At)) ||
+               (prev.kind == TokenKind::Keyword && expectsExpression(prev.word)) ||
+               (next.kind == TokenKind::Operator && cannotBeginExpression(next.op));
     }
 
     void markContent(const ScanToken& s, std::uint8_t bit) {
