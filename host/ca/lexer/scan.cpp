@@ -5,11 +5,57 @@
 
 #include "ca/lexer/find_line_feed.hpp"
 #include "ca/lexer/name_hash.hpp"
+#include "ca/lexer/operator_classes.hpp"
 
 namespace ca::lexer {
 
+namespace {
+
+struct WordText {
+    std::u16string_view text;
+    Word word;
+};
+
+constexpr WordText kReservedWords[] = {
+    {u"break", Word::Break},
+    {u"case", Word::Case},
+    {u"catch", Word::Catch},
+    {u"classdef", Word::Classdef},
+    {u"continue", Word::Continue},
+    {u"else", Word::Else},
+    {u"elseif", Word::Elseif},
+    {u"end", Word::End},
+    {u"for", Word::For},
+    {u"function", Word::Function},
+    {u"global", Word::Global},
+    {u"if", Word::If},
+    {u"otherwise", Word::Otherwise},
+    {u"parfor", Word::Parfor},
+    {u"persistent", Word::Persistent},
+    {u"return", Word::Return},
+    {u"spmd", Word::Spmd},
+    {u"switch", Word::Switch},
+    {u"try", Word::Try},
+    {u"while", Word::While},
+};
+
+constexpr WordText kContextualWords[] = {
+    {u"arguments", Word::Arguments}, {u"properties", Word::Properties},   {u"methods", Word::Methods},
+    {u"events", Word::Events},       {u"enumeration", Word::Enumeration},
+};
+
+template <std::size_t N>
+Word lookUp(const WordText (&words)[N], std::u16string_view w) {
+    for (const WordText& entry : words) {
+        if (entry.text == w) return entry.word;
+    }
+    return Word::None;
+}
+
+}  // namespace
+
 Word reservedWord(std::u16string_view w) {
-    // Most names start with a letter no reserved word starts with.
+    // Most names are longer than any reserved word or start with a letter none starts with.
     if (w.size() < 2 || w.size() > 10) return Word::None;
     switch (w[0]) {
         case u'b':
@@ -24,63 +70,17 @@ Word reservedWord(std::u16string_view w) {
         case u's':
         case u't':
         case u'w':
-            break;
+            return lookUp(kReservedWords, w);
         default:
             return Word::None;
     }
-    switch (w.size()) {
-        case 2:
-            if (w == u"if") return Word::If;
-            break;
-        case 3:
-            if (w == u"end") return Word::End;
-            if (w == u"for") return Word::For;
-            if (w == u"try") return Word::Try;
-            break;
-        case 4:
-            if (w == u"case") return Word::Case;
-            if (w == u"else") return Word::Else;
-            if (w == u"spmd") return Word::Spmd;
-            break;
-        case 5:
-            if (w == u"break") return Word::Break;
-            if (w == u"catch") return Word::Catch;
-            if (w == u"while") return Word::While;
-            break;
-        case 6:
-            if (w == u"elseif") return Word::Elseif;
-            if (w == u"global") return Word::Global;
-            if (w == u"parfor") return Word::Parfor;
-            if (w == u"return") return Word::Return;
-            if (w == u"switch") return Word::Switch;
-            break;
-        case 8:
-            if (w == u"classdef") return Word::Classdef;
-            if (w == u"continue") return Word::Continue;
-            if (w == u"function") return Word::Function;
-            break;
-        case 9:
-            if (w == u"otherwise") return Word::Otherwise;
-            break;
-        case 10:
-            if (w == u"persistent") return Word::Persistent;
-            break;
-        default:
-            break;
-    }
-    return Word::None;
 }
 
 Word contextualWord(std::u16string_view w) {
     if (w.size() < 6 || w.size() > 11 || (w[0] != u'a' && w[0] != u'p' && w[0] != u'm' && w[0] != u'e')) {
         return Word::None;
     }
-    if (w == u"arguments") return Word::Arguments;
-    if (w == u"properties") return Word::Properties;
-    if (w == u"methods") return Word::Methods;
-    if (w == u"events") return Word::Events;
-    if (w == u"enumeration") return Word::Enumeration;
-    return Word::None;
+    return lookUp(kContextualWords, w);
 }
 
 namespace {
@@ -92,64 +92,10 @@ bool isHexDigit(char16_t c) {
     return isDigit(c) || (c >= u'a' && c <= u'f') || (c >= u'A' && c <= u'F');
 }
 
-bool isBlockOpener(Word w) {
-    switch (w) {
-        case Word::If:
-        case Word::For:
-        case Word::Parfor:
-        case Word::While:
-        case Word::Switch:
-        case Word::Try:
-        case Word::Spmd:
-        case Word::Function:
-        case Word::Classdef:
-            return true;
-        default:
-            return false;
-    }
-}
-
 // Blocks whose lines are declarations, where a blank after a name never makes a command.
 bool isDeclarationBlock(Word w) {
     return w == Word::Properties || w == Word::Arguments || w == Word::Events || w == Word::Enumeration ||
            w == Word::Classdef;
-}
-
-// Keywords after which the expression goes on on the next line.
-bool expectsExpression(Word w) {
-    return w == Word::If || w == Word::Elseif || w == Word::While || w == Word::Switch || w == Word::Case ||
-           w == Word::For || w == Word::Parfor;
-}
-
-bool isBinaryOrAssign(Op op) {
-    switch (op) {
-        case Op::Plus:
-        case Op::Minus:
-        case Op::Times:
-        case Op::Divide:
-        case Op::LeftDivide:
-        case Op::Power:
-        case Op::ElemTimes:
-        case Op::ElemDivide:
-        case Op::ElemLeftDivide:
-        case Op::ElemPower:
-        case Op::Equal:
-        case Op::NotEqual:
-        case Op::Less:
-        case Op::LessEqual:
-        case Op::Greater:
-        case Op::GreaterEqual:
-        case Op::And:
-        case Op::Or:
-        case Op::AndAnd:
-        case Op::OrOr:
-        case Op::Assign:
-        case Op::Colon:
-        case Op::At:
-            return true;
-        default:
-            return false;
-    }
 }
 
 // What the code unit that starts a token makes of it; one table lookup instead of a chain of tests.
@@ -183,6 +129,76 @@ constexpr std::array<TokenStart, 128> kTokenStarts = [] {
     starts['"'] = TokenStart::DoubleQuote;
     return starts;
 }();
+
+// How a code unit starts an operator or punctuation: alone, or with a second unit as a longer one.
+struct OperatorText {
+    TokenKind kind = TokenKind::Invalid;
+    Op single = Op::None;
+    char16_t second = 0;
+    Op pair = Op::None;
+};
+
+constexpr std::array<OperatorText, 128> kOperatorTexts = [] {
+    // Filled explicitly: GCC 12 loses the member initializers of a value-initialized array here.
+    std::array<OperatorText, 128> texts;
+    texts.fill(OperatorText{});
+    auto op = [&](char c, Op single, char second = 0, Op pair = Op::None) {
+        texts[static_cast<std::size_t>(c)] = {TokenKind::Operator, single, static_cast<char16_t>(second),
+                                              pair};
+    };
+    auto punctuation = [&](char c, Op single) {
+        texts[static_cast<std::size_t>(c)] = {TokenKind::Punctuation, single, 0, Op::None};
+    };
+    op('+', Op::Plus);
+    op('-', Op::Minus);
+    op('*', Op::Times);
+    op('/', Op::Divide);
+    op('\\', Op::LeftDivide);
+    op('^', Op::Power);
+    op('\'', Op::Transpose);
+    op(':', Op::Colon);
+    op('@', Op::At);
+    op('?', Op::Question);
+    op('=', Op::Assign, '=', Op::Equal);
+    op('~', Op::Not, '=', Op::NotEqual);
+    op('<', Op::Less, '=', Op::LessEqual);
+    op('>', Op::Greater, '=', Op::GreaterEqual);
+    op('&', Op::And, '&', Op::AndAnd);
+    op('|', Op::Or, '|', Op::OrOr);
+    punctuation(',', Op::Comma);
+    punctuation(';', Op::Semicolon);
+    punctuation('(', Op::LParen);
+    punctuation(')', Op::RParen);
+    punctuation('[', Op::LBracket);
+    punctuation(']', Op::RBracket);
+    punctuation('{', Op::LBrace);
+    punctuation('}', Op::RBrace);
+    return texts;
+}();
+
+// The operator a dot makes with the code unit after it: .* ./ .\ .^ .'
+constexpr Op elementWiseOperator(char16_t next) {
+    switch (next) {
+        case u'*':
+            return Op::ElemTimes;
+        case u'/':
+            return Op::ElemDivide;
+        case u'\\':
+            return Op::ElemLeftDivide;
+        case u'^':
+            return Op::ElemPower;
+        case u'\'':
+            return Op::DotTranspose;
+        default:
+            return Op::None;
+    }
+}
+
+struct OperatorToken {
+    TokenKind kind;
+    Op op;
+    std::size_t length;
+};
 
 class Scanner {
   public:
@@ -460,127 +476,23 @@ class Scanner {
         significant(kind, j, Word::None, Op::None, flags);
     }
 
-    void scanOperator() {
-        const char16_t c = t_[i_];
-        const char16_t d = i_ + 1 < n_ ? t_[i_ + 1] : u'\0';
-        TokenKind kind = TokenKind::Operator;
-        Op op = Op::None;
-        std::size_t len = 1;
-        switch (c) {
-            case u'+':
-                op = Op::Plus;
-                break;
-            case u'-':
-                op = Op::Minus;
-                break;
-            case u'*':
-                op = Op::Times;
-                break;
-            case u'/':
-                op = Op::Divide;
-                break;
-            case u'\\':
-                op = Op::LeftDivide;
-                break;
-            case u'^':
-                op = Op::Power;
-                break;
-            case u'\'':
-                op = Op::Transpose;
-                break;
-            case u':':
-                op = Op::Colon;
-                break;
-            case u'@':
-                op = Op::At;
-                break;
-            case u'?':
-                op = Op::Question;
-                break;
-            case u'=':
-                op = d == u'=' ? Op::Equal : Op::Assign;
-                len = d == u'=' ? 2 : 1;
-                break;
-            case u'~':
-                op = d == u'=' ? Op::NotEqual : Op::Not;
-                len = d == u'=' ? 2 : 1;
-                break;
-            case u'<':
-                op = d == u'=' ? Op::LessEqual : Op::Less;
-                len = d == u'=' ? 2 : 1;
-                break;
-            case u'>':
-                op = d == u'=' ? Op::GreaterEqual : Op::Greater;
-                len = d == u'=' ? 2 : 1;
-                break;
-            case u'&':
-                op = d == u'&' ? Op::AndAnd : Op::And;
-                len = d == u'&' ? 2 : 1;
-                break;
-            case u'|':
-                op = d == u'|' ? Op::OrOr : Op::Or;
-                len = d == u'|' ? 2 : 1;
-                break;
-            case u'.':
-                len = 2;
-                switch (d) {
-                    case u'*':
-                        op = Op::ElemTimes;
-                        break;
-                    case u'/':
-                        op = Op::ElemDivide;
-                        break;
-                    case u'\\':
-                        op = Op::ElemLeftDivide;
-                        break;
-                    case u'^':
-                        op = Op::ElemPower;
-                        break;
-                    case u'\'':
-                        op = Op::DotTranspose;
-                        break;
-                    default:
-                        kind = TokenKind::Punctuation;
-                        op = Op::Dot;
-                        len = 1;
-                }
-                break;
-            case u',':
-                kind = TokenKind::Punctuation;
-                op = Op::Comma;
-                break;
-            case u';':
-                kind = TokenKind::Punctuation;
-                op = Op::Semicolon;
-                break;
-            case u'(':
-                kind = TokenKind::Punctuation;
-                op = Op::LParen;
-                break;
-            case u')':
-                kind = TokenKind::Punctuation;
-                op = Op::RParen;
-                break;
-            case u'[':
-                kind = TokenKind::Punctuation;
-                op = Op::LBracket;
-                break;
-            case u']':
-                kind = TokenKind::Punctuation;
-                op = Op::RBracket;
-                break;
-            case u'{':
-                kind = TokenKind::Punctuation;
-                op = Op::LBrace;
-                break;
-            case u'}':
-                kind = TokenKind::Punctuation;
-                op = Op::RBrace;
-                break;
-            default:
-                kind = TokenKind::Invalid;
+    // The operator or punctuation that starts at `k`, Invalid for any other code unit.
+    OperatorToken operatorAt(std::size_t k) const {
+        const char16_t c = t_[k];
+        const char16_t d = k + 1 < n_ ? t_[k + 1] : u'\0';
+        if (c == u'.') {
+            const Op elementWise = elementWiseOperator(d);
+            return elementWise == Op::None ? OperatorToken{TokenKind::Punctuation, Op::Dot, 1}
+                                           : OperatorToken{TokenKind::Operator, elementWise, 2};
         }
-        significant(kind, i_ + len, Word::None, op);
+        const OperatorText o = c < 128 ? kOperatorTexts[c] : OperatorText{};
+        if (o.second != 0 && d == o.second) return OperatorToken{o.kind, o.pair, 2};
+        return OperatorToken{o.kind, o.single, 1};
+    }
+
+    void scanOperator() {
+        const OperatorToken o = operatorAt(i_);
+        significant(o.kind, i_ + o.length, Word::None, o.op);
     }
 
     void scanWord() {
@@ -627,40 +539,10 @@ class Scanner {
         if (k >= n_ || lineEndAt(k)) return false;
         const char16_t c = t_[k];
         if (c == u'%' || c == u',' || c == u';' || c == u'=' || c == u'(') return false;
-        const char16_t d = k + 1 < n_ ? t_[k + 1] : u'\0';
-        if (c == u'.' && d == u'.' && k + 2 < n_ && t_[k + 2] == u'.') return false;
-        std::size_t opLen = 0;
-        switch (c) {
-            case u'+':
-            case u'-':
-            case u'*':
-            case u'/':
-            case u'\\':
-            case u'^':
-            case u':':
-                opLen = 1;
-                break;
-            case u'<':
-            case u'>':
-                opLen = d == u'=' ? 2 : 1;
-                break;
-            case u'&':
-                opLen = d == u'&' ? 2 : 1;
-                break;
-            case u'|':
-                opLen = d == u'|' ? 2 : 1;
-                break;
-            case u'~':
-                opLen = d == u'=' ? 2 : 0;
-                break;
-            case u'.':
-                opLen = (d == u'*' || d == u'/' || d == u'\\' || d == u'^') ? 2 : 0;
-                break;
-            default:
-                break;
-        }
-        if (opLen == 0) return true;
-        std::size_t after = k + opLen;
+        if (c == u'.' && k + 2 < n_ && t_[k + 1] == u'.' && t_[k + 2] == u'.') return false;
+        const OperatorToken o = operatorAt(k);
+        if (!isBinaryOperator(o.op)) return true;
+        const std::size_t after = k + o.length;
         return !(after >= n_ || blankAt(after) || lineEndAt(after));
     }
 
@@ -764,7 +646,7 @@ class Scanner {
             mode_ = Mode::FunctionHeader;
             headerStart_ = out_.size();
         }
-        if (isBlockOpener(w) && blocks_.size() < 100000) {
+        if (opensBlock(w) && blocks_.size() < 100000) {
             blocks_.push_back(w);
             blockIndents_.push_back(lineIndent_);
         }
@@ -805,7 +687,7 @@ class Scanner {
         bool implicit = false;
         if (lastOnLine_ != kNone) {
             const ScanToken& last = out_[lastOnLine_];
-            implicit = (last.kind == TokenKind::Operator && isBinaryOrAssign(last.op)) ||
+            implicit = (last.kind == TokenKind::Operator && continuesLine(last.op)) ||
                        (last.kind == TokenKind::Keyword && expectsExpression(last.word) &&
                         lastOnLine_ == stmtFirst_);
         }

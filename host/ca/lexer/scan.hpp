@@ -135,6 +135,12 @@ constexpr bool isIdentifierPart(char16_t c) {
     return hasClass(c, kLetter | kDigitChar | kUnderscore);
 }
 Word reservedWord(std::u16string_view word);
+
+// Reserved words that open a block closed by `end`.
+constexpr bool opensBlock(Word w) {
+    return w == Word::If || w == Word::For || w == Word::Parfor || w == Word::While || w == Word::Switch ||
+           w == Word::Try || w == Word::Spmd || w == Word::Function || w == Word::Classdef;
+}
 Word contextualWord(std::u16string_view word);
 
 }  // namespace ca::lexer

@@ -9,6 +9,7 @@
 
 #include "ca/invalid_analysis_exception.hpp"
 #include "ca/lexer/find_line_feed.hpp"
+#include "ca/lexer/operator_classes.hpp"
 #include "fl/i18n.hpp"
 
 namespace ca::detail {
@@ -42,45 +43,6 @@ struct PTok {
 
 bool isNewline(const PTok& t) {
     return t.kind == TokenKind::LineEnd && !t.eof;
-}
-
-bool isBinaryOperator(Op op) {
-    switch (op) {
-        case Op::Plus:
-        case Op::Minus:
-        case Op::Times:
-        case Op::Divide:
-        case Op::LeftDivide:
-        case Op::Power:
-        case Op::ElemTimes:
-        case Op::ElemDivide:
-        case Op::ElemLeftDivide:
-        case Op::ElemPower:
-        case Op::Equal:
-        case Op::NotEqual:
-        case Op::Less:
-        case Op::LessEqual:
-        case Op::Greater:
-        case Op::GreaterEqual:
-        case Op::And:
-        case Op::Or:
-        case Op::AndAnd:
-        case Op::OrOr:
-        case Op::Colon:
-            return true;
-        default:
-            return false;
-    }
-}
-
-// Binary operators that cannot begin an expression, so a line that starts with one continues the last.
-bool cannotBeginExpression(Op op) {
-    return isBinaryOperator(op) && op != Op::Plus && op != Op::Minus && op != Op::Colon;
-}
-
-bool expectsExpression(Word w) {
-    return w == Word::If || w == Word::Elseif || w == Word::While || w == Word::Switch || w == Word::Case ||
-           w == Word::For || w == Word::Parfor;
 }
 
 int binaryPrecedence(Op op) {
@@ -324,10 +286,9 @@ class Parser {
         if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd || toks_[n - 2].kind == TokenKind::LineEnd)
             return false;
         const PTok& prev = toks_[n - 2];
-        return (prev.kind == TokenKind::Operator &&
-                (isBinaryOperator(prev.op) || prev.op == Op::Assign || prev.op == Op::At)) ||
-               (prev.kind == TokenKind::Keyword && expectsExpression(prev.word)) ||
-               (next.kind == TokenKind::Operator && cannotBeginExpression(next.op));
+        return (prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
+               (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)) ||
+               (next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op));
     }
 
     void markContent(const ScanToken& s, std::uint8_t bit) {
@@ -1593,6 +1554,27 @@ class Parser {
         pushFrame(kind, from, header);
     }
 
+    // Expressions separated by commas up to `close`, after the opening bracket `open`; `indexDepth` tells
+    // whether `end` and a lone `:` may stand among them.
+    void parseExpressionItems(const PTok& open, Op close, int indexDepth) {
+        ++parenDepth_;
+        SaveContext saved(*this, false, indexDepth);
+        while (!failed_) {
+            const PTok& t = cur();
+            if (t.op == close && t.kind == TokenKind::Punctuation) {
+                take();
+                break;
+            }
+            if (t.op == Op::Comma && t.kind == TokenKind::Punctuation) {
+                take();
+                continue;
+            }
+            parseExpression();
+            if (!failed_ && !(cur().op == Op::Comma || cur().op == close)) unclosed(open, cur());
+        }
+        --parenDepth_;
+    }
+
     // `name (dims) Class {validators} = default`, every part after the name optional.
     void parseDeclaration(NodeKind kind) {
         const std::uint32_t from = mark();
@@ -1607,25 +1589,7 @@ class Parser {
         if (cur().op == Op::LParen && cur().kind == TokenKind::Punctuation) {
             const std::uint32_t dims = mark();
             std::uint32_t open = take();
-            ++parenDepth_;
-            {
-                SaveContext saved(*this, false, 1);
-                while (!failed_) {
-                    const PTok& d = cur();
-                    if (d.op == Op::RParen && d.kind == TokenKind::Punctuation) {
-                        take();
-                        break;
-                    }
-                    if (d.op == Op::Comma && d.kind == TokenKind::Punctuation) {
-                        take();
-                        continue;
-                    }
-                    parseExpression();
-                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen))
-                        unclosed(toks_[open], cur());
-                }
-            }
-            --parenDepth_;
+            parseExpressionItems(toks_[open], Op::RParen, 1);
             if (failed_) return;
             finishAt(NodeKind::ArgumentList, dims, open);
         }
@@ -1633,25 +1597,7 @@ class Parser {
         if (cur().op == Op::LBrace && cur().kind == TokenKind::Punctuation) {
             const std::uint32_t validators = mark();
             std::uint32_t open = take();
-            ++parenDepth_;
-            {
-                SaveContext saved(*this, false, 0);
-                while (!failed_) {
-                    const PTok& v = cur();
-                    if (v.op == Op::RBrace && v.kind == TokenKind::Punctuation) {
-                        take();
-                        break;
-                    }
-                    if (v.op == Op::Comma && v.kind == TokenKind::Punctuation) {
-                        take();
-                        continue;
-                    }
-                    parseExpression();
-                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RBrace))
-                        unclosed(toks_[open], cur());
-                }
-            }
-            --parenDepth_;
+            parseExpressionItems(toks_[open], Op::RBrace, 0);
             if (failed_) return;
             finishAt(NodeKind::ValidatorList, validators, open);
         }
@@ -1674,23 +1620,7 @@ class Parser {
         leaf(NodeKind::Identifier);
         if (cur().op == Op::LParen && cur().kind == TokenKind::Punctuation) {
             std::uint32_t open = take();
-            ++parenDepth_;
-            SaveContext saved(*this, false, 0);
-            while (!failed_) {
-                const PTok& a = cur();
-                if (a.op == Op::RParen && a.kind == TokenKind::Punctuation) {
-                    take();
-                    break;
-                }
-                if (a.op == Op::Comma && a.kind == TokenKind::Punctuation) {
-                    take();
-                    continue;
-                }
-                parseExpression();
-                if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen))
-                    unclosed(toks_[open], cur());
-            }
-            --parenDepth_;
+            parseExpressionItems(toks_[open], Op::RParen, 0);
             if (failed_) return;
         }
         finishAt(NodeKind::EnumerationMember, from, first);
@@ -2016,23 +1946,12 @@ class Parser {
             }
             if (!start) continue;
             if (t.kind == TokenKind::Keyword) {
+                if (lexer::opensBlock(t.word)) {
+                    open.push_back(t.word == Word::Function);
+                    statementStart = t.word == Word::Try;
+                    continue;
+                }
                 switch (t.word) {
-                    case Word::Function:
-                        open.push_back(true);
-                        break;
-                    case Word::Try:
-                        statementStart = true;
-                        open.push_back(false);
-                        break;
-                    case Word::If:
-                    case Word::For:
-                    case Word::Parfor:
-                    case Word::While:
-                    case Word::Switch:
-                    case Word::Spmd:
-                    case Word::Classdef:
-                        open.push_back(false);
-                        break;
                     case Word::End:
                         if (!open.empty()) {
                             closedFunctions += open.back() ? 1 : 0;
