@@ -458,22 +458,27 @@ class Scanner {
         }
     }
 
-    void scanLiteral(TokenKind kind, char16_t quote) {
-        std::size_t j = i_ + 1;
-        std::uint8_t flags = kUnterminated;
+    // From just after an opening `quote`: where the quoted text ends, past its closing quote when the line
+    // holds one (a doubled quote stands for the quote itself).
+    std::size_t quotedEnd(std::size_t j, char16_t quote, bool& closed) const {
+        closed = false;
         while (j < n_ && !lineEndAt(j)) {
-            if (t_[j] == quote) {
-                if (j + 1 < n_ && t_[j + 1] == quote) {
-                    j += 2;
-                    continue;
-                }
+            if (t_[j] != quote) {
                 ++j;
-                flags = 0;
-                break;
+            } else if (j + 1 < n_ && t_[j + 1] == quote) {
+                j += 2;
+            } else {
+                closed = true;
+                return j + 1;
             }
-            ++j;
         }
-        significant(kind, j, Word::None, Op::None, flags);
+        return j;
+    }
+
+    void scanLiteral(TokenKind kind, char16_t quote) {
+        bool closed = false;
+        const std::size_t end = quotedEnd(i_ + 1, quote, closed);
+        significant(kind, end, Word::None, Op::None, closed ? 0 : kUnterminated);
     }
 
     // The operator or punctuation that starts at `k`, Invalid for any other code unit.
@@ -563,20 +568,9 @@ class Scanner {
                     continue;
                 }
                 // A quoted part may hold blanks, commas and percent signs.
-                ++j;
-                flags = kUnterminated;
-                while (j < n_ && !lineEndAt(j)) {
-                    if (t_[j] == u'\'') {
-                        if (j + 1 < n_ && t_[j + 1] == u'\'') {
-                            j += 2;
-                            continue;
-                        }
-                        ++j;
-                        flags = 0;
-                        break;
-                    }
-                    ++j;
-                }
+                bool closed = false;
+                j = quotedEnd(j + 1, u'\'', closed);
+                flags = closed ? 0 : kUnterminated;
             }
             emit(TokenKind::CommandWord, j, Word::None, Op::None, flags);
         }
