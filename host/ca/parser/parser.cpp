@@ -333,6 +333,15 @@ class Parser {
         std::size_t k = std::min(pos_ + ahead, toks_.size() - 1);
         return toks_[k];
     }
+    // The `ahead`-th token after the current one, line ends passed over as inside parentheses.
+    const PTok& peekPastLineEnds(std::size_t ahead) const {
+        std::size_t k = pos_;
+        while (ahead > 0 && k + 1 < toks_.size()) {
+            ++k;
+            if (!isNewline(toks_[k])) --ahead;
+        }
+        return toks_[k];
+    }
     std::uint32_t take() {
         cur();
         std::uint32_t index = static_cast<std::uint32_t>(pos_);
@@ -970,7 +979,7 @@ class Parser {
                 }
                 if (t.kind == TokenKind::Operator && t.op == Op::Not) {
                     const PTok& n = peek();
-                    if (!(n.op == Op::Comma || n.op == Op::RBracket || n.spaceBefore)) {
+                    if (!(n.op == Op::Comma || n.op == Op::RBracket || n.spaceBefore || isNewline(n))) {
                         error(t, "MisplacedTilde",
                               "'~' at line " + std::to_string(t.line) +
                                   " can only stand for an ignored output.");
@@ -1228,8 +1237,9 @@ class Parser {
     }
 
     void parseLoopHeader(NodeKind kind) {
-        bool parenthesized =
-            cur().op == Op::LParen && peek().kind == TokenKind::Identifier && peek(2).op == Op::Assign;
+        const bool parenthesized = cur().op == Op::LParen &&
+                                   peekPastLineEnds(1).kind == TokenKind::Identifier &&
+                                   peekPastLineEnds(2).op == Op::Assign;
         std::uint32_t open = 0;
         if (parenthesized) {
             open = take();
@@ -1953,7 +1963,9 @@ class Parser {
                 }
                 switch (t.word) {
                     case Word::End:
-                        if (!open.empty()) {
+                        // Line ends inside brackets were counted as statement ends above; only an
+                        // `end` that stands alone closes a block (`f(` / `end)` indexes).
+                        if (!open.empty() && isTerminator(toks_[k + 1])) {
                             closedFunctions += open.back() ? 1 : 0;
                             open.pop_back();
                         }
