@@ -539,7 +539,8 @@ TEST(ImplicitContinuation, TheDocumentedCases) {
          {"y =\nx + 1;\n", "if a\n> 0\n    b = 1;\nend\n", "z = a &&\n    b;\n", "for k =\n1:3\nend\n",
           "c = 1 ...\n    + 2;\n", "f = @\nsin;\n", "w = a\n.* b;\n",
           // Line ends in parentheses and in an output list, where the cut tests found them mishandled.
-          "for (\nk = 1:3)\nend\n", "[a, ~\n, b] = f();\n", "function g\ny = x(\nend);\nend\n"}) {
+          "x = 1;\nfor (\nk = 1:3)\nend\n", "x = 1;\n[a, ~\n, b] = f();\n",
+          "function a\nx = f(\nend);\nfunction b\nz = 1;\n"}) {
         auto analysis = analyse(std::string(text));
         EXPECT_FALSE(analysis->hasParseErrors()) << text << ca::testing::describeErrors(*analysis);
     }
