@@ -6,21 +6,14 @@
 #include <vector>
 
 #include "analysis_helpers.hpp"
-#include "ca/utils/line_splitter.hpp"
 
 namespace {
 
 using ca::testing::analyse;
 using ca::testing::describeErrors;
-using ca::testing::ExampleText;
-using ca::testing::loadExamples;
 
-std::string utf8(const std::u16string& text) {
-    return fl::i18n::to_string(text);
-}
-
-const std::vector<ExampleText>& examples() {
-    static const std::vector<ExampleText> all = loadExamples();
+const std::vector<ca::testing::ExampleText>& examples() {
+    static const auto all = ca::testing::loadExamples();
     return all;
 }
 
@@ -32,119 +25,76 @@ std::vector<std::size_t> lineStarts(const std::u16string& text) {
     return starts;
 }
 
-TEST(Examples, ThereAreExamplesToCheck) {
-    EXPECT_GE(examples().size(), 20u);
-}
-
-TEST(Examples, EveryExampleAnalysesWithoutErrors) {
-    for (const ExampleText& example : examples()) {
-        auto analysis = analyse(example.text);
-        EXPECT_FALSE(analysis->hasParseErrors()) << example.name << "\n" << describeErrors(*analysis);
-    }
-}
-
-// Any window cut out of an error-free, consistently indented text analyses without errors.
-TEST(Fragments, WindowsCutAtRandomPointsHaveNoErrors) {
-    for (const ExampleText& example : examples()) {
+// Every example is error-free, and so is any window cut out of one: at random points, and from or up to
+// every line start.
+TEST(Fragments, WindowsOfErrorFreeExamplesHaveNoErrors) {
+    ASSERT_GE(examples().size(), 20u);
+    for (const auto& example : examples()) {
+        std::vector<std::pair<std::size_t, std::size_t>> windows{{0, example.text.size()}};
         std::mt19937 rng(20240611);
+        for (int round = 0; round < 300; ++round) {
+            const std::size_t a = rng() % (example.text.size() + 1), b = rng() % (example.text.size() + 1);
+            windows.emplace_back(std::min(a, b), std::max(a, b));
+        }
+        for (std::size_t start : lineStarts(example.text)) {
+            windows.emplace_back(start, example.text.size());
+            windows.emplace_back(0, start);
+        }
         int failures = 0;
-        for (int round = 0; round < 300 && failures < 3; ++round) {
-            std::size_t a = rng() % (example.text.size() + 1);
-            std::size_t b = rng() % (example.text.size() + 1);
-            if (a > b) std::swap(a, b);
-            const std::u16string window = example.text.substr(a, b - a);
-            auto analysis = analyse(window);
-            if (analysis->hasParseErrors()) {
-                ++failures;
-                ADD_FAILURE() << example.name << " [" << a << ", " << b << ")\n"
-                              << utf8(window) << "\n---\n"
-                              << describeErrors(*analysis);
-            }
+        for (const auto& [a, b] : windows) {
+            auto analysis = analyse(example.text.substr(a, b - a));
+            if (!analysis->hasParseErrors() || ++failures > 3) continue;
+            ADD_FAILURE() << example.name << " [" << a << ", " << b << ")\n"
+                          << fl::i18n::to_string(example.text.substr(a, b - a)) << "\n---\n"
+                          << describeErrors(*analysis);
         }
     }
 }
 
-TEST(Fragments, WindowsStartingOrEndingAtEveryLineHaveNoErrors) {
-    for (const ExampleText& example : examples()) {
-        const auto starts = lineStarts(example.text);
-        int failures = 0;
-        for (std::size_t k = 0; k < starts.size() && failures < 3; ++k) {
-            for (const std::u16string& window :
-                 {example.text.substr(starts[k]), example.text.substr(0, starts[k])}) {
-                auto analysis = analyse(window);
-                if (analysis->hasParseErrors()) {
-                    ++failures;
-                    ADD_FAILURE() << example.name << " line " << k + 1 << "\n"
-                                  << utf8(window) << "\n---\n"
-                                  << describeErrors(*analysis);
-                }
-            }
-        }
-    }
-}
-
-struct Injection {
-    const char* name;
-    const char* line;  // put in front of a statement line, with that line's indentation
-};
-
-constexpr Injection kInjections[] = {
-    {"an end too many", "end"},
-    {"a block left open before code at its level", "if numel(x) > 0"},
-    {"an unbalanced bracket", "y = max(1, 2;"},
-    {"an unfinished statement", "y = 1 +;"},
-    {"an unterminated text literal", "s = 'abc;"},
-    {"a closing bracket too many", "y = max(1, 2));"},
-};
-
-// Windows whose middle holds an error still report it on its line.
+// A window whose middle holds an error still reports it on its line; without it the window is clean.
 TEST(Fragments, AnErrorPutIntoTheMiddleOfAWindowIsReported) {
+    const char* injections[] = {"end",      "if numel(x) > 0", "y = max(1, 2;",
+                                "y = 1 +;", "s = 'abc;",       "y = max(1, 2));"};
     int checked = 0;
-    for (const ExampleText& example : examples()) {
-        auto whole = analyse(example.text);
+    for (const auto& example : examples()) {
+        const auto whole = analyse(example.text);
         const auto& roles = whole->data().lineRoles;
-        const auto lines = ca::utils::lineSplitter(example.text);
         const auto starts = lineStarts(example.text);
-        auto indentOf = [&](std::size_t line) {
-            const std::u16string& text = lines[line - 1];
-            return text.substr(0, text.find_first_not_of(u" \t"));
+        auto line = [&](std::size_t l) {
+            const std::size_t end = l < starts.size() ? starts[l] - 1 : example.text.size();
+            return example.text.substr(starts[l - 1], end - starts[l - 1]);
         };
-        // Statement lines right after another terminated statement line of the same indentation.
+        auto indent = [&](std::size_t l) { return line(l).substr(0, line(l).find_first_not_of(u" \t")); };
+        // Statement lines right after a terminated assignment of the same indentation: what comes before the
+        // first complete statement of a window is its cut edge, and a bare value or call may not be one.
         std::vector<std::size_t> candidates;
-        for (std::size_t line = 3; line + 1 <= lines.size(); ++line) {
-            if (line >= roles.size() || roles[line] != 1 || roles[line - 1] != 1) continue;
-            const std::u16string& previous = lines[line - 2];
-            if (previous.empty() || previous.back() != u';' || indentOf(line) != indentOf(line - 1)) continue;
-            candidates.push_back(line);
+        for (std::size_t l = 3; l + 1 < starts.size() && l < roles.size(); ++l) {
+            if (roles[l] == 1 && roles[l - 1] == 1 && line(l - 1).ends_with(u";") &&
+                line(l - 1).find(u" = ") != std::u16string::npos && indent(l) == indent(l - 1))
+                candidates.push_back(l);
         }
         if (candidates.empty()) continue;
         std::mt19937 rng(99);
         for (int round = 0; round < 24; ++round) {
-            const std::size_t line = candidates[rng() % candidates.size()];
+            const std::size_t at = candidates[rng() % candidates.size()];
             // From somewhere in a line at least two lines above to somewhere at least two lines below.
-            const std::size_t firstLine = 1 + rng() % (line - 2);
-            const std::size_t lastLine = std::min(lines.size(), line + 1 + rng() % 30);
-            if (lastLine < line + 1) continue;
-            const std::size_t a = starts[firstLine - 1] + rng() % (lines[firstLine - 1].size() + 1);
-            const std::size_t lastStart = starts[lastLine - 1];
+            const std::size_t first = 1 + rng() % (at - 2),
+                              last = std::min(starts.size(), at + 1 + rng() % 30);
+            const std::size_t a = starts[first - 1] + rng() % (line(first).size() + 1);
             const std::size_t b =
-                std::min(example.text.size(), lastStart + rng() % (lines[lastLine - 1].size() + 2));
-            const Injection& injection = kInjections[round % std::size(kInjections)];
-            const std::size_t at = starts[line - 1];
-            std::u16string window = example.text.substr(a, at - a) + indentOf(line) +
-                                    fl::i18n::to_ustring(injection.line) + u"\n" +
-                                    example.text.substr(at, b - at);
-            const std::size_t injectedLine = line - firstLine + 1;
+                std::min(example.text.size(), starts[last - 1] + rng() % (line(last).size() + 2));
+            const std::u16string window = example.text.substr(a, starts[at - 1] - a) + indent(at) +
+                                          fl::i18n::to_ustring(injections[round % std::size(injections)]) +
+                                          u"\n" + example.text.substr(starts[at - 1], b - starts[at - 1]);
             auto analysis = analyse(window);
             const auto errors = ca::testing::errors(*analysis);
-            const bool reported = std::any_of(errors.begin(), errors.end(), [&](const std::string& e) {
-                return e.rfind(std::to_string(injectedLine) + ":", 0) == 0;
-            });
-            EXPECT_TRUE(reported) << injection.name << " in " << example.name << " at window line "
-                                  << injectedLine << "\n"
-                                  << utf8(window) << "\n---\n"
-                                  << describeErrors(*analysis);
-            // Without the injected line the same window is clean.
+            const std::string prefix = std::to_string(at - first + 1) + ":";
+            EXPECT_TRUE(std::any_of(errors.begin(), errors.end(),
+                                    [&](const auto& e) { return e.starts_with(prefix); }))
+                << injections[round % std::size(injections)] << " in " << example.name << " at window line "
+                << prefix << "\n"
+                << fl::i18n::to_string(window) << "\n---\n"
+                << describeErrors(*analysis);
             auto clean = analyse(example.text.substr(a, b - a));
             EXPECT_FALSE(clean->hasParseErrors()) << example.name << "\n" << describeErrors(*clean);
             ++checked;

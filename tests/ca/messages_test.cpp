@@ -27,133 +27,85 @@ std::vector<std::string> describe(const std::vector<Message>& messages) {
     return out;
 }
 
-struct ErrorCase {
-    const char* text;
-    const char* expected;  // line:identifier: text of the only error
-};
-
-class EachError : public ::testing::TestWithParam<ErrorCase> {};
-
-TEST_P(EachError, IsReportedWithItsLineAndText) {
-    const ErrorCase& c = GetParam();
-    EXPECT_EQ(describe(messagesOf(c.text)), std::vector<std::string>{c.expected}) << c.text;
+// Every kind of error, each the only one of its text, with its line and text.
+TEST(Messages, EachErrorWithItsLineAndText) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"x = 1;\ny = x +* 2;\nz = 3;\n", "2:UnexpectedToken: Unexpected '*' at line 2."},
+        {"x = 1;\ns = 'abc;\nz = 3;\n", "2:UnterminatedText: The text literal at line 2 is not terminated."},
+        {"x = 1;\ns = \"abc;\nz = 3;\n", "2:UnterminatedText: The text literal at line 2 is not terminated."},
+        {"x = 1;\ny = max(1, 2;\nz = 3;\n",
+         "2:UnbalancedBracket: '(' at line 2 is not closed before ';' at line 2."},
+        {"x = 1;\ny = max(1, 2));\nz = 3;\n", "2:UnexpectedToken: Unexpected ')' at line 2."},
+        {"x = 1;\ny = [1, 2);\nz = 3;\n", "2:UnbalancedBracket: ')' at line 2 does not match '[' at line 2."},
+        {"x = 1;\nif x > 0\n    y = 2;\nz = 3;\n", "2:MissingEnd: 'if' at line 2 has no matching 'end'."},
+        {"x = 1;\ny = 2;\nend\nz = 3;\n", "3:EndWithoutBlock: 'end' at line 3 has no matching block."},
+        {"x = 1;\ny = 2 # 3;\n", "2:InvalidCharacter: Invalid character U+0023 at line 2."},
+        {"x = 1;\nf(x) + 1 = 2;\n",
+         "2:InvalidAssignmentTarget: The left side of '=' at line 2 cannot be assigned to."},
+        {"x = 1;\n[a, ~b] = size(x);\n",
+         "2:MisplacedTilde: '~' at line 2 can only stand for an ignored output."},
+        {"x = 1;\n~ = size(x);\n",
+         "2:MisplacedTilde: '~' at line 2 can only stand for an ignored output or input."},
+        {"x = 1;\ny = 2;\nelse\n    y = 2;\n",
+         "3:MisplacedClause: 'else' at line 3 is not inside an 'if' block."},
+        {"x = 1;\ny = x(end) + end;\n",
+         "2:MisplacedEnd: 'end' at line 2 can only stand inside an index here."},
+        {"x = 1;\ny = 2 +;\n", "2:UnexpectedToken: Unexpected ';' at line 2."},
+        {"x = 1;\nbreak\n", "2:BreakOutsideLoop: 'break' at line 2 is not inside a loop."},
+        {"function f()\n    continue\nend\n",
+         "2:ContinueOutsideLoop: 'continue' at line 2 is not inside a loop."},
+        {"if true\n    function g()\n    end\nend\n",
+         "2:FunctionInControlBlock: Function 'g' at line 2 is defined inside an 'if' block."},
+        {"function a()\n    x = 1;\nend\nfunction b()\nx = 2;\nfunction c()\nx = 3;\nfunction d()\nx = 4;\n",
+         "3:MixedFunctionForms: The 'end' at line 3 closes a function, but the other functions in this text "
+         "have no 'end'."},
+        {"function a()\nx = 1;\n    function b()\n    y = 2;\nfunction c()\nz = 3;\n",
+         "3:NestedFunctionNotClosed: Function 'b' at line 3 is nested in another function, so every function "
+         "of this text must be closed by 'end'."},
+        {"x = 1;\nfunction a()\n    y = 1;\nend\nz = 2;\n",
+         "5:StatementAfterFunction: The statement at line 5 comes after a local function; statements must "
+         "come before the first local function."},
+        {"function a()\n    y = 1;\nend\nfunction a()\n    y = 2;\nend\n",
+         "4:DuplicateFunction: Function 'a' at line 4 is already defined at line 1."},
+        {"function a(x)\n    y = 1;\n    arguments\n        x double\n    end\nend\n",
+         "3:ArgumentsAfterStatements: The 'arguments' block at line 3 must come before the other statements "
+         "of its function."}};
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(describe(messagesOf(text)), std::vector<std::string>{expected}) << text;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Syntax, EachError,
-    ::testing::Values(
-        ErrorCase{"x = 1;\ny = x +* 2;\nz = 3;\n", "2:UnexpectedToken: Unexpected '*' at line 2."},
-        ErrorCase{"x = 1;\ns = 'abc;\nz = 3;\n",
-                  "2:UnterminatedText: The text literal at line 2 is not terminated."},
-        ErrorCase{"x = 1;\ns = \"abc;\nz = 3;\n",
-                  "2:UnterminatedText: The text literal at line 2 is not terminated."},
-        ErrorCase{"x = 1;\ny = max(1, 2;\nz = 3;\n",
-                  "2:UnbalancedBracket: '(' at line 2 is not closed before ';' at line 2."},
-        ErrorCase{"x = 1;\ny = max(1, 2));\nz = 3;\n", "2:UnexpectedToken: Unexpected ')' at line 2."},
-        ErrorCase{"x = 1;\ny = [1, 2);\nz = 3;\n",
-                  "2:UnbalancedBracket: ')' at line 2 does not match '[' at line 2."},
-        ErrorCase{"x = 1;\nif x > 0\n    y = 2;\nz = 3;\n",
-                  "2:MissingEnd: 'if' at line 2 has no matching 'end'."},
-        ErrorCase{"x = 1;\ny = 2;\nend\nz = 3;\n",
-                  "3:EndWithoutBlock: 'end' at line 3 has no matching block."},
-        ErrorCase{"x = 1;\ny = 2 # 3;\n", "2:InvalidCharacter: Invalid character U+0023 at line 2."},
-        ErrorCase{"x = 1;\nf(x) + 1 = 2;\n",
-                  "2:InvalidAssignmentTarget: The left side of '=' at line 2 cannot be assigned to."},
-        ErrorCase{"x = 1;\n[a, ~b] = size(x);\n",
-                  "2:MisplacedTilde: '~' at line 2 can only stand for an ignored output."},
-        ErrorCase{"x = 1;\n~ = size(x);\n",
-                  "2:MisplacedTilde: '~' at line 2 can only stand for an ignored output or input."},
-        ErrorCase{"x = 1;\ny = 2;\nelse\n    y = 2;\n",
-                  "3:MisplacedClause: 'else' at line 3 is not inside an 'if' block."},
-        ErrorCase{"x = 1;\ny = x(end) + end;\n",
-                  "2:MisplacedEnd: 'end' at line 2 can only stand inside an index here."},
-        ErrorCase{"x = 1;\ny = 2 +;\n", "2:UnexpectedToken: Unexpected ';' at line 2."}));
-
-INSTANTIATE_TEST_SUITE_P(
-    Rules, EachError,
-    ::testing::Values(
-        ErrorCase{"x = 1;\nbreak\n", "2:BreakOutsideLoop: 'break' at line 2 is not inside a loop."},
-        ErrorCase{"function f()\n    continue\nend\n",
-                  "2:ContinueOutsideLoop: 'continue' at line 2 is not inside a loop."},
-        ErrorCase{"if true\n    function g()\n    end\nend\n",
-                  "2:FunctionInControlBlock: Function 'g' at line 2 is defined inside an 'if' block."},
-        ErrorCase{
-            "function a()\n    x = 1;\nend\nfunction b()\nx = 2;\nfunction c()\nx = 3;\nfunction d()\nx = "
-            "4;\n",
-            "3:MixedFunctionForms: The 'end' at line 3 closes a function, but the other functions in this "
-            "text have no 'end'."},
-        ErrorCase{
-            "x = 1;\nfunction a()\n    y = 1;\nend\nz = 2;\n",
-            "5:StatementAfterFunction: The statement at line 5 comes after a local function; statements "
-            "must come before the first local function."},
-        ErrorCase{"function a()\n    y = 1;\nend\nfunction a()\n    y = 2;\nend\n",
-                  "4:DuplicateFunction: Function 'a' at line 4 is already defined at line 1."},
-        ErrorCase{"function a(x)\n    y = 1;\n    arguments\n        x double\n    end\nend\n",
-                  "3:ArgumentsAfterStatements: The 'arguments' block at line 3 must come before the other "
-                  "statements of its function."}));
-
-TEST(Messages, NestedFunctionsNeedClosedFunctions) {
-    // Nested (deeper) inside a function, but the functions of the text have no end.
+TEST(Messages, EveryErrorOfATextInSourceOrderAndWarningsOnlyWhenAskedFor) {
     auto messages =
-        describe(messagesOf("function a()\nx = 1;\n    function b()\n    y = 2;\nfunction c()\nz = 3;\n"));
-    ASSERT_FALSE(messages.empty());
-    EXPECT_NE(std::find_if(messages.begin(), messages.end(),
-                           [](const std::string& m) {
-                               return m.find("NestedFunctionNotClosed") != std::string::npos;
-                           }),
-              messages.end())
-        << ::testing::PrintToString(messages);
-}
-
-TEST(Messages, EveryErrorOfATextIsReportedInSourceOrder) {
-    auto messages = messagesOf(
-        "x = 1;\n"
-        "y = (2;\n"
-        "z = 3 +* 4;\n"
-        "end\n"
-        "s = 'open\n"
-        "for k = 1:3\n"
-        "    w = k;\n"
-        "v = 5;\n");
-    EXPECT_EQ(describe(messages),
-              (std::vector<std::string>{
-                  "2:UnbalancedBracket: '(' at line 2 is not closed before ';' at line 2.",
-                  "3:UnexpectedToken: Unexpected '*' at line 3.",
-                  "4:EndWithoutBlock: 'end' at line 4 has no matching block.",
-                  "5:UnterminatedText: The text literal at line 5 is not terminated.",
-                  "6:MissingEnd: 'for' at line 6 has no matching 'end'.",
-              }));
+        messagesOf("x = 1;\ny = (2;\nz = 3 +* 4;\nend\ns = 'open\nfor k = 1:3\n    w = k;\nv = 5;\n");
+    EXPECT_EQ(
+        describe(messages),
+        (std::vector<std::string>{"2:UnbalancedBracket: '(' at line 2 is not closed before ';' at line 2.",
+                                  "3:UnexpectedToken: Unexpected '*' at line 3.",
+                                  "4:EndWithoutBlock: 'end' at line 4 has no matching block.",
+                                  "5:UnterminatedText: The text literal at line 5 is not terminated.",
+                                  "6:MissingEnd: 'for' at line 6 has no matching 'end'."}));
     EXPECT_EQ(messages[1].getPosition().column, 8u);
     EXPECT_EQ(messages[1].getSeverity(), ca::messages::Severity::Error);
-}
-
-TEST(Messages, WarningsAreKeptOnlyWhenAskedFor) {
-    const std::string text = "x = 1;\n%{\nunclosed\n";
-    EXPECT_TRUE(messagesOf(text).empty());
-    auto all = messagesOf(text, false);
-    ASSERT_EQ(all.size(), 1u);
-    EXPECT_EQ(all[0].getSeverity(), ca::messages::Severity::Warning);
-    EXPECT_EQ(describe(all)[0], "2:UnclosedBlockComment: The block comment at line 2 is not closed.");
+    const std::string unclosed = "x = 1;\n%{\nunclosed\n";
+    EXPECT_TRUE(messagesOf(unclosed).empty());
+    auto all = messagesOf(unclosed, false);
+    EXPECT_EQ(describe(all),
+              std::vector<std::string>{"2:UnclosedBlockComment: The block comment at line 2 is not closed."});
+    EXPECT_EQ(all.at(0).getSeverity(), ca::messages::Severity::Warning);
 }
 
 TEST(Messages, ValidTextsHaveNone) {
-    for (const char* text : {
-             "if x, y = 1; end\n",
-             "for (k = 1:3)\n    disp(k)\nend\n",
-             "parfor (k = 1:3, 4)\n    y(k) = k;\nend\n",
-             "switch s\n    case {'a', 'b'}\n        x = 1;\n    otherwise\n        x = 2;\nend\n",
-             "try\n    x = 1;\ncatch err\n    disp(err.message)\nend\n",
-             "spmd\n    x = 1;\nend\n",
-             "global a b\npersistent c\n",
-             "[a, ~, c] = deal(1, 2, 3);\n",
-             "x = [a -b];\ny = {f (1), 'x'};\nz = a';\nw = 2^-1;\n",
-             "h = @pkg.sub.fn;\ng = @(a, ~) a + 1;\nm = ?Shape;\n",
-             "x(:, end) = s.(name);\n",
-             "hold on\nformat long g\nwarning off all\n",
-             "a = 0x1F + 0b101 + 1e-3 + 2i;\n",
-             "function out = f(varargin)\n    arguments (Repeating)\n        varargin double\n    end\n    "
-             "out = 1;\nend\n",
-         }) {
+    for (const char* text :
+         {"if x, y = 1; end\n", "for (k = 1:3)\n    disp(k)\nend\n",
+          "parfor (k = 1:3, 4)\n    y(k) = k;\nend\n",
+          "switch s\n    case {'a', 'b'}\n        x = 1;\n    otherwise\n        x = 2;\nend\n",
+          "try\n    x = 1;\ncatch err\n    disp(err.message)\nend\n", "spmd\n    x = 1;\nend\n",
+          "global a b\npersistent c\n", "[a, ~, c] = deal(1, 2, 3);\n",
+          "x = [a -b];\ny = {f (1), 'x'};\nz = a';\nw = 2^-1;\n",
+          "h = @pkg.sub.fn;\ng = @(a, ~) a + 1;\nm = ?Shape;\n", "x(:, end) = s.(name);\n",
+          "hold on\nformat long g\nwarning off all\n", "a = 0x1F + 0b101 + 1e-3 + 2i;\n",
+          "function out = f(varargin)\n    arguments (Repeating)\n        varargin double\n    end\n    out "
+          "= 1;\nend\n"}) {
         EXPECT_EQ(describe(messagesOf(text)), std::vector<std::string>{}) << text;
     }
 }

@@ -30,7 +30,15 @@ std::size_t useFully(const std::u16string& text) {
     return count;
 }
 
-TEST(Robustness, MutatedExamplesNeverFail) {
+std::string repeat(const std::string& piece, int times) {
+    std::string out;
+    for (int k = 0; k < times; ++k)
+        out += piece;
+    return out;
+}
+
+// Examples with pieces put in, cut away or cut off, and random runs of tokens, never fail.
+TEST(Robustness, MutatedExamplesAndTokenSoupNeverFail) {
     const std::u16string pieces[] = {u"(",
                                      u")",
                                      u"[",
@@ -54,15 +62,14 @@ TEST(Robustness, MutatedExamplesNeverFail) {
                                      u"@",
                                      u"~",
                                      u"\t",
+                                     u"_",
                                      std::u16string(1, char16_t(0xD800)),
                                      std::u16string(1, 0)};
     std::mt19937 rng(12345);
-    int analysed = 0;
     for (const auto& example : ca::testing::loadExamples()) {
         for (int round = 0; round < 120; ++round) {
             std::u16string text = example.text;
-            const int edits = 1 + static_cast<int>(rng() % 8);
-            for (int e = 0; e < edits && !text.empty(); ++e) {
+            for (int e = 1 + static_cast<int>(rng() % 8); e > 0 && !text.empty(); --e) {
                 const std::size_t at = rng() % (text.size() + 1);
                 switch (rng() % 3) {
                     case 0:
@@ -76,103 +83,62 @@ TEST(Robustness, MutatedExamplesNeverFail) {
                 }
             }
             EXPECT_NO_THROW(useFully(text)) << example.name;
-            ++analysed;
         }
     }
-    EXPECT_GT(analysed, 2000);
-}
-
-TEST(Robustness, RandomTokenSoupNeverFails) {
     const char* words[] = {"x",         "end",      "if",    "else",   "(",  ")",  "[",          "]",
                            "{",         "}",        "'",     "=",      "==", "\n", " ",          ",",
                            ";",         "function", "for",   "k",      "1",  ":",  "@",          "...",
                            "%",         "\"",       "case",  "switch", "~",  ".",  "properties", "classdef",
                            "arguments", "try",      "catch", "hold",   "-",  "+"};
-    std::mt19937 rng(777);
     for (int round = 0; round < 3000; ++round) {
         std::string text;
-        const int length = static_cast<int>(rng() % 80);
-        for (int k = 0; k < length; ++k)
+        for (int k = static_cast<int>(rng() % 80); k > 0; --k)
             text += words[rng() % std::size(words)];
         EXPECT_NO_THROW(useFully(fl::i18n::to_ustring(text))) << text;
     }
 }
 
-TEST(Robustness, NestingBeyondTheLimitThrowsAndWithinItDoesNot) {
-    for (const auto& [open, close] :
-         {std::pair<std::string, std::string>{"(", ")"}, {"[", "]"}, {"{", "}"}}) {
-        const std::string within = "x = " + std::string(512 - 1, open[0]).replace(0, 0, "") + "1" +
-                                   std::string(512 - 1, close[0]) + ";\n";
-        EXPECT_NO_THROW(analyse(within)) << open;
-        std::string deep;
-        for (int k = 0; k < 10000; ++k)
-            deep += open;
-        EXPECT_THROW(analyse("x = " + deep + "1"), InvalidAnalysisException) << open;
+// Only texts beyond the limits throw: too long, or nested deeper than 512 levels; long flat chains do not.
+TEST(Robustness, LimitsThrowAndLongFlatTextsDoNot) {
+    for (const std::string brackets : {"()", "[]", "{}"}) {
+        EXPECT_NO_THROW(
+            analyse("x = " + std::string(511, brackets[0]) + "1" + std::string(511, brackets[1]) + ";\n"));
+        EXPECT_THROW(analyse("x = " + std::string(10000, brackets[0]) + "1"), InvalidAnalysisException);
     }
-    std::string blocks;
-    for (int k = 0; k < 512; ++k)
-        blocks += "if x\n";
-    EXPECT_NO_THROW(analyse(blocks));
-    for (int k = 0; k < 10000; ++k)
-        blocks += "if x\n";
-    EXPECT_THROW(analyse(blocks), InvalidAnalysisException);
-    std::string handles = "f = ";
-    for (int k = 0; k < 10000; ++k)
-        handles += "@() ";
-    EXPECT_THROW(analyse(handles + "1;\n"), InvalidAnalysisException);
-    // The message analysis reports the same limit the same way.
+    EXPECT_NO_THROW(analyse(repeat("if x\n", 512)));
+    EXPECT_THROW(analyse(repeat("if x\n", 10512)), InvalidAnalysisException);
+    EXPECT_THROW(analyse("f = " + repeat("@() ", 10000) + "1;\n"), InvalidAnalysisException);
     ca::messages::SingleFileMessages messages{ca::RuntimeContextHandle{}};
-    EXPECT_THROW(messages.getMessages(ca::CodeInput::createFromSourceCode(fl::i18n::to_ustring(blocks)),
-                                      ca::messages::getOptionsForErrorOnly()),
+    EXPECT_THROW(messages.getMessages(
+                     ca::CodeInput::createFromSourceCode(fl::i18n::to_ustring(repeat("if x\n", 10512))),
+                     ca::messages::getOptionsForErrorOnly()),
                  InvalidAnalysisException);
-}
-
-TEST(Robustness, LongChainsWithoutNestingDoNotThrow) {
-    std::string unary = "x = ";
-    for (int k = 0; k < 100000; ++k)
-        unary += "-";
-    EXPECT_NO_THROW(analyse(unary + "1;\n"));
-    std::string ends;
-    for (int k = 0; k < 20000; ++k)
-        ends += "end\n";
-    auto a = analyse(ends);
-    EXPECT_TRUE(a->hasParseErrors());
-    std::string sum = "x = 1";
-    for (int k = 0; k < 100000; ++k)
-        sum += " + 1";
-    EXPECT_FALSE(analyse(sum + ";\n")->hasParseErrors());
+    EXPECT_THROW(analyse(std::u16string(ca::kMaxTextLength + 1, u' ')), InvalidAnalysisException);
+    EXPECT_NO_THROW(analyse("x = " + repeat("-", 100000) + "1;\n"));
+    EXPECT_TRUE(analyse(repeat("end\n", 20000))->hasParseErrors());
+    EXPECT_FALSE(analyse("x = 1" + repeat(" + 1", 100000) + ";\n")->hasParseErrors());
+    std::u16string controls;
+    for (char16_t c = 0; c < 0x20; ++c)
+        controls += c;
+    EXPECT_NO_THROW(useFully(controls + controls));
 }
 
 TEST(Robustness, ALineOfTwoMegabytesIsQuick) {
     std::u16string line = u"x = [";
     while (line.size() < 2'000'000)
         line += u"1, 'a', b ";
-    line += u"];\n";
     const auto start = std::chrono::steady_clock::now();
-    auto a = analyse(line);
-    const auto seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    EXPECT_FALSE(a->hasParseErrors());
-    EXPECT_LT(seconds, 2.0);
-    std::u16string comment = u"% " + std::u16string(2'000'000, u'x');
-    EXPECT_EQ(analyse(comment)->getComments().size(), 1u);
+    EXPECT_FALSE(analyse(line + u"];\n")->hasParseErrors());
+    EXPECT_EQ(analyse(u"% " + std::u16string(2'000'000, u'x'))->getComments().size(), 1u);
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 2.0);
 }
 
 TEST(Robustness, UnpairedSurrogatesAreFineInCommentsAndLiteralsOnly) {
     const std::u16string lone(1, char16_t(0xDC01));
     EXPECT_FALSE(
         analyse(u"s = 'a" + lone + u"';\n% " + lone + u"\nt = \"" + lone + u"\";\n")->hasParseErrors());
-    auto a = analyse(u"x = 1;\ny = 2" + lone + u";\nz = 3;\n");
-    EXPECT_EQ(ca::testing::errors(*a), std::vector<std::string>{"2:InvalidCharacter"});
-}
-
-TEST(Robustness, OnlyTooLongTextsThrow) {
-    std::u16string tooLong(ca::kMaxTextLength + 1, u' ');
-    EXPECT_THROW(analyse(tooLong), InvalidAnalysisException);
-    EXPECT_THROW(ca::createSingleFileAnalyzer()->analyze(tooLong), InvalidAnalysisException);
-    std::u16string controls;
-    for (char16_t c = 0; c < 0x20; ++c)
-        controls += c;
-    EXPECT_NO_THROW(useFully(controls + controls));
+    EXPECT_EQ(ca::testing::errors(*analyse(u"x = 1;\ny = 2" + lone + u";\nz = 3;\n")),
+              std::vector<std::string>{"2:InvalidCharacter"});
 }
 
 }  // namespace
