@@ -4,11 +4,11 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 #include "ca/astapi/node.hpp"
 #include "ca/lexer/name_hash.hpp"
+#include "ca/lexer/name_set.hpp"
 #include "ca/lexer/scan.hpp"
 #include "fl/ustring.hpp"
 
@@ -52,10 +52,10 @@ struct AnalysisData {
     std::vector<std::uint8_t> lineContent;  // per line (index 1..), bits of Analysis::LineContent
     // Per line (index 1..): 1 starts a statement, 2 a clause (else, case, ...), 3 an `end`, 4 a function.
     std::vector<std::uint8_t> lineRoles;
-    std::vector<Role> roles;            // per token
-    std::vector<std::uint32_t> scopes;  // per token: scope of a Use
-    std::unordered_map<std::uint32_t, std::uint32_t> dottedEnd;
-    std::vector<std::unordered_set<std::u16string_view, lexer::NameHash>> scopeVariables;
+    std::vector<Role> roles;               // per token
+    std::vector<std::uint32_t> scopes;     // per token: scope of a Use
+    std::vector<std::uint32_t> dottedEnd;  // per token: the last token of a chain it heads, 0 when none
+    std::vector<lexer::NameSet> scopeVariables;
     std::vector<std::int32_t> scopeParent;
     std::unordered_map<std::u16string_view, FunctionInfo, lexer::NameHash> functions;
     bool parseErrors = false;

@@ -1,10 +1,9 @@
 #include "ca/lexer/scan.hpp"
 
 #include <string>
-#include <unordered_set>
 
 #include "ca/lexer/find_line_feed.hpp"
-#include "ca/lexer/name_hash.hpp"
+#include "ca/lexer/name_set.hpp"
 #include "ca/lexer/operator_classes.hpp"
 
 namespace ca::lexer {
@@ -203,7 +202,11 @@ struct OperatorToken {
 class Scanner {
   public:
     Scanner(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start, std::uint32_t line)
-        : t_(text), n_(text.size()), out_(out), i_(start), line_(line) {}
+        : t_(text), n_(text.size()), out_(out), i_(start), line_(line) {
+        brackets_.reserve(16);
+        blocks_.reserve(16);
+        blockIndents_.reserve(16);
+    }
 
     // Returns false, having stopped early, when a %} line without opener shows that the text begins inside
     // a block comment and `cutEdgeChecked` was false: the scan must then start again with it true.
@@ -527,7 +530,7 @@ class Scanner {
             blockIndents_.push_back(lineIndent_);
             return;
         }
-        if (isDeclarationBlock(top) || variables_.count(w) != 0) return;
+        if (isDeclarationBlock(top) || variables_.contains(w)) return;
         if (startsCommand(j)) scanCommandWords();
     }
 
@@ -741,7 +744,7 @@ class Scanner {
     std::vector<Op> brackets_;
     std::vector<Word> blocks_;
     std::vector<std::uint32_t> blockIndents_;
-    std::unordered_set<std::u16string_view, NameHash> variables_;
+    NameSet variables_;
     Mode mode_ = Mode::None;
     std::size_t headerStart_ = 0;
     std::size_t headerAssign_ = kNone;

@@ -149,7 +149,12 @@ class Parser {
   public:
     // `anchor`: where the complete statements begin, when an earlier run found a cut edge before it;
     // the text from there on is lexed afresh, as the cut edge may have misled the lexer.
-    Parser(AnalysisData& d, std::size_t anchor) : d_(d), text_(d.text), knownAnchor_(anchor) {}
+    Parser(AnalysisData& d, std::size_t anchor) : d_(d), text_(d.text), knownAnchor_(anchor) {
+        // Room for the usual depths up front: these grow and shrink with every statement.
+        pending_.reserve(64);
+        prefixOperators_.reserve(16);
+        frames_.reserve(16);
+    }
 
     // Returns the offset of the line where the complete statements begin, when a cut edge precedes it
     // and this run was not told the anchor yet; 0 otherwise (the analysis is then complete).
@@ -168,6 +173,7 @@ class Parser {
         buildTokens();
         d_.roles.assign(d_.tokens.size(), Role::Use);
         d_.scopes.assign(d_.tokens.size(), 0);
+        d_.dottedEnd.assign(d_.tokens.size(), 0);
         d_.scopeVariables.emplace_back();
         d_.scopeParent.push_back(-1);
         lineKind_.assign(lineCount() + 2, 0);
@@ -508,13 +514,23 @@ class Parser {
 
     void parseUnary() {
         const std::uint32_t from = mark();
-        std::vector<std::uint32_t> operators;
-        while (isPrefixOperator(cur()))
-            operators.push_back(take());
+        const std::size_t base = takePrefixOperators();
         parsePower();
-        if (failed_) return;
-        for (std::size_t k = operators.size(); k-- > 0;)
-            finishAt(NodeKind::UnaryOp, from, operators[k]);
+        finishPrefixOperators(from, base);
+    }
+
+    // Prefix operators wait on one stack shared by all levels, so that `- - - x` costs neither recursion
+    // nor an allocation per operand.
+    std::size_t takePrefixOperators() {
+        const std::size_t base = prefixOperators_.size();
+        while (isPrefixOperator(cur()))
+            prefixOperators_.push_back(take());
+        return base;
+    }
+    void finishPrefixOperators(std::uint32_t from, std::size_t base) {
+        for (std::size_t k = prefixOperators_.size(); k-- > base && !failed_;)
+            finishAt(NodeKind::UnaryOp, from, prefixOperators_[k]);
+        prefixOperators_.resize(base);
     }
 
     void parsePower() {
@@ -524,13 +540,10 @@ class Parser {
                (cur().op == Op::Power || cur().op == Op::ElemPower)) {
             take();
             const std::uint32_t operand = mark();
-            std::vector<std::uint32_t> operators;
-            while (isPrefixOperator(cur()))
-                operators.push_back(take());
+            const std::size_t base = takePrefixOperators();
             parsePostfix();
+            finishPrefixOperators(operand, base);
             if (failed_) return;
-            for (std::size_t k = operators.size(); k-- > 0;)
-                finishAt(NodeKind::UnaryOp, operand, operators[k]);
             finishFrom(NodeKind::BinaryOp, from);
         }
     }
@@ -1936,6 +1949,7 @@ class Parser {
     // closed ones some function is closed and few stay open (those the cut went through).
     void detectFunctionForm() {
         std::vector<bool> open;  // per open construct: is it a function
+        open.reserve(64);
         int closedFunctions = 0;
         int brackets = 0;
         bool statementStart = true;
@@ -2067,6 +2081,7 @@ class Parser {
     std::vector<PTok> toks_;
     std::size_t pos_ = 0;
     std::vector<std::uint32_t> pending_;
+    std::vector<std::uint32_t> prefixOperators_;
     std::vector<Frame> frames_;
     std::vector<std::uint32_t> lineIndent_;
     std::vector<std::uint8_t> lineKind_;  // 1 statement, 2 clause, 3 end, 4 function line

@@ -42,7 +42,7 @@ std::u16string_view kindText(TokenKind kind) {
 
 bool isVariable(const AnalysisData& d, std::uint32_t scope, std::u16string_view name) {
     for (std::int32_t s = static_cast<std::int32_t>(scope); s >= 0; s = d.scopeParent[s]) {
-        if (d.scopeVariables[s].count(name) != 0) return true;
+        if (d.scopeVariables[s].contains(name)) return true;
     }
     return false;
 }
@@ -97,11 +97,11 @@ Reading readIdentifier(const AnalysisData& d, std::uint32_t k) {
             r.classification = d.functions.count(name) != 0 ? kHandleToTextFunction : kOutsideFunction;
             break;
         case Role::DottedHead: {
-            auto chain = d.dottedEnd.find(k);
-            if (chain != d.dottedEnd.end() && !isVariable(d, d.scopes[k], name)) {
+            const std::uint32_t chainEnd = d.dottedEnd[k];
+            if (chainEnd != 0 && !isVariable(d, d.scopes[k], name)) {
                 r.kind = u"DottedIdentifier"sv;
                 r.classification = kDottedOutsideFunction;
-                r.last = chain->second;
+                r.last = chainEnd;
             } else {
                 r.classification = classifyUse(d, d.scopes[k], name);
             }
