@@ -135,10 +135,9 @@ AutoCompletionTokenInfo getAutoCompletionTokenInfo(std::shared_ptr<Analysis> ana
             origin = originOf(recordText, origins);
         const std::uint32_t column =
             t.offset - (t.line <= d.lineStarts.size() ? d.lineStarts[t.line - 1] : 0) + 1;
-        records.push_back(AutoCompletionToken{fl::ustring(r.kind), r.classification, fl::ustring(recordText),
-                                              origin == Quorvanta::FunctionOrigin::BuiltIn,
-                                              origin == Quorvanta::FunctionOrigin::Library, t.offset, t.line,
-                                              column});
+        records.push_back(AutoCompletionToken{
+            fl::ustring(r.kind), fl::ustring(recordText), t.offset, r.classification, t.line, column,
+            origin == Quorvanta::FunctionOrigin::BuiltIn, origin == Quorvanta::FunctionOrigin::Library});
         k = r.last;
     }
     return AutoCompletionTokenInfo(std::move(records));

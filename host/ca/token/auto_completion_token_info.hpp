@@ -23,17 +23,18 @@ enum Classification : std::uint32_t {
     kOther = 8,
 };
 
-// One token of the analysed text as completion sees it.
+// One token of the analysed text as completion sees it. The members stand in the order that packs a record
+// tightest: a text of 8,000 code units has about two thousand of them.
 struct AutoCompletionToken {
     fl::ustring kind;  // "Identifier", "DottedIdentifier", "Keyword", "Number", "CharArray", "String",
                        // "Operator", "Punctuation", "Comment" or "CommandWord"
-    std::uint32_t classification = kOther;
     fl::ustring text;
-    bool originFlagA = false;  // the registry knows the name as a built-in function
-    bool originFlagB = false;  // the registry knows the name as a library function written in Ostrel
     std::size_t position = 0;  // offset of the first code unit
+    std::uint32_t classification = kOther;
     std::uint32_t line = 1;
     std::uint32_t column = 1;
+    bool originFlagA = false;  // the registry knows the name as a built-in function
+    bool originFlagB = false;  // the registry knows the name as a library function written in Ostrel
 };
 
 class AutoCompletionTokenInfo {
