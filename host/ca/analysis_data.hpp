@@ -37,6 +37,16 @@ enum class Role : std::uint8_t {
     BlockWord,     // properties, methods, events, enumeration, arguments opening their block
 };
 
+// A name a function assigns a value to, or takes as an input or output or declares global or persistent:
+// the warning about values never used leaves out names of the last kinds.
+enum class AssignmentKind : std::uint8_t { Value, Output, Input, Declared };
+
+struct Assignment {
+    std::uint32_t token;
+    std::uint32_t scope;
+    AssignmentKind kind;
+};
+
 struct FunctionInfo {
     bool nested = false;
 };
@@ -53,10 +63,12 @@ struct AnalysisData {
     // Per line (index 1..): 1 starts a statement, 2 a clause (else, case, ...), 3 an `end`, 4 a function.
     std::vector<std::uint8_t> lineRoles;
     std::vector<Role> roles;               // per token
-    std::vector<std::uint32_t> scopes;     // per token: scope of a Use
+    std::vector<std::uint32_t> scopes;     // per token: scope of a Use or a command word
     std::vector<std::uint32_t> dottedEnd;  // per token: the last token of a chain it heads, 0 when none
     std::vector<lexer::NameSet> scopeVariables;
     std::vector<std::int32_t> scopeParent;
+    std::vector<std::uint8_t> scopeComplete;  // per scope: a function read up to its end, not cut off
+    std::vector<Assignment> assignments;      // in source order
     std::unordered_map<std::u16string_view, FunctionInfo, lexer::NameHash> functions;
     bool parseErrors = false;
 };

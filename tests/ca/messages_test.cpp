@@ -94,6 +94,32 @@ TEST(Messages, EveryErrorOfATextInSourceOrderAndWarningsOnlyWhenAskedFor) {
     EXPECT_EQ(all.at(0).getSeverity(), ca::messages::Severity::Warning);
 }
 
+// A value a whole function assigns and never reads is a warning; error-only options leave it out.
+TEST(Messages, UnusedVariablesAreWarnings) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"function f()\n    x = 1;\n    y = 2;\n    disp(y)\n    [a, b] = size(y);\n    disp(a)\nend\n",
+         {"2:UnusedVariable: The value assigned to 'x' at line 2 is never used.",
+          "5:UnusedVariable: The value assigned to 'b' at line 5 is never used."}},
+        {"function f()\nx = 1;\nfunction g()\ny = 2;\n",  // g may go on after the text
+         {"2:UnusedVariable: The value assigned to 'x' at line 2 is never used."}},
+        // Read in a nested function, returned, an input's field, persistent, read by name, a command word,
+        // kept for its end, in a script, in a text with errors: none.
+        {"function f()\n    x = 1;\n    g();\n    function g()\n        disp(x)\n    end\nend\n", {}},
+        {"function [r, s] = f(o)\n    r = 1;\n    o.a = 1;\n    persistent n\n    n = 1;\n    [s, ~] = "
+         "size(1);\nend\n",
+         {}},
+        {"function f()\n    x = 1;\n    eval('disp(x)')\nend\n", {}},
+        {"function f()\n    x = 1;\n    disp x\n    c = onCleanup(@() disp(1));\nend\n", {}},
+        {"x = 1;\n", {}},
+        {"function f()\n    x = 1; y = (2;\nend\n",
+         {"2:UnbalancedBracket: '(' at line 2 is not closed before ';' at line 2."}}};
+    for (const auto& [text, expected] : cases) {
+        EXPECT_EQ(describe(messagesOf(text, false)), expected) << text;
+        for (const Message& m : messagesOf(text))
+            EXPECT_EQ(m.getSeverity(), ca::messages::Severity::Error) << text;
+    }
+}
+
 TEST(Messages, ValidTextsHaveNone) {
     for (const char* text :
          {"if x, y = 1; end\n", "for (k = 1:3)\n    disp(k)\nend\n",

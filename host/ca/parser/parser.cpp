@@ -176,6 +176,7 @@ class Parser {
         d_.dottedEnd.assign(d_.tokens.size(), 0);
         d_.scopeVariables.emplace_back();
         d_.scopeParent.push_back(-1);
+        d_.scopeComplete.push_back(0);
         lineKind_.assign(lineCount() + 2, 0);
         if (!parseFile()) return anchorOffset_;
         finishDiagnostics();
@@ -878,6 +879,11 @@ class Parser {
             ++pos_;
     }
 
+    // An assignment in a function, for the warning about values that are never used.
+    void noteAssignment(const PTok& t, AssignmentKind kind) {
+        d_.assignments.push_back(Assignment{t.scan, scope_, kind});
+    }
+
     void addVariable(const PTok& t) {
         d_.roles[t.scan] = Role::Variable;
         d_.scopeVariables[scope_].insert(textOf(t));
@@ -916,6 +922,7 @@ class Parser {
                           "The quoted word at line " + std::to_string(w.line) + " is not terminated.");
                     return;
                 }
+                d_.scopes[w.scan] = scope_;
                 leaf(NodeKind::CommandWord);
             }
             finishAt(NodeKind::Command, from, first);
@@ -941,7 +948,10 @@ class Parser {
                     "The left side of '=' at line " + std::to_string(next.line) + " cannot be assigned to.");
                 return;
             }
-            if (toks_[first].kind == TokenKind::Identifier) addVariable(toks_[first]);
+            if (toks_[first].kind == TokenKind::Identifier) {
+                addVariable(toks_[first]);
+                noteAssignment(toks_[first], AssignmentKind::Value);
+            }
             take();
             parseExpression();
             if (failed_) return;
@@ -1001,6 +1011,7 @@ class Parser {
                     leaf(NodeKind::Ignored);
                 } else if (t.kind == TokenKind::Identifier) {
                     addVariable(t);
+                    noteAssignment(t, AssignmentKind::Value);
                     parsePostfix();
                     if (failed_) break;
                     if (!validTarget(pending_.back())) {
@@ -1135,6 +1146,7 @@ class Parser {
         finishClause(*f);
         take();
         const Frame closed = *f;
+        if (isFunctionKind(closed.kind)) d_.scopeComplete[closed.scope] = 1;
         popFrame();
         lastEndIndent_ = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
         lastEndClosedFunction_ = isFunctionKind(closed.kind);
@@ -1322,6 +1334,7 @@ class Parser {
         while (Frame* f = top()) {
             if (closedForm_ || !isFunctionKind(f->kind) || f->indent < indent) break;
             recordUnclosed(*f);
+            d_.scopeComplete[f->scope] = 1;  // the next function line ends it
             popFrame();
         }
         bool nested = false;
@@ -1344,6 +1357,7 @@ class Parser {
         scope_ = static_cast<std::uint32_t>(d_.scopeVariables.size());
         d_.scopeVariables.emplace_back();
         d_.scopeParent.push_back(nested ? static_cast<std::int32_t>(outerScope) : -1);
+        d_.scopeComplete.push_back(0);
         std::u16string_view name = parseFunctionHeader();
         if (failed_) pending_.resize(from);
         pushFrame(kind, from, header);
@@ -1404,6 +1418,7 @@ class Parser {
                     break;
                 }
                 addVariable(o);
+                noteAssignment(o, AssignmentKind::Output);
                 leaf(NodeKind::Identifier);
             }
             if (failed_) return {};
@@ -1414,6 +1429,7 @@ class Parser {
             const std::uint32_t outputs = mark();
             std::uint32_t first = static_cast<std::uint32_t>(pos_);
             addVariable(cur());
+            noteAssignment(cur(), AssignmentKind::Output);
             leaf(NodeKind::Identifier);
             finishAt(NodeKind::OutputList, outputs, first);
             take();
@@ -1444,6 +1460,7 @@ class Parser {
                 std::uint32_t first = static_cast<std::uint32_t>(pos_);
                 if (p.kind == TokenKind::Identifier) {
                     addVariable(p);
+                    noteAssignment(p, AssignmentKind::Input);
                     leaf(NodeKind::Identifier);
                 } else if (p.kind == TokenKind::Operator && p.op == Op::Not) {
                     leaf(NodeKind::Ignored);
@@ -1738,6 +1755,7 @@ class Parser {
                     const std::uint32_t first = take();
                     while (cur().kind == TokenKind::Identifier) {
                         addVariable(cur());
+                        noteAssignment(cur(), AssignmentKind::Declared);
                         leaf(NodeKind::Identifier);
                     }
                     finishAt(t.word == Word::Global ? NodeKind::Global : NodeKind::Persistent, from, first);
