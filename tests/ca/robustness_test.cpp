@@ -19,6 +19,7 @@ std::size_t useFully(const std::u16string& text) {
     auto analysis = analyse(text);
     std::size_t count = analysis->getComments().size();
     count += ca::token::getAutoCompletionTokenInfo(analysis).getTokens().size();
+    count += ca::messages::messagesOf(*analysis, ca::messages::MessageOptions{}).size();
     std::vector<lf::astapi::Node<ca::astapi::CA>> stack{analysis->getRootNode()};
     while (!stack.empty()) {
         auto node = stack.back();
