@@ -66,9 +66,8 @@ inline std::optional<Outcome> ask(qvai::IQvaiClient& client, qvai::core::gen::Ch
     return future.get();
 }
 
-inline std::string replyText(const Outcome& outcome) {
-    return outcome.message.choices.empty() ? std::string()
-                                           : fl::i18n::to_string(outcome.message.choices[0].content);
+inline std::string replyText(const qvai::core::gen::ChatCompletionMessage& message) {
+    return message.choices.empty() ? std::string() : fl::i18n::to_string(message.choices[0].content);
 }
 
 }  // namespace model_test
