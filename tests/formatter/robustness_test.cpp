@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sstream>
 
 #include "fl/i18n.hpp"
 #include "formatter_test_support.hpp"
@@ -26,16 +27,16 @@ std::vector<fl::ustring> linesWithoutIndentation(const fl::ustring& text) {
     }
 }
 
-// Formats `text` and checks what must hold for any text and any settings: only indentation changes, and
-// formatting the result again changes nothing.
 std::string describe(const Settings& s) {
-    return "settings{tab " + std::to_string(s.tabSize) + ", indent " + std::to_string(s.indentSize) +
-           ", spaces " + std::to_string(s.insertSpaces) + ", style " +
-           std::to_string(static_cast<int>(s.functionIndentation)) + ", blanks " +
-           std::to_string(static_cast<int>(s.blankLines)) + ", lines " + std::to_string(s.startLine) + "-" +
-           std::to_string(s.endLine) + "}";
+    std::ostringstream out;
+    out << "settings{tab " << s.tabSize << ", indent " << s.indentSize << ", spaces " << s.insertSpaces
+        << ", style " << static_cast<int>(s.functionIndentation) << ", blanks "
+        << static_cast<int>(s.blankLines) << ", lines " << s.startLine << "-" << s.endLine << "}";
+    return out.str();
 }
 
+// Formats `text` and checks what must hold for any text and any settings: only indentation changes, and
+// formatting the result again changes nothing.
 void checkInvariants(const fl::ustring& text, const Settings& settings, const std::string& label) {
     const std::string what = label + " " + describe(settings);
     fl::ustring once, twice;
@@ -63,48 +64,13 @@ Settings randomSettings(std::mt19937& random) {
 
 // Pieces that stress the formatter: block openers and closers, brackets, literals, continuations, block
 // comment markers, odd blanks and code units that are not valid text.
+// clang-format off
 const std::u16string_view kPieces[] = {
-    u"if x\n",
-    u"end\n",
-    u"end",
-    u"else\n",
-    u"case 1\n",
-    u"switch y\n",
-    u"function f\n",
-    u"classdef C\n",
-    u"methods\n",
-    u"arguments\n",
-    u"(",
-    u")",
-    u"[",
-    u"]",
-    u"{",
-    u"}",
-    u"'",
-    u"\"",
-    u"...",
-    u"... % c\n",
-    u"%{\n",
-    u"\n%}\n",
-    u"%",
-    u"\n",
-    u"\r\n",
-    u"\r",
-    u"\t",
-    u"    ",
-    u"\f",
-    u"\u00e9",
-    u"\xd800",
-    u"\xdc00",
-    u"\0",
-    u"x = 1;\n",
-    u"try\n",
-    u"catch e\n",
-    u"otherwise\n",
-    u"properties\n",
-    u"a(end)",
-    u"  %}\n",
-};
+    u"if x\n", u"end\n", u"end", u"else\n", u"case 1\n", u"switch y\n", u"function f\n", u"classdef C\n",
+    u"methods\n", u"arguments\n", u"(", u")", u"[", u"]", u"{", u"}", u"'", u"\"", u"...", u"... % c\n",
+    u"%{\n", u"\n%}\n", u"%", u"\n", u"\r\n", u"\r", u"\t", u"    ", u"\f", u"\u00e9", u"\xd800", u"\xdc00",
+    u"\0", u"x = 1;\n", u"try\n", u"catch e\n", u"otherwise\n", u"properties\n", u"a(end)", u"  %}\n"};
+// clang-format on
 
 fl::ustring mutate(fl::ustring text, std::mt19937& random) {
     const int edits = 1 + static_cast<int>(random() % 6);
