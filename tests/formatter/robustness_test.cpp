@@ -13,18 +13,17 @@ using ca::formatting::legacy::BlankLines;
 using ca::formatting::legacy::FunctionIndentation;
 using ca::formatting::legacy::Settings;
 
+// The text's lines without their leading blanks; lines of blanks only are empty.
 std::vector<fl::ustring> linesWithoutIndentation(const fl::ustring& text) {
+    constexpr auto npos = fl::ustring::npos;
     std::vector<fl::ustring> lines;
-    std::size_t start = 0;
-    while (true) {
-        const std::size_t end = text.find(u'\n', start);
-        fl::ustring line = text.substr(start, end == fl::ustring::npos ? fl::ustring::npos : end - start);
-        line.erase(0, line.find_first_not_of(u" \t\f\v\r"));
-        if (line.find_first_not_of(u" \t\f\v\r") == fl::ustring::npos) line.clear();
-        lines.push_back(std::move(line));
-        if (end == fl::ustring::npos) return lines;
-        start = end + 1;
+    for (std::size_t start = 0, end = 0; end != npos; start = end + 1) {
+        end = text.find(u'\n', start);
+        const fl::ustring line = text.substr(start, end == npos ? npos : end - start);
+        const std::size_t code = line.find_first_not_of(u" \t\f\v\r");
+        lines.push_back(code == npos ? fl::ustring() : line.substr(code));
     }
+    return lines;
 }
 
 std::string describe(const Settings& s) {

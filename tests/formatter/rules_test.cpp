@@ -2,6 +2,7 @@
 
 #include <regex>
 
+#include "fl/i18n.hpp"
 #include "formatter_test_support.hpp"
 
 namespace {
@@ -14,7 +15,7 @@ using ca::formatting::legacy::Settings;
 // The first line of every text below is "%" so that the rules apply from the second line on (the first line
 // is never changed and anchors the rest by its own indentation).
 std::string fmt(const std::string& text, Settings settings = settingsFor(FunctionIndentation::All)) {
-    return format(text, settings);
+    return fl::i18n::to_string(format(fl::i18n::to_ustring(text), settings));
 }
 
 // Takes the indentation off every line of `formatted` but the first and checks that formatting puts it back.
