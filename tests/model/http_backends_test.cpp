@@ -19,8 +19,8 @@ namespace {
 constexpr const char* kKeyVariable = "OSTREL_TEST_MODEL_KEY";
 constexpr const char* kKey = "sk-test-4f9a1c77e2b0d3";
 
-std::optional<Outcome> askThrough(const std::string& backend, const std::string& endpoint,
-                                  qvai::core::gen::ChatCompletion request) {
+std::string askThrough(const std::string& backend, const std::string& endpoint,
+                       qvai::core::gen::ChatCompletion request) {
     qvai::ClientOptions options;
     options.Backend = backend;
     options.Endpoint = endpoint;
@@ -30,7 +30,7 @@ std::optional<Outcome> askThrough(const std::string& backend, const std::string&
     options.TimeoutMs = 400;
     options.ApiKeyVariable = kKeyVariable;
     qvai::AiClient client(options);
-    return ask(client, std::move(request));
+    return answer(client, std::move(request));
 }
 
 // Answers every POST with one reply and keeps the last request.
@@ -66,10 +66,8 @@ class HttpBackendTest : public ::testing::Test {
 TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply) {
     RecordingServer server(R"({"id":"r1","choices":[{"index":0,"message":{"role":"assistant",)"
                            R"("content":"```ostrel\ntotal = total + x(i);\n```"},"finish_reason":"stop"}]})");
-    const auto outcome = askThrough("openai", server.url(), completionRequest("for i = 1:n\\n", "\\nend"));
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_TRUE(outcome->success);
-    EXPECT_EQ(replyText(outcome->message), "```ostrel\ntotal = total + x(i);\n```");
+    EXPECT_EQ(askThrough("openai", server.url(), completionRequest("for i = 1:n\\n", "\\nend")),
+              "```ostrel\ntotal = total + x(i);\n```");
 
     EXPECT_EQ(server.last().get_header_value("Authorization"), std::string("Bearer ") + kKey);
     const auto sent = server.body();
@@ -89,11 +87,8 @@ TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply
 
 TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
     RecordingServer server(R"({"content":"    total = total + x(i);","stop":true})");
-    const auto outcome =
-        askThrough("infill", server.url(), completionRequest("for i = 1:n\\n", "\\nend\\t\\\"q\\\""));
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_TRUE(outcome->success);
-    EXPECT_EQ(replyText(outcome->message), "```ostrel\n    total = total + x(i);\n```");
+    EXPECT_EQ(askThrough("infill", server.url(), completionRequest("for i = 1:n\\n", "\\nend\\t\\\"q\\\"")),
+              "```ostrel\n    total = total + x(i);\n```");
     EXPECT_EQ(server.last().get_header_value("Authorization"), std::string("Bearer ") + kKey);
     const auto sent = server.body();
     EXPECT_EQ(sent["input_prefix"], "for i = 1:n\n");
@@ -111,9 +106,9 @@ TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
         {"infill", "", "/infill"},
         {"infill", "/infill/", "/infill"}};
     for (const auto& [backend, suffix, path] : cases) {
-        const auto outcome = askThrough(backend, server.url() + suffix, completionRequest("x", ""));
-        ASSERT_TRUE(outcome.has_value());
-        EXPECT_TRUE(outcome->success) << backend << " " << suffix;
+        EXPECT_THAT(askThrough(backend, server.url() + suffix, completionRequest("x", "")),
+                    testing::HasSubstr("ok"))
+            << backend << suffix;
         EXPECT_EQ(server.last().path, path) << backend << " " << suffix;
     }
 }
@@ -125,9 +120,7 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     request.maxTokens = 5;
     request.model = "other";
     unsetenv(kKeyVariable);
-    auto outcome = askThrough("openai", server.url(), request);
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_EQ(replyText(outcome->message), "ok");
+    EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
     EXPECT_FALSE(server.last().has_header("Authorization"));
     const auto sent = server.body();
     EXPECT_EQ(sent["max_tokens"], 5);
@@ -135,9 +128,7 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     EXPECT_EQ(sent["messages"][0]["content"], "say ok");
 
     setenv(kKeyVariable, "", 1);  // set but empty counts as no key
-    outcome = askThrough("openai", server.url(), request);
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_TRUE(outcome->success);
+    EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
     EXPECT_FALSE(server.last().has_header("Authorization"));
 }
 
@@ -171,12 +162,9 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     for (const std::string backend : {"openai", "infill"}) {
         for (const auto& endpoint : endpoints) {
             const auto start = std::chrono::steady_clock::now();
-            const auto outcome = askThrough(backend, endpoint, completionRequest("x = ", ""));
-            const auto took = std::chrono::steady_clock::now() - start;
-            ASSERT_TRUE(outcome.has_value()) << backend << " " << endpoint << ": no callback";
-            EXPECT_FALSE(outcome->success) << backend << " " << endpoint;
-            EXPECT_TRUE(outcome->message.choices.empty()) << backend << " " << endpoint;
-            EXPECT_LT(took, 400ms + 1500ms) << backend << " " << endpoint;
+            EXPECT_EQ(askThrough(backend, endpoint, completionRequest("x = ", "")), kFailed)
+                << backend << endpoint;
+            EXPECT_LT(std::chrono::steady_clock::now() - start, 400ms + 1500ms) << backend << " " << endpoint;
         }
     }
     {
@@ -209,25 +197,16 @@ TEST(ReplyFileTest, RepliesWithTheFileAndFailsCleanlyOtherwise) {
     options.Backend = "reply-file";
     options.ReplyFile = path;
     qvai::AiClient client(options);
-    auto outcome = ask(client, completionRequest("x = 1\\n", ""));
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_TRUE(outcome->success);
-    EXPECT_EQ(replyText(outcome->message), "Here you go:\n```ostrel\ny = 2;\n```\n");
+    EXPECT_EQ(answer(client, completionRequest("x = 1\\n", "")), "Here you go:\n```ostrel\ny = 2;\n```\n");
 
     auto unknownVersion = completionRequest("x", "");
     unknownVersion.promptSelector->promptVersion = "v9";
     auto garbled = completionRequest("x", "");
     garbled.promptSelector->input = u"not json";
-    for (const auto& request : {unknownVersion, garbled}) {
-        outcome = ask(client, request);
-        ASSERT_TRUE(outcome.has_value());
-        EXPECT_FALSE(outcome->success);
-    }
+    EXPECT_EQ(answer(client, unknownVersion), kFailed);
+    EXPECT_EQ(answer(client, garbled), kFailed);
     std::remove(path.c_str());
-    outcome = ask(client, completionRequest("x", ""));
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_FALSE(outcome->success);
-    EXPECT_TRUE(outcome->message.choices.empty());
+    EXPECT_EQ(answer(client, completionRequest("x", "")), kFailed);
 }
 
 }  // namespace
