@@ -1,40 +1,14 @@
 #pragma once
 
-#include <httplib.h>
-
 #include <chrono>
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "fl/i18n.hpp"
 #include "qvai/qvai_client.hpp"
 
 namespace model_test {
-
-// An HTTP server on a free loopback port for the length of a test.
-class LoopbackServer {
-  public:
-    LoopbackServer() {
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ~LoopbackServer() { stop(); }
-    void stop() {
-        server_.stop();
-        if (thread_.joinable()) thread_.join();
-    }
-    httplib::Server& server() { return server_; }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
-
-  private:
-    httplib::Server server_;
-    int port_ = 0;
-    std::thread thread_;
-};
 
 inline qvai::core::gen::ChatCompletion completionRequest(const std::string& code, const std::string& suffix) {
     qvai::core::gen::ChatCompletion request;

@@ -10,9 +10,11 @@
 #include "client_test_support.hpp"
 #include "qvai/ai_client.hpp"
 #include "support/log_capture.hpp"
+#include "support/loopback_server.hpp"
 
 using namespace std::chrono_literals;
 using namespace model_test;
+using testing_support::LoopbackServer;
 
 namespace {
 
