@@ -6,7 +6,13 @@
 #include <vector>
 
 #include "fl/i18n.hpp"
-#include "temp_folder.hpp"
+#include "support/temp_folder.hpp"
+
+using testing_support::TempFolder;
+
+namespace {
+const char* const kFunctionFile = "function y = f(x)\n    y = x;\nend\n";
+}
 
 namespace {
 
@@ -54,8 +60,8 @@ TEST_F(FunctionRegistryTest, SearchesEveryFolderOfTheLatestPath) {
 
     TempFolder first;
     TempFolder second;
-    first.write("only_first.ost");
-    second.write("only_second.ost");
+    first.write("only_first.ost", kFunctionFile);
+    second.write("only_second.ost", kFunctionFile);
     functionRegistry::setSearchPath(
         {first.path() / "missing", first.path(), kUserLib / "clamp.ost", second.path()});
     EXPECT_EQ(functionRegistry::lookup(u"only_first"), FunctionOrigin::User);
@@ -68,7 +74,7 @@ TEST_F(FunctionRegistryTest, OnlyRegularFilesNamedLikeFunctionsCount) {
     TempFolder folder;
     for (const char* name : {"good_name.ost", "bad-name.ost", "2fast.ost", "shout.OST", "notes.txt",
                              "twice.ost.bak", ".ost", "sin.ost", "movmean.ost"})
-        folder.write(name);
+        folder.write(name, kFunctionFile);
     std::filesystem::create_directory(folder.path() / "folder_fn.ost");
     std::filesystem::create_symlink(folder.path() / "good_name.ost", folder.path() / "linked.ost");
     std::filesystem::create_symlink(folder.path() / "absent.ost", folder.path() / "dangling.ost");
@@ -84,7 +90,7 @@ TEST_F(FunctionRegistryTest, OnlyRegularFilesNamedLikeFunctionsCount) {
 
 TEST_F(FunctionRegistryTest, NewAndRemovedFilesAndFoldersAreSeenAfterClearingAllCaches) {
     TempFolder folder;
-    folder.write("existing.ost");
+    folder.write("existing.ost", kFunctionFile);
     const auto later = folder.path() / "later";
     functionRegistry::setSearchPath({folder.path(), later});
     const auto origins = [] {
@@ -94,10 +100,10 @@ TEST_F(FunctionRegistryTest, NewAndRemovedFilesAndFoldersAreSeenAfterClearingAll
     const std::vector before{FunctionOrigin::User, FunctionOrigin::Unknown, FunctionOrigin::Unknown};
     EXPECT_EQ(origins(), before);
 
-    folder.write("fresh.ost");
+    folder.write("fresh.ost", kFunctionFile);
     folder.remove("existing.ost");
     std::filesystem::create_directory(later);
-    folder.write("later/late_fn.ost");
+    folder.write("later/late_fn.ost", kFunctionFile);
     EXPECT_EQ(origins(), before);
     // Dropping only the answers re-asks the cached listings, which still hold the old folders.
     functionRegistry::clearCaches(false);

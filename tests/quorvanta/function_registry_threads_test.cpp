@@ -9,9 +9,13 @@
 #include <vector>
 
 #include "quorvanta/function_registry.hpp"
-#include "temp_folder.hpp"
+#include "support/temp_folder.hpp"
+
+using testing_support::TempFolder;
 
 namespace {
+
+const char* const kFunctionFile = "function y = f(x)\n    y = x;\nend\n";
 
 using Quorvanta::FunctionOrigin;
 using Quorvanta::functionRegistry;
@@ -42,7 +46,7 @@ TEST(FunctionRegistryThreads, LookupsStayConsistentWhileCachesAreCleared) {
         {u"not_there", FunctionOrigin::Unknown}, {u"User_fn_1", FunctionOrigin::Unknown}};
     for (int k = 0; k < 20; ++k) {
         const std::string name = "user_fn_" + std::to_string(k);
-        folder.write(name + ".ost");
+        folder.write(name + ".ost", kFunctionFile);
         expected.emplace_back(std::u16string(name.begin(), name.end()), FunctionOrigin::User);
     }
     functionRegistry::setSearchPath({folder.path()});
@@ -67,8 +71,8 @@ TEST(FunctionRegistryThreads, LookupsStayConsistentWhileCachesAreCleared) {
 TEST(FunctionRegistryThreads, PathChangesUnderLoadSettleOnTheLastPath) {
     TempFolder first;
     TempFolder second;
-    first.write("from_first.ost");
-    second.write("from_second.ost");
+    first.write("from_first.ost", kFunctionFile);
+    second.write("from_second.ost", kFunctionFile);
     std::atomic<long> wrong{0};
     const auto read = [&](std::size_t) {
         // Each name is a user function or unknown, never anything else.
