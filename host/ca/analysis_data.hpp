@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ca/astapi/node.hpp"
+#include "ca/lexer/name_hash.hpp"
 #include "ca/lexer/scan.hpp"
 #include "fl/ustring.hpp"
 
@@ -54,9 +55,9 @@ struct AnalysisData {
     std::vector<Role> roles;            // per token
     std::vector<std::uint32_t> scopes;  // per token: scope of a Use
     std::unordered_map<std::uint32_t, std::uint32_t> dottedEnd;
-    std::vector<std::unordered_set<std::u16string_view>> scopeVariables;
+    std::vector<std::unordered_set<std::u16string_view, lexer::NameHash>> scopeVariables;
     std::vector<std::int32_t> scopeParent;
-    std::unordered_map<std::u16string_view, FunctionInfo> functions;
+    std::unordered_map<std::u16string_view, FunctionInfo, lexer::NameHash> functions;
     bool parseErrors = false;
 };
 

@@ -7,7 +7,6 @@
 
 #include "analysis_helpers.hpp"
 #include "ca/utils/line_splitter.hpp"
-#include "example_texts.hpp"
 
 namespace {
 

@@ -8,7 +8,6 @@
 #include "ca/code_input.hpp"
 #include "ca/messages/single_file_messages.hpp"
 #include "ca/token/auto_completion_token_info.hpp"
-#include "example_texts.hpp"
 
 namespace {
 

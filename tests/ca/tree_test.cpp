@@ -4,7 +4,6 @@
 #include <string>
 
 #include "analysis_helpers.hpp"
-#include "example_texts.hpp"
 
 namespace {
 

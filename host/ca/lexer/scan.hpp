@@ -1,5 +1,7 @@
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
 #include <vector>
@@ -85,6 +87,7 @@ enum TokenFlag : std::uint8_t {
     kSectionHeading = 2,   // a %% comment
     kCutBlockComment = 4,  // the text before a %} line without opener, read as a block comment
     kUnclosedBlock = 8,    // a block comment that runs to the end of the text
+    kFreshAfter = 16,  // a line end after which the scan knows nothing it would not know at a text's start
 };
 
 struct ScanToken {
@@ -102,16 +105,42 @@ struct ScanToken {
 void scan(std::u16string_view text, std::vector<ScanToken>& out, std::size_t start = 0,
           std::uint32_t line = 1);
 
-inline bool isBlank(char16_t c) {
-    return c == u' ' || c == u'\t' || c == u'\f' || c == u'\v';
+// Classes of the ASCII code units, looked up once per code unit in the scanner's inner loops.
+enum CharClass : std::uint8_t { kBlankChar = 1, kLetter = 2, kDigitChar = 4, kUnderscore = 8 };
+
+inline constexpr std::array<std::uint8_t, 128> kCharClasses = [] {
+    std::array<std::uint8_t, 128> classes{};
+    for (char c : {' ', '\t', '\f', '\v'})
+        classes[static_cast<std::size_t>(c)] = kBlankChar;
+    for (int c = 'a'; c <= 'z'; ++c)
+        classes[static_cast<std::size_t>(c)] = kLetter;
+    for (int c = 'A'; c <= 'Z'; ++c)
+        classes[static_cast<std::size_t>(c)] = kLetter;
+    for (int c = '0'; c <= '9'; ++c)
+        classes[static_cast<std::size_t>(c)] = kDigitChar;
+    classes['_'] = kUnderscore;
+    return classes;
+}();
+
+constexpr bool hasClass(char16_t c, std::uint8_t classes) {
+    return c < 128 && (kCharClasses[c] & classes) != 0;
 }
-inline bool isIdentifierStart(char16_t c) {
-    return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+constexpr bool isBlank(char16_t c) {
+    return hasClass(c, kBlankChar);
 }
-inline bool isIdentifierPart(char16_t c) {
-    return isIdentifierStart(c) || (c >= u'0' && c <= u'9') || c == u'_';
+constexpr bool isIdentifierStart(char16_t c) {
+    return hasClass(c, kLetter);
+}
+constexpr bool isIdentifierPart(char16_t c) {
+    return hasClass(c, kLetter | kDigitChar | kUnderscore);
 }
 Word reservedWord(std::u16string_view word);
+
+// Reserved words that open a block closed by `end`.
+constexpr bool opensBlock(Word w) {
+    return w == Word::If || w == Word::For || w == Word::Parfor || w == Word::While || w == Word::Switch ||
+           w == Word::Try || w == Word::Spmd || w == Word::Function || w == Word::Classdef;
+}
 Word contextualWord(std::u16string_view word);
 
 }  // namespace ca::lexer

@@ -8,6 +8,8 @@
 #include <string>
 
 #include "ca/invalid_analysis_exception.hpp"
+#include "ca/lexer/find_line_feed.hpp"
+#include "ca/lexer/operator_classes.hpp"
 #include "fl/i18n.hpp"
 
 namespace ca::detail {
@@ -41,45 +43,6 @@ struct PTok {
 
 bool isNewline(const PTok& t) {
     return t.kind == TokenKind::LineEnd && !t.eof;
-}
-
-bool isBinaryOperator(Op op) {
-    switch (op) {
-        case Op::Plus:
-        case Op::Minus:
-        case Op::Times:
-        case Op::Divide:
-        case Op::LeftDivide:
-        case Op::Power:
-        case Op::ElemTimes:
-        case Op::ElemDivide:
-        case Op::ElemLeftDivide:
-        case Op::ElemPower:
-        case Op::Equal:
-        case Op::NotEqual:
-        case Op::Less:
-        case Op::LessEqual:
-        case Op::Greater:
-        case Op::GreaterEqual:
-        case Op::And:
-        case Op::Or:
-        case Op::AndAnd:
-        case Op::OrOr:
-        case Op::Colon:
-            return true;
-        default:
-            return false;
-    }
-}
-
-// Binary operators that cannot begin an expression, so a line that starts with one continues the last.
-bool cannotBeginExpression(Op op) {
-    return isBinaryOperator(op) && op != Op::Plus && op != Op::Minus && op != Op::Colon;
-}
-
-bool expectsExpression(Word w) {
-    return w == Word::If || w == Word::Elseif || w == Word::While || w == Word::Switch || w == Word::Case ||
-           w == Word::For || w == Word::Parfor;
 }
 
 int binaryPrecedence(Op op) {
@@ -230,9 +193,10 @@ class Parser {
     void computeLines() {
         d_.lineStarts.clear();
         if (!text_.empty()) d_.lineStarts.push_back(0);
-        for (std::size_t i = 0; i < text_.size(); ++i) {
-            if (text_[i] == u'\n' && i + 1 < text_.size())
-                d_.lineStarts.push_back(static_cast<std::uint32_t>(i + 1));
+        d_.lineStarts.reserve(d_.tokens.size() / 8 + 2);
+        for (std::size_t lf = lexer::findLineFeed(text_, 0); lf + 1 < text_.size();
+             lf = lexer::findLineFeed(text_, lf + 1)) {
+            d_.lineStarts.push_back(static_cast<std::uint32_t>(lf + 1));
         }
         endsWithLineEnd_ = !text_.empty() && text_.back() == u'\n';
         d_.lineContent.assign(lineCount() + 2, 0);
@@ -267,7 +231,13 @@ class Parser {
     void buildTokens() {
         bool space = false;
         bool dropLineEnd = false;
-        toks_.reserve(d_.tokens.size() / 2 + 2);
+        toks_.reserve(static_cast<std::size_t>(
+                          std::count_if(d_.tokens.begin(), d_.tokens.end(),
+                                        [](const ScanToken& s) { return s.kind != TokenKind::Blank; })) +
+                      1);
+        // About two nodes for every three tokens.
+        d_.tree.nodes.reserve(toks_.capacity() * 2 / 3 + 8);
+        d_.tree.children.reserve(toks_.capacity() * 2 / 3 + 8);
         for (std::uint32_t k = 0; k < d_.tokens.size(); ++k) {
             const ScanToken& s = d_.tokens[k];
             switch (s.kind) {
@@ -302,33 +272,15 @@ class Parser {
                     break;
             }
             if (!toks_.empty()) toks_.back().spaceAfter = space || s.kind == TokenKind::LineEnd;
-            toks_.push_back(PTok{k, s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags,
-                                 space, false, false, false});
-            space = false;
-        }
-        // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
-        // line that starts with an operator that cannot begin an expression.
-        std::size_t kept = 0;  // compacted in place
-        for (std::size_t k = 0; k < toks_.size(); ++k) {
-            const PTok t = toks_[k];
-            if (t.kind == TokenKind::LineEnd && kept > 0 && toks_[kept - 1].kind != TokenKind::LineEnd &&
-                k + 1 < toks_.size() && toks_[k + 1].kind != TokenKind::LineEnd) {
-                const PTok& prev = toks_[kept - 1];
-                const PTok& next = toks_[k + 1];
-                bool soft = (prev.kind == TokenKind::Operator &&
-                             (isBinaryOperator(prev.op) || prev.op == Op::Assign || prev.op == Op::At)) ||
-                            (prev.kind == TokenKind::Keyword && expectsExpression(prev.word)) ||
-                            (next.kind == TokenKind::Operator && cannotBeginExpression(next.op));
-                if (soft) {
-                    toks_[k + 1].spaceBefore = true;
-                    continue;
-                }
+            PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
+                   false, false};
+            if (s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
+                toks_.pop_back();
+                t.spaceBefore = true;
             }
-            toks_[kept++] = t;
-        }
-        toks_.resize(kept);
-        for (std::size_t k = 0; k < toks_.size(); ++k) {
-            toks_[k].lineFirst = k == 0 || toks_[k - 1].kind == TokenKind::LineEnd;
+            t.lineFirst = toks_.empty() || toks_.back().kind == TokenKind::LineEnd;
+            toks_.push_back(t);
+            space = false;
         }
         auto size = static_cast<std::uint32_t>(text_.size());
         toks_.push_back(PTok{static_cast<std::uint32_t>(d_.tokens.size()), size, size,
@@ -336,9 +288,22 @@ class Parser {
                              true, true, true, true});
     }
 
+    // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
+    // line that starts (with `next`) with an operator that cannot begin an expression.
+    bool continuesAcrossLineEnd(const PTok& next) const {
+        const std::size_t n = toks_.size();
+        if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd || toks_[n - 2].kind == TokenKind::LineEnd)
+            return false;
+        const PTok& prev = toks_[n - 2];
+        return (prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
+               (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)) ||
+               (next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op));
+    }
+
     void markContent(const ScanToken& s, std::uint8_t bit) {
         std::uint32_t line = s.line;
         d_.lineContent[line] |= bit;
+        if (s.kind != TokenKind::BlockComment) return;  // the only token that spans lines
         for (std::uint32_t i = s.offset; i < s.offset + s.length; ++i) {
             if (text_[i] == u'\n') {
                 ++line;
@@ -347,7 +312,14 @@ class Parser {
         }
     }
 
+    // The token at the reading position; invalid characters are reported and skipped, and line ends
+    // inside parentheses are passed over.
     const PTok& cur() {
+        const PTok& t = toks_[pos_];
+        if (t.kind != TokenKind::Invalid && (parenDepth_ == 0 || !isNewline(t))) return t;
+        return skipToCurrent();
+    }
+    [[gnu::noinline]] const PTok& skipToCurrent() {
         for (;;) {
             const PTok& t = toks_[pos_];
             if (t.kind == TokenKind::Invalid) {
@@ -368,6 +340,15 @@ class Parser {
     }
     const PTok& peek(std::size_t ahead = 1) const {
         std::size_t k = std::min(pos_ + ahead, toks_.size() - 1);
+        return toks_[k];
+    }
+    // The `ahead`-th token after the current one, line ends passed over as inside parentheses.
+    const PTok& peekPastLineEnds(std::size_t ahead) const {
+        std::size_t k = pos_;
+        while (ahead > 0 && k + 1 < toks_.size()) {
+            ++k;
+            if (!isNewline(toks_[k])) --ahead;
+        }
         return toks_[k];
     }
     std::uint32_t take() {
@@ -1022,7 +1003,7 @@ class Parser {
                 }
                 if (t.kind == TokenKind::Operator && t.op == Op::Not) {
                     const PTok& n = peek();
-                    if (!(n.op == Op::Comma || n.op == Op::RBracket || n.spaceBefore)) {
+                    if (!(n.op == Op::Comma || n.op == Op::RBracket || n.spaceBefore || isNewline(n))) {
                         error(t, "MisplacedTilde",
                               "'~' at line " + std::to_string(t.line) +
                                   " can only stand for an ignored output.");
@@ -1290,8 +1271,9 @@ class Parser {
     }
 
     void parseLoopHeader(NodeKind kind) {
-        bool parenthesized =
-            cur().op == Op::LParen && peek().kind == TokenKind::Identifier && peek(2).op == Op::Assign;
+        const bool parenthesized = cur().op == Op::LParen &&
+                                   peekPastLineEnds(1).kind == TokenKind::Identifier &&
+                                   peekPastLineEnds(2).op == Op::Assign;
         std::uint32_t open = 0;
         if (parenthesized) {
             open = take();
@@ -1616,6 +1598,27 @@ class Parser {
         pushFrame(kind, from, header);
     }
 
+    // Expressions separated by commas up to `close`, after the opening bracket `open`; `indexDepth` tells
+    // whether `end` and a lone `:` may stand among them.
+    void parseExpressionItems(const PTok& open, Op close, int indexDepth) {
+        ++parenDepth_;
+        SaveContext saved(*this, false, indexDepth);
+        while (!failed_) {
+            const PTok& t = cur();
+            if (t.op == close && t.kind == TokenKind::Punctuation) {
+                take();
+                break;
+            }
+            if (t.op == Op::Comma && t.kind == TokenKind::Punctuation) {
+                take();
+                continue;
+            }
+            parseExpression();
+            if (!failed_ && !(cur().op == Op::Comma || cur().op == close)) unclosed(open, cur());
+        }
+        --parenDepth_;
+    }
+
     // `name (dims) Class {validators} = default`, every part after the name optional.
     void parseDeclaration(NodeKind kind) {
         const std::uint32_t from = mark();
@@ -1630,25 +1633,7 @@ class Parser {
         if (cur().op == Op::LParen && cur().kind == TokenKind::Punctuation) {
             const std::uint32_t dims = mark();
             std::uint32_t open = take();
-            ++parenDepth_;
-            {
-                SaveContext saved(*this, false, 1);
-                while (!failed_) {
-                    const PTok& d = cur();
-                    if (d.op == Op::RParen && d.kind == TokenKind::Punctuation) {
-                        take();
-                        break;
-                    }
-                    if (d.op == Op::Comma && d.kind == TokenKind::Punctuation) {
-                        take();
-                        continue;
-                    }
-                    parseExpression();
-                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen))
-                        unclosed(toks_[open], cur());
-                }
-            }
-            --parenDepth_;
+            parseExpressionItems(toks_[open], Op::RParen, 1);
             if (failed_) return;
             finishAt(NodeKind::ArgumentList, dims, open);
         }
@@ -1656,25 +1641,7 @@ class Parser {
         if (cur().op == Op::LBrace && cur().kind == TokenKind::Punctuation) {
             const std::uint32_t validators = mark();
             std::uint32_t open = take();
-            ++parenDepth_;
-            {
-                SaveContext saved(*this, false, 0);
-                while (!failed_) {
-                    const PTok& v = cur();
-                    if (v.op == Op::RBrace && v.kind == TokenKind::Punctuation) {
-                        take();
-                        break;
-                    }
-                    if (v.op == Op::Comma && v.kind == TokenKind::Punctuation) {
-                        take();
-                        continue;
-                    }
-                    parseExpression();
-                    if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RBrace))
-                        unclosed(toks_[open], cur());
-                }
-            }
-            --parenDepth_;
+            parseExpressionItems(toks_[open], Op::RBrace, 0);
             if (failed_) return;
             finishAt(NodeKind::ValidatorList, validators, open);
         }
@@ -1697,23 +1664,7 @@ class Parser {
         leaf(NodeKind::Identifier);
         if (cur().op == Op::LParen && cur().kind == TokenKind::Punctuation) {
             std::uint32_t open = take();
-            ++parenDepth_;
-            SaveContext saved(*this, false, 0);
-            while (!failed_) {
-                const PTok& a = cur();
-                if (a.op == Op::RParen && a.kind == TokenKind::Punctuation) {
-                    take();
-                    break;
-                }
-                if (a.op == Op::Comma && a.kind == TokenKind::Punctuation) {
-                    take();
-                    continue;
-                }
-                parseExpression();
-                if (!failed_ && !(cur().op == Op::Comma || cur().op == Op::RParen))
-                    unclosed(toks_[open], cur());
-            }
-            --parenDepth_;
+            parseExpressionItems(toks_[open], Op::RParen, 0);
             if (failed_) return;
         }
         finishAt(NodeKind::EnumerationMember, from, first);
@@ -2002,10 +1953,11 @@ class Parser {
     // Whether lexing afresh from `anchor` (on `line`) reads the rest differently; the cut edge may have
     // misled the lexer's view of brackets and blocks, and with them of command words.
     bool relexingChanges(std::size_t anchor, std::uint32_t line) const {
-        std::vector<ScanToken> fresh;
-        lexer::scan(text_, fresh, anchor, line);
         auto first = std::find_if(d_.tokens.begin(), d_.tokens.end(),
                                   [&](const ScanToken& t) { return t.offset >= anchor; });
+        if (first != d_.tokens.begin() && ((first - 1)->flags & lexer::kFreshAfter) != 0) return false;
+        std::vector<ScanToken> fresh;
+        lexer::scan(text_, fresh, anchor, line);
         if (static_cast<std::size_t>(d_.tokens.end() - first) != fresh.size()) return true;
         for (const ScanToken& t : fresh) {
             if (t.offset != first->offset || t.length != first->length || t.kind != first->kind) return true;
@@ -2047,25 +1999,17 @@ class Parser {
             if (!start) continue;
             const Word inside = open.empty() ? Word::None : open.back();
             if (t.kind == TokenKind::Keyword) {
+                if (lexer::opensBlock(t.word)) {
+                    open.push_back(t.word);
+                    if (t.word == Word::Function) functionLine = t.line;
+                    statementStart = t.word == Word::Try;
+                    continue;
+                }
                 switch (t.word) {
-                    case Word::Function:
-                        open.push_back(t.word);
-                        functionLine = t.line;
-                        break;
-                    case Word::Try:
-                        statementStart = true;
-                        open.push_back(t.word);
-                        break;
-                    case Word::If:
-                    case Word::For:
-                    case Word::Parfor:
-                    case Word::While:
-                    case Word::Switch:
-                    case Word::Spmd:
-                    case Word::Classdef:
-                        open.push_back(t.word);
-                        break;
                     case Word::End:
+                        // Line ends inside brackets were counted as statement ends above; only an
+                        // `end` that stands alone closes a block (`f(` / `end)` indexes).
+                        if (!isTerminator(toks_[k + 1])) break;
                         if (open.empty()) {
                             balanced = false;
                         } else {

@@ -1,5 +1,6 @@
 #include "ca/token/auto_completion_token_info.hpp"
 
+#include <algorithm>
 #include <unordered_map>
 
 #include "ca/analysis_data.hpp"
@@ -9,35 +10,33 @@ namespace ca::token {
 
 namespace {
 
+using namespace std::string_view_literals;
 using detail::AnalysisData;
 using detail::Role;
 using lexer::TokenKind;
 
-const fl::ustring& kindText(TokenKind kind) {
-    static const fl::ustring identifier = u"Identifier", keyword = u"Keyword", number = u"Number",
-                             charArray = u"CharArray", string = u"String", op = u"Operator",
-                             punctuation = u"Punctuation", comment = u"Comment", command = u"CommandWord";
+std::u16string_view kindText(TokenKind kind) {
     switch (kind) {
         case TokenKind::Keyword:
-            return keyword;
+            return u"Keyword"sv;
         case TokenKind::Number:
-            return number;
+            return u"Number"sv;
         case TokenKind::CharArray:
-            return charArray;
+            return u"CharArray"sv;
         case TokenKind::String:
-            return string;
+            return u"String"sv;
         case TokenKind::Operator:
-            return op;
+            return u"Operator"sv;
         case TokenKind::Punctuation:
-            return punctuation;
+            return u"Punctuation"sv;
         case TokenKind::Comment:
         case TokenKind::BlockComment:
         case TokenKind::Continuation:
-            return comment;
+            return u"Comment"sv;
         case TokenKind::CommandWord:
-            return command;
+            return u"CommandWord"sv;
         default:
-            return identifier;
+            return u"Identifier"sv;
     }
 }
 
@@ -48,15 +47,17 @@ bool isVariable(const AnalysisData& d, std::uint32_t scope, std::u16string_view 
     return false;
 }
 
-using OriginCache = std::unordered_map<std::u16string_view, Quorvanta::FunctionOrigin>;
+bool hasRecord(const lexer::ScanToken& t) {
+    return t.kind != TokenKind::Blank && t.kind != TokenKind::LineEnd && t.kind != TokenKind::Invalid;
+}
+
+using OriginCache = std::unordered_map<std::u16string_view, Quorvanta::FunctionOrigin, lexer::NameHash>;
 
 // Names repeat within a text; the registry is asked once per name.
-void setOrigin(AutoCompletionToken& record, std::u16string_view name, OriginCache& cache) {
+Quorvanta::FunctionOrigin originOf(std::u16string_view name, OriginCache& cache) {
     auto [it, inserted] = cache.try_emplace(name, Quorvanta::FunctionOrigin::Unknown);
     if (inserted) it->second = Quorvanta::functionRegistry::lookup(name);
-    const auto origin = it->second;
-    record.originFlagA = origin == Quorvanta::FunctionOrigin::BuiltIn;
-    record.originFlagB = origin == Quorvanta::FunctionOrigin::Library;
+    return it->second;
 }
 
 std::uint32_t classifyUse(const AnalysisData& d, std::uint32_t scope, std::u16string_view name) {
@@ -66,6 +67,53 @@ std::uint32_t classifyUse(const AnalysisData& d, std::uint32_t scope, std::u16st
     return kOutsideFunction;
 }
 
+// What one record says of the token at `k`; a dotted call takes in the tokens up to `last`.
+struct Reading {
+    std::u16string_view kind;
+    std::uint32_t classification = kOther;
+    std::uint32_t last;
+};
+
+Reading readIdentifier(const AnalysisData& d, std::uint32_t k) {
+    const lexer::ScanToken& t = d.tokens[k];
+    const std::u16string_view name = std::u16string_view(d.text).substr(t.offset, t.length);
+    Reading r{kindText(TokenKind::Identifier), kOther, k};
+    switch (d.roles[k]) {
+        case Role::FunctionName:
+            r.classification = kDefinedFunction;
+            break;
+        case Role::Variable:
+            r.classification = kVariable;
+            break;
+        case Role::Field:
+            r.classification = kFieldName;
+            break;
+        case Role::Other:
+            break;
+        case Role::BlockWord:
+            r.kind = kindText(TokenKind::Keyword);
+            break;
+        case Role::HandleTarget:
+            r.classification = d.functions.count(name) != 0 ? kHandleToTextFunction : kOutsideFunction;
+            break;
+        case Role::DottedHead: {
+            auto chain = d.dottedEnd.find(k);
+            if (chain != d.dottedEnd.end() && !isVariable(d, d.scopes[k], name)) {
+                r.kind = u"DottedIdentifier"sv;
+                r.classification = kDottedOutsideFunction;
+                r.last = chain->second;
+            } else {
+                r.classification = classifyUse(d, d.scopes[k], name);
+            }
+            break;
+        }
+        case Role::Use:
+            r.classification = classifyUse(d, d.scopes[k], name);
+            break;
+    }
+    return r;
+}
+
 }  // namespace
 
 AutoCompletionTokenInfo getAutoCompletionTokenInfo(std::shared_ptr<Analysis> analysis) {
@@ -73,65 +121,25 @@ AutoCompletionTokenInfo getAutoCompletionTokenInfo(std::shared_ptr<Analysis> ana
     const std::u16string_view text(d.text);
     OriginCache origins;
     std::vector<AutoCompletionToken> records;
-    records.reserve(d.tokens.size() / 2);
+    // Records are large; an exact reserve keeps the vector from doubling past what it needs.
+    records.reserve(static_cast<std::size_t>(std::count_if(d.tokens.begin(), d.tokens.end(), hasRecord)));
     for (std::uint32_t k = 0; k < d.tokens.size(); ++k) {
         const lexer::ScanToken& t = d.tokens[k];
-        if (t.kind == TokenKind::Blank || t.kind == TokenKind::LineEnd || t.kind == TokenKind::Invalid)
-            continue;
-        AutoCompletionToken record;
-        record.kind = kindText(t.kind);
-        record.position = t.offset;
-        record.line = t.line;
-        record.column = t.offset - (t.line <= d.lineStarts.size() ? d.lineStarts[t.line - 1] : 0) + 1;
-        std::uint32_t end = t.offset + t.length;
-        if (t.kind == TokenKind::Identifier) {
-            const std::u16string_view name = text.substr(t.offset, t.length);
-            switch (d.roles[k]) {
-                case Role::FunctionName:
-                    record.classification = kDefinedFunction;
-                    break;
-                case Role::Variable:
-                    record.classification = kVariable;
-                    break;
-                case Role::Field:
-                    record.classification = kFieldName;
-                    break;
-                case Role::Other:
-                    record.classification = kOther;
-                    break;
-                case Role::BlockWord:
-                    record.kind = kindText(TokenKind::Keyword);
-                    record.classification = kOther;
-                    break;
-                case Role::HandleTarget: {
-                    auto function = d.functions.find(name);
-                    record.classification =
-                        function != d.functions.end() ? kHandleToTextFunction : kOutsideFunction;
-                    break;
-                }
-                case Role::DottedHead: {
-                    auto chain = d.dottedEnd.find(k);
-                    if (chain != d.dottedEnd.end() && !isVariable(d, d.scopes[k], name)) {
-                        const lexer::ScanToken& last = d.tokens[chain->second];
-                        end = last.offset + last.length;
-                        record.kind = u"DottedIdentifier";
-                        record.classification = kDottedOutsideFunction;
-                        k = chain->second;
-                    } else {
-                        record.classification = classifyUse(d, d.scopes[k], name);
-                    }
-                    break;
-                }
-                case Role::Use:
-                    record.classification = classifyUse(d, d.scopes[k], name);
-                    break;
-            }
-        }
-        record.text = d.text.substr(t.offset, end - t.offset);
-        if (record.classification == kOutsideFunction || record.classification == kDottedOutsideFunction) {
-            setOrigin(record, text.substr(t.offset, end - t.offset), origins);
-        }
-        records.push_back(std::move(record));
+        if (!hasRecord(t)) continue;
+        const Reading r =
+            t.kind == TokenKind::Identifier ? readIdentifier(d, k) : Reading{kindText(t.kind), kOther, k};
+        const lexer::ScanToken& last = d.tokens[r.last];
+        const std::u16string_view recordText = text.substr(t.offset, last.offset + last.length - t.offset);
+        auto origin = Quorvanta::FunctionOrigin::Unknown;
+        if (r.classification == kOutsideFunction || r.classification == kDottedOutsideFunction)
+            origin = originOf(recordText, origins);
+        const std::uint32_t column =
+            t.offset - (t.line <= d.lineStarts.size() ? d.lineStarts[t.line - 1] : 0) + 1;
+        records.push_back(AutoCompletionToken{fl::ustring(r.kind), r.classification, fl::ustring(recordText),
+                                              origin == Quorvanta::FunctionOrigin::BuiltIn,
+                                              origin == Quorvanta::FunctionOrigin::Library, t.offset, t.line,
+                                              column});
+        k = r.last;
     }
     return AutoCompletionTokenInfo(std::move(records));
 }
