@@ -21,6 +21,7 @@ constexpr std::size_t kMaxMatch = 128;      // tokens compared backwards from th
 constexpr std::size_t kMaxCandidates = 64;  // places tried before giving up on the skip rule
 constexpr std::size_t kMaxLines = 40;       // lines copied at most
 constexpr std::size_t kSkipCompareTokens = 24;
+constexpr std::size_t kMinRepeatTokens = 6;  // shorter code may well stand below the cursor by chance
 constexpr std::uintmax_t kMaxFileBytes = 1024 * 1024;
 
 bool isNoise(TokenKind kind) {
@@ -150,15 +151,31 @@ fl::ustring continuationFrom(const fl::ustring& text, std::size_t start) {
     return out;
 }
 
-// True when `suffix` already starts with the code of `continuation`, token for token.
-bool suffixAlreadyHas(const fl::ustring& continuation, const std::vector<Token>& present) {
-    const auto wanted = codeTokens(continuation);
+std::vector<fl::ustring> keysOf(const std::vector<Token>& tokens) {
+    std::vector<fl::ustring> keys;
+    keys.reserve(tokens.size());
+    for (const auto& token : tokens)
+        keys.push_back(keyOf(token));
+    return keys;
+}
+
+// True when the code of `continuation` is already there after the cursor, token for token: right at
+// the cursor, or (when it is long enough to tell) at the start of one of the lines that follow, since
+// offering lines the user has just below is no help either.
+bool suffixAlreadyHas(const fl::ustring& continuation, const std::vector<fl::ustring>& present) {
+    const auto wanted = keysOf(codeTokens(continuation));
     if (wanted.empty()) return true;  // nothing to add
     const std::size_t count = std::min(wanted.size(), kSkipCompareTokens);
-    if (present.size() < count) return false;
-    for (std::size_t i = 0; i < count; ++i)
-        if (keyOf(wanted[i]) != keyOf(present[i])) return false;
-    return true;
+    const auto matchesAt = [&](std::size_t at) {
+        return at + count <= present.size() &&
+               std::equal(wanted.begin(), wanted.begin() + count, present.begin() + at);
+    };
+    if (matchesAt(0)) return true;
+    if (count < kMinRepeatTokens) return false;
+    for (std::size_t at = 1; at < present.size(); ++at) {
+        if (present[at - 1] == u"\n" && matchesAt(at)) return true;
+    }
+    return false;
 }
 
 }  // namespace
@@ -238,7 +255,7 @@ std::optional<fl::ustring> CorpusIndex::complete(const fl::ustring& prefix, cons
     const bool afterBlank = !prefix.empty() && (prefix.back() == u' ' || prefix.back() == u'\t');
     const auto all = candidates(prefix);
     // Only the first few tokens after the cursor are compared, so only the start of the suffix is lexed.
-    const auto present = codeTokens(suffix.substr(0, 2000));
+    const auto present = keysOf(codeTokens(suffix.substr(0, 2000)));
     for (std::size_t i = 0; i < all.size() && i < kMaxCandidates; ++i) {
         const auto& candidate = all[i];
         fl::ustring continuation =

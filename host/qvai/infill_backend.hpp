@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qvai/backend.hpp"
+#include "qvai/json_endpoint.hpp"
 
 namespace qvai {
 
@@ -12,10 +13,7 @@ class InfillBackend : public Backend {
     std::string complete(const BackendRequest& request, const std::atomic<bool>& cancelled) override;
 
   private:
-    std::string url_;
-    std::string apiKeyVariable_;
-    int timeoutMs_;
-    std::size_t maxReplyBytes_;
+    JsonEndpoint endpoint_;
 };
 
 std::string infillRequestBody(const TemplateInput& input, int maxTokens, double temperature);

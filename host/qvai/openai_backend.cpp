@@ -1,21 +1,13 @@
 #include "qvai/openai_backend.hpp"
 
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
-
-#include "qvai/http_post.hpp"
 
 namespace qvai {
 
 namespace {
 
-std::string defaultEndpoint(const std::string& endpoint) {
-    return endpoint.empty() ? std::string("http://127.0.0.1:8080") : endpoint;
-}
-
-std::string chatCompletionsUrl(const std::string& endpoint) {
-    std::string base = defaultEndpoint(endpoint);
+std::string chatCompletionsUrl(std::string base) {
     while (!base.empty() && base.back() == '/')
         base.pop_back();
     if (base.ends_with("/chat/completions")) return base;
@@ -26,10 +18,7 @@ std::string chatCompletionsUrl(const std::string& endpoint) {
 }  // namespace
 
 OpenAiBackend::OpenAiBackend(const ClientOptions& options)
-    : url_(chatCompletionsUrl(options.Endpoint)),
-      apiKeyVariable_(options.ApiKeyVariable),
-      timeoutMs_(options.TimeoutMs),
-      maxReplyBytes_(options.MaxReplyBytes) {}
+    : endpoint_(jsonEndpoint(options, chatCompletionsUrl(endpointBase(options)))) {}
 
 std::string openAiRequestBody(const BackendRequest& request) {
     nlohmann::json messages = nlohmann::json::array();
@@ -40,12 +29,11 @@ std::string openAiRequestBody(const BackendRequest& request) {
                         {"temperature", request.temperature},
                         {"stream", false}};
     if (!request.model.empty()) body["model"] = request.model;
-    return body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return requestText(body);
 }
 
 std::string openAiReplyText(const std::string& body) {
-    const auto reply = nlohmann::json::parse(body, nullptr, false);
-    if (reply.is_discarded()) throw std::runtime_error("reply is not JSON");
+    const auto reply = parseReply(body);
     if (!reply.is_object() || !reply.contains("choices") || !reply["choices"].is_array() ||
         reply["choices"].empty())
         throw std::runtime_error("reply has no choices");
@@ -58,18 +46,7 @@ std::string openAiReplyText(const std::string& body) {
 }
 
 std::string OpenAiBackend::complete(const BackendRequest& request, const std::atomic<bool>& cancelled) {
-    std::vector<std::string> headers;
-    if (!apiKeyVariable_.empty()) {
-        // Read per request, so that a key set after start-up is used; it goes into the header only.
-        const char* key = std::getenv(apiKeyVariable_.c_str());
-        // No key set: ask without one; a server that needs it answers 401, which is reported.
-        if (key != nullptr && *key != '\0') headers.push_back(std::string("Authorization: Bearer ") + key);
-    }
-    const auto reply =
-        postJson(url_, openAiRequestBody(request), headers, {timeoutMs_, maxReplyBytes_}, cancelled);
-    if (reply.status < 200 || reply.status >= 300)
-        throw std::runtime_error("HTTP status " + std::to_string(reply.status) + " from " + url_);
-    return openAiReplyText(reply.body);
+    return openAiReplyText(postToEndpoint(endpoint_, openAiRequestBody(request), cancelled));
 }
 
 }  // namespace qvai

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "qvai/backend.hpp"
+#include "qvai/json_endpoint.hpp"
 
 namespace qvai {
 
@@ -11,10 +12,7 @@ class OpenAiBackend : public Backend {
     std::string complete(const BackendRequest& request, const std::atomic<bool>& cancelled) override;
 
   private:
-    std::string url_;
-    std::string apiKeyVariable_;
-    int timeoutMs_;
-    std::size_t maxReplyBytes_;
+    JsonEndpoint endpoint_;
 };
 
 // The request body and the reply's text, apart from the transport so that they can be checked alone.

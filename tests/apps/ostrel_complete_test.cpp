@@ -34,8 +34,8 @@ ProgramRun ostrelComplete(const std::string& args) {
 
 std::string writeReply(const std::string& text) {
     // ctest runs tests as parallel processes: each test writes a reply of its own.
-    const std::string path =
-        ::testing::TempDir() + "reply-" + ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt";
+    const std::string path = ::testing::TempDir() + "reply-" +
+                             ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt";
     std::ofstream(path) << text;
     return path;
 }
@@ -50,10 +50,24 @@ TEST(OstrelComplete, PrintsOnlyTheCompletion) {
     EXPECT_EQ(run.out, "report.spread = report.max - report.min;");
 }
 
-TEST(OstrelComplete, LocalBackendCompletesAnExample) {
-    const ProgramRun run = ostrelComplete("examples/matrix_stats.ost --at 20:1");
+TEST(OstrelComplete, LocalBackendCompletesADraftOfAnExample) {
+    // The user has written the first 18 lines; the example itself, in the built-in corpus, goes on with
+    // a paragraph of seven report lines up to a blank line, and that paragraph is the completion.
+    std::ifstream in(std::string(OSTREL_SOURCE_DIR) + "/examples/matrix_stats.ost");
+    std::string draft, expected;
+    std::string line;
+    for (int n = 1; std::getline(in, line) && n <= 25; ++n) {
+        if (n <= 18)
+            draft += line + "\n";
+        else
+            expected += (expected.empty() ? "" : "\n") + line;
+    }
+    ASSERT_TRUE(expected.starts_with("report.min") && expected.ends_with("2), :));")) << expected;
+    const std::string file = ::testing::TempDir() + "matrix_stats_draft.ost";
+    std::ofstream(file) << draft;
+    const ProgramRun run = ostrelComplete(file + " --at 19:1 --backend local");
     EXPECT_EQ(run.status, 0);
-    EXPECT_NE(run.out.find("report."), std::string::npos) << run.out;
+    EXPECT_EQ(run.out, expected);
 }
 
 TEST(OstrelComplete, JsonCarriesEveryStage) {
@@ -101,4 +115,39 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         "examples/matrix_stats.ost --at 20:1 --backend openai --endpoint http://127.0.0.1:9 --timeout-ms "
         "2000",
         "Couldn't connect");
+}
+
+TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
+    const std::string file = ::testing::TempDir() + "formatting-options.ost";
+    std::ofstream(file) << "% demo\nif x\n\nend\n";
+    const auto complete = [&](const std::string& reply, const std::string& options) {
+        const ProgramRun run = ostrelComplete(file + " --at 3:1 --backend reply-file --reply-file " +
+                                              writeReply(reply) + " " + options);
+        EXPECT_EQ(run.status, 0) << run.out;
+        return run.out;
+    };
+    const std::string line = "```ostrel\ny = 1;\n```";
+    EXPECT_EQ(complete(line, ""), "    y = 1;");
+    EXPECT_EQ(complete(line, "--indent-size 2"), "  y = 1;");
+    EXPECT_EQ(complete(line, "--insert-tabs"), "\ty = 1;");
+    EXPECT_EQ(complete(line, "--insert-tabs --tab-size 2"), "\t\ty = 1;");
+
+    // The reply's `end` must not repeat the line below the cursor, or it would be dropped as a repeat.
+    std::ofstream(file) << "% demo\nif x\n\n    w = 0;\nend\n";
+    const std::string block = "```ostrel\nif y\n\n    z = 2;\nend\n```";
+    EXPECT_EQ(complete(block, "--blank-lines Indent"), "    if y\n        \n        z = 2;\n    end");
+    EXPECT_EQ(complete(block, "--blank-lines RemoveWhitespace"), "    if y\n\n        z = 2;\n    end");
+
+    // An indented function body fits the "all" style; the classic style would move it, so the completion
+    // is left as the model wrote it.
+    std::ofstream(file) << "% demo\nfunction f(x)\n    y = x;\n\nend\n";
+    const ProgramRun all =
+        ostrelComplete(file + " --at 4:1 --backend reply-file --reply-file " +
+                       writeReply("```ostrel\nz = 2;\n```") + " --function-indent AllFunctionIndent");
+    EXPECT_EQ(all.out, "    z = 2;");
+    const ProgramRun classic =
+        ostrelComplete(file + " --at 4:1 --backend reply-file --reply-file " +
+                       writeReply("```ostrel\nz = 2;\n```") + " --function-indent ClassicFunctionIndent");
+    EXPECT_EQ(classic.out, "z = 2;");
+    EXPECT_EQ(ostrelComplete(file + " --at 4:1 --function-indent Sideways").status, 1);
 }

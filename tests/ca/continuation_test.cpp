@@ -340,7 +340,9 @@ class Cutter {
         }
         auto header = e_.headerIndent.find(first);
         if (p_ <= first && header != e_.headerIndent.end() && first - p_ < header->second) {
-            return check("closing line left of its header", cut_->hasParseErrors(), ref);
+            // Rejected, or (in a text whose every block is closed) read as the same structure.
+            return check("closing line left of its header",
+                         cut_->hasParseErrors() || alike(*cut_, ref, false), ref);
         }
         check("blank line", same, ref);
     }

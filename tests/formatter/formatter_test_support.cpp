@@ -18,10 +18,6 @@ fl::ustring format(const fl::ustring& text, const Settings& settings) {
     return formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(text)));
 }
 
-std::string format(const std::string& utf8, const Settings& settings) {
-    return fl::i18n::to_string(format(fl::i18n::to_ustring(utf8), settings));
-}
-
 Settings settingsFor(FunctionIndentation style, BlankLines blanks) {
     Settings settings;
     settings.startLine = 0;

@@ -11,7 +11,6 @@ namespace formatter_test {
 
 // Lexes, re-indents and prints `text`.
 fl::ustring format(const fl::ustring& text, const ca::formatting::legacy::Settings& settings);
-std::string format(const std::string& utf8, const ca::formatting::legacy::Settings& settings);
 
 ca::formatting::legacy::Settings settingsFor(
     ca::formatting::legacy::FunctionIndentation style,

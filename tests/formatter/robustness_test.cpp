@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <sstream>
 
 #include "fl/i18n.hpp"
 #include "formatter_test_support.hpp"
@@ -12,30 +13,29 @@ using ca::formatting::legacy::BlankLines;
 using ca::formatting::legacy::FunctionIndentation;
 using ca::formatting::legacy::Settings;
 
+// The text's lines without their leading blanks; lines of blanks only are empty.
 std::vector<fl::ustring> linesWithoutIndentation(const fl::ustring& text) {
+    constexpr auto npos = fl::ustring::npos;
     std::vector<fl::ustring> lines;
-    std::size_t start = 0;
-    while (true) {
-        const std::size_t end = text.find(u'\n', start);
-        fl::ustring line = text.substr(start, end == fl::ustring::npos ? fl::ustring::npos : end - start);
-        line.erase(0, line.find_first_not_of(u" \t\f\v\r"));
-        if (line.find_first_not_of(u" \t\f\v\r") == fl::ustring::npos) line.clear();
-        lines.push_back(std::move(line));
-        if (end == fl::ustring::npos) return lines;
-        start = end + 1;
+    for (std::size_t start = 0, end = 0; end != npos; start = end + 1) {
+        end = text.find(u'\n', start);
+        const fl::ustring line = text.substr(start, end == npos ? npos : end - start);
+        const std::size_t code = line.find_first_not_of(u" \t\f\v\r");
+        lines.push_back(code == npos ? fl::ustring() : line.substr(code));
     }
+    return lines;
+}
+
+std::string describe(const Settings& s) {
+    std::ostringstream out;
+    out << "settings{tab " << s.tabSize << ", indent " << s.indentSize << ", spaces " << s.insertSpaces
+        << ", style " << static_cast<int>(s.functionIndentation) << ", blanks "
+        << static_cast<int>(s.blankLines) << ", lines " << s.startLine << "-" << s.endLine << "}";
+    return out.str();
 }
 
 // Formats `text` and checks what must hold for any text and any settings: only indentation changes, and
 // formatting the result again changes nothing.
-std::string describe(const Settings& s) {
-    return "settings{tab " + std::to_string(s.tabSize) + ", indent " + std::to_string(s.indentSize) +
-           ", spaces " + std::to_string(s.insertSpaces) + ", style " +
-           std::to_string(static_cast<int>(s.functionIndentation)) + ", blanks " +
-           std::to_string(static_cast<int>(s.blankLines)) + ", lines " + std::to_string(s.startLine) + "-" +
-           std::to_string(s.endLine) + "}";
-}
-
 void checkInvariants(const fl::ustring& text, const Settings& settings, const std::string& label) {
     const std::string what = label + " " + describe(settings);
     fl::ustring once, twice;
@@ -63,48 +63,13 @@ Settings randomSettings(std::mt19937& random) {
 
 // Pieces that stress the formatter: block openers and closers, brackets, literals, continuations, block
 // comment markers, odd blanks and code units that are not valid text.
+// clang-format off
 const std::u16string_view kPieces[] = {
-    u"if x\n",
-    u"end\n",
-    u"end",
-    u"else\n",
-    u"case 1\n",
-    u"switch y\n",
-    u"function f\n",
-    u"classdef C\n",
-    u"methods\n",
-    u"arguments\n",
-    u"(",
-    u")",
-    u"[",
-    u"]",
-    u"{",
-    u"}",
-    u"'",
-    u"\"",
-    u"...",
-    u"... % c\n",
-    u"%{\n",
-    u"\n%}\n",
-    u"%",
-    u"\n",
-    u"\r\n",
-    u"\r",
-    u"\t",
-    u"    ",
-    u"\f",
-    u"\u00e9",
-    u"\xd800",
-    u"\xdc00",
-    u"\0",
-    u"x = 1;\n",
-    u"try\n",
-    u"catch e\n",
-    u"otherwise\n",
-    u"properties\n",
-    u"a(end)",
-    u"  %}\n",
-};
+    u"if x\n", u"end\n", u"end", u"else\n", u"case 1\n", u"switch y\n", u"function f\n", u"classdef C\n",
+    u"methods\n", u"arguments\n", u"(", u")", u"[", u"]", u"{", u"}", u"'", u"\"", u"...", u"... % c\n",
+    u"%{\n", u"\n%}\n", u"%", u"\n", u"\r\n", u"\r", u"\t", u"    ", u"\f", u"\u00e9", u"\xd800", u"\xdc00",
+    u"\0", u"x = 1;\n", u"try\n", u"catch e\n", u"otherwise\n", u"properties\n", u"a(end)", u"  %}\n"};
+// clang-format on
 
 fl::ustring mutate(fl::ustring text, std::mt19937& random) {
     const int edits = 1 + static_cast<int>(random() % 6);

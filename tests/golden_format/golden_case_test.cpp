@@ -6,6 +6,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <tuple>
 
 #include "fl/i18n.hpp"
 
@@ -31,7 +32,7 @@ const std::filesystem::path kCaseFolder =
 
 }  // namespace
 
-TEST(GoldenCaseParser, ReadsSectionsCursorAndDefaults) {
+TEST(GoldenCaseParser, ReadsSectionsCursorSettingsAndDefaults) {
     const GoldenCase c = parseGoldenCase(
         "# Checks a simple case.\n# Second line.\n=== file\nx = <|>\ny = 2;\n<NL>\n=== reply\n"
         "```ostrel\n1;\n```\n=== expected\n1;\n=== end\n",
@@ -42,37 +43,26 @@ TEST(GoldenCaseParser, ReadsSectionsCursorAndDefaults) {
     EXPECT_EQ(c.reply, u"```ostrel\n1;\n```");
     EXPECT_EQ(c.expected, u"1;");
     EXPECT_EQ(c.lineEnds, GoldenLineEnds::lf);
-    EXPECT_EQ(c.startLine, 0u);
-    EXPECT_EQ(c.endLine, 10000000u);
-    EXPECT_EQ(c.tabSize, 4);
-    EXPECT_EQ(c.indentSize, 4);
-    EXPECT_TRUE(c.insertSpaces);
-    EXPECT_EQ(c.functionIndentingFormat, u"AllFunctionIndent");
-    EXPECT_EQ(c.blankLineSetting, u"Indent");
-}
+    EXPECT_EQ(std::tie(c.startLine, c.endLine, c.tabSize, c.indentSize, c.insertSpaces),
+              std::make_tuple(0u, 10000000u, 4, 4, true));
+    EXPECT_EQ(c.functionIndentingFormat + u"/" + c.blankLineSetting, u"AllFunctionIndent/Indent");
 
-TEST(GoldenCaseParser, FinalLineEndMarkerAndEmptySections) {
-    const GoldenCase c =
+    const GoldenCase empty =
         parseGoldenCase("# d\n=== file\n<|>\n\n<NL>\n=== reply\n=== expected\n<NL>\n=== end\n", "b");
-    EXPECT_EQ(c.file, u"\n\n");
-    EXPECT_EQ(c.cursor, 0u);
-    EXPECT_EQ(c.reply, u"");
-    EXPECT_EQ(c.expected, u"\n");
-}
+    EXPECT_EQ(empty.file, u"\n\n");
+    EXPECT_EQ(empty.cursor, 0u);
+    EXPECT_EQ(empty.reply, u"");
+    EXPECT_EQ(empty.expected, u"\n");
 
-TEST(GoldenCaseParser, SettingsLineOverridesEachField) {
-    const GoldenCase c = parseGoldenCase(
+    const GoldenCase set = parseGoldenCase(
         "# d\n# settings: tab=8 indent=2 spaces=false function=MixedFunctionIndent "
         "blank=RemoveWhitespace start=3 end=20\n=== file\n<|>\n=== reply\n=== expected\n=== end\n",
         "c");
-    EXPECT_EQ(c.tabSize, 8);
-    EXPECT_EQ(c.indentSize, 2);
-    EXPECT_FALSE(c.insertSpaces);
-    EXPECT_EQ(c.functionIndentingFormat, u"MixedFunctionIndent");
-    EXPECT_EQ(c.blankLineSetting, u"RemoveWhitespace");
-    EXPECT_EQ(c.startLine, 3u);
-    EXPECT_EQ(c.endLine, 20u);
-    EXPECT_EQ(c.description, "d");
+    EXPECT_EQ(std::tie(set.startLine, set.endLine, set.tabSize, set.indentSize, set.insertSpaces),
+              std::make_tuple(3u, 20u, 8, 2, false));
+    EXPECT_EQ(set.functionIndentingFormat + u"/" + set.blankLineSetting,
+              u"MixedFunctionIndent/RemoveWhitespace");
+    EXPECT_EQ(set.description, "d");
 }
 
 TEST(GoldenCaseParser, CrLfConversionAndCursorInCodeUnits) {
@@ -95,48 +85,36 @@ TEST(GoldenCaseParser, CrLfConversionAndCursorInCodeUnits) {
 }
 
 TEST(GoldenCaseParser, MalformedCasesNameTheOriginAndLine) {
-    const std::string ok = "# d\n=== file\n<|>\n=== reply\n=== expected\n=== end\n";
-    EXPECT_EQ(errorOf(ok), "");
-    EXPECT_EQ(errorOf("# d\n=== file\nx\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:2: the file section has no cursor marker <|>");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\nx<|>\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:4: a second cursor marker <|>");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== expected\n=== end\n"),
-              "inline.case:4: found '=== expected' where '=== reply' was expected");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== reply\n=== expected\n"), "inline.case:5: missing '=== end'");
-    EXPECT_EQ(errorOf("=== file\n<|>\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:1: the case needs a description: comment lines before '=== file'");
-    EXPECT_EQ(errorOf("# d\nstray\n=== file\n<|>\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:2: text before '=== file' must be comment lines starting with #");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:4: a section must not end with an empty line; write <NL> for a final "
-              "line end");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n<NL>\nx\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:4: <NL> may only stand as the last line of a section");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\r\n=== reply\n=== expected\n=== end\n"),
-              "inline.case:3: carriage return in a case file; write the text with LF and use "
-              "'# line-ends: crlf'");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== reply\n\xFF\n=== expected\n=== end\n"),
-              "inline.case:5: text is not valid UTF-8");
-    EXPECT_EQ(errorOf("# d\n=== file\n<|>\n=== reply\n=== expected\n=== end\nmore\n"),
-              "inline.case:7: text after '=== end'");
-}
-
-TEST(GoldenCaseParser, BadHeaderLines) {
     const std::string body = "=== file\n<|>\n=== reply\n=== expected\n=== end\n";
-    EXPECT_EQ(errorOf("# d\n# settings: colour=red\n" + body),
-              "inline.case:2: unknown setting 'colour' (known: tab, indent, spaces, function, blank, "
-              "start, end)");
-    EXPECT_EQ(errorOf("# d\n# settings: tab=70000\n" + body),
-              "inline.case:2: setting 'tab' needs an unsigned number in range, got '70000'");
-    EXPECT_EQ(errorOf("# d\n# settings: spaces=yes\n" + body),
-              "inline.case:2: setting 'spaces' must be true or false, got 'yes'");
-    EXPECT_EQ(errorOf("# d\n# settings: tab\n" + body),
-              "inline.case:2: setting 'tab' is not written as key=value");
-    EXPECT_EQ(errorOf("# d\n# line-ends: cr\n" + body),
-              "inline.case:2: line-ends must be lf, crlf or crlf-input, got 'cr'");
-    EXPECT_EQ(errorOf("# d\n# settings: tab=2\n# settings: tab=3\n" + body),
-              "inline.case:3: a second settings line");
+    EXPECT_EQ(errorOf("# d\n" + body), "");
+    const std::pair<std::string, std::string> cases[] = {
+        {"# d\n=== file\nx\n=== reply\n=== expected\n=== end\n",
+         "2: the file section has no cursor marker <|>"},
+        {"# d\n=== file\n<|>\nx<|>\n=== reply\n=== expected\n=== end\n", "4: a second cursor marker <|>"},
+        {"# d\n=== file\n<|>\n=== expected\n=== end\n",
+         "4: found '=== expected' where '=== reply' was expected"},
+        {"# d\n=== file\n<|>\n=== reply\n=== expected\n", "5: missing '=== end'"},
+        {body, "1: the case needs a description: comment lines before '=== file'"},
+        {"# d\nstray\n" + body, "2: text before '=== file' must be comment lines starting with #"},
+        {"# d\n=== file\n<|>\n\n=== reply\n=== expected\n=== end\n",
+         "4: a section must not end with an empty line; write <NL> for a final line end"},
+        {"# d\n=== file\n<|>\n<NL>\nx\n=== reply\n=== expected\n=== end\n",
+         "4: <NL> may only stand as the last line of a section"},
+        {"# d\n=== file\n<|>\r\n=== reply\n=== expected\n=== end\n",
+         "3: carriage return in a case file; write the text with LF and use '# line-ends: crlf'"},
+        {"# d\n=== file\n<|>\n=== reply\n\xFF\n=== expected\n=== end\n", "5: text is not valid UTF-8"},
+        {"# d\n" + body + "more\n", "7: text after '=== end'"},
+        {"# d\n# settings: colour=red\n" + body,
+         "2: unknown setting 'colour' (known: tab, indent, spaces, function, blank, start, end)"},
+        {"# d\n# settings: tab=70000\n" + body,
+         "2: setting 'tab' needs an unsigned number in range, got '70000'"},
+        {"# d\n# settings: spaces=yes\n" + body, "2: setting 'spaces' must be true or false, got 'yes'"},
+        {"# d\n# settings: tab\n" + body, "2: setting 'tab' is not written as key=value"},
+        {"# d\n# line-ends: cr\n" + body, "2: line-ends must be lf, crlf or crlf-input, got 'cr'"},
+        {"# d\n# settings: tab=2\n# settings: tab=3\n" + body, "3: a second settings line"},
+    };
+    for (const auto& [text, message] : cases)
+        EXPECT_EQ(errorOf(text), "inline.case:" + message) << text;
 }
 
 TEST(GoldenCaseParser, MissingFolderIsAnError) {

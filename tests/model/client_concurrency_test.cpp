@@ -55,10 +55,7 @@ TEST(ClientConcurrency, EveryCallbackRunsExactlyOnceUnderLoad) {
                     client.sendChatCompletion(
                         model_test::completionRequest(code, ""),
                         [&, n, code](bool success, qvai::core::gen::ChatCompletionMessage message) {
-                            const std::string text = message.choices.empty()
-                                                         ? std::string()
-                                                         : fl::i18n::to_string(message.choices[0].content);
-                            correct[n] = success ? text == "```ostrel\n" + code + "\n```"
+                            correct[n] = success ? model_test::replyText(message) == qvai::ostrelFence(code)
                                                  : message.choices.empty() && code.size() % 7 == 0;
                             ++calls[n];
                             ++total;

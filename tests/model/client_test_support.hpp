@@ -1,45 +1,14 @@
 #pragma once
 
-#include <httplib.h>
-
 #include <chrono>
 #include <future>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include "fl/i18n.hpp"
 #include "qvai/qvai_client.hpp"
 
 namespace model_test {
-
-// An HTTP server on a free loopback port for the length of a test.
-class LoopbackServer {
-  public:
-    LoopbackServer() {
-        port_ = server_.bind_to_any_port("127.0.0.1");
-        thread_ = std::thread([this] { server_.listen_after_bind(); });
-        while (!server_.is_running())
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    ~LoopbackServer() { stop(); }
-    void stop() {
-        server_.stop();
-        if (thread_.joinable()) thread_.join();
-    }
-    httplib::Server& server() { return server_; }
-    std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
-
-  private:
-    httplib::Server server_;
-    int port_ = 0;
-    std::thread thread_;
-};
-
-struct Outcome {
-    bool success = false;
-    qvai::core::gen::ChatCompletionMessage message;
-};
 
 inline qvai::core::gen::ChatCompletion completionRequest(const std::string& code, const std::string& suffix) {
     qvai::core::gen::ChatCompletion request;
@@ -51,9 +20,17 @@ inline qvai::core::gen::ChatCompletion completionRequest(const std::string& code
     return request;
 }
 
-// Sends one request and waits (bounded, so that a lost callback fails the test instead of hanging it).
-inline std::optional<Outcome> ask(qvai::IQvaiClient& client, qvai::core::gen::ChatCompletion request,
-                                  std::chrono::milliseconds limit = std::chrono::seconds(10)) {
+inline std::string replyText(const qvai::core::gen::ChatCompletionMessage& message) {
+    return message.choices.empty() ? std::string() : fl::i18n::to_string(message.choices[0].content);
+}
+
+// What a failed request must get: the callback, once, flagged unsuccessful, with an empty message.
+constexpr const char* kFailed = "<failed>";
+
+// Sends one request and returns the reply text, or kFailed, or a description of a broken promise. Waits
+// boundedly, so that a lost callback fails the test instead of hanging it.
+inline std::string answer(qvai::IQvaiClient& client, qvai::core::gen::ChatCompletion request) {
+    using Outcome = std::pair<bool, qvai::core::gen::ChatCompletionMessage>;
     auto promise = std::make_shared<std::promise<Outcome>>();
     auto future = promise->get_future();
     client.sendChatCompletion(
@@ -62,13 +39,10 @@ inline std::optional<Outcome> ask(qvai::IQvaiClient& client, qvai::core::gen::Ch
             promise->set_value({success, std::move(message)});
         },
         client.requestContext());
-    if (future.wait_for(limit) != std::future_status::ready) return std::nullopt;
-    return future.get();
-}
-
-inline std::string replyText(const Outcome& outcome) {
-    return outcome.message.choices.empty() ? std::string()
-                                           : fl::i18n::to_string(outcome.message.choices[0].content);
+    if (future.wait_for(std::chrono::seconds(10)) != std::future_status::ready) return "<no callback>";
+    const auto [success, message] = future.get();
+    if (!success) return message.choices.empty() ? kFailed : "<failed with a message>";
+    return message.choices.empty() ? "<succeeded without a reply>" : replyText(message);
 }
 
 }  // namespace model_test

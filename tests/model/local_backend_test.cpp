@@ -14,6 +14,7 @@
 
 namespace fs = std::filesystem;
 using qvai::CorpusIndex;
+using namespace model_test;
 
 namespace {
 
@@ -46,36 +47,21 @@ std::size_t middleLineStart(const fl::ustring& text) {
     return at == fl::ustring::npos ? text.size() : at + 1;
 }
 
-TEST(CorpusIndexTest, ContinuesFromTheLongestMatchIgnoringBlanksAndComments) {
+TEST(CorpusIndexTest, ContinuesFromTheLongestMatch) {
     CorpusIndex index({{"loops.ost", kLoops}});
-    // Different spacing and a comment in the query do not matter.
-    auto reply = index.complete(u"s = 0;\nfor   i = 1 : n   % each one\n", u"");
-    ASSERT_TRUE(reply.has_value());
-    EXPECT_EQ(*reply,
-              u"    % running sum\n    total = total + x(i);");  // stops before the enclosing block's end
-
-    // A block opened in the continuation is copied through its end.
-    reply = index.complete(u"disp(total)\n", u"");
-    ASSERT_TRUE(reply.has_value());
-    EXPECT_EQ(*reply, u"if total > limit\n    warning('over the limit');\n    total = limit;\nend");
-
-    // A blank line ends the copy.
-    reply = index.complete(u"x = 1;\ntotal = total + x(i);\nend\n", u"");
-    ASSERT_TRUE(reply.has_value());
-    EXPECT_EQ(*reply, u"disp(total)");
-
-    EXPECT_FALSE(index.complete(u"zzz_unknown = ", u"").has_value());
-    EXPECT_FALSE(index.complete(u"", u"").has_value());
-}
-
-TEST(CorpusIndexTest, UnfinishedWordsAndTheRestOfTheLine) {
-    CorpusIndex index({{"loops.ost", kLoops}});
-    auto reply = index.complete(u"y = 2;\nfo", u"");
-    ASSERT_TRUE(reply.has_value());
-    EXPECT_EQ(*reply, u"r i = 1:n\n    % running sum\n    total = total + x(i);\nend");
-    reply = index.complete(u"for i = 1:n\n    total = ", u"");
-    ASSERT_TRUE(reply.has_value());
-    EXPECT_EQ(*reply, u"total + x(i);");
+    const std::pair<const char16_t*, std::optional<fl::ustring>> cases[] = {
+        // Spacing and comments in the query do not matter; the copy stops before the enclosing block's end.
+        {u"s = 0;\nfor   i = 1 : n   % each one\n", u"    % running sum\n    total = total + x(i);"},
+        // A block opened in the continuation is copied through its end.
+        {u"disp(total)\n", u"if total > limit\n    warning('over the limit');\n    total = limit;\nend"},
+        {u"x = 1;\ntotal = total + x(i);\nend\n", u"disp(total)"},  // a blank line ends the copy
+        // An unfinished word, and the rest of a line.
+        {u"y = 2;\nfo", u"r i = 1:n\n    % running sum\n    total = total + x(i);\nend"},
+        {u"for i = 1:n\n    total = ", u"total + x(i);"},
+        {u"zzz_unknown = ", std::nullopt},
+        {u"", std::nullopt}};
+    for (const auto& [prefix, reply] : cases)
+        EXPECT_EQ(index.complete(prefix, u""), reply) << fl::i18n::to_string(prefix);
 }
 
 TEST(CorpusIndexTest, PassesOverAPlaceWhoseContinuationIsAlreadyAfterTheCursor) {
@@ -93,6 +79,13 @@ TEST(CorpusIndexTest, PassesOverAPlaceWhoseContinuationIsAlreadyAfterTheCursor) 
     auto reply = two.complete(text.substr(0, cut), text.substr(cut));
     ASSERT_TRUE(reply.has_value());
     EXPECT_EQ(*reply, u"plot(total)");
+
+    // Code standing a few lines further down is passed over when it is long enough to tell; a short
+    // line may repeat below by chance and is still offered.
+    EXPECT_EQ(two.complete(text.substr(0, cut), u"\nx = 1;\ndisp(total)\n"), u"disp(total)");
+    CorpusIndex loopsOnly({{"a.ost", text}});
+    EXPECT_EQ(loopsOnly.complete(u"for i = 1:n\n", u"\ny = 2;\n    total = total + x(i);\nend\n"),
+              std::nullopt);
 }
 
 TEST(CorpusIndexTest, HostileTextNeverBreaksIt) {
@@ -105,36 +98,30 @@ TEST(CorpusIndexTest, HostileTextNeverBreaksIt) {
     }
 }
 
-TEST(LocalBackendTest, CompletesExamplesLeftOutOfTheCorpusWithAFencedBlock) {
+TEST(LocalBackendTest, CompletesExamplesQuicklyAndFromTheOtherExamplesWhenLeftOut) {
     const auto all = exampleFiles();
     ASSERT_GE(all.size(), 10u) << "the examples folder is missing";
+    const CorpusIndex full(all);
     std::size_t answered = 0;
+    std::chrono::nanoseconds slowest{0};
     for (const auto& file : all) {
-        CorpusIndex index(exampleFiles(file.path));
+        // Timed against the whole corpus, where each file meets its own copy.
+        for (const double where : {0.25, 0.5, 0.75, 1.0}) {
+            const auto cut = static_cast<std::size_t>(static_cast<double>(file.text.size()) * where);
+            const auto start = std::chrono::steady_clock::now();
+            (void)full.complete(file.text.substr(0, cut), file.text.substr(cut));
+            slowest = std::max(slowest, std::chrono::steady_clock::now() - start);
+        }
+        const CorpusIndex others(exampleFiles(file.path));
         const auto cut = middleLineStart(file.text);
-        const auto reply = index.complete(file.text.substr(0, cut), file.text.substr(cut));
+        const auto reply = others.complete(file.text.substr(0, cut), file.text.substr(cut));
         if (!reply) continue;
         ++answered;
         EXPECT_FALSE(reply->empty()) << file.path;
         EXPECT_EQ(reply->find(u"\n\n"), fl::ustring::npos) << file.path;  // never crosses a blank line
-        // Same request, same reply.
-        EXPECT_EQ(index.complete(file.text.substr(0, cut), file.text.substr(cut)), reply) << file.path;
+        EXPECT_EQ(others.complete(file.text.substr(0, cut), file.text.substr(cut)), reply) << file.path;
     }
     EXPECT_GE(answered * 2, all.size()) << "most cut-off examples should get a completion";
-}
-
-TEST(LocalBackendTest, AnswersEveryExampleWithinTenMilliseconds) {
-    const auto files = exampleFiles();
-    CorpusIndex index(files);
-    std::chrono::nanoseconds slowest{0};
-    for (const auto& file : files) {
-        for (const double where : {0.25, 0.5, 0.75, 1.0}) {
-            const auto cut = static_cast<std::size_t>(static_cast<double>(file.text.size()) * where);
-            const auto start = std::chrono::steady_clock::now();
-            const auto reply = index.complete(file.text.substr(0, cut), file.text.substr(cut));
-            slowest = std::max(slowest, std::chrono::steady_clock::now() - start);
-        }
-    }
     EXPECT_LT(slowest, std::chrono::milliseconds(10))
         << "slowest reply took " << std::chrono::duration<double, std::milli>(slowest).count() << " ms";
 }
@@ -143,29 +130,17 @@ TEST(LocalBackendTest, ThroughTheClientIndexIsBuiltOnceAndRepliesAreFenced) {
     const fs::path folder = fs::path(OSTREL_BINARY_DIR) / "local_backend_test_corpus";
     fs::remove_all(folder);
     fs::create_directories(folder / "nested");
-    {
-        std::ofstream out(folder / "nested" / "loops.ost", std::ios::binary);
-        out << fl::i18n::to_string(kLoops);
-    }
+    std::ofstream(folder / "nested" / "loops.ost", std::ios::binary) << fl::i18n::to_string(kLoops);
     qvai::ClientOptions options;
     options.UseBuiltinCorpus = false;
     options.CorpusFolders = {folder.string()};
     qvai::AiClient client(options);
-    const auto request = model_test::completionRequest("s = 0;\\nfor i = 1:n\\n", "\\nend");
-    const auto first = model_test::ask(client, request);
-    ASSERT_TRUE(first.has_value());
-    EXPECT_TRUE(first->success);
-    EXPECT_EQ(model_test::replyText(*first), "```ostrel\n    % running sum\n    total = total + x(i);\n```");
-
+    const auto request = completionRequest("s = 0;\\nfor i = 1:n\\n", "\\nend");
+    const std::string fenced = "```ostrel\n    % running sum\n    total = total + x(i);\n```";
+    EXPECT_EQ(answer(client, request), fenced);
     fs::remove_all(folder);  // the index was built at start-up and does not read the files again
-    const auto second = model_test::ask(client, request);
-    ASSERT_TRUE(second.has_value());
-    EXPECT_EQ(model_test::replyText(*second), model_test::replyText(*first));
-
-    const auto nothing = model_test::ask(client, model_test::completionRequest("qqq_nowhere(", ""));
-    ASSERT_TRUE(nothing.has_value());
-    EXPECT_FALSE(nothing->success);
-    EXPECT_TRUE(nothing->message.choices.empty());
+    EXPECT_EQ(answer(client, request), fenced);
+    EXPECT_EQ(answer(client, completionRequest("qqq_nowhere(", "")), kFailed);
 }
 
 }  // namespace

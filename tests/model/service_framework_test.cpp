@@ -1,6 +1,8 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -8,21 +10,14 @@
 #include "cppmicroservices/framework_factory.hpp"
 #include "cppmicroservices/ldap_filter.hpp"
 #include "cppmicroservices/service_tracker.hpp"
+#include "service_test_types.hpp"
 
 namespace cms = cppmicroservices;
+using model_test::Numbered;
+using model_test::Service;
+using testing::ThrowsMessage;
 
 namespace {
-
-struct Greeter {
-    virtual ~Greeter() = default;
-    virtual int id() const = 0;
-};
-
-struct NumberedGreeter : Greeter {
-    explicit NumberedGreeter(int n) : n(n) {}
-    int id() const override { return n; }
-    int n;
-};
 
 struct Other {
     virtual ~Other() = default;
@@ -34,44 +29,37 @@ cms::Framework startedFramework() {
     return framework;
 }
 
-TEST(LDAPFilterTest, EmptyFilterIsFalseAndMatchesEverything) {
-    cms::LDAPFilter empty;
-    EXPECT_FALSE(empty);
-    EXPECT_EQ(empty.ToString(), "");
-    EXPECT_TRUE(empty.Match({{"a", "b"}}));
-    cms::LDAPFilter copy = empty;
-    EXPECT_FALSE(copy);
-}
-
 TEST(LDAPFilterTest, MatchesItemsAndCompositions) {
     const cms::ServiceProperties props{
         {"Backend", "local"}, {"service.ranking", "10"}, {"name", "ostrel client"}};
-    EXPECT_TRUE(cms::LDAPFilter("(backend=local)").Match(props));   // keys are case-insensitive
-    EXPECT_FALSE(cms::LDAPFilter("(backend=Local)").Match(props));  // values are not
-    EXPECT_TRUE(cms::LDAPFilter("(backend=*)").Match(props));
-    EXPECT_FALSE(cms::LDAPFilter("(missing=*)").Match(props));
-    EXPECT_TRUE(cms::LDAPFilter("(name=ostrel*)").Match(props));
-    EXPECT_TRUE(cms::LDAPFilter("(name=*tr*cli*)").Match(props));
-    EXPECT_FALSE(cms::LDAPFilter("(name=*client*x)").Match(props));
-    EXPECT_TRUE(cms::LDAPFilter("(service.ranking>=9)").Match(props));  // numeric, not textual
-    EXPECT_FALSE(cms::LDAPFilter("(service.ranking<=9)").Match(props));
-    EXPECT_TRUE(cms::LDAPFilter("(name~=OSTRELCLIENT)").Match(props));
-    EXPECT_TRUE(cms::LDAPFilter("(&(backend=local)(!(name=x)))").Match(props));
-    EXPECT_TRUE(cms::LDAPFilter("(|(backend=openai)(backend=local))").Match(props));
-    EXPECT_FALSE(cms::LDAPFilter("(&(backend=local)(backend=openai))").Match(props));
+    // Keys are case-insensitive and values are not; ranges compare numbers, not text.
+    for (const char* text :
+         {"(backend=local)", "(backend=*)", "(name=ostrel*)", "(name=*tr*cli*)", "(service.ranking>=9)",
+          "(name~=OSTRELCLIENT)", "(&(backend=local)(!(name=x)))", "(|(backend=openai)(backend=local))"})
+        EXPECT_TRUE(cms::LDAPFilter(text).Match(props)) << text;
+    for (const char* text : {"(backend=Local)", "(missing=*)", "(name=*client*x)", "(service.ranking<=9)",
+                             "(&(backend=local)(backend=openai))"})
+        EXPECT_FALSE(cms::LDAPFilter(text).Match(props)) << text;
     EXPECT_TRUE(cms::LDAPFilter("(name=\\(x\\))").Match({{"name", "(x)"}}));
 
-    cms::LDAPFilter filter("(backend=local)");
+    const cms::LDAPFilter filter("(backend=local)");
     EXPECT_TRUE(filter);
     EXPECT_EQ(filter.ToString(), "(backend=local)");
+    // The empty filter, and copies of it, are false and match everything.
+    const cms::LDAPFilter empty, copy = empty;
+    EXPECT_FALSE(empty);
+    EXPECT_FALSE(copy);
+    EXPECT_EQ(empty.ToString(), "");
+    EXPECT_TRUE(empty.Match(props));
 }
 
 TEST(LDAPFilterTest, MalformedFiltersAreRejected) {
-    for (const char* text : {"", "backend=local", "(backend=local", "(=x)", "(&)", "(a=b))", "(a=(b))"}) {
+    for (const char* text : {"", "backend=local", "(backend=local", "(=x)", "(&)", "(a=b))", "(a=(b))"})
         EXPECT_THROW(cms::LDAPFilter{text}, std::invalid_argument) << text;
-    }
 }
 
+// Stopping invalidates the context, copies included, and unregisters every service in order; a restart
+// starts empty.
 TEST(FrameworkTest, ContextIsValidOnlyWhileStarted) {
     auto framework = cms::FrameworkFactory().NewFramework();
     EXPECT_FALSE(framework.GetBundleContext());
@@ -80,93 +68,89 @@ TEST(FrameworkTest, ContextIsValidOnlyWhileStarted) {
     auto context = framework.GetBundleContext();
     EXPECT_TRUE(context);
     EXPECT_EQ(framework.GetState(), cms::Bundle::STATE_ACTIVE);
-    framework.Stop();
-    EXPECT_FALSE(context);  // copies taken earlier see the stop too
-    try {
-        context.GetServiceReferences<Greeter>();
-        FAIL() << "no exception";
-    } catch (const std::runtime_error& e) {
-        EXPECT_STREQ(e.what(), "The bundle context is no longer valid");
-    }
-    EXPECT_THROW(context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(1)), std::runtime_error);
-}
-
-TEST(FrameworkTest, RegistryFindsByInterfaceAndFilterInRegistrationOrder) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
-    auto first = std::make_shared<NumberedGreeter>(1);
-    auto second = std::make_shared<NumberedGreeter>(2);
-    context.RegisterService<Greeter>(first, {{"kind", "b"}});
-    auto registration = context.RegisterService<Greeter>(second, {{"kind", "a"}});
-    context.RegisterService<Other>(std::make_shared<Other>());
-
-    auto all = context.GetServiceReferences<Greeter>();
-    ASSERT_EQ(all.size(), 2u);
-    EXPECT_EQ(context.GetServiceObjects(all[0]).GetService(), first);
-    EXPECT_EQ(context.GetService(all[1]), second);
-    EXPECT_EQ(all[1].GetProperty("kind"), "a");
-
-    auto filtered = context.GetServiceReferences<Greeter>("(kind=a)");
-    ASSERT_EQ(filtered.size(), 1u);
-    EXPECT_EQ(context.GetService(filtered[0])->id(), 2);
-    EXPECT_THROW(context.GetServiceReferences<Greeter>("(kind=a"), std::invalid_argument);
-
-    registration.Unregister();
-    EXPECT_THROW(registration.Unregister(), std::logic_error);
-    EXPECT_EQ(context.GetServiceReferences<Greeter>().size(), 1u);
-    // An object already handed out stays usable; a new request through the old reference gets nothing.
-    EXPECT_EQ(second->id(), 2);
-    EXPECT_EQ(context.GetServiceObjects(filtered[0]).GetService(), nullptr);
-    EXPECT_THROW(context.RegisterService<Greeter>(nullptr), std::invalid_argument);
-}
-
-TEST(FrameworkTest, StopUnregistersEveryServiceAndRestartStartsEmpty) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
     std::vector<int> unregistering;
     auto token = context.AddServiceListener([&](const cms::ServiceEvent& event) {
         if (event.GetType() == cms::ServiceEvent::SERVICE_UNREGISTERING)
             unregistering.push_back(std::stoi(event.GetServiceReference().GetProperty("n")));
     });
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(1), {{"n", "1"}});
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(2), {{"n", "2"}});
+    context.RegisterService<Service>(std::make_shared<Numbered>(1), {{"n", "1"}});
+    context.RegisterService<Service>(std::make_shared<Numbered>(2), {{"n", "2"}});
+
     framework.Stop();
     EXPECT_EQ(unregistering, (std::vector<int>{1, 2}));
+    EXPECT_FALSE(context);
+    EXPECT_THAT([&] { context.GetServiceReferences<Service>(); },
+                ThrowsMessage<std::runtime_error>("The bundle context is no longer valid"));
+    EXPECT_THROW(context.RegisterService<Service>(std::make_shared<Numbered>(1)), std::runtime_error);
     framework.Start();
-    EXPECT_TRUE(framework.GetBundleContext().GetServiceReferences<Greeter>().empty());
+    EXPECT_TRUE(framework.GetBundleContext().GetServiceReferences<Service>().empty());
 }
 
-class RecordingCustomizer : public cms::ServiceTrackerCustomizer<Greeter> {
+TEST(FrameworkTest, RegistryFindsByInterfaceAndFilterInRegistrationOrder) {
+    auto framework = startedFramework();
+    auto context = framework.GetBundleContext();
+    auto first = std::make_shared<Numbered>(1);
+    auto second = std::make_shared<Numbered>(2);
+    context.RegisterService<Service>(first, {{"kind", "b"}});
+    auto registration = context.RegisterService<Service>(second, {{"kind", "a"}});
+    context.RegisterService<Other>(std::make_shared<Other>());
+
+    auto all = context.GetServiceReferences<Service>();
+    ASSERT_EQ(all.size(), 2u);
+    EXPECT_EQ(context.GetServiceObjects(all[0]).GetService(), first);
+    EXPECT_EQ(context.GetService(all[1]), second);
+    EXPECT_EQ(all[1].GetProperty("kind"), "a");
+
+    auto filtered = context.GetServiceReferences<Service>("(kind=a)");
+    ASSERT_EQ(filtered.size(), 1u);
+    EXPECT_EQ(context.GetService(filtered[0])->id(), 2);
+    EXPECT_THROW(context.GetServiceReferences<Service>("(kind=a"), std::invalid_argument);
+
+    registration.Unregister();
+    EXPECT_THROW(registration.Unregister(), std::logic_error);
+    EXPECT_EQ(context.GetServiceReferences<Service>().size(), 1u);
+    // An object already handed out stays usable; a new request through the old reference gets nothing.
+    EXPECT_EQ(second->id(), 2);
+    EXPECT_EQ(context.GetServiceObjects(filtered[0]).GetService(), nullptr);
+    EXPECT_THROW(context.RegisterService<Service>(nullptr), std::invalid_argument);
+}
+
+// Declines services with a negative id. Registrations on several threads may call it at once; read its
+// records once they are done.
+class RecordingCustomizer : public cms::ServiceTrackerCustomizer<Service> {
   public:
     explicit RecordingCustomizer(cms::BundleContext context) : context_(std::move(context)) {}
-    std::shared_ptr<Greeter> AddingService(const cms::ServiceReference<Greeter>& reference) override {
+    std::shared_ptr<Service> AddingService(const cms::ServiceReference<Service>& reference) override {
         auto service = context_.GetService(reference);
-        if (service->id() < 0) return nullptr;  // declines to track
+        if (service->id() < 0) return nullptr;
+        std::lock_guard lock(mutex_);
         added.push_back(service->id());
         return service;
     }
-    void ModifiedService(const cms::ServiceReference<Greeter>&, const std::shared_ptr<Greeter>&) override {}
-    void RemovedService(const cms::ServiceReference<Greeter>&,
-                        const std::shared_ptr<Greeter>& service) override {
+    void ModifiedService(const cms::ServiceReference<Service>&, const std::shared_ptr<Service>&) override {}
+    void RemovedService(const cms::ServiceReference<Service>&,
+                        const std::shared_ptr<Service>& service) override {
+        std::lock_guard lock(mutex_);
         removed.push_back(service->id());
     }
     std::vector<int> added, removed;
 
   private:
     cms::BundleContext context_;
+    std::mutex mutex_;
 };
 
 TEST(ServiceTrackerTest, TracksExistingAndLaterServicesUntilClosed) {
     auto framework = startedFramework();
     auto context = framework.GetBundleContext();
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(1));
+    context.RegisterService<Service>(std::make_shared<Numbered>(1));
     RecordingCustomizer customizer(context);
-    cms::ServiceTracker<Greeter> tracker(context, &customizer);
+    cms::ServiceTracker<Service> tracker(context, &customizer);
     EXPECT_TRUE(tracker.IsEmpty());  // nothing before Open
     tracker.Open();
     tracker.Open();  // a second Open changes nothing
-    auto later = context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(2));
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(-1));
+    auto later = context.RegisterService<Service>(std::make_shared<Numbered>(2));
+    context.RegisterService<Service>(std::make_shared<Numbered>(-1));
     context.RegisterService<Other>(std::make_shared<Other>());
     EXPECT_EQ(customizer.added, (std::vector<int>{1, 2}));
     EXPECT_EQ(tracker.Size(), 2u);
@@ -176,75 +160,47 @@ TEST(ServiceTrackerTest, TracksExistingAndLaterServicesUntilClosed) {
     EXPECT_EQ(customizer.removed, (std::vector<int>{2}));
     tracker.Close();
     EXPECT_EQ(customizer.removed, (std::vector<int>{2, 1}));
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(3));
+    context.RegisterService<Service>(std::make_shared<Numbered>(3));
     EXPECT_EQ(customizer.added, (std::vector<int>{1, 2}));  // closed trackers hear nothing
 }
 
-TEST(ServiceTrackerTest, FilterRestrictsAndInvalidContextIsRejected) {
+TEST(ServiceTrackerTest, FilterRestrictsWaitsWakeOnRegistrationAndInvalidContextIsRejected) {
     auto framework = startedFramework();
     auto context = framework.GetBundleContext();
-    cms::ServiceTracker<Greeter> tracker(context, cms::LDAPFilter("(backend=openai)"));
-    tracker.Open();
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(1), {{"backend", "local"}});
-    context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(2), {{"backend", "openai"}});
-    ASSERT_EQ(tracker.Size(), 1u);
-    EXPECT_EQ(tracker.GetService()->id(), 2);
-
-    try {
-        cms::ServiceTracker<Greeter> invalid{cms::BundleContext()};
-        FAIL() << "no exception";
-    } catch (const std::invalid_argument& e) {
-        EXPECT_STREQ(e.what(), "The bundle context cannot be null.");
-    }
-}
-
-TEST(ServiceTrackerTest, WaitForServiceWakesOnRegistrationFromAnotherThread) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
-    cms::ServiceTracker<Greeter> tracker(context);
+    cms::ServiceTracker<Service> tracker(context, cms::LDAPFilter("(backend=openai)"));
     tracker.Open();
     EXPECT_EQ(tracker.WaitForService(std::chrono::milliseconds(10)), nullptr);
     std::thread registrar([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(7));
+        context.RegisterService<Service>(std::make_shared<Numbered>(1), {{"backend", "local"}});
+        context.RegisterService<Service>(std::make_shared<Numbered>(2), {{"backend", "openai"}});
     });
-    auto service = tracker.WaitForService(std::chrono::seconds(5));
+    const auto service = tracker.WaitForService(std::chrono::seconds(5));
     registrar.join();
     ASSERT_NE(service, nullptr);
-    EXPECT_EQ(service->id(), 7);
+    EXPECT_EQ(service->id(), 2);
+    EXPECT_EQ(tracker.Size(), 1u);
+    EXPECT_THAT([] { cms::ServiceTracker<Service> invalid{cms::BundleContext()}; },
+                ThrowsMessage<std::invalid_argument>("The bundle context cannot be null."));
 }
 
 TEST(ServiceTrackerTest, ConcurrentRegistrationsAreEachTrackedOnce) {
     auto framework = startedFramework();
     auto context = framework.GetBundleContext();
-    std::atomic<int> adds{0};
-    struct Counting : cms::ServiceTrackerCustomizer<Greeter> {
-        Counting(cms::BundleContext c, std::atomic<int>& n) : context(std::move(c)), adds(n) {}
-        std::shared_ptr<Greeter> AddingService(const cms::ServiceReference<Greeter>& r) override {
-            ++adds;
-            return context.GetService(r);
-        }
-        void ModifiedService(const cms::ServiceReference<Greeter>&,
-                             const std::shared_ptr<Greeter>&) override {}
-        void RemovedService(const cms::ServiceReference<Greeter>&, const std::shared_ptr<Greeter>&) override {
-        }
-        cms::BundleContext context;
-        std::atomic<int>& adds;
-    } customizer(context, adds);
-
+    RecordingCustomizer customizer(context);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
         threads.emplace_back([&, t] {
             for (int i = 0; i < 25; ++i)
-                context.RegisterService<Greeter>(std::make_shared<NumberedGreeter>(t * 100 + i));
+                context.RegisterService<Service>(std::make_shared<Numbered>(t * 100 + i));
         });
     }
-    cms::ServiceTracker<Greeter> tracker(context, &customizer);
+    cms::ServiceTracker<Service> tracker(context, &customizer);
     tracker.Open();  // opens while the registrations are under way
     for (auto& thread : threads)
         thread.join();
     EXPECT_EQ(tracker.Size(), 100u);
-    EXPECT_EQ(adds.load(), 100);
+    EXPECT_EQ(customizer.added.size(), 100u);
 }
 
 }  // namespace

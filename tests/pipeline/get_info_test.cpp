@@ -6,19 +6,18 @@
 #include "fl/i18n.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
+#include "support/get_info_records.hpp"
 #include "support/log_capture.hpp"
 #include "support/pipeline_host.hpp"
 
 using mtcc::AutoCompletion::GetInfo;
 using mtcc::AutoCompletion::InfoResult;
+using testing_support::allEmpty;
 using testing_support::LogCapture;
 
 namespace {
 
 const std::string kChannel = "mtcc::AutoCompletion::GetInfo";
-const std::string kSignature =
-    "mtcc::AutoCompletion::InfoResult mtcc::AutoCompletion::GetInfo(const fl::ustring&, const fl::ustring&, "
-    "const size_t&, std::shared_ptr<mtcc::cache::SettingsValues>) (Autocomplete:34)";
 
 class GetInfoTest : public ::testing::Test {
   protected:
@@ -32,12 +31,6 @@ class GetInfoTest : public ::testing::Test {
 };
 std::unique_ptr<testing_support::ReplyFileHost> GetInfoTest::host_;
 
-bool allEmpty(const InfoResult& r) {
-    return r.autocompletionResponse.empty() && r.LLMResponse.empty() && r.LLMGeneratedCode.empty() &&
-           r.deduplicatedGeneratedCode.empty() && r.validatedLLMGeneratedCode.empty() &&
-           r.prunedLLMGeneratedCode.empty();
-}
-
 }  // namespace
 
 TEST_F(GetInfoTest, EveryRecordInItsOrder) {
@@ -45,51 +38,9 @@ TEST_F(GetInfoTest, EveryRecordInItsOrder) {
     LogCapture capture;
     const InfoResult result = complete(u"x = 1;\n", 7);
     EXPECT_EQ(result.autocompletionResponse, u"y = 2;");
-
-    std::vector<std::pair<std::uint32_t, std::string>> records;
-    for (const auto& r : capture.records()) {
-        if (r.channel == kChannel) records.emplace_back(r.severity, r.text);
-    }
-    const std::vector<std::pair<std::uint32_t, std::string>> expected{
-        {32, "enter " + kSignature},
-        {4, " mtcc::Config::promptID=ostrel-autocompletion mtcc::Config::promptVersion=v1"},
-        {8, "performing initial checks"},
-        {8, "parsing input into prefix and suffix"},
-        {4, " ostrelCode=x = 1;\n"},
-        {4, " cursorPosition=7"},
-        {4, " codeToCursor=x = 1;\n"},
-        {4, " suffix="},
-        {8, "performing prefix and suffix limiting"},
-        {4, " 4000=4000"},
-        {4, " codeToCursor=x = 1;\n"},
-        {4, " prefixLimited=x = 1;\n"},
-        {4, " suffix="},
-        {4, " suffixLimited="},
-        {8, "categorizing tokens"},
-        {8, "generating prompt from template"},
-        {4, " userPromptInfo.promptId=ostrel-autocompletion userPromptInfo.promptVersion=v1"},
-        {4, " userPromptInfo.partialCode=x = 1;\n"},
-        {4, " userPromptInfo.suffix="},
-        {4, " userPromptInfo.userVariables=x"},
-        {4, " userPromptInfo.userFunctions="},
-        {4, " userPromptInfo.OSTRELFunctions="},
-        {8, "requesting generation from model"},
-        {4, " LLMResponse=```ostrel\ny = 2;\n```"},
-        {8, "extracting code from generation"},
-        {4, " LLMGeneratedCode=y = 2;"},
-        {8, "deduplicating generated code"},
-        {4, " deduplicatedGeneratedCode=y = 2;"},
-        {8, "validating generated code"},
-        {4, " validatedLLMGeneratedCode=y = 2;"},
-        {8, "pruning generated code"},
-        {4, " prunedLLMGeneratedCode=y = 2;"},
-        {8, "formatting generated code"},
-        {4, " formattedLLMResponseCode=y = 2;"},
-        {8, "returning finalized generated code"},
-        {4, " autocompletionResponse=y = 2;"},
-        {32, "exit " + kSignature},
-    };
-    EXPECT_EQ(records, expected);
+    testing_support::CompleteRun run{"x = 1;\n", 7, "x = 1;\n", "", "x", "", "", {}};
+    run.result = {u"y = 2;", u"```ostrel\ny = 2;\n```", u"y = 2;", u"y = 2;", u"y = 2;", u"y = 2;"};
+    EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
 }
 
 TEST_F(GetInfoTest, EarlyExitsGiveEmptyResults) {

@@ -3,10 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
+#include <vector>
 
 #include "fl/i18n.hpp"
-#include "temp_folder.hpp"
+#include "support/temp_folder.hpp"
+
+using testing_support::TempFolder;
+
+namespace {
+const char* const kFunctionFile = "function y = f(x)\n    y = x;\nend\n";
+}
 
 namespace {
 
@@ -22,67 +28,40 @@ class FunctionRegistryTest : public ::testing::Test {
     void TearDown() override { functionRegistry::setSearchPath({}); }
 };
 
-TEST_F(FunctionRegistryTest, KnowsBuiltInsFromEveryArea) {
-    for (const auto* name : {u"plus", u"sin", u"inv", u"reshape", u"union", u"strrep", u"regexprep", u"fopen",
-                             u"plot", u"error", u"datetime", u"cellfun", u"isnumeric", u"bitand", u"xor"}) {
-        EXPECT_EQ(functionRegistry::lookup(name), FunctionOrigin::BuiltIn) << fl::i18n::to_string(name);
-        EXPECT_TRUE(functionRegistry::isBuiltIn(name));
-        EXPECT_FALSE(functionRegistry::isLibrary(name));
-    }
-}
-
-TEST_F(FunctionRegistryTest, KnowsLibraryFunctions) {
-    for (const auto* name : {u"movmean", u"zscore", u"rescale", u"filtfilt", u"fzero", u"readtable"}) {
-        EXPECT_EQ(functionRegistry::lookup(name), FunctionOrigin::Library) << fl::i18n::to_string(name);
-        EXPECT_TRUE(functionRegistry::isLibrary(name));
-        EXPECT_FALSE(functionRegistry::isBuiltIn(name));
-    }
-}
-
-TEST_F(FunctionRegistryTest, NamesAreCaseSensitive) {
-    EXPECT_EQ(functionRegistry::lookup(u"SIN"), FunctionOrigin::Unknown);
-    EXPECT_EQ(functionRegistry::lookup(u"Sin"), FunctionOrigin::Unknown);
-    EXPECT_EQ(functionRegistry::lookup(u"MovMean"), FunctionOrigin::Unknown);
-    // Both spellings exist in the library, so both are known.
-    EXPECT_EQ(functionRegistry::lookup(u"NaN"), FunctionOrigin::BuiltIn);
-    EXPECT_EQ(functionRegistry::lookup(u"nan"), FunctionOrigin::BuiltIn);
-}
-
-TEST_F(FunctionRegistryTest, TextThatIsNoNameIsUnknown) {
+TEST_F(FunctionRegistryTest, KnowsShippedAndUserFunctionsByTheirExactNames) {
     functionRegistry::setSearchPath({kUserLib});
-    for (const std::u16string_view text :
-         {std::u16string_view{}, std::u16string_view{u"1sin"}, std::u16string_view{u"_sin"},
-          std::u16string_view{u"sin "}, std::u16string_view{u" sin"}, std::u16string_view{u"sin.ost"},
-          std::u16string_view{u"pkg.clamp"}, std::u16string_view{u"clamp\n"},
-          std::u16string_view{u"s\u00ecn"}, std::u16string_view{u"sin\0x", 5},
-          std::u16string_view{u"\xD800"}}) {
-        EXPECT_EQ(functionRegistry::lookup(text), FunctionOrigin::Unknown) << fl::i18n::to_string(text);
+    using enum FunctionOrigin;
+    const std::pair<FunctionOrigin, std::vector<std::u16string_view>> cases[] = {
+        // Built-ins from every area; both spellings of NaN are built in.
+        {BuiltIn,
+         {u"plus", u"sin", u"inv", u"reshape", u"union", u"strrep", u"regexprep", u"fopen", u"plot", u"error",
+          u"datetime", u"cellfun", u"isnumeric", u"bitand", u"xor", u"NaN", u"nan"}},
+        {Library, {u"movmean", u"zscore", u"rescale", u"filtfilt", u"fzero", u"readtable"}},
+        {User, {u"clamp", u"normalize_rows", u"safe_divide"}},
+        // Names are case-sensitive, and text that is no name is no function.
+        {Unknown,
+         {u"SIN", u"Sin", u"MovMean", u"Clamp", u"no_such_function", std::u16string_view(), u"1sin", u"_sin",
+          u"sin ", u" sin", u"sin.ost", u"pkg.clamp", u"clamp\n", u"s\u00ecn",
+          std::u16string_view(u"sin\0x", 5), u"\xD800"}}};
+    for (const auto& [origin, names] : cases) {
+        for (const auto name : names) {
+            EXPECT_EQ(functionRegistry::lookup(name), origin) << fl::i18n::to_string(name);
+            EXPECT_EQ(functionRegistry::isBuiltIn(name), origin == BuiltIn) << fl::i18n::to_string(name);
+            EXPECT_EQ(functionRegistry::isLibrary(name), origin == Library) << fl::i18n::to_string(name);
+        }
     }
 }
 
-TEST_F(FunctionRegistryTest, FindsUserFunctionsOnTheSearchPath) {
+// A new path replaces the old one, cached answers included; missing folders and files on it are skipped.
+TEST_F(FunctionRegistryTest, SearchesEveryFolderOfTheLatestPath) {
     EXPECT_EQ(functionRegistry::lookup(u"clamp"), FunctionOrigin::Unknown);
-
     functionRegistry::setSearchPath({kUserLib});
     EXPECT_EQ(functionRegistry::lookup(u"clamp"), FunctionOrigin::User);
-    EXPECT_EQ(functionRegistry::lookup(u"normalize_rows"), FunctionOrigin::User);
-    EXPECT_EQ(functionRegistry::lookup(u"safe_divide"), FunctionOrigin::User);
-    EXPECT_EQ(functionRegistry::lookup(u"Clamp"), FunctionOrigin::Unknown);
-    EXPECT_EQ(functionRegistry::lookup(u"no_such_function"), FunctionOrigin::Unknown);
-    EXPECT_FALSE(functionRegistry::isBuiltIn(u"clamp"));
-    EXPECT_FALSE(functionRegistry::isLibrary(u"clamp"));
 
-    // A new path replaces the old one, cached answers included.
-    TempFolder other;
-    functionRegistry::setSearchPath({other.path()});
-    EXPECT_EQ(functionRegistry::lookup(u"clamp"), FunctionOrigin::Unknown);
-}
-
-TEST_F(FunctionRegistryTest, SearchesEveryFolderAndSkipsMissingOnes) {
     TempFolder first;
     TempFolder second;
-    first.write("only_first.ost");
-    second.write("only_second.ost");
+    first.write("only_first.ost", kFunctionFile);
+    second.write("only_second.ost", kFunctionFile);
     functionRegistry::setSearchPath(
         {first.path() / "missing", first.path(), kUserLib / "clamp.ost", second.path()});
     EXPECT_EQ(functionRegistry::lookup(u"only_first"), FunctionOrigin::User);
@@ -90,24 +69,12 @@ TEST_F(FunctionRegistryTest, SearchesEveryFolderAndSkipsMissingOnes) {
     EXPECT_EQ(functionRegistry::lookup(u"clamp"), FunctionOrigin::Unknown);
 }
 
-TEST_F(FunctionRegistryTest, UserFilesShadowNoShippedFunction) {
-    TempFolder folder;
-    folder.write("sin.ost");
-    folder.write("movmean.ost");
-    functionRegistry::setSearchPath({folder.path()});
-    EXPECT_EQ(functionRegistry::lookup(u"sin"), FunctionOrigin::BuiltIn);
-    EXPECT_EQ(functionRegistry::lookup(u"movmean"), FunctionOrigin::Library);
-}
-
+// Only regular files (or links to them) named like functions count, and none shadows a shipped function.
 TEST_F(FunctionRegistryTest, OnlyRegularFilesNamedLikeFunctionsCount) {
     TempFolder folder;
-    folder.write("good_name.ost");
-    folder.write("bad-name.ost");
-    folder.write("2fast.ost");
-    folder.write("shout.OST");
-    folder.write("notes.txt");
-    folder.write("twice.ost.bak");
-    folder.write(".ost");
+    for (const char* name : {"good_name.ost", "bad-name.ost", "2fast.ost", "shout.OST", "notes.txt",
+                             "twice.ost.bak", ".ost", "sin.ost", "movmean.ost"})
+        folder.write(name, kFunctionFile);
     std::filesystem::create_directory(folder.path() / "folder_fn.ost");
     std::filesystem::create_symlink(folder.path() / "good_name.ost", folder.path() / "linked.ost");
     std::filesystem::create_symlink(folder.path() / "absent.ost", folder.path() / "dangling.ost");
@@ -115,42 +82,34 @@ TEST_F(FunctionRegistryTest, OnlyRegularFilesNamedLikeFunctionsCount) {
 
     EXPECT_EQ(functionRegistry::lookup(u"good_name"), FunctionOrigin::User);
     EXPECT_EQ(functionRegistry::lookup(u"linked"), FunctionOrigin::User);
-    for (const auto* name : {u"shout", u"notes", u"twice", u"folder_fn", u"dangling", u"absent"}) {
+    EXPECT_EQ(functionRegistry::lookup(u"sin"), FunctionOrigin::BuiltIn);
+    EXPECT_EQ(functionRegistry::lookup(u"movmean"), FunctionOrigin::Library);
+    for (const auto* name : {u"shout", u"notes", u"twice", u"folder_fn", u"dangling", u"absent"})
         EXPECT_EQ(functionRegistry::lookup(name), FunctionOrigin::Unknown) << fl::i18n::to_string(name);
-    }
 }
 
-TEST_F(FunctionRegistryTest, NewAndRemovedFilesAreSeenAfterClearingAllCaches) {
+TEST_F(FunctionRegistryTest, NewAndRemovedFilesAndFoldersAreSeenAfterClearingAllCaches) {
     TempFolder folder;
-    folder.write("existing.ost");
-    functionRegistry::setSearchPath({folder.path()});
-    EXPECT_EQ(functionRegistry::lookup(u"fresh"), FunctionOrigin::Unknown);
-    EXPECT_EQ(functionRegistry::lookup(u"existing"), FunctionOrigin::User);
+    folder.write("existing.ost", kFunctionFile);
+    const auto later = folder.path() / "later";
+    functionRegistry::setSearchPath({folder.path(), later});
+    const auto origins = [] {
+        return std::vector{functionRegistry::lookup(u"existing"), functionRegistry::lookup(u"fresh"),
+                           functionRegistry::lookup(u"late_fn")};
+    };
+    const std::vector before{FunctionOrigin::User, FunctionOrigin::Unknown, FunctionOrigin::Unknown};
+    EXPECT_EQ(origins(), before);
 
-    folder.write("fresh.ost");
+    folder.write("fresh.ost", kFunctionFile);
     folder.remove("existing.ost");
-    EXPECT_EQ(functionRegistry::lookup(u"fresh"), FunctionOrigin::Unknown);
-    EXPECT_EQ(functionRegistry::lookup(u"existing"), FunctionOrigin::User);
-
-    // Dropping only the answers re-asks the cached listing, which still holds the old folder.
-    functionRegistry::clearCaches(false);
-    EXPECT_EQ(functionRegistry::lookup(u"fresh"), FunctionOrigin::Unknown);
-    EXPECT_EQ(functionRegistry::lookup(u"existing"), FunctionOrigin::User);
-
-    functionRegistry::clearCaches(true);
-    EXPECT_EQ(functionRegistry::lookup(u"fresh"), FunctionOrigin::User);
-    EXPECT_EQ(functionRegistry::lookup(u"existing"), FunctionOrigin::Unknown);
-}
-
-TEST_F(FunctionRegistryTest, AFolderCreatedLaterIsSeenAfterClearingAllCaches) {
-    TempFolder parent;
-    const auto later = parent.path() / "later";
-    functionRegistry::setSearchPath({later});
-    EXPECT_EQ(functionRegistry::lookup(u"late_fn"), FunctionOrigin::Unknown);
     std::filesystem::create_directory(later);
-    std::ofstream(later / "late_fn.ost") << "function late_fn\nend\n";
+    folder.write("later/late_fn.ost", kFunctionFile);
+    EXPECT_EQ(origins(), before);
+    // Dropping only the answers re-asks the cached listings, which still hold the old folders.
+    functionRegistry::clearCaches(false);
+    EXPECT_EQ(origins(), before);
     functionRegistry::clearCaches(true);
-    EXPECT_EQ(functionRegistry::lookup(u"late_fn"), FunctionOrigin::User);
+    EXPECT_EQ(origins(), (std::vector{FunctionOrigin::Unknown, FunctionOrigin::User, FunctionOrigin::User}));
 }
 
 }  // namespace

@@ -4,30 +4,13 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
-#include <random>
 #include <string>
+
+#include "support/temp_folder.hpp"
 
 namespace testing_support {
 
-// A fresh directory under the system's temporary directory, removed with everything in it.
-class TempDir {
-  public:
-    TempDir() {
-        std::random_device seed;
-        path_ = std::filesystem::temp_directory_path() / ("ostrel-settings-" + std::to_string(seed()));
-        std::filesystem::create_directories(path_);
-    }
-    ~TempDir() {
-        std::error_code ec;
-        std::filesystem::remove_all(path_, ec);
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-  private:
-    std::filesystem::path path_;
-};
+using TempDir = TempFolder;
 
 // Writes the whole file through a temporary and a rename, as editors do, so a poll never sees half of it.
 inline void writeFile(const std::filesystem::path& path, const std::string& text) {

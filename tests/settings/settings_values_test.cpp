@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <thread>
+#include <tuple>
 
 #include "settings/context/context_registry.hpp"
 #include "settings/core/settings_store.hpp"
@@ -18,7 +19,7 @@ namespace {
 class InstalledStore {
   public:
     explicit InstalledStore(const std::string& json, std::chrono::milliseconds poll = 20ms) {
-        testing_support::writeFile(file(), json);
+        write(json);
         store_ = std::make_unique<settings::core::SettingsStore>(file(), poll);
         settings::context::installSettingsRoot(store_->root());
     }
@@ -36,32 +37,32 @@ class InstalledStore {
     std::unique_ptr<settings::core::SettingsStore> store_;
 };
 
-template <typename Condition>
-bool eventually(Condition condition, std::chrono::milliseconds limit = 1000ms) {
-    const auto end = std::chrono::steady_clock::now() + limit;
-    while (std::chrono::steady_clock::now() < end) {
-        if (condition()) return true;
-        std::this_thread::sleep_for(5ms);
-    }
-    return condition();
+// The record's values in declaration order: lines, tab and indent size, spaces, function style, blanks.
+using Fields =
+    std::tuple<std::uint32_t, std::uint32_t, std::uint16_t, std::uint16_t, bool, fl::ustring, fl::ustring>;
+const Fields kDefaults{0, 10000000, 4, 4, true, u"AllFunctionIndent", u"Indent"};
+
+Fields fields(SettingsValues& values) {
+    std::lock_guard lock(values.mutex);
+    return {values.startLine,       values.endLine,      values.tabSize,
+            values.indentSize,      values.insertSpaces, values.functionIndentingFormat,
+            values.blankLineSetting};
 }
 
-bool lockedEquals(SettingsValues& values, const std::u16string& blank, std::uint16_t tab) {
-    std::lock_guard lock(values.mutex);
-    return values.blankLineSetting == blank && values.tabSize == tab;
+// Polls for up to a second: changes on disk arrive on the store's own thread.
+template <typename Condition>
+void waitUntil(Condition done) {
+    const auto end = std::chrono::steady_clock::now() + 1s;
+    while (!done() && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(5ms);
 }
 
 TEST(SettingsValues, WithoutASettingsRootKeepsEveryDefaultAndSubscribesNothing) {
     settings::context::installSettingsRoot(nullptr);
     SettingsValues values;
-    EXPECT_EQ(values.startLine, 0u);
-    EXPECT_EQ(values.endLine, 10000000u);
-    EXPECT_EQ(values.tabSize, 4);
-    EXPECT_EQ(values.indentSize, 4);
-    EXPECT_TRUE(values.insertSpaces);
-    EXPECT_EQ(values.functionIndentingFormat, u"AllFunctionIndent");
-    EXPECT_EQ(values.blankLineSetting, u"Indent");
+    EXPECT_EQ(fields(values), kDefaults);
     EXPECT_FALSE(values.tabListener.connected());
+    EXPECT_FALSE(values.languageListener.connected());
     EXPECT_FALSE(values.indentListener.connected());
 }
 
@@ -70,48 +71,38 @@ TEST(SettingsValues, ReadsTheStoreTruncatingSizesAndMappingPadEmptyLines) {
         R"({"ostrel.editor.tab": {"TabSize": 70000, "IndentSize": 2, "InsertSpaces": false},
         "ostrel.editor.language.ostrel": {"FunctionIndentingFormat": "allFunctionIndent"}})");
     SettingsValues values;
-    EXPECT_EQ(values.tabSize, 70000 & 0xFFFF);  // truncated, not clamped
-    EXPECT_EQ(values.indentSize, 2);
-    EXPECT_FALSE(values.insertSpaces);
-    EXPECT_EQ(values.functionIndentingFormat,
-              u"allFunctionIndent");                          // stored as is; the formatter rejects it
-    EXPECT_EQ(values.blankLineSetting, u"RemoveWhitespace");  // PadEmptyLines defaults to false
-    EXPECT_EQ(values.startLine, 0u);
-    EXPECT_EQ(values.endLine, 10000000u);
-
+    // Sizes are truncated, not clamped; the style is stored as is (the formatter rejects it); PadEmptyLines
+    // defaults to false, which removes blanks.
+    EXPECT_EQ(fields(values),
+              (Fields{0, 10000000, 70000 & 0xFFFF, 2, false, u"allFunctionIndent", u"RemoveWhitespace"}));
     installed.write(R"({"ostrel.editor.indent": {"PadEmptyLines": true}})");
     ASSERT_TRUE(installed.store().reload());
-    EXPECT_TRUE(lockedEquals(values, u"Indent", 4));
+    EXPECT_EQ(fields(values), kDefaults);
 }
 
+// Only the fields of changed nodes move, overwriting what the caller set; a rejected file moves nothing.
 TEST(SettingsValues, EditsOfTheFileReachALiveRecordWithinASecond) {
     InstalledStore installed("{}");
     SettingsValues values;
-    values.setUserPreferenceSettings(5, 50, 8, 8, true, u"MixedFunctionIndent", u"Ignore");
+    values.setUserPreferenceSettings(5, 50, 8, 8, false, u"MixedFunctionIndent", u"Ignore");
 
     installed.write(
         R"({"ostrel.editor.tab": {"TabSize": 3}, "ostrel.editor.indent": {"PadEmptyLines": true}})");
-    EXPECT_TRUE(eventually([&] { return lockedEquals(values, u"Indent", 3); }));
+    Fields expected{5, 50, 3, 4, true, u"MixedFunctionIndent", u"Indent"};
+    waitUntil([&] { return fields(values) == expected; });
+    EXPECT_EQ(fields(values), expected);
 
-    // A change of the indent node overwrites what the caller set, and only the fields of changed nodes move.
-    installed.write(
-        R"({"ostrel.editor.tab": {"TabSize": 3}, "ostrel.editor.indent": {"PadEmptyLines": false}})");
-    EXPECT_TRUE(eventually([&] { return lockedEquals(values, u"RemoveWhitespace", 3); }));
-    std::lock_guard lock(values.mutex);
-    EXPECT_EQ(values.functionIndentingFormat, u"MixedFunctionIndent");
-    EXPECT_EQ(values.startLine, 5u);
-    EXPECT_EQ(values.endLine, 50u);
-}
+    installed.write(R"({"ostrel.editor.tab": {"TabSize": 3},
+        "ostrel.editor.language.ostrel": {"FunctionIndentingFormat": "ClassicFunctionIndent"}})");
+    expected = {5, 50, 3, 4, true, u"ClassicFunctionIndent", u"RemoveWhitespace"};
+    waitUntil([&] { return fields(values) == expected; });
+    EXPECT_EQ(fields(values), expected);
 
-TEST(SettingsValues, ARejectedFileLeavesTheRecordAsItWas) {
-    InstalledStore installed(R"({"ostrel.editor.tab": {"TabSize": 2}})");
-    SettingsValues values;
     installed.write(R"({"ostrel.editor.tab": {"TabSize": "wide"}})");
-    EXPECT_TRUE(eventually([&] { return !installed.store().lastError().empty(); }));
+    waitUntil([&] { return !installed.store().lastError().empty(); });
     EXPECT_NE(installed.store().lastError().find("ostrel.editor.tab.TabSize"), std::string::npos);
     EXPECT_NE(installed.store().lastError().find(installed.file().string()), std::string::npos);
-    std::lock_guard lock(values.mutex);
-    EXPECT_EQ(values.tabSize, 2);
+    EXPECT_EQ(fields(values), expected);
 }
 
 TEST(SettingsValues, SubscriptionsLiveExactlyAsLongAsTheRecord) {

@@ -132,7 +132,8 @@ struct Frame {
     std::uint32_t headerTok;  // first token of the header
     std::uint32_t indent;
     std::uint32_t line;
-    std::uint32_t minBody = kNoIndent;  // least indentation of the statement lines of the body
+    std::uint32_t minBody = kNoIndent;    // least indentation of the statement lines of the body
+    std::uint32_t firstBody = kNoIndent;  // indentation of the body's first statement line
     NodeKind clause = NodeKind::Unknown;
     std::uint32_t clauseMark = 0;
     std::uint32_t clauseTok = 0;
@@ -144,6 +145,14 @@ struct Frame {
     std::uint32_t scope = 0;
     std::uint32_t outerScope = 0;
 };
+
+// Errors of a text that parses: they break a rule of where things may stand, not the grammar.
+bool isRuleViolation(std::string_view id) {
+    static constexpr std::string_view kRules[] = {
+        "BreakOutsideLoop",  "ContinueOutsideLoop",     "FunctionInControlBlock", "MixedFunctionForms",
+        "DuplicateFunction", "NestedFunctionNotClosed", "StatementAfterFunction", "ArgumentsAfterStatements"};
+    return std::find(std::begin(kRules), std::end(kRules), id) != std::end(kRules);
+}
 
 class Parser {
   public:
@@ -415,8 +424,10 @@ class Parser {
         std::stable_sort(kept.begin(), kept.end(),
                          [](const Diagnostic& a, const Diagnostic& b) { return a.offset < b.offset; });
         d_.diagnostics.swap(kept);
-        d_.parseErrors = std::any_of(d_.diagnostics.begin(), d_.diagnostics.end(),
-                                     [](const Diagnostic& x) { return x.severity == Severity::Error; });
+        // Rule violations are errors of a text that parses.
+        d_.parseErrors = std::any_of(d_.diagnostics.begin(), d_.diagnostics.end(), [](const Diagnostic& x) {
+            return x.severity == Severity::Error && !isRuleViolation(x.identifier);
+        });
     }
 
     // --- nodes ------------------------------------------------------------------------------------
@@ -626,6 +637,7 @@ class Parser {
         const Op close = kind == NodeKind::Index ? Op::RParen : Op::RBrace;
         std::uint32_t open = take();
         enterNesting(toks_[open]);
+        openBrackets_.push_back(open);
         ++parenDepth_;
         {
             SaveContext saved(*this, false, inIndex_ + 1);
@@ -646,6 +658,7 @@ class Parser {
         }
         --parenDepth_;
         --nesting_;
+        openBrackets_.pop_back();
         if (!failed_) finishFrom(kind, from);
     }
 
@@ -687,6 +700,17 @@ class Parser {
                 return;
             case TokenKind::Keyword:
                 if (t.word == Word::End && inIndex_ > 0) {
+                    // Continuation lines stand deeper than their statement, so an `end` alone on a line
+                    // at or left of it ends a block and the bracket was never closed.
+                    const PTok& next = peek();
+                    const bool aloneOnLine =
+                        next.eof || next.kind == TokenKind::LineEnd || next.op == Op::Semicolon;
+                    const bool firstOnLine = pos_ > 0 && toks_[pos_ - 1].line < t.line;
+                    if (firstOnLine && aloneOnLine && t.line > statementLine_ && !openBrackets_.empty() &&
+                        lineIndent_[t.line] <= lineIndent_[statementLine_]) {
+                        unclosed(toks_[openBrackets_.back()], t);
+                        return;
+                    }
                     leaf(NodeKind::EndIndex);
                     return;
                 }
@@ -1088,7 +1112,10 @@ class Parser {
         lineKind_[t.line] = kind;
         const std::uint32_t indent = lineIndent_[t.line];
         if (kind != 2 && kind != 3 && t.line > 1) minCodeSinceOrphan_ = std::min(minCodeSinceOrphan_, indent);
-        if (Frame* f = top(); f && kind == 1) f->minBody = std::min(f->minBody, indent);
+        if (Frame* f = top(); f && kind == 1) {
+            f->minBody = std::min(f->minBody, indent);
+            if (f->firstBody == kNoIndent) f->firstBody = indent;
+        }
     }
 
     bool orphanAccepted(const PTok& t) const {
@@ -1096,10 +1123,13 @@ class Parser {
         if (!t.lineFirst) return false;
         // Functions whose bodies are not indented: right after an `end` at the left margin (or after a
         // function's `end` in a text of closed functions), an `end` at the same indentation closes the
-        // function that held it.
+        // function that held it. After the `end` of a control block opened in the text, only a function
+        // of the text with an unindented body shows that style; otherwise the second `end` is one too
+        // many.
         const bool closesOuterFunction =
             t.word == Word::End && lastEndIndent_ == indent &&
-            ((indent == 0 && !lastEndAtMargin_) || (closedForm_ && lastEndClosedFunction_));
+            ((indent == 0 && !lastEndAtMargin_ && (!lastEndClosedControl_ || unindentedFunctionBody_)) ||
+             (closedForm_ && lastEndClosedFunction_));
         return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
     }
 
@@ -1130,6 +1160,7 @@ class Parser {
             lastEndAtMargin_ = lastEndIndent_ == 0 && lineIndent_[t.line] == 0;
             lastEndIndent_ = lineIndent_[t.line];
             lastEndClosedFunction_ = false;
+            lastEndClosedControl_ = false;
             minCodeSinceOrphan_ = kNoIndent;
             endOfStatement();
             return;
@@ -1150,6 +1181,7 @@ class Parser {
         popFrame();
         lastEndIndent_ = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
         lastEndClosedFunction_ = isFunctionKind(closed.kind);
+        lastEndClosedControl_ = isControl(closed.kind) && !isPhantom(closed);
         lastEndAtMargin_ = false;
         if (isFunctionKind(closed.kind)) {
             if (closedFunctions_ == 0) firstFunctionEndOffset_ = t.offset;
@@ -1179,7 +1211,9 @@ class Parser {
                                                                                : NodeKind::Try;
         const std::uint32_t indent = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
         noteLine(t, 2);
-        if (indent != kNoIndent) {
+        // Where every block is closed in the text, a clause belongs to the construct that is open, however
+        // far left it stands.
+        if (indent != kNoIndent && !balanced_) {
             while (Frame* f = top()) {
                 if (f->kind == construct) {
                     if (f->phantomSwitch || f->indent <= indent) break;
@@ -1669,6 +1703,7 @@ class Parser {
     void parseStatement() {
         ++statementsParsed_;
         const PTok& t = cur();
+        statementLine_ = t.line;
         if (t.kind == TokenKind::Keyword) {
             switch (t.word) {
                 case Word::End:
@@ -1966,15 +2001,22 @@ class Parser {
     // unclosed functions no `end` reaches a function and every function stays open; in a window of
     // closed ones some function is closed and few stay open (those the cut went through).
     void detectFunctionForm() {
-        std::vector<bool> open;  // per open construct: is it a function
+        std::vector<Word> open;  // the opening word of each open construct
         open.reserve(64);
         int closedFunctions = 0;
         int brackets = 0;
         bool statementStart = true;
+        bool balanced = true;
+        std::uint32_t functionLine = 0;  // of a function header whose first body line is still to come
         for (std::size_t k = 0; k + 1 < toks_.size(); ++k) {
             const PTok& t = toks_[k];
             const bool start = statementStart && brackets == 0;
             statementStart = false;
+            if (functionLine != 0 && t.lineFirst && t.line > functionLine && t.kind != TokenKind::LineEnd) {
+                const std::uint32_t header = functionLine == 1 ? 0 : lineIndent_[functionLine];
+                if (t.word != Word::End && lineIndent_[t.line] <= header) unindentedFunctionBody_ = true;
+                functionLine = 0;
+            }
             if (t.kind == TokenKind::LineEnd || t.op == Op::Semicolon || t.op == Op::Comma) {
                 statementStart = t.kind == TokenKind::LineEnd || brackets == 0;
                 if (t.kind == TokenKind::LineEnd) brackets = 0;
@@ -1987,9 +2029,11 @@ class Parser {
                 continue;
             }
             if (!start) continue;
+            const Word inside = open.empty() ? Word::None : open.back();
             if (t.kind == TokenKind::Keyword) {
                 if (lexer::opensBlock(t.word)) {
-                    open.push_back(t.word == Word::Function);
+                    open.push_back(t.word);
+                    if (t.word == Word::Function) functionLine = t.line;
                     statementStart = t.word == Word::Try;
                     continue;
                 }
@@ -1997,25 +2041,38 @@ class Parser {
                     case Word::End:
                         // Line ends inside brackets were counted as statement ends above; only an
                         // `end` that stands alone closes a block (`f(` / `end)` indexes).
-                        if (!open.empty() && isTerminator(toks_[k + 1])) {
-                            closedFunctions += open.back() ? 1 : 0;
+                        if (!isTerminator(toks_[k + 1])) break;
+                        if (open.empty()) {
+                            balanced = false;
+                        } else {
+                            closedFunctions += open.back() == Word::Function ? 1 : 0;
                             open.pop_back();
                         }
                         break;
                     case Word::Else:
+                    case Word::Elseif:
+                        balanced = balanced && inside == Word::If;
+                        statementStart = t.word == Word::Else;
+                        break;
+                    case Word::Case:
                     case Word::Otherwise:
-                        statementStart = true;
+                        balanced = balanced && inside == Word::Switch;
+                        statementStart = t.word == Word::Otherwise;
+                        break;
+                    case Word::Catch:
+                        balanced = balanced && inside == Word::Try;
                         break;
                     default:
                         break;
                 }
             } else if (t.kind == TokenKind::Identifier && t.word != Word::None) {
                 const PTok& n = toks_[k + 1];
-                if (n.kind == TokenKind::LineEnd || n.op == Op::LParen) open.push_back(false);
+                if (n.kind == TokenKind::LineEnd || n.op == Op::LParen) open.push_back(Word::None);
             }
         }
-        const auto stillOpen = static_cast<int>(std::count(open.begin(), open.end(), true));
+        const auto stillOpen = static_cast<int>(std::count(open.begin(), open.end(), Word::Function));
         closedForm_ = closedFunctions > 0 && stillOpen <= closedFunctions + 1;
+        balanced_ = balanced && open.empty();
     }
 
     bool parseFile() {
@@ -2068,8 +2125,14 @@ class Parser {
             const bool deeper =
                 f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
             if (isFunctionKind(f.kind)) {
-                // A function that holds nested ones is of the closed form: its `end` was cut away.
-                if (!deeper && !f.holdsNested) recordUnclosed(f);
+                // A function that holds nested ones is of the closed form: its `end` was cut away, unless
+                // its body, indented at first, later has code at or left of the header.
+                const std::uint32_t header = f.line == 1 ? 0 : f.indent;
+                if (!deeper && !f.holdsNested)
+                    recordUnclosed(f);
+                else if (closedForm_ && f.firstBody != kNoIndent && f.firstBody > header &&
+                         minFrom[f.line + 1] <= header)
+                    missingEnd(f);
             } else if (!deeper && f.line != 1) {
                 missingEnd(f);
             }
@@ -2123,6 +2186,14 @@ class Parser {
     std::uint32_t lastEndIndent_ = kNoIndent;
     std::uint32_t firstFunctionEndOffset_ = 0;
     bool lastEndClosedFunction_ = false;
+    bool lastEndClosedControl_ = false;  // a control block whose header is in the text
+    // Every block of the text is closed in it, `end` for opener, so its structure needs no reading of
+    // indentation.
+    bool balanced_ = false;
+    // Some function's first body line stands no deeper than its header.
+    bool unindentedFunctionBody_ = false;
+    std::uint32_t statementLine_ = 1;
+    std::vector<std::uint32_t> openBrackets_;  // token indices of the open argument brackets
     bool lastEndAtMargin_ = false;
     int structuralLines_ = 0;
     int statementsParsed_ = 0;

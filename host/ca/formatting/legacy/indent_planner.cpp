@@ -448,6 +448,11 @@ class Planner {
             return insideFunction() && settings_.functionIndentation == FunctionIndentation::Mixed;
         }
         if (settings_.functionIndentation == FunctionIndentation::All) return true;
+        // Every block of the text is closed in it, so a function opened inside an open one (even one from
+        // the first line) is nested.
+        if (settings_.functionIndentation == FunctionIndentation::Mixed && insideFunction() &&
+            functionEvidence_ == FunctionStyleEvidence::Closed)
+            return true;
         // A function right of the left margin lies in a class block cut away before the text, and in the
         // mixed style one at the margin may be nested in a function cut away: its own body shows which.
         if (column > 0 || settings_.functionIndentation == FunctionIndentation::Mixed)

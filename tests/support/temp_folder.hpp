@@ -8,13 +8,15 @@
 #include <string>
 #include <system_error>
 
+namespace testing_support {
+
 // A fresh folder below the system's temporary folder, removed with everything in it at the end.
 class TempFolder {
   public:
     TempFolder() {
         static std::atomic<int> counter{0};
         path_ = std::filesystem::temp_directory_path() /
-                ("quorvanta-test-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+                ("ostrel-test-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
         std::filesystem::remove_all(path_);
         std::filesystem::create_directories(path_);
     }
@@ -26,13 +28,13 @@ class TempFolder {
     TempFolder& operator=(const TempFolder&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
-
-    void write(const std::string& name,
-               const std::string& text = "function y = f(x)\n    y = x;\nend\n") const {
-        std::ofstream(path_ / name) << text;
+    void write(const std::string& name, const std::string& text) const {
+        std::ofstream(path_ / name, std::ios::binary) << text;
     }
     void remove(const std::string& name) const { std::filesystem::remove(path_ / name); }
 
   private:
     std::filesystem::path path_;
 };
+
+}  // namespace testing_support

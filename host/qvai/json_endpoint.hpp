@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "qvai/client_options.hpp"
+#include "qvai/http_post.hpp"
+
+namespace qvai {
+
+// A model server that takes a JSON body by POST: what the HTTP backends share, apart from the body each
+// sends and the reply each reads.
+struct JsonEndpoint {
+    std::string url;
+    std::string apiKeyVariable;  // empty: no key
+    HttpLimits limits;
+};
+
+// The options' Endpoint, or the loopback server's when none is set.
+std::string endpointBase(const ClientOptions& options);
+JsonEndpoint jsonEndpoint(const ClientOptions& options, std::string url);
+
+// POSTs `body` and returns the body of a 2xx reply. Throws std::runtime_error for any other status or a
+// failed transfer; the message names the URL, never the key.
+std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body,
+                           const std::atomic<bool>& cancelled);
+
+// A request body as text; text that is not UTF-8 is replaced rather than thrown on.
+std::string requestText(const nlohmann::json& body);
+// Throws std::runtime_error when the reply body is not JSON.
+nlohmann::json parseReply(const std::string& body);
+
+}  // namespace qvai

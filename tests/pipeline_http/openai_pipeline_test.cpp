@@ -1,0 +1,169 @@
+// Whole completions through the host's AI client talking to an OpenAI-style server on loopback.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <nlohmann/json.hpp>
+
+#include "fl/i18n.hpp"
+#include "mtcc/autocompletion/auto_completion.hpp"
+#include "mtcc/cache/settings_values.hpp"
+#include "support/get_info_records.hpp"
+#include "support/loopback_server.hpp"
+#include "support/pipeline_host.hpp"
+
+using mtcc::AutoCompletion::InfoResult;
+using testing_support::allEmpty;
+
+namespace {
+
+// A model server whose answer each test sets: a reply text, or an HTTP status to fail with.
+class ModelServer {
+  public:
+    ModelServer() {
+        server_.server().Post(
+            "/v1/chat/completions", [this](const httplib::Request& request, httplib::Response& response) {
+                std::unique_lock lock(mutex_);
+                ++requests_;
+                lastUserMessage_ = nlohmann::json::parse(request.body)["messages"][1]["content"];
+                const int status = status_;
+                const auto delay = delay_;
+                const std::string reply = reply_;
+                lock.unlock();
+                std::this_thread::sleep_for(delay);
+                response.status = status;
+                if (status == 200) {
+                    nlohmann::json body;
+                    body["choices"][0]["message"] = {{"role", "assistant"}, {"content", reply}};
+                    response.set_content(body.dump(), "application/json");
+                }
+            });
+    }
+    void answer(const std::string& reply, int status = 200, std::chrono::milliseconds delay = {}) {
+        std::lock_guard lock(mutex_);
+        reply_ = reply;
+        status_ = status;
+        delay_ = delay;
+        requests_ = 0;
+        lastUserMessage_.clear();
+    }
+    int requests() const {
+        std::lock_guard lock(mutex_);
+        return requests_;
+    }
+    std::string lastUserMessage() const {
+        std::lock_guard lock(mutex_);
+        return lastUserMessage_;
+    }
+    std::string url() const { return server_.url(); }
+
+  private:
+    testing_support::LoopbackServer server_;
+    mutable std::mutex mutex_;
+    std::string reply_;
+    int status_ = 200;
+    std::chrono::milliseconds delay_{};
+    int requests_ = 0;
+    std::string lastUserMessage_;
+};
+
+constexpr int kTimeoutMs = 1500;
+
+class OpenAiPipelineTest : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
+        server_ = std::make_unique<ModelServer>();
+        qvai::ClientOptions options;
+        options.Backend = "openai";
+        options.Endpoint = server_->url();
+        options.Model = "loopback-model";
+        options.TimeoutMs = kTimeoutMs;
+        host_ = std::make_unique<testing_support::PipelineHost>(options);
+    }
+    static void TearDownTestSuite() {
+        host_.reset();
+        server_.reset();
+    }
+    static InfoResult complete(const std::string& code, std::size_t cursor) {
+        return mtcc::AutoCompletion::GetInfo(u"", fl::i18n::to_ustring(code), cursor,
+                                             std::make_shared<mtcc::cache::SettingsValues>());
+    }
+
+    static std::unique_ptr<ModelServer> server_;
+    static std::unique_ptr<testing_support::PipelineHost> host_;
+};
+std::unique_ptr<ModelServer> OpenAiPipelineTest::server_;
+std::unique_ptr<testing_support::PipelineHost> OpenAiPipelineTest::host_;
+
+}  // namespace
+
+TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
+    server_->answer("Sure, here it is:\n```ostrel\n    fprintf('%d\\n', k);\nend\n```\nThis prints each k.");
+    const std::string code = "disp('start');\nfor k = 1:3\n\nend\n";
+    const std::size_t cursor = code.find("\n\nend") + 1;
+    testing_support::LogCapture capture;
+    const InfoResult result = complete(code, cursor);
+
+    const std::string prefix = code.substr(0, cursor);
+    testing_support::CompleteRun run{code, cursor, prefix, "\nend\n", "k", "", "disp", {}};
+    run.result = {u"    fprintf('%d\\n', k);",
+                  u"Sure, here it is:\n```ostrel\n    fprintf('%d\\n', k);\nend\n```\nThis prints each k.",
+                  u"fprintf('%d\\n', k);\nend",
+                  u"fprintf('%d\\n', k);",
+                  u"fprintf('%d\\n', k);",
+                  u"fprintf('%d\\n', k);"};
+    EXPECT_EQ(result.autocompletionResponse, run.result.autocompletionResponse);
+    EXPECT_EQ(result.LLMResponse, run.result.LLMResponse);
+    EXPECT_EQ(result.LLMGeneratedCode, run.result.LLMGeneratedCode);
+    EXPECT_EQ(result.deduplicatedGeneratedCode, run.result.deduplicatedGeneratedCode);
+    EXPECT_EQ(result.validatedLLMGeneratedCode, run.result.validatedLLMGeneratedCode);
+    EXPECT_EQ(result.prunedLLMGeneratedCode, run.result.prunedLLMGeneratedCode);
+    EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
+
+    EXPECT_EQ(server_->requests(), 1);
+    const std::string user = server_->lastUserMessage();
+    EXPECT_NE(user.find(prefix), std::string::npos);
+    EXPECT_NE(user.find("\nend\n"), std::string::npos);
+}
+
+TEST_F(OpenAiPipelineTest, EarlyExitsNeverAskTheModel) {
+    server_->answer("```ostrel\ny = 2;\n```");
+    EXPECT_TRUE(allEmpty(complete("x = 1;", 7)));
+    EXPECT_TRUE(allEmpty(complete(" \n\t", 1)));
+    EXPECT_EQ(server_->requests(), 0);
+}
+
+TEST_F(OpenAiPipelineTest, FailingOrSilentServerStillGivesAFullResult) {
+    const std::string code = "x = 1;\n";
+    testing_support::CompleteRun run{code, 7, code, "", "x", "", "", {}};
+    for (int status : {500, 404}) {
+        server_->answer("```ostrel\ny = 2;\n```", status);
+        testing_support::LogCapture capture;
+        EXPECT_TRUE(allEmpty(complete(code, 7))) << status;
+        EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run)) << status;
+    }
+
+    server_->answer("```ostrel\ny = 2;\n```", 200, std::chrono::milliseconds(kTimeoutMs + 1000));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(allEmpty(complete(code, 7)));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kTimeoutMs + 800));
+}
+
+TEST_F(OpenAiPipelineTest, OnlyTheWindowAroundTheCursorIsSent) {
+    std::string before, after;
+    for (int i = 0; before.size() < 9000; ++i)
+        before += "a" + std::to_string(i) + " = " + std::to_string(i) + ";\n";
+    for (int i = 0; after.size() < 9000; ++i)
+        after += "b" + std::to_string(i) + " = 1;\n";
+    server_->answer("```ostrel\nc = 1;\n```");
+    const InfoResult result = complete(before + after, before.size());
+    EXPECT_EQ(result.autocompletionResponse, u"c = 1;");
+
+    const std::string user = server_->lastUserMessage();
+    EXPECT_NE(user.find(before.substr(before.size() - 4000)), std::string::npos);
+    EXPECT_NE(user.find(after.substr(0, 4000)), std::string::npos);
+    // The unit just outside each window is not sent: the window would otherwise have grown by it.
+    EXPECT_EQ(user.find(before.substr(before.size() - 4001)), std::string::npos);
+    EXPECT_EQ(user.find(after.substr(0, 4001)), std::string::npos);
+}
