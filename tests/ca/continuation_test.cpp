@@ -406,7 +406,7 @@ TEST(ImplicitContinuation, EveryExampleCutAtEveryPositionOfEveryLine) {
         EXPECT_GT(total[what].first, 500) << what;
 }
 
-// The texts the language description names, and line ends the cuts found mishandled.
+// Statements that go on on the next line, and line ends the cuts found mishandled.
 TEST(ImplicitContinuation, NamedCases) {
     for (const char* text :
          {"y =\nx + 1;\n", "if a\n> 0\n    b = 1;\nend\n", "z = a &&\n    b;\n", "for k =\n1:3\nend\n",
