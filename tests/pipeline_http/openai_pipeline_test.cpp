@@ -113,12 +113,7 @@ TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
                   u"fprintf('%d\\n', k);",
                   u"fprintf('%d\\n', k);",
                   u"fprintf('%d\\n', k);"};
-    EXPECT_EQ(result.autocompletionResponse, run.result.autocompletionResponse);
-    EXPECT_EQ(result.LLMResponse, run.result.LLMResponse);
-    EXPECT_EQ(result.LLMGeneratedCode, run.result.LLMGeneratedCode);
-    EXPECT_EQ(result.deduplicatedGeneratedCode, run.result.deduplicatedGeneratedCode);
-    EXPECT_EQ(result.validatedLLMGeneratedCode, run.result.validatedLLMGeneratedCode);
-    EXPECT_EQ(result.prunedLLMGeneratedCode, run.result.prunedLLMGeneratedCode);
+    EXPECT_EQ(testing_support::texts(result), testing_support::texts(run.result));
     EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
 
     EXPECT_EQ(server_->requests(), 1);

@@ -80,12 +80,7 @@ TEST_F(LocalPipelineTest, CompletesALoopBodyFromTheCorpus) {
     run.result = {u"        s = s + v(k)^2;", u"```ostrel\n        s = s + v(k)^2;\n```",
                   u"s = s + v(k)^2;",         u"s = s + v(k)^2;",
                   u"s = s + v(k)^2;",         u"s = s + v(k)^2;"};
-    EXPECT_EQ(result.autocompletionResponse, run.result.autocompletionResponse);
-    EXPECT_EQ(result.LLMResponse, run.result.LLMResponse);
-    EXPECT_EQ(result.LLMGeneratedCode, run.result.LLMGeneratedCode);
-    EXPECT_EQ(result.deduplicatedGeneratedCode, run.result.deduplicatedGeneratedCode);
-    EXPECT_EQ(result.validatedLLMGeneratedCode, run.result.validatedLLMGeneratedCode);
-    EXPECT_EQ(result.prunedLLMGeneratedCode, run.result.prunedLLMGeneratedCode);
+    EXPECT_EQ(testing_support::texts(result), testing_support::texts(run.result));
 
     const auto records = testing_support::pipelineRecords(capture);
     EXPECT_EQ(listedNames(records, " userPromptInfo.userVariables=", run.variables),

@@ -70,6 +70,12 @@ std::vector<LogLine> pipelineRecords(const LogCapture& capture) {
     return lines;
 }
 
+std::vector<std::string> texts(const mtcc::AutoCompletion::InfoResult& r) {
+    return {utf8(r.autocompletionResponse),    utf8(r.LLMResponse),
+            utf8(r.LLMGeneratedCode),          utf8(r.deduplicatedGeneratedCode),
+            utf8(r.validatedLLMGeneratedCode), utf8(r.prunedLLMGeneratedCode)};
+}
+
 bool allEmpty(const mtcc::AutoCompletion::InfoResult& r) {
     return r.autocompletionResponse.empty() && r.LLMResponse.empty() && r.LLMGeneratedCode.empty() &&
            r.deduplicatedGeneratedCode.empty() && r.validatedLLMGeneratedCode.empty() &&

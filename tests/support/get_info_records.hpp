@@ -29,6 +29,9 @@ std::vector<LogLine> expectedRecords(const CompleteRun& run);
 // The records the capture holds on the pipeline's channel.
 std::vector<LogLine> pipelineRecords(const LogCapture& capture);
 
+// The six result texts in their order, as UTF-8, to compare two results in one go.
+std::vector<std::string> texts(const mtcc::AutoCompletion::InfoResult& result);
+
 // True when all six result texts are empty.
 bool allEmpty(const mtcc::AutoCompletion::InfoResult& result);
 
