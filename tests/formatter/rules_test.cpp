@@ -51,6 +51,10 @@ TEST(FormatterRules, TheThreeFunctionStyles) {
                     settingsFor(FunctionIndentation::Classic));
     expectReindents("%\nfunction a\nx\nfunction b\n    y\nend\nend\nfunction c\nz\nend\n",
                     settingsFor(FunctionIndentation::Mixed));
+    // The same with the outer function on the text's first line, whose place is unknown: every block is
+    // closed in the text, so the inner function is nested and its body indented.
+    EXPECT_EQ(fmt("function a\nx\nfunction b\ny\nend\nend\n", settingsFor(FunctionIndentation::Mixed)),
+              "function a\nx\nfunction b\n    y\nend\nend\n");
     expectReindents(
         "%\nfunction a\n    x\n    function b\n        y\n    end\nend\nfunction c\n    z\nend\n");
     // Functions without `end`: each `function` line ends the one before.
