@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <regex>
 #include <set>
 
 #include "fl/i18n.hpp"
@@ -57,4 +58,32 @@ TEST(GoldenCases, CompletionsAreWhatAUserShouldGet) {
     }
     std::cout << passed << " of " << cases.size() << " golden cases match; " << pending.size()
               << " pending\n";
+}
+
+// Every shipped case must parse and be runnable: a numbered unique name, a cursor inside the file,
+// settings the formatter knows (the cases test behaviour, not the settings fallbacks).
+TEST(GoldenCases, EveryCaseIsWellFormed) {
+    std::vector<testing_support::GoldenCase> cases;
+    ASSERT_NO_THROW(cases = testing_support::loadGoldenCases(kCases));
+    EXPECT_GE(cases.size(), 150u);
+    const std::regex namePattern("[0-9]{3}-[a-z0-9]+(-[a-z0-9]+)*");
+    const std::set<std::u16string> functionStyles = {u"ClassicFunctionIndent", u"MixedFunctionIndent",
+                                                     u"AllFunctionIndent"};
+    const std::set<std::u16string> blankStyles = {u"Indent", u"Ignore", u"RemoveWhitespace"};
+    std::set<std::string> numbers;
+    for (const testing_support::GoldenCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_TRUE(std::regex_match(c.name, namePattern));
+        EXPECT_TRUE(numbers.insert(c.name.substr(0, 3)).second) << "number used twice";
+        EXPECT_FALSE(c.description.empty());
+        EXPECT_LE(c.cursor, c.file.size());
+        EXPECT_EQ(c.file.find(u"<|>"), std::u16string::npos);
+        EXPECT_TRUE(functionStyles.count(c.functionIndentingFormat));
+        EXPECT_TRUE(blankStyles.count(c.blankLineSetting));
+        EXPECT_GE(c.tabSize, 1);
+        EXPECT_GE(c.indentSize, 1);
+        if (c.lineEnds == testing_support::GoldenLineEnds::lf) {
+            EXPECT_EQ(c.file.find(u'\r'), std::u16string::npos);
+        }
+    }
 }

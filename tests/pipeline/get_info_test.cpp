@@ -1,9 +1,10 @@
+// The reply-file host: early exits, concurrency and the registry entry point. Whole runs with their log
+// records go through the local and HTTP backends in tests/pipeline_local and tests/pipeline_http.
 #include <gtest/gtest.h>
 
 #include <future>
 #include <thread>
 
-#include "fl/i18n.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "support/get_info_records.hpp"
@@ -33,16 +34,6 @@ std::unique_ptr<testing_support::ReplyFileHost> GetInfoTest::host_;
 
 }  // namespace
 
-TEST_F(GetInfoTest, EveryRecordInItsOrder) {
-    host_->setReply("```ostrel\ny = 2;\n```");
-    LogCapture capture;
-    const InfoResult result = complete(u"x = 1;\n", 7);
-    EXPECT_EQ(result.autocompletionResponse, u"y = 2;");
-    testing_support::CompleteRun run{"x = 1;\n", 7, "x = 1;\n", "", "x", "", "", {}};
-    run.result = {u"y = 2;", u"```ostrel\ny = 2;\n```", u"y = 2;", u"y = 2;", u"y = 2;", u"y = 2;"};
-    EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
-}
-
 TEST_F(GetInfoTest, EarlyExitsGiveEmptyResults) {
     host_->setReply("```ostrel\ny = 2;\n```");
     LogCapture capture(8);
@@ -54,49 +45,6 @@ TEST_F(GetInfoTest, EarlyExitsGiveEmptyResults) {
                          "performing initial checks", "cursor position is greater than source code - exiting",
                          "performing initial checks", "input is only whitespace - exiting",
                          "performing initial checks", "input is only whitespace - exiting"}));
-}
-
-TEST_F(GetInfoTest, CompletesInsideABlockAndDropsWhatRepeatsTheSuffix) {
-    host_->setReply("Sure:\n```ostrel\n    total = total + k;\nend\n```\nThis adds k.");
-    const fl::ustring code = u"total = 0;\nfor k = 1:10\n\nend\ndisp(total);\n";
-    const InfoResult result = complete(code, code.find(u"\n\nend") + 1);
-    EXPECT_EQ(result.LLMGeneratedCode, u"total = total + k;\nend");
-    EXPECT_EQ(result.deduplicatedGeneratedCode, u"total = total + k;");
-    EXPECT_EQ(result.autocompletionResponse, u"    total = total + k;");
-}
-
-TEST_F(GetInfoTest, ModelFailureStillGivesAFullResult) {
-    host_->removeReply();
-    const InfoResult result = complete(u"x = 1;\n", 7);
-    EXPECT_TRUE(allEmpty(result));
-    host_->setReply("no code at all");
-    const InfoResult prose = complete(u"x = 1;\n", 7);
-    EXPECT_EQ(prose.LLMResponse, u"no code at all");
-    EXPECT_TRUE(prose.LLMGeneratedCode.empty() && prose.autocompletionResponse.empty());
-}
-
-TEST_F(GetInfoTest, LongFilesAreCutToTheWindowAroundTheCursor) {
-    fl::ustring before, after;
-    for (int i = 0; i < 600; ++i)
-        before += u"a" + fl::i18n::to_ustring(std::to_string(i)) + u" = " +
-                  fl::i18n::to_ustring(std::to_string(i)) + u";\n";
-    for (int i = 0; i < 600; ++i)
-        after += u"b" + fl::i18n::to_ustring(std::to_string(i)) + u" = 1;\n";
-    host_->setReply("```ostrel\nc = a599 + 1;\n```");
-    LogCapture capture(4);
-    const InfoResult result = complete(before + after, before.size());
-    EXPECT_EQ(result.autocompletionResponse, u"c = a599 + 1;");
-    bool sawPrefix = false;
-    for (const auto& text : capture.texts(kChannel)) {
-        if (text.starts_with(" prefixLimited=")) {
-            sawPrefix = true;
-            EXPECT_EQ(text.size(), std::string(" prefixLimited=").size() + 4000);
-        }
-        if (text.starts_with(" suffixLimited=")) {
-            EXPECT_EQ(text.size(), std::string(" suffixLimited=").size() + 4000);
-        }
-    }
-    EXPECT_TRUE(sawPrefix);
 }
 
 TEST_F(GetInfoTest, ConcurrentCallsGiveTheSameResultsAsSequentialOnes) {
