@@ -6,15 +6,13 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "cppmicroservices/framework_factory.hpp"
+#include "client_service.hpp"
 #include "cursor.hpp"
 #include "fl/i18n.hpp"
-#include "foundation/cppmicroservices/framework_access.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "output.hpp"
-#include "qvai/ai_client.hpp"
 #include "qvai/client_options_from_settings.hpp"
 #include "run_observer.hpp"
 #include "settings/context/context_registry.hpp"
@@ -78,28 +76,6 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
     return options;
 }
 
-// Registers the client in a framework of its own for as long as it lives, as an editor host would.
-class ClientService {
-  public:
-    explicit ClientService(const qvai::ClientOptions& options)
-        : framework_(cppmicroservices::FrameworkFactory().NewFramework()) {
-        framework_.Start();
-        registration_ = framework_.GetBundleContext().RegisterService<qvai::IQvaiClient>(
-            std::make_shared<qvai::AiClient>(options));
-        foundation::cppmicroservices::setFramework(framework_);
-    }
-    ~ClientService() {
-        foundation::cppmicroservices::setFramework(std::nullopt);
-        framework_.Stop();
-    }
-    ClientService(const ClientService&) = delete;
-    ClientService& operator=(const ClientService&) = delete;
-
-  private:
-    cppmicroservices::Framework framework_;
-    cppmicroservices::ServiceRegistration<qvai::IQvaiClient> registration_;
-};
-
 }  // namespace
 
 void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTerminal) {
@@ -117,7 +93,7 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
     auto settings = std::make_shared<mtcc::cache::SettingsValues>();
     applyFormattingOptions(line, *settings);
     const qvai::ClientOptions options = clientOptions(line, *store.root());
-    const ClientService service(options);
+    const ostrel_apps::ClientService service(options);
 
     RunObserver observer;
     const mtcc::AutoCompletion::InfoResult result =

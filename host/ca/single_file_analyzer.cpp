@@ -21,4 +21,8 @@ std::unique_ptr<SingleFileAnalyzer> createSingleFileAnalyzer() {
     return std::make_unique<OstrelAnalyzer>();
 }
 
+std::shared_ptr<Analysis> analyzeWholeFile(const fl::ustring& code) {
+    return std::make_shared<Analysis>(detail::analyseText(code, TextReading::WholeFile));
+}
+
 }  // namespace ca

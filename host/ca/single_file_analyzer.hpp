@@ -24,4 +24,8 @@ class SingleFileAnalyzer {
 
 std::unique_ptr<SingleFileAnalyzer> createSingleFileAnalyzer();
 
+// Analyses `code` as a whole file, with no edge reading (for the host's own programs: diagnostics of an
+// open file, the final check of a completion against the file).
+std::shared_ptr<Analysis> analyzeWholeFile(const fl::ustring& code);
+
 }  // namespace ca

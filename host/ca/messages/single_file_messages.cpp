@@ -8,7 +8,7 @@
 namespace ca::messages {
 
 MessageOptions getOptionsForErrorOnly() {
-    return MessageOptions{true, false};
+    return MessageOptions{true, false, false};
 }
 
 namespace {
@@ -46,7 +46,9 @@ std::vector<Message> messagesOf(const Analysis& analysis, const MessageOptions& 
 
 std::vector<Message> SingleFileMessages::getMessages(const CodeInput& input,
                                                      const MessageOptions& options) const {
-    return convert(*detail::analyseText(input.getSourceCode()), options);
+    return convert(*detail::analyseText(input.getSourceCode(),
+                                        options.wholeFile ? TextReading::WholeFile : TextReading::Fragment),
+                   options);
 }
 
 }  // namespace ca::messages

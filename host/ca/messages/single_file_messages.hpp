@@ -18,6 +18,7 @@ namespace messages {
 struct MessageOptions {
     bool errors = true;
     bool warnings = true;
+    bool wholeFile = false;  // read the text as a whole file, not as a window cut out of one
 };
 
 MessageOptions getOptionsForErrorOnly();

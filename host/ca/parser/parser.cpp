@@ -2210,7 +2210,8 @@ class Parser {
 
 }  // namespace
 
-std::unique_ptr<AnalysisData> analyseText(const fl::ustring& text) {
+std::unique_ptr<AnalysisData> analyseText(const fl::ustring& text, TextReading reading) {
+    (void)reading;  // TODO(whole-file reading): no edge reading when WholeFile
     if (text.size() > kMaxTextLength) {
         throw InvalidAnalysisException("The text is longer than " + std::to_string(kMaxTextLength) +
                                        " code units.");

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+
+#include "fit/completion_edit.hpp"
+#include "fl/ustring.hpp"
+
+namespace mtcc::cache {
+class SettingsValues;
+}
+
+namespace ostrel_apps {
+
+// One completion through the library. The library lets an exception of a stage reach its caller (an
+// analysis beyond the analyser's limits, say); a host must not die of it, so it comes back as `error`
+// with empty stage texts.
+struct GuardedCompletion {
+    fit::StageTexts stages;
+    std::string error;  // empty unless the library threw
+};
+
+GuardedCompletion completeGuarded(const fl::ustring& code, std::size_t cursor,
+                                  const std::shared_ptr<mtcc::cache::SettingsValues>& settings);
+
+// The formatter's settings of a settings record, as the edit takes them.
+fit::IndentSettings indentSettingsOf(const mtcc::cache::SettingsValues& settings);
+
+}  // namespace ostrel_apps
