@@ -87,19 +87,70 @@ std::optional<std::size_t> indentUnit(const std::vector<CodeLine>& lines) {
     return best;
 }
 
-// Function bodies: for each `function` line, is its first body line deeper? Nested functions (a
-// `function` line deeper than an enclosing open one) are told apart from top-level ones.
+bool isWordChar(char16_t c) {
+    return c == u'_' || (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
+}
+
+bool opensBlock(const fl::ustring& code) {
+    for (const std::u16string_view word :
+         {u"if", u"for", u"parfor", u"while", u"switch", u"try", u"spmd", u"function", u"classdef",
+          u"properties", u"methods", u"events", u"enumeration", u"arguments"})
+        if (startsWithWord(code, word)) return true;
+    return false;
+}
+
+// The `end` words of a line that close blocks: outside brackets (where `end` is an index), text
+// literals and comments.
+int closingEnds(const fl::ustring& code) {
+    int ends = 0, depth = 0;
+    char16_t quote = 0;
+    for (std::size_t i = 0; i < code.size(); ++i) {
+        const char16_t c = code[i];
+        if (quote) {
+            if (c == quote) quote = 0;
+            continue;
+        }
+        if (c == u'%') break;
+        if (c == u'"' || (c == u'\'' && (i == 0 || !(isWordChar(code[i - 1]) || code[i - 1] == u')' ||
+                                                     code[i - 1] == u']' || code[i - 1] == u'}'))))
+            quote = c;
+        if (c == u'(' || c == u'[' || c == u'{') ++depth;
+        if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1);
+        if (depth == 0 && code.compare(i, 3, u"end") == 0 && (i == 0 || !isWordChar(code[i - 1])) &&
+            (i + 3 == code.size() || !isWordChar(code[i + 3])))
+            ++ends;
+    }
+    return ends;
+}
+
+// Function bodies: for each `function` line, is its first body line deeper? A function defined while
+// another is open (functions closed by `end`) is nested, told apart from the others by the block
+// nesting, not by its indentation.
 std::optional<int> functionIndent(const std::vector<CodeLine>& lines) {
+    int balance = 0;
+    std::size_t functionLines = 0;
+    for (const CodeLine& line : lines) {
+        balance += (opensBlock(line.code) ? 1 : 0) - closingEnds(line.code);
+        functionLines += startsWithWord(line.code, u"function") ? 1 : 0;
+    }
+    // Functions without `end` leave one open block each: then none is nested.
+    const bool closedFunctions = balance <= 0 || static_cast<std::size_t>(balance) != functionLines;
+
     std::size_t outerIndented = 0, outerFlat = 0, nestedIndented = 0, nestedFlat = 0;
-    bool inClassMethods = false;
-    std::optional<std::size_t> outerWidth;
-    for (std::size_t i = 0; i + 1 < lines.size(); ++i) {
-        if (startsWithWord(lines[i].code, u"classdef")) inClassMethods = true;
-        if (!startsWithWord(lines[i].code, u"function") || inClassMethods) continue;
+    std::vector<bool> open;  // per open block: is it a function
+    bool inClass = false;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const fl::ustring& code = lines[i].code;
+        const bool isFunction = startsWithWord(code, u"function");
+        if (startsWithWord(code, u"classdef")) inClass = true;
+        if (isFunction && !closedFunctions) open.clear();
+        const bool nested = isFunction && std::find(open.begin(), open.end(), true) != open.end();
+        if (opensBlock(code)) open.push_back(isFunction);
+        for (int e = closingEnds(code); e > 0 && !open.empty(); --e)
+            open.pop_back();
+        if (!isFunction || inClass || i + 1 == lines.size()) continue;
         const CodeLine& body = lines[i + 1];
         if (startsWithWord(body.code, u"end") || startsWithWord(body.code, u"function")) continue;
-        const bool nested = outerWidth && lines[i].width > *outerWidth;
-        if (!nested) outerWidth = lines[i].width;
         const bool indented = body.width > lines[i].width;
         (nested ? (indented ? nestedIndented : nestedFlat) : (indented ? outerIndented : outerFlat))++;
     }
