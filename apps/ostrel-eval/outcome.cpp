@@ -99,7 +99,8 @@ std::string blameStage(const EvalCase& evalCase, const fit::StageTexts& stages, 
                        Outcome outcome) {
     if (outcome == Outcome::Exact) return "";
     const fl::ustring& truth = evalCase.truth;
-    if (stages.reply.empty()) return "model";
+    // A reply that never held the truth (a real model's own answer) is the model's doing.
+    if (stages.reply.empty() || !extractionHolds(stages.reply, truth)) return "model";
     if (!extractionHolds(stages.extracted, truth)) return "extraction";
     if (!stageHolds(stages.deduplicated, truth)) return "deduplication";
     if (!stageHolds(stages.validated, truth)) return "validation";

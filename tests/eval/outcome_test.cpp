@@ -100,6 +100,9 @@ TEST(BlameStage, TellsTheModelTheFinalCheckAndTheEditApart) {
     const EvalCase c = bodyCase();
     fit::StageTexts silent;
     EXPECT_EQ(blameStage(c, silent, {}, Outcome::Lost), "model");
+    fit::StageTexts elsewhere = plantedStages(c, ReplyVariant::Exact, 0, u"b = 1;\nd = 2;");
+    elsewhere.reply = u"```ostrel\nb = 1;\nd = 2;\n```";
+    EXPECT_EQ(blameStage(c, elsewhere, {}, Outcome::Wrong), "model");
     const fit::StageTexts good = plantedStages(c, ReplyVariant::Exact, -1, u"");
     fit::Fitted refused;
     refused.emptyStage = "final check";
