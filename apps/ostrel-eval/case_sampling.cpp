@@ -133,6 +133,8 @@ std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const S
                 ++failures[slot];
                 continue;
             }
+            evalCase.cut.clear();
+            evalCase.cut.shrink_to_fit();
             evalCase.file = file;
             evalCase.kind = kind;
             evalCase.lines = k_lines;

@@ -25,8 +25,8 @@ struct SamplingRequest {
 
 // `cases` cursors over the files, the kinds taking turns (equal shares), each with k drawn from 1 to
 // maxLines (2 to maxLines at a line end, where the first line of the truth is only the line end). The
-// same files, request and seed give the same cases. No two cases share a file, cursor and k. Fewer
-// cases come back when the files hold fewer cursors of a kind.
+// same files, request and seed give the same cases. No two cases share a file, cursor and k, or a
+// prompt. When a kind runs out of cursors the others take its turns. The cases' `cut` is left empty.
 std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const SamplingRequest& request);
 
 }  // namespace ostrel_eval

@@ -16,7 +16,7 @@ std::optional<EvalOptions> parseCommandLine(int argc, const char* const* argv, i
         ->check(CLI::ExistingPath);
     app.add_option("--cases", options.sampling.cases, "number of cursors")
         ->default_val(500)
-        ->check(CLI::Range(1, 1000000));
+        ->check(CLI::Range(1, 100000));
     app.add_option("--seed", options.sampling.seed, "seed of the cursor sample")->default_val(1);
     app.add_option("--max-lines", options.sampling.maxLines, "most lines cut out per cursor (k is 1 to this)")
         ->default_val(kMaxTruthLines)

@@ -50,4 +50,11 @@ fl::ustring reassemble(const EvalCase& evalCase) {
     return out;
 }
 
+EvalCase withCut(EvalCase evalCase, const fl::ustring& file) {
+    const std::size_t cursor = std::min(evalCase.cursor, file.size());
+    const std::size_t after = std::min(file.size(), cursor + evalCase.truth.size());
+    evalCase.cut = file.substr(0, cursor) + file.substr(after);
+    return evalCase;
+}
+
 }  // namespace ostrel_eval

@@ -25,7 +25,8 @@ std::string_view kindName(CursorKind kind);
 CursorKind kindFromName(std::string_view name);
 
 // One sampled cursor: the file with the truth cut out at `cursor`. The original is cut + truth
-// inserted at the cursor.
+// inserted at the cursor. Sampled cases leave `cut` empty (a copy of the file per case would make memory
+// grow with the cases); withCut() fills it for the time a case is worked on.
 struct EvalCase {
     std::size_t file = 0;    // index into the sampled files
     std::size_t cursor = 0;  // code units, the same in the original and the cut file
@@ -40,5 +41,7 @@ struct EvalCase {
 // The truth runs from `cursor` to the end of the content of line `lastLine` (its line end stays).
 EvalCase cutOut(const fl::ustring& file, std::size_t cursor, std::size_t truthLength);
 fl::ustring reassemble(const EvalCase& evalCase);
+// The case with its cut file, made from the file it was sampled from.
+EvalCase withCut(EvalCase evalCase, const fl::ustring& file);
 
 }  // namespace ostrel_eval

@@ -6,6 +6,7 @@
 
 #include "fl/i18n.hpp"
 #include "guarded_completion.hpp"
+#include "model_metrics.hpp"
 #include "mtcc/cache/settings_values.hpp"
 
 namespace ostrel_eval {
@@ -43,7 +44,7 @@ CaseResult judgeCase(const EvalCase& evalCase, fit::StageTexts stages, const fit
     return result;
 }
 
-std::vector<CaseResult> runCases(const std::vector<EvalCase>& cases,
+std::vector<CaseResult> runCases(const std::vector<EvalCase>& cases, const std::vector<fl::ustring>& files,
                                  const std::function<fit::IndentSettings(const EvalCase&)>& settingsOf,
                                  std::size_t threads, const std::function<void(std::size_t)>& progress) {
     std::vector<CaseResult> results(cases.size());
@@ -51,7 +52,7 @@ std::vector<CaseResult> runCases(const std::vector<EvalCase>& cases,
     std::atomic<std::size_t> done{0};
     const auto work = [&] {
         for (std::size_t i = next++; i < cases.size(); i = next++) {
-            const EvalCase& evalCase = cases[i];
+            const EvalCase evalCase = withCut(cases[i], files.at(cases[i].file));
             const fit::IndentSettings settings = settingsOf(evalCase);
             const auto start = std::chrono::steady_clock::now();
             ostrel_apps::GuardedCompletion completion =
@@ -70,6 +71,7 @@ std::vector<CaseResult> runCases(const std::vector<EvalCase>& cases,
                 results[i].blame = "library error";
             }
             results[i].seconds = seconds;
+            results[i].offered = offeredText(evalCase, results[i]);
             ++done;
         }
     };

@@ -124,12 +124,14 @@ EvalReport evaluate(const EvalOptions& options,
         const ClientRegistration registration(client, std::move(backend));
         for (const ReplyVariant variant : options.variants) {
             std::map<PromptKey, std::string> plan;
-            for (const EvalCase& c : report.cases)
+            for (const EvalCase& sampled : report.cases) {
+                const EvalCase c = withCut(sampled, texts[sampled.file]);
                 plan.emplace(promptKey(c.cut, c.cursor), plannedReply(c, variant));
+            }
             replies.plan(std::move(plan));
             const std::size_t unplannedBefore = replies.unplannedRequests();
             VariantRun run{std::string(variantName(variant)),
-                           runCases(report.cases, settingsOf, report.threads, onProgress), 0};
+                           runCases(report.cases, texts, settingsOf, report.threads, onProgress), 0};
             run.unplanned = replies.unplannedRequests() - unplannedBefore;
             report.runs.push_back(std::move(run));
             finished += report.cases.size();
@@ -137,7 +139,7 @@ EvalReport evaluate(const EvalOptions& options,
     } else {
         const ClientRegistration registration(client, qvai::makeBackend(client));
         report.runs.push_back(
-            {options.backend, runCases(report.cases, settingsOf, report.threads, onProgress), 0});
+            {options.backend, runCases(report.cases, texts, settingsOf, report.threads, onProgress), 0});
         report.model = modelMetrics(report.cases, report.runs.back().results);
     }
     report.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "eval_run.hpp"
 #include "outcome.hpp"
 #include "text_lines.hpp"
 
@@ -63,7 +64,7 @@ ModelMetrics modelMetrics(const std::vector<EvalCase>& cases, const std::vector<
     std::size_t firstLine = 0, whole = 0, emptied = 0;
     double similarity = 0;
     for (std::size_t i = 0; i < m.cases; ++i) {
-        const fl::ustring offered = offeredText(cases[i], results[i]);
+        const fl::ustring& offered = results[i].offered;
         firstLine += !offered.empty() && firstCodeLine(offered) == firstCodeLine(cases[i].truth) ? 1 : 0;
         whole += results[i].outcome == Outcome::Exact ? 1 : 0;
         emptied += !results[i].stages.reply.empty() && !results[i].fitted.edit ? 1 : 0;

@@ -3,9 +3,11 @@
 #include <vector>
 
 #include "eval_case.hpp"
-#include "eval_run.hpp"
+#include "fit/completion_edit.hpp"
 
 namespace ostrel_eval {
+
+struct CaseResult;
 
 // Levenshtein similarity of two texts, 1 - distance / longer length (1 for two empty texts). Texts are
 // compared on at most their first 4000 code units, so the cost stays bounded.
@@ -13,6 +15,7 @@ double editSimilarity(const fl::ustring& a, const fl::ustring& b);
 
 // What the edit put where the truth was: the edited file between the cut file's text before the cursor
 // and after it, or the edit's text when the edit reached into those. Empty when there is no edit.
+// `evalCase` needs its cut file.
 fl::ustring offeredText(const EvalCase& evalCase, const CaseResult& result);
 
 // How a model does on the cases with its own replies.

@@ -29,8 +29,9 @@ std::optional<fl::ustring> applyEdit(const fl::ustring& cut, const fit::Edit& ed
 Outcome judgeEdit(const EvalCase& evalCase, const std::optional<fit::Edit>& edit);
 
 // The stage of the library (or the host's edit) where the truth was first lost. Empty for an exact
-// outcome. Stages: "model" (no reply, or one without the truth's code), "extraction", "deduplication", "validation", "pruning", "formatting",
-// "final check" (the host refused the edit), "edit" (every stage kept the truth, the edit did not).
+// outcome. Stages: "model" (no reply, or one without the truth's code), "extraction", "deduplication",
+// "validation", "pruning", "formatting", "final check" (the host refused the edit), "edit" (every stage kept
+// the truth, the edit did not).
 std::string blameStage(const EvalCase& evalCase, const fit::StageTexts& stages, const fit::Fitted& fitted,
                        Outcome outcome);
 

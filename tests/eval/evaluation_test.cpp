@@ -45,8 +45,8 @@ TEST(Evaluate, EveryCaseGetsItsOwnPlannedReply) {
         EXPECT_EQ(run.unplanned, 0u) << run.name;
         ASSERT_EQ(run.results.size(), report.cases.size());
         for (std::size_t i = 0; i < run.results.size(); ++i) {
-            const fl::ustring planned =
-                fl::i18n::to_ustring(plannedReply(report.cases[i], options.variants[r]));
+            const fl::ustring planned = fl::i18n::to_ustring(plannedReply(
+                withCut(report.cases[i], report.files[report.cases[i].file].text), options.variants[r]));
             EXPECT_EQ(run.results[i].stages.reply, planned) << run.name << " case " << i;
             EXPECT_TRUE(run.results[i].error.empty()) << run.results[i].error;
         }
