@@ -12,7 +12,8 @@ namespace ostrel_eval {
 void loadFiles(const std::vector<std::string>& paths, EvalReport& report);
 
 // Samples the cases and runs every variant (or the real backend) over them. `progress(done, total)` is
-// called now and then from this thread.
+// called now and then from this thread. Once per process: the library keeps the first AI client it
+// finds, and with it the first run's backend.
 EvalReport evaluate(const EvalOptions& options,
                     const std::function<void(std::size_t, std::size_t)>& progress);
 

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "fl/i18n.hpp"
 #include "support/temp_folder.hpp"
 
@@ -51,6 +53,48 @@ TEST(Evaluate, EveryCaseGetsItsOwnPlannedReply) {
             EXPECT_TRUE(run.results[i].error.empty()) << run.results[i].error;
         }
     }
+}
+
+TEST(LoadFiles, KeepsWhatParsesAndSaysWhyTheRestIsLeftOut) {
+    const testing_support::TempFolder folder;
+    struct Row {
+        const char* name;
+        std::string bytes;
+        const char* skippedBecause;  // nullptr: kept
+    };
+    const Row rows[] = {
+        {"empty.ost", "", nullptr},
+        {"blanks.ost", " \t\n\n  \r\n", nullptr},
+        {"comments.ost", "% only\n%{\nblock\n%}\n", nullptr},
+        {"latin1.ost", "s = '\xE9t\xE9';\n", "not UTF-8 text"},
+        {"deep.ost", "x = " + std::string(600, '(') + "1" + std::string(600, ')') + ";\n",
+         ""},  // beyond the analyser's depth
+        {"unbalanced.ost", "a = 1;\nb = (2;\nc = 3;\n", "does not parse"},
+    };
+    for (const Row& row : rows)
+        folder.write(row.name, row.bytes);
+    EvalReport report;
+    loadFiles({folder.path().string(), (folder.path() / "missing.ost").string()}, report);
+    for (const Row& row : rows) {
+        const std::string path = (folder.path() / row.name).string();
+        const bool kept = std::any_of(report.files.begin(), report.files.end(),
+                                      [&](const SourceFile& f) { return f.path == path; });
+        const auto skipped = std::find_if(report.skipped.begin(), report.skipped.end(),
+                                          [&](const std::string& s) { return s.starts_with(path + ":"); });
+        EXPECT_EQ(kept, row.skippedBecause == nullptr) << row.name;
+        if (row.skippedBecause) {
+            ASSERT_NE(skipped, report.skipped.end()) << row.name;
+            EXPECT_NE(skipped->find(row.skippedBecause), std::string::npos) << *skipped;
+        }
+    }
+    EXPECT_EQ(report.skipped.size(), 4u);  // the three above and the missing file
+    std::vector<fl::ustring> texts;
+    for (const SourceFile& f : report.files)
+        texts.push_back(f.text);
+    SamplingRequest request;
+    request.cases = 50;
+    for (const EvalCase& c : sampleCases(texts, request))
+        EXPECT_EQ(reassemble(withCut(c, texts[c.file])), texts[c.file]);
 }
 
 }  // namespace
