@@ -13,8 +13,11 @@ int main(int argc, char** argv) {
         const auto options = ostrel_eval::parseCommandLine(argc, argv, status);
         if (!options) return status;
         const bool terminal = isatty(STDERR_FILENO) != 0;
-        const auto progress = [terminal](std::size_t done, std::size_t total) {
-            if (terminal) std::cerr << "\rostrel-eval: " << done << " / " << total << " cases" << std::flush;
+        std::size_t shown = static_cast<std::size_t>(-1);
+        const auto progress = [terminal, &shown](std::size_t done, std::size_t total) {
+            if (!terminal || done == shown) return;
+            shown = done;
+            std::cerr << "\rostrel-eval: " << done << " / " << total << " cases" << std::flush;
         };
         const ostrel_eval::EvalReport report = ostrel_eval::evaluate(*options, progress);
         if (terminal) std::cerr << '\n';
