@@ -6,6 +6,7 @@
 #include <tuple>
 
 #include "ca/lexer/token.hpp"
+#include "editor_indent.hpp"
 #include "prompt_key.hpp"
 #include "text_lines.hpp"
 
@@ -79,7 +80,8 @@ std::vector<CursorCandidate> cursorCandidates(const fl::ustring& text, CursorKin
     return out;
 }
 
-std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const SamplingRequest& request) {
+std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const SamplingRequest& request,
+                                  const std::vector<fit::IndentSettings>& styles) {
     std::vector<EvalCase> out;
     if (request.kinds.empty() || request.cases == 0) return out;
     const std::size_t maxLines = std::clamp<std::size_t>(request.maxLines, 1, kMaxTruthLines);
@@ -126,7 +128,14 @@ std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const S
                 continue;
             }
             const std::size_t truthEnd = lines[candidate.line + k_lines - 1].contentEnd;
-            EvalCase evalCase = cutOut(files[file], candidate.cursor, truthEnd - candidate.cursor);
+            const std::size_t length = truthEnd - candidate.cursor;
+            EvalCase evalCase =
+                kind == CursorKind::BlankLine
+                    ? cutOutAfterIndent(
+                          files[file], candidate.cursor, length,
+                          editorIndent(files[file], lines, candidate.line,
+                                       file < styles.size() ? styles[file] : fit::IndentSettings{}))
+                    : cutOut(files[file], candidate.cursor, length);
             // A truth of blanks only asks for nothing; two cases with one prompt cannot get two replies.
             if (normalizedCode(evalCase.truth).empty() ||
                 !prompts.insert(promptKey(evalCase.cut, evalCase.cursor)).second) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "eval_case.hpp"
+#include "fit/completion_edit.hpp"
 
 namespace ostrel_eval {
 
@@ -27,6 +28,8 @@ struct SamplingRequest {
 // maxLines (2 to maxLines at a line end, where the first line of the truth is only the line end). The
 // same files, request and seed give the same cases. No two cases share a file, cursor and k, or a
 // prompt. When a kind runs out of cursors the others take its turns. The cases' `cut` is left empty.
-std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const SamplingRequest& request);
+// `styles[f]` (the host's defaults when missing) gives the indentation an editor types on a blank line.
+std::vector<EvalCase> sampleCases(const std::vector<fl::ustring>& files, const SamplingRequest& request,
+                                  const std::vector<fit::IndentSettings>& styles = {});
 
 }  // namespace ostrel_eval

@@ -103,7 +103,10 @@ EvalReport evaluate(const EvalOptions& options,
         texts.push_back(file.text);
 
     const auto start = std::chrono::steady_clock::now();
-    report.cases = sampleCases(texts, options.sampling);
+    std::vector<fit::IndentSettings> styles;
+    for (const SourceFile& file : report.files)
+        styles.push_back(file.style.settings);
+    report.cases = sampleCases(texts, options.sampling, styles);
     report.threads =
         options.threads > 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
     const auto settingsOf = [&report](const EvalCase& c) { return report.files[c.file].style.settings; };

@@ -1,5 +1,6 @@
 #include "outcome.hpp"
 
+#include <algorithm>
 #include <vector>
 
 #include "text_lines.hpp"
@@ -11,19 +12,22 @@ bool equalIgnoringIndentation(const fl::ustring& a, const fl::ustring& b) {
     return withoutIndentation(a) == withoutIndentation(b);
 }
 
-// prefix + the truth up to one of its line ends + suffix, for each line end after the truth's start.
-bool isWholeLinePrefix(const EvalCase& evalCase, const fl::ustring& edited) {
+// The original before the truth, the truth up to one of its line ends, the cut file after the cursor.
+bool isWholeLinePrefix(const EvalCase& evalCase, const fl::ustring& original, const fl::ustring& edited) {
     const fl::ustring& truth = evalCase.truth;
-    const std::size_t keptAround = evalCase.cut.size();
+    const std::size_t start = truthStart(evalCase);
+    const std::size_t cursor = std::min(evalCase.cursor, evalCase.cut.size());
+    const std::size_t after = evalCase.cut.size() - cursor;
+    const std::size_t keptAround = start + after;
     if (edited.size() <= keptAround || edited.size() >= keptAround + truth.size()) return false;
     const std::size_t kept = edited.size() - keptAround;
     // The kept part of the truth must end where a line end of the truth begins.
     const bool atLineEnd = (truth[kept] == u'\n' && truth[kept - 1] != u'\r') ||
                            (truth[kept] == u'\r' && kept + 1 < truth.size() && truth[kept + 1] == u'\n');
     if (!atLineEnd) return false;
-    return edited.compare(0, evalCase.cursor, evalCase.cut, 0, evalCase.cursor) == 0 &&
-           edited.compare(evalCase.cursor, kept, truth, 0, kept) == 0 &&
-           edited.compare(evalCase.cursor + kept, fl::ustring::npos, evalCase.cut, evalCase.cursor) == 0;
+    return edited.compare(0, start, original, 0, start) == 0 &&
+           edited.compare(start, kept, truth, 0, kept) == 0 &&
+           edited.compare(start + kept, fl::ustring::npos, evalCase.cut, cursor) == 0;
 }
 
 std::vector<fl::ustring> contentLines(const fl::ustring& text) {
@@ -73,7 +77,7 @@ Outcome judgeEdit(const EvalCase& evalCase, const std::optional<fit::Edit>& edit
     if (!edited) return Outcome::Wrong;
     const fl::ustring original = reassemble(evalCase);
     if (*edited == original) return Outcome::Exact;
-    if (isWholeLinePrefix(evalCase, *edited)) return Outcome::Partial;
+    if (isWholeLinePrefix(evalCase, original, *edited)) return Outcome::Partial;
     if (equalIgnoringIndentation(*edited, original)) return Outcome::Indent;
     return Outcome::Wrong;
 }

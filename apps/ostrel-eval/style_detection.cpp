@@ -5,6 +5,7 @@
 #include <map>
 #include <optional>
 
+#include "block_words.hpp"
 #include "text_lines.hpp"
 
 namespace ostrel_eval {
@@ -15,14 +16,6 @@ struct CodeLine {
     fl::ustring code;        // the line without its indentation and trailing blanks
     bool continues = false;  // the statement goes on on the next line
 };
-
-bool startsWithWord(const fl::ustring& code, std::u16string_view word) {
-    if (code.compare(0, word.size(), word) != 0) return false;
-    if (code.size() == word.size()) return true;
-    const char16_t next = code[word.size()];
-    return !(next == u'_' || (next >= u'0' && next <= u'9') || (next >= u'a' && next <= u'z') ||
-             (next >= u'A' && next <= u'Z'));
-}
 
 // Open brackets left at the end of a line, text literals and comments skipped; a crude count is enough
 // to keep continuation lines out of the indentation statistics.
@@ -85,42 +78,6 @@ std::optional<std::size_t> indentUnit(const std::vector<CodeLine>& lines) {
     for (const auto& [step, count] : steps)
         if (count > bestCount) best = step, bestCount = count;
     return best;
-}
-
-bool isWordChar(char16_t c) {
-    return c == u'_' || (c >= u'0' && c <= u'9') || (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z');
-}
-
-bool opensBlock(const fl::ustring& code) {
-    for (const std::u16string_view word :
-         {u"if", u"for", u"parfor", u"while", u"switch", u"try", u"spmd", u"function", u"classdef",
-          u"properties", u"methods", u"events", u"enumeration", u"arguments"})
-        if (startsWithWord(code, word)) return true;
-    return false;
-}
-
-// The `end` words of a line that close blocks: outside brackets (where `end` is an index), text
-// literals and comments.
-int closingEnds(const fl::ustring& code) {
-    int ends = 0, depth = 0;
-    char16_t quote = 0;
-    for (std::size_t i = 0; i < code.size(); ++i) {
-        const char16_t c = code[i];
-        if (quote) {
-            if (c == quote) quote = 0;
-            continue;
-        }
-        if (c == u'%') break;
-        if (c == u'"' || (c == u'\'' && (i == 0 || !(isWordChar(code[i - 1]) || code[i - 1] == u')' ||
-                                                     code[i - 1] == u']' || code[i - 1] == u'}'))))
-            quote = c;
-        if (c == u'(' || c == u'[' || c == u'{') ++depth;
-        if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1);
-        if (depth == 0 && code.compare(i, 3, u"end") == 0 && (i == 0 || !isWordChar(code[i - 1])) &&
-            (i + 3 == code.size() || !isWordChar(code[i + 3])))
-            ++ends;
-    }
-    return ends;
 }
 
 // Function bodies: for each `function` line, is its first body line deeper? A function defined while

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "case_sampling.hpp"
+#include "editor_indent.hpp"
 #include "eval_case.hpp"
 #include "text_lines.hpp"
 
@@ -55,22 +56,23 @@ TEST(Sampling, EveryKindStandsWhereItSaysAndRestoresTheFile) {
             const fl::ustring& file = kFiles[c.file];
             SCOPED_TRACE(std::string(kindName(kind)) + " at " + std::to_string(c.cursor));
             ASSERT_TRUE(c.cut.empty());
-            ASSERT_EQ(reassemble(withCut(c, file)), file);
+            const EvalCase full = withCut(c, file);
+            ASSERT_EQ(reassemble(full), file);
             ASSERT_FALSE(normalizedCode(c.truth).empty());
             ASSERT_GE(c.lines, 1u);
             ASSERT_LE(c.lines, kMaxTruthLines);
             // The truth ends where a line's content ends: its line end stays in the cut file.
-            const std::size_t end = c.cursor + c.truth.size();
+            const std::size_t end = truthStart(c) + c.truth.size();
             ASSERT_TRUE(end == file.size() || file[end] == u'\n' || file[end] == u'\r');
-            ASSERT_FALSE(c.cursor < file.size() && isLowSurrogate(file[c.cursor]));
-            const std::size_t lineStart = c.column - 1 == 0 ? c.cursor : c.cursor - (c.column - 1);
-            const fl::ustring before = file.substr(lineStart, c.cursor - lineStart);
+            ASSERT_FALSE(truthStart(c) < file.size() && isLowSurrogate(file[truthStart(c)]));
+            const fl::ustring before = full.cut.substr(c.cursor - (c.column - 1), c.column - 1);
             switch (kind) {
                 case CursorKind::LineStart:
                     EXPECT_TRUE(before.empty());
                     break;
                 case CursorKind::BlankLine:
-                    EXPECT_FALSE(before.empty());
+                    EXPECT_EQ(before, c.typedIndent);
+                    EXPECT_FALSE(c.ownIndent.empty());
                     EXPECT_EQ(leadingBlanks(before, 0, before.size()), before.size());
                     EXPECT_FALSE(isBlank(c.truth.front()));
                     break;
@@ -86,6 +88,37 @@ TEST(Sampling, EveryKindStandsWhereItSaysAndRestoresTheFile) {
             }
         }
     }
+}
+
+TEST(EditorIndent, FollowsTheLineAboveAndOpensALevelAfterAHeader) {
+    const fl::ustring file =
+        u"function f()\n  if a\n    b = 1; % note\n  % comment\n\n  else\n\tend\n  if c, d = 1; end\n"
+        u"  while x(end) > 0\nx\n";
+    const std::vector<LineSpan> lines = splitLines(file);
+    fit::IndentSettings twoSpaces;
+    twoSpaces.indentSize = 2;
+    fit::IndentSettings classicTabs;
+    classicTabs.insertSpaces = false;
+    classicTabs.functionIndent = 0;
+    struct Row {
+        std::size_t line;  // 0-based: the line typed anew
+        const fit::IndentSettings* settings;
+        fl::ustring indent;
+    };
+    const Row rows[] = {
+        {0, &twoSpaces, u""},        // nothing above
+        {1, &twoSpaces, u"  "},      // after a function line, bodies indented
+        {1, &classicTabs, u""},      // after a function line, classic bodies
+        {2, &twoSpaces, u"    "},    // after an if
+        {2, &classicTabs, u"  \t"},  // after an if, a level of tabs
+        {5, &twoSpaces, u"    "},    // comments and blank lines above are passed over
+        {6, &twoSpaces, u"    "},    // after else
+        {7, &twoSpaces, u"\t"},      // after an end, its own blanks
+        {8, &twoSpaces, u"  "},      // after a block closed on its own line
+        {9, &twoSpaces, u"    "},    // `end` inside brackets closes nothing
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(editorIndent(file, lines, row.line, *row.settings), row.indent) << "line " << row.line;
 }
 
 TEST(Sampling, IsReproducibleBySeedAndSharesTheKinds) {

@@ -22,6 +22,9 @@ fit::Edit insertion(const EvalCase& c, const fl::ustring& text) {
 TEST(JudgeEdit, ClassifiesTheEditedFile) {
     const EvalCase c = bodyCase();
     ASSERT_EQ(c.truth, u"    b = 1;\n    c = 2;");
+    // The editor typed two blanks on the blank line where the file has four.
+    const EvalCase typed = cutOutAfterIndent(u"if a\n    b = 1;\n    c = 2;\nend\n", 9, 17, u"  ");
+    ASSERT_EQ(typed.cut, u"if a\n  \nend\n");
     const EvalCase crlf = cutOut(u"if a\r\n    b = 1;\r\n    c = 2;\r\nend\r\n", 6, 22);
     struct Row {
         const char* what;
@@ -39,6 +42,9 @@ TEST(JudgeEdit, ClassifiesTheEditedFile) {
         {"a dangling CR", &crlf, insertion(crlf, u"    b = 1;\r"), Outcome::Wrong},
         {"other indentation", &c, insertion(c, u"b = 1;\n\tc = 2;"), Outcome::Indent},
         {"a line too many", &c, insertion(c, c.truth + u"\n    d = 3;"), Outcome::Wrong},
+        {"typed blanks kept", &typed, insertion(typed, typed.truth), Outcome::Indent},
+        {"typed blanks replaced", &typed, fit::Edit{5, 7, u"    " + typed.truth}, Outcome::Exact},
+        {"typed blanks replaced, first line", &typed, fit::Edit{5, 7, u"    b = 1;"}, Outcome::Partial},
         {"no edit", &c, std::nullopt, Outcome::Lost},
         {"an empty insertion", &c, insertion(c, u""), Outcome::Lost},
         {"an edit beyond the file", &c, fit::Edit{5, 500, u"x"}, Outcome::Wrong},
