@@ -1,6 +1,7 @@
 #include "qvai/ai_client.hpp"
 
 #include <chrono>
+#include <cmath>
 #include <exception>
 #include <stdexcept>
 
@@ -8,6 +9,7 @@
 #include "foundation/log/diagnostic_logger.hpp"
 #include "qvai/backend.hpp"
 #include "qvai/prompt_template.hpp"
+#include "qvai/reply_bounds.hpp"
 
 namespace qvai {
 
@@ -21,6 +23,7 @@ BackendRequest toBackendRequest(const core::gen::ChatCompletion& request, const 
     out.model = request.model.value_or(options.Model);
     out.maxTokens = request.maxTokens.value_or(options.MaxTokens);
     out.temperature = request.temperature.value_or(options.Temperature);
+    if (!std::isfinite(out.temperature) || out.temperature < 0) out.temperature = options.Temperature;
     if (const auto& selector = request.promptSelector) {
         const auto promptTemplate = findPromptTemplate(selector->promptId, selector->promptVersion);
         if (!promptTemplate)
@@ -114,8 +117,11 @@ void AiClient::answer(Job& job) {
     bool success = false;
     try {
         if (stopping_) throw std::runtime_error("the client is shutting down");
-        const std::string text = backend_->complete(toBackendRequest(job.request, options_), stopping_);
+        const BackendRequest request = toBackendRequest(job.request, options_);
+        const std::string text = backend_->complete(request, stopping_);
         if (text.empty()) throw std::runtime_error("the backend gave an empty reply");
+        if (const auto over = replyOverBounds(text, replyBoundsFor(request.maxTokens)); !over.empty())
+            throw std::runtime_error(over);
         message.id = "ostrel-" + std::to_string(job.context.sequence);
         message.model = options_.Backend;
         message.created = std::chrono::duration_cast<std::chrono::seconds>(
