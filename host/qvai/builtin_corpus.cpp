@@ -36,9 +36,9 @@ std::vector<std::string> builtinCorpusFolders() {
         if (std::filesystem::is_directory(folder, error)) folders.push_back(folder.string());
     }
     if (folders.empty())
-        throw std::invalid_argument("the built-in corpus is missing (looked for " +
-                                    (root.empty() ? std::string("the host library's folder") : root.string()) +
-                                    ")");
+        throw std::invalid_argument(
+            "the built-in corpus is missing (looked for " +
+            (root.empty() ? std::string("the host library's folder") : root.string()) + ")");
     return folders;
 }
 
