@@ -26,10 +26,11 @@ std::vector<std::string> corpusFolders(const ClientOptions& options) {
     return folders;
 }
 
-// At most one name in four the file does not have, and never more than two: code full of names the
-// file lacks would not run there, so nothing is better.
+// At most one name in three the file does not have, and never more than two: code full of names the
+// file lacks would not run there, so nothing is better. One is let pass, since the request shows only a
+// window of the file, which may leave out where a name is defined (a function's output, say).
 bool fitsTheFile(const NameFit& fit) {
-    return fit.unknown <= 2 && fit.unknown * 4 <= fit.used;
+    return fit.unknown <= 2 && fit.unknown * 3 <= fit.used;
 }
 
 struct Choice {
