@@ -7,9 +7,9 @@
 
 namespace qvai {
 
-// How well a piece of code fits a file by its names: the names it reads (variables and functions,
-// not struct fields) and how many of them the file does not know. A name the code itself defines
-// before reading it (an assignment, a loop variable, a function's parameters) needs no home in the file.
+// How well a piece of code fits a file by its names: the variables and functions it names (not struct
+// fields), whether it reads or sets them, and how many of them the file does not have. Code pasted from
+// elsewhere brings its own names, set or read alike.
 struct NameFit {
     std::size_t used = 0;
     std::size_t unknown = 0;

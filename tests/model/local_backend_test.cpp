@@ -108,15 +108,14 @@ TEST(NameFitTest, CountsTheNamesCodeReadsThatTheFileLacks) {
         std::size_t used, unknown;
     };
     const Case cases[] = {
-        {u"total = total + x(k);", 3, 3},                  // reads before it assigns: all three unknown
-        {u"total = sum(data);", 2, 0},                     // sum is a library function; total is defined
-        {u"for k = 1:n\n    y(k) = data(k);\nend", 2, 0},  // k and y are the code's own
-        {u"s.count = numel(data.items);", 2, 0},           // setting a field makes s; fields are no names
-        {u"r.total = r.total + 1;", 1, 1},                 // ... but reading one needs s first
-        {u"[lo, hi] = frobnicate(data);\nw = hi - lo;", 2, 1},  // frobnicate is no known function
-        {u"f = @(v) v.^2 + n;\nz = f(3);", 1, 0},
-        {u"function r = helper(a, b)\nr = a + b + data;", 1, 0},
-        {u"% only a comment\n", 0, 0},
+        {u"total = total + x(k);", 3, 3},
+        {u"total = sum(data);", 3, 1},  // sum is a library function
+        {u"for k = 1:n\n    y(k) = data(k);\nend", 4, 2},
+        {u"s.count = numel(data.items);", 3, 1},  // fields are no names
+        {u"f = @(v) v.^2 + n;  % x y z\nz = f(3);", 4, 3},
+        {u"function r = helper(a, b)\nproperties = 1;", 4, 4},  // a contextual word is no name
+        {u"disp('total x'); \"data\"", 1, 0},
+        {u"", 0, 0},
     };
     for (const auto& [code, used, unknown] : cases) {
         const auto fit = qvai::nameFit(code, known);
@@ -207,14 +206,14 @@ TEST(LocalBackendTest, CompletesExamplesQuicklyAndFromTheOtherExamplesWhenLeftOu
     ASSERT_GE(all.size(), 10u) << "the examples folder is missing";
     const CorpusIndex full(all);
     std::size_t answered = 0;
-    std::chrono::nanoseconds slowest{0};
+    std::vector<std::chrono::nanoseconds> times;
     for (const auto& file : all) {
         // Timed against the whole corpus, where each file meets its own copy.
         for (const double where : {0.25, 0.5, 0.75, 1.0}) {
             const auto cut = static_cast<std::size_t>(static_cast<double>(file.text.size()) * where);
             const auto start = std::chrono::steady_clock::now();
             (void)full.complete(file.text.substr(0, cut), file.text.substr(cut));
-            slowest = std::max(slowest, std::chrono::steady_clock::now() - start);
+            times.push_back(std::chrono::steady_clock::now() - start);
         }
         const CorpusIndex others(exampleFiles(file.path));
         const auto cut = middleLineStart(file.text);
@@ -226,9 +225,11 @@ TEST(LocalBackendTest, CompletesExamplesQuicklyAndFromTheOtherExamplesWhenLeftOu
         EXPECT_EQ(others.complete(file.text.substr(0, cut), file.text.substr(cut)), reply) << file.path;
     }
     EXPECT_GE(answered * 2, all.size()) << "most cut-off examples should get a completion";
-    // Well under 10 ms on an idle machine; the bound leaves room for a busy one.
-    EXPECT_LT(slowest, std::chrono::milliseconds(40))
-        << "slowest reply took " << std::chrono::duration<double, std::milli>(slowest).count() << " ms";
+    // The median, since a busy machine may preempt any single reply.
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    const auto median = times[times.size() / 2];
+    EXPECT_LT(median, std::chrono::milliseconds(10))
+        << "median reply took " << std::chrono::duration<double, std::milli>(median).count() << " ms";
 }
 
 TEST(LocalBackendTest, ThroughTheClientIndexIsBuiltOnceAndRepliesAreFenced) {

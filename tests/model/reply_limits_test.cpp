@@ -98,7 +98,7 @@ TEST(ReplyLimits, OversizedAndEndlessReplyFilesFailWithinTheTimeLimit) {
         const auto start = std::chrono::steady_clock::now();
         const std::string reply = answer(client, completionRequest("x = ", ""));
         EXPECT_EQ(reply != kFailed, answered) << name << ": " << reply.substr(0, 80);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, 300ms + 700ms) << name;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 300ms + 1500ms) << name;
     }
     if (heldWriter >= 0) ::close(heldWriter);
     fs::remove_all(dir);
