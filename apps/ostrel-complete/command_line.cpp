@@ -111,6 +111,9 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     } catch (const CLI::ParseError& e) {
         std::string message = e.what();
         std::replace(message.begin(), message.end(), '\n', ' ');
+        // An option given last without its value: said as this program always has.
+        if (const auto at = message.find(": 1 required"); at != std::string::npos)
+            message = message.substr(0, at) + " needs a value";
         throw std::invalid_argument(message);
     }
     for (const auto& extra : app.remaining()) {

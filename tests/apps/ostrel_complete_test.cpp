@@ -118,7 +118,7 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         {file + "--backend carrier-pigeon", "--backend must be one of"},
         {file + "--bogus", "unknown option '--bogus'"},
         {file + "examples/Queue.ost", "only one file"},
-        {file + "--at", "--at"},
+        {file + "--at", "--at needs a value"},
         {"examples/matrix_stats.ost --at 20:1 --backend openai --endpoint http://127.0.0.1:9 --timeout-ms "
          "2000",
          "Couldn't connect"},
