@@ -25,8 +25,9 @@ constexpr std::size_t kMinRepeatTokens = 6;  // shorter code may well stand belo
 constexpr std::uintmax_t kMaxFileBytes = 1024 * 1024;
 constexpr std::size_t kNearLines = 8;  // lines below the cursor whose code is not offered again
 constexpr int kMaxWorkspaceDepth = 4;
-constexpr std::size_t kMaxWorkspaceFiles = 4000;
-constexpr std::uintmax_t kMaxWorkspaceBytes = 32 * 1024 * 1024;
+constexpr std::size_t kMaxWorkspaceFiles = 2000;
+constexpr std::uintmax_t kMaxWorkspaceBytes = 16 * 1024 * 1024;
+constexpr std::size_t kMaxWorkspaceEntries = 50000;  // folder entries looked at, .ost or not
 
 bool isNoise(TokenKind kind) {
     return kind == TokenKind::Blank || kind == TokenKind::Comment || kind == TokenKind::BlockComment ||
@@ -324,7 +325,9 @@ std::vector<CorpusIndex::File> readWorkspaceFiles(const std::vector<std::string>
         if (!fs::is_directory(folder, error)) continue;
         fs::recursive_directory_iterator it(folder, fs::directory_options::skip_permission_denied, error),
             end;
-        for (; !error && it != end && paths.size() < kMaxWorkspaceFiles; it.increment(error)) {
+        for (std::size_t seen = 0;
+             !error && it != end && paths.size() < kMaxWorkspaceFiles && seen < kMaxWorkspaceEntries;
+             it.increment(error), ++seen) {
             std::error_code entryError;  // one odd entry must not end the walk
             const auto name = it->path().filename().string();
             if (it->is_directory(entryError)) {

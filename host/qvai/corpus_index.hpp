@@ -67,8 +67,8 @@ class CorpusIndex {
 std::vector<CorpusIndex::File> readCorpusFiles(const std::vector<std::string>& folders);
 
 // The .ost files of a user's workspace: like readCorpusFiles, but a folder that does not exist is passed
-// over, hidden folders are not entered, and the walk is bounded (a few levels deep, a few thousand
-// files, some tens of MB), since a workspace may be a whole home folder.
+// over, hidden folders are not entered, and the walk is bounded (four levels deep, 50000 entries looked
+// at, 2000 files, 16 MB), since a workspace may be a whole home folder.
 std::vector<CorpusIndex::File> readWorkspaceFiles(const std::vector<std::string>& folders);
 
 }  // namespace qvai
