@@ -117,11 +117,10 @@ void AiClient::answer(Job& job) {
     bool success = false;
     try {
         if (stopping_) throw std::runtime_error("the client is shutting down");
-        const BackendRequest request = toBackendRequest(job.request, options_);
-        const std::string text = backend_->complete(request, stopping_);
+        const std::string text = backend_->complete(toBackendRequest(job.request, options_), stopping_);
         if (text.empty()) throw std::runtime_error("the backend gave an empty reply");
-        if (const auto over = replyOverBounds(text, replyBoundsFor(request.maxTokens)); !over.empty())
-            throw std::runtime_error(over);
+        const auto bounds = replyBoundsFor(job.request.maxTokens.value_or(options_.MaxTokens));
+        if (const auto over = replyOverBounds(text, bounds); !over.empty()) throw std::runtime_error(over);
         message.id = "ostrel-" + std::to_string(job.context.sequence);
         message.model = options_.Backend;
         message.created = std::chrono::duration_cast<std::chrono::seconds>(
