@@ -119,13 +119,15 @@ void AiClient::answer(Job& job) {
         if (stopping_) throw std::runtime_error("the client is shutting down");
         const std::string text = backend_->complete(toBackendRequest(job.request, options_), stopping_);
         if (text.empty()) throw std::runtime_error("the backend gave an empty reply");
-        const auto bounds = replyBoundsFor(job.request.maxTokens.value_or(options_.MaxTokens));
-        if (const auto over = replyOverBounds(text, bounds); !over.empty()) throw std::runtime_error(over);
         message.id = "ostrel-" + std::to_string(job.context.sequence);
         message.model = options_.Backend;
         message.created = std::chrono::duration_cast<std::chrono::seconds>(
                               std::chrono::system_clock::now().time_since_epoch())
                               .count();
+        // A reply no model asked for that many tokens could write costs the checks far more than any
+        // real one: refused like any other failure.
+        const auto bounds = replyBoundsFor(job.request.maxTokens.value_or(options_.MaxTokens));
+        if (const auto over = replyOverBounds(text, bounds); !over.empty()) throw std::runtime_error(over);
         message.choices.push_back({fl::i18n::to_ustring(text), std::nullopt, "stop"});
         success = true;
     } catch (const std::exception& e) {
