@@ -168,6 +168,12 @@ TEST(SettingsStore, FileOverridesDefaultsAndARejectedFileKeepsThePreviousValues)
                 AllOf(HasSubstr(file.string()), HasSubstr("ostrel.editor.tab.InsertSpaces")));
     EXPECT_EQ(tabSize(store), 2);
 
+    // A number beyond a double's range is a rejected file like any other, not an exception that would
+    // end a re-read (on the watcher, the file was then never read again).
+    testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 1e400}})");
+    EXPECT_FALSE(store.reload());
+    EXPECT_THAT(store.lastError(), HasSubstr("1e400"));
+
     testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 3}})");
     EXPECT_TRUE(store.reload());
     EXPECT_EQ(store.lastError(), "");
