@@ -95,6 +95,7 @@ class Planner {
         continueNext_ = continueNext_ || (firstLine_ == 1 && assumeCutContinuation_);
         for (std::size_t i = firstLine_; i < lines_.size(); ++i)
             planLine(i);
+        placeComments(std::nullopt);
         return plan_;
     }
 
@@ -216,6 +217,15 @@ class Planner {
         if (kind == LineKind::Code && depth_ > 0 && startsBlockLine(line)) depth_ = 0;
         const bool continuing = depth_ > 0 || continueNext_;
         const bool mayBeCut = i + 1 == lines_.size() && !line.hasLineEnd;
+        // The lines that go on with a statement begun on the first line say nothing about where that
+        // statement starts (its start may be cut, its continuations aligned): they stay as they are, and
+        // the first statement after them anchors the text.
+        if (continuing && !baseKnown_) {
+            if (kind != LineKind::Code) return;
+            readTokens(i, true);
+            continueNext_ = endsWithContinuation(line);
+            return;
+        }
         if (kind == LineKind::Blank) {
             // A last line without a line end may have been cut inside its leading blanks.
             if (mayBeCut) return;
@@ -237,14 +247,19 @@ class Planner {
         // ... or inside its first word, which then says nothing about where it stands ("en" of "end").
         if (mayBeCut && isSingleWord(line)) return;
         const int own = leadingColumns(tokens_, line, tabSize_);
-        int column;
         if (kind == LineKind::Comment) {
-            column = statementColumn(continuing);
-        } else if (continuing) {
-            column = stmtColumn_ + indent_;
+            // Before the first code line nothing tells where a comment belongs: it stays as it is.
+            if (baseKnown_)
+                pendingComments_.push_back({i, own, statementColumn(continuing), lastCodeColumn_});
+            return;
+        }
+        int column;
+        if (continuing) {
+            column = continuationColumn(own);
         } else {
             column = codeLineColumn(line, own);
             stmtColumn_ = column;
+            stmtOwn_ = own;
         }
         if (!continuing && !stack_.empty() && stack_.back().bodyFromFirstLine) {
             Frame& top = stack_.back();
@@ -262,11 +277,32 @@ class Planner {
         for (std::size_t blank : pendingBlanks_)
             setPlan(blank, column);
         pendingBlanks_.clear();
+        placeComments(plan_[i]);
+        lastCodeColumn_ = *plan_[i];
 
         if (kind == LineKind::Code) {
             readTokens(i, continuing);
             continueNext_ = endsWithContinuation(line);
         }
+    }
+
+    // An aligned continuation keeps its offset from the statement's first line; one at or left of it goes
+    // one level in.
+    int continuationColumn(int own) const {
+        return own > stmtOwn_ ? stmtColumn_ + (own - stmtOwn_) : stmtColumn_ + indent_;
+    }
+
+    // Comments never set the level of code, so they are placed once the next code line is known: one that
+    // stands at the level of the code before it, of the body it is in, or of the code after it stays there
+    // (a help comment at the margin under a `function` line); any other goes to the body's level.
+    void placeComments(std::optional<int> nextCodeColumn) {
+        for (const PendingComment& comment : pendingComments_) {
+            const bool fits = comment.own == comment.bodyColumn ||
+                              comment.own == comment.previousCodeColumn ||
+                              (nextCodeColumn && comment.own == *nextCodeColumn);
+            setPlan(comment.line, fits ? comment.own : comment.bodyColumn);
+        }
+        pendingComments_.clear();
     }
 
     // A line starting with a keyword other than `end`, or holding only `end`.
@@ -465,7 +501,9 @@ class Planner {
     }
 
     void push(FrameKind kind, std::u16string_view keyword, int column, int bodyColumn) {
-        stack_.push_back(Frame{kind, keyword, column, bodyColumn});
+        // Levels past the cap stay at it, so that no nesting overflows a column.
+        stack_.push_back(
+            Frame{kind, keyword, std::min(column, kMaxColumns), std::min(bodyColumn, kMaxColumns)});
         stack_.back().uncertain = readingFirstLine_;
     }
 
@@ -585,7 +623,16 @@ class Planner {
     int depth_ = 0;
     bool continueNext_ = false;
     int stmtColumn_ = 0;
+    int stmtOwn_ = 0;  // the statement's first line's own indentation
+    int lastCodeColumn_ = 0;
     std::vector<std::size_t> pendingBlanks_;
+    struct PendingComment {
+        std::size_t line;
+        int own;
+        int bodyColumn;
+        int previousCodeColumn;
+    };
+    std::vector<PendingComment> pendingComments_;
 };
 
 }  // namespace
