@@ -38,6 +38,18 @@ const Token* nextSignificant(const std::vector<Token>& tokens, std::size_t i, st
     return nullptr;
 }
 
+// A class may define a method named `end` (`function n = end(obj, k, m)`): there `end` is a name.
+bool namesMethodEnd(const std::vector<Token>& tokens, std::size_t i, std::size_t lineBegin) {
+    if (!isKeyword(tokens[i], u"end") || !isKeyword(tokens[lineBegin], u"function")) return false;
+    for (std::size_t j = i; j > lineBegin; --j) {
+        const Token& previous = tokens[j - 1];
+        if (!isSignificant(previous.kind)) continue;
+        return &previous == &tokens[lineBegin] ||
+               (previous.kind == TokenKind::Operator && previous.text == u"=");
+    }
+    return false;
+}
+
 // A contextual block word opens a block unless it is used as a variable (`methods = 3`, `events.x`).
 bool opensContextualBlock(const Token* next) {
     if (!next) return true;
@@ -173,7 +185,7 @@ class Planner {
                         depth = std::max(0, depth - 1);
                     continue;
                 }
-                if (depth > 0) continue;
+                if (depth > 0 || namesMethodEnd(tokens_, i, line.codeBegin)) continue;
                 if (t.kind == TokenKind::Keyword) {
                     if (isControlOpener(t) || isKeyword(t, u"switch") || isKeyword(t, u"classdef") ||
                         isKeyword(t, u"function")) {
@@ -532,6 +544,7 @@ class Planner {
             // The first line may be cut inside a comment or text literal; only keywords that stand where a
             // statement starts are read as code there.
             if (readingFirstLine_ && !start) continue;
+            if (namesMethodEnd(tokens_, i, line.codeBegin)) continue;
             if (t.kind == TokenKind::Keyword) {
                 readKeyword(lineIndex, t);
                 // A clause keyword may be followed by a statement on the same line.
@@ -656,8 +669,8 @@ bool isUnterminatedLiteral(const Token& token) {
 
 // Whether the text's first line may have continued onto the next without showing it: it is empty (cut
 // right after a `...`), starts with "." (the end of a `...`, or of a sentence in a comment), or ends in
-// a text literal that a cut opened or in a comment that ends in "..." (a cut inside a text literal makes
-// its `%` start a comment).
+// a text literal that a cut opened or in a comment or command word that ends in "..." (a cut inside a
+// text literal makes its `%` start a comment, and a line starting with a word reads as a command).
 bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& line) {
     const Token* last = nullptr;
     for (std::size_t i = line.codeBegin; i < line.end; ++i)
@@ -665,7 +678,7 @@ bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& li
     if (!last) return true;
     const Token& first = tokens[line.codeBegin];
     if (!first.text.empty() && first.text[0] == u'.' && first.kind != TokenKind::Number) return true;
-    if (last->kind == TokenKind::Comment) {
+    if (last->kind == TokenKind::Comment || last->kind == TokenKind::CommandWord) {
         std::u16string_view text = last->text;
         while (!text.empty() && (text.back() == u' ' || text.back() == u'\t' || text.back() == u'\r'))
             text.remove_suffix(1);

@@ -30,18 +30,21 @@ std::vector<lexer::Token> LegacyFormatter::indentCode(std::vector<lexer::Token> 
     const std::vector<std::optional<int>> plan = planIndentation(tokens, lines, settings_);
     const std::uint32_t first = settings_.startLine == 0 ? 1 : settings_.startLine;
     const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings_.tabSize, 1, 1024));
-    const auto inRange = [&](const SourceLine& line) {
-        return line.number >= first && line.number <= settings_.endLine;
-    };
+    // A line already at its column keeps its blanks: the text around a cut may be a block comment's or an
+    // author's alignment, which is not ours to rewrite.
+    std::vector<bool> rewrites(lines.size());
+    for (std::size_t l = 0; l < lines.size(); ++l)
+        rewrites[l] = plan[l] && lines[l].number >= first && lines[l].number <= settings_.endLine &&
+                      *plan[l] != leadingColumns(tokens, lines[l], tabSize);
 
     std::size_t inputLength = 0, outputLength = 0;
     for (std::size_t l = 0; l < lines.size(); ++l) {
-        const SourceLine& line = lines[l];
-        for (std::size_t i = line.begin; i < line.end; ++i) {
+        const bool rewritten = rewrites[l];
+        for (std::size_t i = lines[l].begin; i < lines[l].end; ++i) {
             inputLength += tokens[i].text.size();
-            if (i >= line.codeBegin || !plan[l] || !inRange(line)) outputLength += tokens[i].text.size();
+            if (i >= lines[l].codeBegin || !rewritten) outputLength += tokens[i].text.size();
         }
-        if (plan[l] && inRange(line)) outputLength += blanksLength(*plan[l], settings_.insertSpaces, tabSize);
+        if (rewritten) outputLength += blanksLength(*plan[l], settings_.insertSpaces, tabSize);
     }
     // A text that would grow beyond the limit is left as it is rather than half re-indented.
     if (outputLength > outputLimit(inputLength)) return tokens;
@@ -57,7 +60,7 @@ std::vector<lexer::Token> LegacyFormatter::indentCode(std::vector<lexer::Token> 
     for (std::size_t l = 0; l < lines.size(); ++l) {
         const SourceLine& line = lines[l];
         std::size_t from = line.begin;
-        if (plan[l] && inRange(line)) {
+        if (rewrites[l]) {
             fl::ustring blanks = indentationText(*plan[l], settings_.insertSpaces, tabSize);
             if (!blanks.empty())
                 emit(lexer::Token{lexer::TokenKind::Blank, std::move(blanks), 0, line.number});
