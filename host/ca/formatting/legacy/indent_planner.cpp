@@ -1,4 +1,6 @@
 #include "ca/formatting/legacy/indent_planner.hpp"
+#include <cstdio>
+#include <cstdlib>
 
 #include <algorithm>
 #include <string_view>
@@ -265,6 +267,7 @@ class Planner {
                 pendingComments_.push_back({i, own, statementColumn(continuing), lastCodeColumn_});
             return;
         }
+        if (std::getenv("FMT_DEBUG")) fprintf(stderr, "line %zu own %d continuing %d depth %d cont %d stmtCol %d stmtOwn %d\n", i, own, continuing, depth_, continueNext_, stmtColumn_, stmtOwn_);
         int column;
         if (continuing) {
             column = continuationColumn(own);
@@ -353,7 +356,10 @@ class Planner {
         for (std::size_t i = line.end; i > line.codeBegin; --i) {
             const TokenKind kind = tokens_[i - 1].kind;
             if (kind == TokenKind::LineEnd || kind == TokenKind::Blank) continue;
-            return kind == TokenKind::Continuation;
+            // The lexer reads a line as a command or not by its context, indentation included; `...` goes
+            // on with the statement either way.
+            return kind == TokenKind::Continuation ||
+                   (kind == TokenKind::CommandWord && tokens_[i - 1].text.starts_with(u"..."));
         }
         return false;
     }
@@ -478,12 +484,27 @@ class Planner {
 
     // Whether the first non-blank line after the statement starting on line i stands right of `column`.
     bool nextLineIndented(std::size_t i, int column) const {
+        std::optional<std::size_t> firstComment;
         for (std::size_t j = statementLastLine(i) + 1; j < lines_.size(); ++j) {
             const LineKind kind = classifyLine(tokens_, lines_[j]);
-            if (kind == LineKind::Blank || kind == LineKind::BlockComment) continue;
+            // Comments never set the level of code (a help comment may stand at the margin), unless no code
+            // follows them in the text.
+            if (kind == LineKind::Comment && !firstComment) firstComment = j;
+            if (kind != LineKind::Code) continue;
+            // A closing line is never part of a body, and is formatted at or left of the line that asks:
+            // reading its indentation would let formatting change what the next formatting decides.
+            if (isClosingLine(lines_[j])) return false;
             return leadingColumns(tokens_, lines_[j], tabSize_) > column;
         }
-        return false;
+        return firstComment && leadingColumns(tokens_, lines_[*firstComment], tabSize_) > column;
+    }
+
+    bool isClosingLine(const SourceLine& line) const {
+        const Token& first = tokens_[line.codeBegin];
+        if (first.kind != TokenKind::Keyword) return false;
+        const std::u16string_view word = first.text;
+        return word == u"end" || word == u"else" || word == u"elseif" || word == u"catch" || word == u"case" ||
+               word == u"otherwise";
     }
 
     // Whether the innermost open construct was seen opening in the text, so that its kind can be trusted.
