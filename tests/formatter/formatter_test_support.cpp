@@ -1,5 +1,6 @@
 #include "formatter_test_support.hpp"
 
+#include <filesystem>
 #include <fstream>
 #include <regex>
 #include <sstream>
@@ -52,10 +53,39 @@ std::vector<Example> loadExamples() {
         Example example;
         example.name = (*it)[1];
         example.text = fl::i18n::to_ustring(readFile(dir / example.name));
-        example.style = static_cast<FunctionIndentation>(std::stoi((*it)[2]));
+        example.settings =
+            settingsFor(static_cast<FunctionIndentation>(std::stoi((*it)[2])), BlankLines::RemoveWhitespace);
         examples.push_back(std::move(example));
     }
     if (examples.empty()) throw std::runtime_error("no examples listed in " + (dir / "README.md").string());
+    return examples;
+}
+
+std::vector<Example> loadStyleExamples() {
+    const std::filesystem::path dir = std::filesystem::path(OSTREL_SOURCE_DIR) / "tests" / "data" / "styles";
+    if (!std::filesystem::exists(dir / "manifest.txt")) return {};
+    std::istringstream manifest(readFile(dir / "manifest.txt"));
+    // <file> indent=<2|3|4|tab> function=<Classic|Mixed|All>FunctionIndent consistent=<yes|no>
+    const std::regex entry(
+        R"(^\s*(\S+\.ost)\s+indent=(\d+|tab)\s+function=(Classic|Mixed|All)FunctionIndent\s+)"
+        R"(consistent=(yes|no)\s*$)");
+    std::vector<Example> examples;
+    for (std::string line; std::getline(manifest, line);) {
+        std::smatch m;
+        if (line.find_first_not_of(" \t\r") == std::string::npos || line[0] == '#') continue;
+        if (!std::regex_match(line, m, entry)) throw std::runtime_error("bad manifest line: " + line);
+        Example example;
+        example.name = m[1];
+        example.text = fl::i18n::to_ustring(readFile(dir / example.name));
+        const FunctionIndentation style = m[3] == "Classic" ? FunctionIndentation::Classic
+                                          : m[3] == "Mixed" ? FunctionIndentation::Mixed
+                                                            : FunctionIndentation::All;
+        example.settings = settingsFor(style, BlankLines::Ignore);
+        example.settings.insertSpaces = m[2] != "tab";
+        example.settings.indentSize = m[2] == "tab" ? 4 : static_cast<std::uint32_t>(std::stoi(m[2]));
+        example.consistent = m[4] == "yes";
+        examples.push_back(std::move(example));
+    }
     return examples;
 }
 

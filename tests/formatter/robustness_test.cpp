@@ -97,9 +97,12 @@ fl::ustring mutate(fl::ustring text, std::mt19937& random) {
     return text;
 }
 
-TEST(FormatterRobustness, ExamplesUnderEverySettingKeepTheirCodeAndFormatIdempotently) {
+TEST(FormatterRobustness, CorpusUnderEverySettingKeepsItsCodeAndFormatsIdempotently) {
     std::mt19937 random(7);
-    for (const auto& example : loadExamples())
+    auto corpus = loadExamples();
+    for (auto& example : loadStyleExamples())
+        corpus.push_back(std::move(example));
+    for (const auto& example : corpus)
         for (int n = 0; n < 6; ++n)
             checkInvariants(example.text, randomSettings(random), example.name);
 }
@@ -107,12 +110,43 @@ TEST(FormatterRobustness, ExamplesUnderEverySettingKeepTheirCodeAndFormatIdempot
 TEST(FormatterRobustness, MutatedTextsNeverFailKeepTheirCodeAndFormatIdempotently) {
     std::mt19937 random(11);
     const auto examples = loadExamples();
-    for (int n = 0; n < 4000; ++n) {
+    for (int n = 0; n < 2500; ++n) {
         const auto& example = examples[random() % examples.size()];
         const fl::ustring base =
             n % 2 ? example.text : example.text.substr(random() % (example.text.size() / 2 + 1), 1500);
         checkInvariants(mutate(base, random), randomSettings(random),
                         example.name + " mutation " + std::to_string(n));
+        if (HasFatalFailure()) return;
+    }
+}
+
+// Short programs made of lines that open, close and continue constructs, at random indentation: where
+// formatting reads a line's own indentation (cut edges, a class block whose class is out of sight), the
+// first formatting must not change what the second decides.
+TEST(FormatterRobustness, RandomProgramsFormatIdempotently) {
+    // clang-format off
+    const std::u16string_view lines[] = {
+        u"if a", u"end", u"else", u"elseif b", u"for k = 1:3", u"while c", u"switch v", u"case 1", u"otherwise",
+        u"try", u"catch e", u"function f(x)", u"function y = g", u"classdef C", u"properties", u"methods",
+        u"arguments", u"x = 1;", u"y = [1 2 ...", u"3 4];", u"z = f(a, ...", u"b);", u"% comment", u"%% section",
+        u"", u"%{", u"%}", u"w = {", u"'a'", u"}", u"if x, y = 1; end", u"disp hello ...", u"spmd",
+        u"parfor (k = 1:2, 3)", u"function n = end(o, k, m)"};
+    // clang-format on
+    std::mt19937 random(5);
+    for (int n = 0; n < 15000; ++n) {
+        fl::ustring text;
+        const int count = 1 + static_cast<int>(random() % 6);
+        for (int l = 0; l < count; ++l) {
+            const int blanks = static_cast<int>(random() % 4);
+            text +=
+                blanks == 3 ? fl::ustring(u"\t") : fl::ustring(static_cast<std::size_t>(blanks * 2), u' ');
+            text += lines[random() % std::size(lines)];
+            if (l + 1 < count || random() % 2) text += u"\n";
+        }
+        Settings settings = randomSettings(random);
+        settings.startLine = 0;
+        settings.endLine = 10000000;
+        checkInvariants(text, settings, "random program " + std::to_string(n));
         if (HasFatalFailure()) return;
     }
 }
@@ -123,11 +157,37 @@ TEST(FormatterRobustness, DegenerateTexts) {
          {u"", u"\n", u"\n\n\n", u"   ", u"end", u"\nend\nend\nend", u"%{", u"\n%}\n%}", u")]}\n)]}\n  x",
           u"\r\r\n\r", u"...\n...\n...", u"function\nfunction\nend"})
         checkInvariants(text, settings, fl::i18n::to_string(text));
-    // Deep nesting stays linear and bounded.
-    fl::ustring deep = u"%\n";
-    for (int i = 0; i < 3000; ++i)
-        deep += u"if a\n";
-    checkInvariants(deep, settings, "deep");
+}
+
+// Output stays within 8 times the input plus 65536 code units, whatever the nesting and indent size; a
+// text that would grow more is left as it is.
+TEST(FormatterRobustness, OutputIsBoundedByTheInput) {
+    const auto repeat = [](std::u16string_view piece, int times) {
+        fl::ustring text;
+        for (int i = 0; i < times; ++i)
+            text += piece;
+        return text;
+    };
+    Settings wide = settingsFor(FunctionIndentation::All);
+    wide.indentSize = 1024;
+    const struct {
+        const char* what;
+        fl::ustring text;
+        Settings settings;
+    } cases[] = {
+        {"100 KB of nested ifs", u"%\n" + repeat(u"if a\n", 20000), settingsFor(FunctionIndentation::All)},
+        {"short lines at indent size 1024", u"%\nif a\n" + repeat(u"x\n", 100000), wide},
+        {"a million tabs", u"%\nif a\n" + repeat(u"\t", 1 << 20) + u"x\nend\n", wide},
+    };
+    for (const auto& c : cases) {
+        const fl::ustring formatted = format(c.text, c.settings);
+        EXPECT_LE(formatted.size(), 8 * c.text.size() + 65536) << c.what;
+        EXPECT_EQ(linesWithoutIndentation(formatted), linesWithoutIndentation(c.text)) << c.what;
+    }
+    // Real nesting is far from the bound: 30 levels are re-indented.
+    const fl::ustring nested = u"%\n" + repeat(u"if a\n", 30) + u"x\n" + repeat(u"end\n", 30);
+    EXPECT_NE(format(nested, settingsFor(FunctionIndentation::All)).find(fl::ustring(120, u' ') + u"x\n"),
+              fl::ustring::npos);
 }
 
 }  // namespace

@@ -1,6 +1,4 @@
 #include "ca/formatting/legacy/indent_planner.hpp"
-#include <cstdio>
-#include <cstdlib>
 
 #include <algorithm>
 #include <string_view>
@@ -267,7 +265,6 @@ class Planner {
                 pendingComments_.push_back({i, own, statementColumn(continuing), lastCodeColumn_});
             return;
         }
-        if (std::getenv("FMT_DEBUG")) fprintf(stderr, "line %zu own %d continuing %d depth %d cont %d stmtCol %d stmtOwn %d\n", i, own, continuing, depth_, continueNext_, stmtColumn_, stmtOwn_);
         int column;
         if (continuing) {
             column = continuationColumn(own);
