@@ -56,6 +56,7 @@ const Rule kRules[] = {
      "        ];\nend\n", ""},
     {"aligned continuations keep their offset", "%\nif a\ny = [1 2 ...\n     3 4];\nz = f(a, ...\n  b);\nend\n",
      "%\nif a\n    y = [1 2 ...\n         3 4];\n    z = f(a, ...\n      b);\nend\n"},
+    {"... ends a command too", "%\ndisp hello ...\n    world\nx\n", ""},
     {"... in literals and comments", "%\nx = 'a...';\ny = 1; % more...\nz = 2 + ...\n% note\nw\n", ""},
     {"comments at the level around them stay, others go to the body's",
      "%\nif a\n% at the header\n  % astray\n      %% astray\n    x\n% before end\nend\n% after\n",
