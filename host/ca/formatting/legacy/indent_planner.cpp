@@ -185,14 +185,14 @@ class Planner {
                         depth = std::max(0, depth - 1);
                     continue;
                 }
-                if (depth > 0 || namesMethodEnd(tokens_, i, line.codeBegin)) continue;
+                if (depth > 0) continue;
                 if (t.kind == TokenKind::Keyword) {
                     if (isControlOpener(t) || isKeyword(t, u"switch") || isKeyword(t, u"classdef") ||
                         isKeyword(t, u"function")) {
                         hasFunction = hasFunction || isKeyword(t, u"function");
                         ++nesting;
                         ++opened;
-                    } else if (isKeyword(t, u"end")) {
+                    } else if (isKeyword(t, u"end") && !namesMethodEnd(tokens_, i, line.codeBegin)) {
                         ++ends;
                         if (nesting == 0)
                             ++orphans;
@@ -500,8 +500,8 @@ class Planner {
         const Token& first = tokens_[line.codeBegin];
         if (first.kind != TokenKind::Keyword) return false;
         const std::u16string_view word = first.text;
-        return word == u"end" || word == u"else" || word == u"elseif" || word == u"catch" || word == u"case" ||
-               word == u"otherwise";
+        return word == u"end" || word == u"else" || word == u"elseif" || word == u"catch" ||
+               word == u"case" || word == u"otherwise";
     }
 
     // Whether the innermost open construct was seen opening in the text, so that its kind can be trusted.
@@ -562,8 +562,8 @@ class Planner {
             // The first line may be cut inside a comment or text literal; only keywords that stand where a
             // statement starts are read as code there.
             if (readingFirstLine_ && !start) continue;
-            if (namesMethodEnd(tokens_, i, line.codeBegin)) continue;
             if (t.kind == TokenKind::Keyword) {
+                if (namesMethodEnd(tokens_, i, line.codeBegin)) continue;
                 readKeyword(lineIndex, t);
                 // A clause keyword may be followed by a statement on the same line.
                 atStatementStart =

@@ -37,14 +37,15 @@ std::vector<lexer::Token> LegacyFormatter::indentCode(std::vector<lexer::Token> 
         rewrites[l] = plan[l] && lines[l].number >= first && lines[l].number <= settings_.endLine &&
                       *plan[l] != leadingColumns(tokens, lines[l], tabSize);
 
-    std::size_t inputLength = 0, outputLength = 0;
+    std::size_t inputLength = 0;
+    for (const auto& token : tokens)
+        inputLength += token.text.size();
+    std::size_t outputLength = inputLength;
     for (std::size_t l = 0; l < lines.size(); ++l) {
-        const bool rewritten = rewrites[l];
-        for (std::size_t i = lines[l].begin; i < lines[l].end; ++i) {
-            inputLength += tokens[i].text.size();
-            if (i >= lines[l].codeBegin || !rewritten) outputLength += tokens[i].text.size();
-        }
-        if (rewritten) outputLength += blanksLength(*plan[l], settings_.insertSpaces, tabSize);
+        if (!rewrites[l]) continue;
+        for (std::size_t i = lines[l].begin; i < lines[l].codeBegin; ++i)
+            outputLength -= tokens[i].text.size();
+        outputLength += blanksLength(*plan[l], settings_.insertSpaces, tabSize);
     }
     // A text that would grow beyond the limit is left as it is rather than half re-indented.
     if (outputLength > outputLimit(inputLength)) return tokens;
