@@ -1,5 +1,6 @@
 #include "formatter_test_support.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -20,15 +21,7 @@ fl::ustring format(const fl::ustring& text, const Settings& settings) {
 }
 
 Settings settingsFor(FunctionIndentation style, BlankLines blanks) {
-    Settings settings;
-    settings.startLine = 0;
-    settings.endLine = 10000000;
-    settings.insertSpaces = true;
-    settings.tabSize = 4;
-    settings.indentSize = 4;
-    settings.functionIndentation = style;
-    settings.blankLines = blanks;
-    return settings;
+    return Settings{0, 10000000, true, 4, 4, style, blanks};
 }
 
 namespace {
@@ -90,23 +83,14 @@ std::vector<Example> loadStyleExamples() {
 }
 
 std::string firstDifference(const fl::ustring& expected, const fl::ustring& actual) {
-    std::size_t line = 1, start = 0;
-    std::size_t i = 0;
-    while (i < expected.size() && i < actual.size() && expected[i] == actual[i]) {
-        if (expected[i] == u'\n') {
-            ++line;
-            start = i + 1;
-        }
-        ++i;
-    }
-    if (i == expected.size() && i == actual.size()) return "no difference";
+    const auto diverge = std::mismatch(expected.begin(), expected.end(), actual.begin(), actual.end());
+    const std::size_t at = static_cast<std::size_t>(diverge.first - expected.begin());
+    const std::size_t start = expected.rfind(u'\n', at == 0 ? 0 : at - 1) + 1;  // npos + 1 == 0
     const auto lineOf = [&](const fl::ustring& text) {
-        const std::size_t end = text.find(u'\n', start);
-        return fl::i18n::to_string(
-            text.substr(start, end == fl::ustring::npos ? fl::ustring::npos : end - start));
+        return fl::i18n::to_string(text.substr(start, text.find(u'\n', start) - start));
     };
-    return "line " + std::to_string(line) + ":\n  expected |" + lineOf(expected) + "|\n  actual   |" +
-           lineOf(actual) + "|";
+    return "line " + std::to_string(std::count(expected.begin(), expected.begin() + start, u'\n') + 1) +
+           ":\n  expected |" + lineOf(expected) + "|\n  actual   |" + lineOf(actual) + "|";
 }
 
 }  // namespace formatter_test
