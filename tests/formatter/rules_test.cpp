@@ -76,7 +76,7 @@ const Rule kRules[] = {
      BlankLines::RemoveWhitespace},
     {"tabs", "%\nif a\n    if b\n\tif c\n\t    x\n\tend\n    end\nend\n", "", kAll, 4, true},
     {"tabs count to the next stop", "%\n\tx\n  y\n", "%\n\tx\n\ty\n", kAll, 4, true},
-    {"a line at its column keeps its blanks", "%\nif a\n        x\n    y\nend\n", "%\nif a\n    x\n    y\nend\n",
+    {"spaces become tabs", "%\nif a\n    if b\n            x\n    end\nend\n", "%\nif a\n    if b\n\tx\n    end\nend\n",
      kAll, 4, true},
     {"indent size 2", "%\nif a\n  for k = 1\n    x\n  end\nend\n", "", kAll, 2},
     {"first line anchors", "        if a\n        x\n  y\n    end\n      z\nend\nw\n",

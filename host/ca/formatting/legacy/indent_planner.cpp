@@ -278,9 +278,10 @@ class Planner {
             top.bodyFromFirstLine = false;
             if (baseKnown_ && column == top.bodyColumn) column = stmtColumn_ = top.bodyColumn = own;
         }
-        if (!baseKnown_) {
-            // The first line may be cut, so the first line after it stays where it is and anchors
-            // everything that follows.
+        const bool anchor = !baseKnown_;
+        if (anchor) {
+            // The first line may be cut, so the first line after it stays as it is, blanks and all (it may
+            // be the text of a block comment whose start was cut), and anchors everything that follows.
             shiftAll(own - column);
             column = own;
             baseKnown_ = true;
@@ -291,6 +292,7 @@ class Planner {
         pendingBlanks_.clear();
         placeComments(plan_[i]);
         lastCodeColumn_ = *plan_[i];
+        if (anchor) plan_[i].reset();
 
         if (kind == LineKind::Code) {
             readTokens(i, continuing);

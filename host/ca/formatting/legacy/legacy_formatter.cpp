@@ -30,12 +30,9 @@ std::vector<lexer::Token> LegacyFormatter::indentCode(std::vector<lexer::Token> 
     const std::vector<std::optional<int>> plan = planIndentation(tokens, lines, settings_);
     const std::uint32_t first = settings_.startLine == 0 ? 1 : settings_.startLine;
     const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings_.tabSize, 1, 1024));
-    // A line already at its column keeps its blanks: the text around a cut may be a block comment's or an
-    // author's alignment, which is not ours to rewrite.
     std::vector<bool> rewrites(lines.size());
     for (std::size_t l = 0; l < lines.size(); ++l)
-        rewrites[l] = plan[l] && lines[l].number >= first && lines[l].number <= settings_.endLine &&
-                      *plan[l] != leadingColumns(tokens, lines[l], tabSize);
+        rewrites[l] = plan[l] && lines[l].number >= first && lines[l].number <= settings_.endLine;
 
     std::size_t inputLength = 0;
     for (const auto& token : tokens)
