@@ -169,6 +169,7 @@ class Planner {
         int depth = initialDepth_;
         int nesting = 0, opened = 0, ends = 0, orphans = 0;
         bool hasFunction = false;
+        std::vector<bool> openFunctions;  // per open block: whether it is a function
         for (std::size_t l = scanStart(); l < lines_.size(); ++l) {
             const SourceLine& line = lines_[l];
             bool first = true;
@@ -190,18 +191,23 @@ class Planner {
                     if (isControlOpener(t) || isKeyword(t, u"switch") || isKeyword(t, u"classdef") ||
                         isKeyword(t, u"function")) {
                         hasFunction = hasFunction || isKeyword(t, u"function");
+                        openFunctions.push_back(isKeyword(t, u"function"));
                         ++nesting;
                         ++opened;
                     } else if (isKeyword(t, u"end") && !namesMethodEnd(tokens_, i, line.codeBegin)) {
                         ++ends;
-                        if (nesting == 0)
+                        if (nesting == 0) {
                             ++orphans;
-                        else
+                        } else {
                             --nesting;
+                            functionClosedByEnd_ = functionClosedByEnd_ || openFunctions.back();
+                            openFunctions.pop_back();
+                        }
                     }
                 } else if (atLineStart && t.kind == TokenKind::Identifier &&
                            (isClassBlockWord(t.text) || t.text == u"arguments") &&
                            opensContextualBlock(nextSignificant(tokens_, i, line.end))) {
+                    openFunctions.push_back(false);
                     ++nesting;
                     ++opened;
                 }
@@ -243,10 +249,8 @@ class Planner {
             if (mayBeCut) return;
             switch (settings_.blankLines) {
                 case BlankLines::Indent:
-                    if (baseKnown_)
-                        setPlan(i, statementColumn(continuing));
-                    else
-                        pendingBlanks_.push_back(i);
+                    // Before the first code line the level is unknown: a padded blank line stays as it is.
+                    if (baseKnown_) setPlan(i, statementColumn(continuing));
                     return;
                 case BlankLines::RemoveWhitespace:
                     setPlan(i, 0);
@@ -287,9 +291,6 @@ class Planner {
             baseKnown_ = true;
         }
         setPlan(i, column);
-        for (std::size_t blank : pendingBlanks_)
-            setPlan(blank, column);
-        pendingBlanks_.clear();
         placeComments(plan_[i]);
         lastCodeColumn_ = *plan_[i];
         if (anchor) plan_[i].reset();
@@ -401,7 +402,8 @@ class Planner {
             if (top.uncertain) top.caseColumn = std::min(own, top.bodyColumn);
             return top.caseColumn;
         }
-        if (word == u"function") return functionLineColumn(own);
+        if (word == u"function")
+            return functionLineColumn(static_cast<std::size_t>(&line - lines_.data()), own);
         return bodyColumn();
     }
 
@@ -427,7 +429,7 @@ class Planner {
 
     // A `function` line inside a function either starts a nested function or, when functions are not
     // closed by `end`, ends the open one and starts the next.
-    int functionLineColumn(int own) {
+    int functionLineColumn(std::size_t lineIndex, int own) {
         const int f = innermostFunction();
         // With nothing open, the line may end a function without `end` whose start was cut away.
         if (f < 0) return stack_.empty() ? orphanClosingColumn(own, 0) : bodyColumn();
@@ -441,8 +443,15 @@ class Planner {
                 return endsCoverOpeners_ ? bodyColumn() : closeFunctions(f, bodyColumn());
             return closeFunctions(f, own);
         } else if (open.bodyColumn == open.column) {
-            // Both readings put the line at the same column, so its indentation cannot tell.
-            nested = endsCoverOpeners_;
+            // Both readings put the line at the same column, so its indentation cannot tell. A function
+            // closed by `end` shows the text's style; failing that, in the mixed style a nested function's
+            // body is indented and a sibling's is not.
+            if (functionClosedByEnd_)
+                nested = true;
+            else if (settings_.functionIndentation == FunctionIndentation::Mixed)
+                nested = nextLineIndented(lineIndex, own);
+            else
+                nested = endsCoverOpeners_;
         } else {
             nested = own > open.column;
         }
@@ -647,6 +656,7 @@ class Planner {
     int initialDepth_ = 0;
     FunctionStyleEvidence functionEvidence_ = FunctionStyleEvidence::Uncertain;
     bool endsCoverOpeners_ = true;
+    bool functionClosedByEnd_ = false;  // an `end` in the text closes a function opened in it
 
     std::vector<Frame> stack_;
     int base_ = 0;
@@ -658,7 +668,6 @@ class Planner {
     int stmtColumn_ = 0;
     int stmtOwn_ = 0;  // the statement's first line's own indentation
     int lastCodeColumn_ = 0;
-    std::vector<std::size_t> pendingBlanks_;
     struct PendingComment {
         std::size_t line;
         int own;
