@@ -26,6 +26,7 @@ struct Rule {
     int indent = 4;
     bool tabs = false;  // tab size 8, tabs
     BlankLines blanks = BlankLines::Indent;
+    std::uint32_t startLine = 0, endLine = 10000000;
 };
 
 // The first line of most texts below is "%": the first line is never changed and anchors the rest by its
@@ -90,6 +91,10 @@ const Rule kRules[] = {
     {"first line cut in a text holding ...", "the quick fox's \" + ...\n         'back';\n   disp(x)\n   y\n",
      "the quick fox's \" + ...\n         'back';\n   disp(x)\n   y\n"},
     {"first line cut in a matrix", " \"b\"\n  \"c\"];\nx = 1;\n", " \"b\"\n  \"c\"];\nx = 1;\n"},
+    {"a line range", "%\nif a\nx\ny\nz\nend\n", "%\nif a\n    x\n    y\nz\nend\n", kAll, 4, false, BlankLines::Indent, 3, 4},
+    {"a range from the first line", "%\nif a\nx\ny\nz\nend\n", "%\nif a\n    x\ny\nz\nend\n", kAll, 4, false,
+     BlankLines::Indent, 0, 3},
+    {"an empty range", "%\nif a\nx\nend\n", "%\nif a\nx\nend\n", kAll, 4, false, BlankLines::Indent, 5, 4},
 };
 // clang-format on
 
@@ -99,28 +104,14 @@ TEST(FormatterRules, Table) {
         settings.indentSize = static_cast<std::uint32_t>(rule.indent);
         settings.insertSpaces = !rule.tabs;
         if (rule.tabs) settings.tabSize = 8;
+        settings.startLine = rule.startLine;
+        settings.endLine = rule.endLine;
         const std::string input =
             rule.expected.empty() ? std::regex_replace(rule.input, std::regex("\n[ \t]+"), "\n") : rule.input;
         const std::string expected = rule.expected.empty() ? rule.input : rule.expected;
         EXPECT_EQ(fl::i18n::to_string(format(fl::i18n::to_ustring(input), settings)), expected)
             << rule.what << ", from:\n"
             << input;
-    }
-}
-
-TEST(FormatterRules, OnlyLinesInTheRangeChange) {
-    const fl::ustring text = u"%\nif a\nx\ny\nz\nend\n";
-    Settings range = settingsFor(kAll);
-    const struct {
-        std::uint32_t start, end;
-        const char16_t* expected;
-    } cases[] = {{3, 4, u"%\nif a\n    x\n    y\nz\nend\n"},
-                 {0, 3, u"%\nif a\n    x\ny\nz\nend\n"},
-                 {5, 4, text.c_str()}};
-    for (const auto& c : cases) {
-        range.startLine = c.start;
-        range.endLine = c.end;
-        EXPECT_EQ(format(text, range), c.expected) << c.start << "-" << c.end;
     }
 }
 
