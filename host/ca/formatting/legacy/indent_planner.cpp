@@ -274,7 +274,7 @@ class Planner {
             column = continuationColumn(own);
         } else {
             column = codeLineColumn(line, own);
-            stmtColumn_ = column;
+            stmtColumn_ = std::max(column, 0);  // levels never go below 0, nor what is placed after them
             stmtOwn_ = own;
         }
         if (!continuing && !stack_.empty() && stack_.back().bodyFromFirstLine) {
@@ -449,7 +449,7 @@ class Planner {
             if (functionClosedByEnd_)
                 nested = true;
             else if (settings_.functionIndentation == FunctionIndentation::Mixed)
-                nested = nextLineIndented(lineIndex, own);
+                nested = nextLineIndented(lineIndex, bodyColumn());  // where either reading puts the line
             else
                 nested = endsCoverOpeners_;
         } else {
