@@ -716,12 +716,19 @@ bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& li
     return isUnterminatedLiteral(*last);
 }
 
-std::size_t linesMoved(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines,
-                       const std::vector<std::optional<int>>& plan, int tabSize) {
-    std::size_t moved = 0;
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        if (plan[i] && *plan[i] != leadingColumns(tokens, lines[i], tabSize)) ++moved;
-    return moved;
+// Lines whose leading blanks the plan rewrites (a line at its column but in spaces where tabs are asked
+// for counts too, so that the reading chosen for a formatted text is the one that formatted it).
+std::size_t linesChanged(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines,
+                         const std::vector<std::optional<int>>& plan, const Settings& settings, int tabSize) {
+    std::size_t changed = 0;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (!plan[i]) continue;
+        fl::ustring blanks;
+        for (std::size_t t = lines[i].begin; t < lines[i].codeBegin; ++t)
+            blanks += tokens[t].text;
+        if (blanks != indentationText(*plan[i], settings.insertSpaces, tabSize)) ++changed;
+    }
+    return changed;
 }
 
 }  // namespace
@@ -734,7 +741,8 @@ std::vector<std::optional<int>> planIndentation(const std::vector<Token>& tokens
     // Both readings are possible; the one that fits the text as it stands wins.
     auto continued = Planner(tokens, lines, settings, true).run();
     const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings.tabSize, 1, 1024));
-    return linesMoved(tokens, lines, continued, tabSize) < linesMoved(tokens, lines, plan, tabSize)
+    return linesChanged(tokens, lines, continued, settings, tabSize) <
+                   linesChanged(tokens, lines, plan, settings, tabSize)
                ? continued
                : plan;
 }
