@@ -1,0 +1,213 @@
+#include "fit/final_check.hpp"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "ca/messages/single_file_messages.hpp"
+#include "ca/single_file_analyzer.hpp"
+#include "fit/text_lines.hpp"
+#include "fl/i18n.hpp"
+
+namespace fit {
+namespace {
+
+using lf::astapi::NodeKind;
+
+// The window reaches the enclosing functions' starts and ends, but no further than this.
+constexpr std::size_t kMostWindowLines = 400;
+constexpr std::size_t kMostWindowUnits = 16000;
+
+bool startsWithWord(std::u16string_view code, std::u16string_view word) {
+    return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
+}
+
+std::u16string_view lineAt(const fl::ustring& file, std::size_t start) {
+    return std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+}
+
+bool opensUnit(std::u16string_view line) {
+    return startsWithWord(line, u"function") || startsWithWord(line, u"classdef");
+}
+
+// Code at the margin that closes nothing: where a window may start or end when no function line is near.
+bool isMarginStatement(std::u16string_view line) {
+    if (line.empty() || !text::isWordChar(line.front())) return false;
+    for (std::u16string_view closer : {u"end", u"else", u"elseif", u"case", u"catch", u"otherwise"})
+        if (startsWithWord(line, closer)) return false;
+    return true;
+}
+
+// Offset of the line where the window starts: the nearest function or class line above `from`, else the
+// farthest statement at the margin within reach, else the limit.
+std::size_t windowStart(const fl::ustring& file, std::size_t from) {
+    std::size_t start = text::lineStart(file, from);
+    std::size_t margin = fl::ustring::npos;
+    for (std::size_t seen = 0; start > 0 && seen < kMostWindowLines && from - start < kMostWindowUnits;
+         ++seen) {
+        start = text::lineStart(file, start - 1);
+        const std::u16string_view line = lineAt(file, start);
+        if (opensUnit(line)) return start;
+        if (isMarginStatement(line)) margin = start;
+    }
+    if (start == 0) return 0;
+    return margin != fl::ustring::npos ? margin : start;
+}
+
+// Offset just past the window: the start of the next function or class line below `from`, else of the
+// farthest statement at the margin within reach, else the limit.
+std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
+    std::size_t start = text::nextLineStart(file, from);
+    std::size_t margin = fl::ustring::npos;
+    for (std::size_t seen = 0;
+         start < file.size() && seen < kMostWindowLines && start - from < kMostWindowUnits; ++seen) {
+        const std::u16string_view line = lineAt(file, start);
+        if (opensUnit(line)) return start;
+        if (isMarginStatement(line)) margin = start;
+        start = text::nextLineStart(file, start);
+    }
+    if (start >= file.size()) return file.size();
+    return margin != fl::ustring::npos ? margin : start;
+}
+
+bool needsEnd(NodeKind kind) {
+    switch (kind) {
+        case NodeKind::If:
+        case NodeKind::For:
+        case NodeKind::While:
+        case NodeKind::Switch:
+        case NodeKind::Try:
+        case NodeKind::Parfor:
+        case NodeKind::Spmd:
+        case NodeKind::ClassDef:
+        case NodeKind::Properties:
+        case NodeKind::Methods:
+        case NodeKind::Events:
+        case NodeKind::Enumeration:
+        case NodeKind::Arguments:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool isCompound(NodeKind kind) {
+    return needsEnd(kind) || kind == NodeKind::Function || kind == NodeKind::MethodDefinition;
+}
+
+struct Block {
+    std::uint32_t opener;
+    std::uint32_t closer;
+    std::size_t closing;  // offset of the block's last code unit
+    bool needsEnd;
+    bool closedByEnd;
+};
+
+// Every compound construct of the analysis, outer ones before the ones they hold, walked with an
+// explicit stack.
+std::vector<Block> blocksOf(const ca::Analysis& analysis) {
+    const fl::ustring& code = analysis.getText();
+    std::vector<Block> blocks;
+    std::vector<lf::astapi::Node<ca::astapi::CA>> pending{analysis.getRootNode()};
+    while (!pending.empty()) {
+        const auto node = pending.back();
+        pending.pop_back();
+        if (isCompound(node.getKind())) {
+            const std::size_t closing = node.getClosingPosition();
+            const bool byEnd = closing >= 2 && closing < code.size() &&
+                               std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
+                               (closing < 3 || !text::isWordChar(code[closing - 3]));
+            blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
+                              needsEnd(node.getKind()), byEnd});
+        }
+        for (std::size_t i = node.getChildCount(); i > 0; --i)
+            pending.push_back(node.getChild(i - 1));
+    }
+    return blocks;
+}
+
+// Lines of the window after the edit compared with those before it: the same line, or 0 for a line
+// inside the edit.
+struct LineMap {
+    std::uint32_t firstEdited = 0;
+    std::uint32_t lastBefore = 0;
+    std::uint32_t lastAfter = 0;
+    std::uint32_t before(std::uint32_t line) const {
+        return line < firstEdited ? line : line > lastBefore ? line : 0;
+    }
+    std::uint32_t after(std::uint32_t line) const {
+        return line < firstEdited ? line : line > lastAfter ? line - lastAfter + lastBefore : 0;
+    }
+};
+
+std::string describe(const ca::messages::Message& message, std::uint32_t line) {
+    return fl::i18n::to_string(message.getText()) + " (line " + std::to_string(line) + ")";
+}
+
+}  // namespace
+
+CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
+    CheckResult result;
+    result.atEndOfFile = text::isBlankText(std::u16string_view(file).substr(edit.end));
+    const std::size_t start = windowStart(file, edit.start);
+    const std::size_t end = std::max(windowEnd(file, edit.end), edit.end);
+    const fl::ustring before = file.substr(start, end - start);
+    fl::ustring after = file.substr(start, edit.start - start);
+    after.append(edit.text).append(std::u16string_view(file).substr(edit.end, end - edit.end));
+
+    LineMap lines;
+    lines.firstEdited = static_cast<std::uint32_t>(text::lineNumberAt(before, edit.start - start));
+    lines.lastBefore = static_cast<std::uint32_t>(text::lineNumberAt(before, edit.end - start));
+    lines.lastAfter = static_cast<std::uint32_t>(
+        lines.lastBefore + text::countLineFeeds(edit.text) -
+        text::countLineFeeds(std::u16string_view(file).substr(edit.start, edit.end - edit.start)));
+    const std::uint32_t linesAbove = static_cast<std::uint32_t>(text::lineNumberAt(file, start) - 1);
+
+    const auto oldAnalysis = ca::analyzeWholeFile(before);
+    const auto newAnalysis = ca::analyzeWholeFile(after);
+    const ca::messages::MessageOptions errorsOfWholeFile{true, false, true};
+
+    std::multiset<std::pair<std::string, std::uint32_t>> known;
+    for (const auto& message : ca::messages::messagesOf(*oldAnalysis, errorsOfWholeFile))
+        known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
+    for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
+        const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
+        if (at != known.end()) {
+            known.erase(at);
+            continue;
+        }
+        if (result.finding.empty())
+            result.finding = "a new error: " + describe(message, message.getPosition().line + linesAbove);
+    }
+
+    // Blocks closed below the edit: each closing line must still close the block it closed, that is be
+    // the closing of no block nested deeper than that one.
+    const std::size_t editEnd = edit.start - start + edit.text.size();
+    const std::ptrdiff_t shift =
+        static_cast<std::ptrdiff_t>(edit.text.size()) - static_cast<std::ptrdiff_t>(edit.end - edit.start);
+    std::map<std::size_t, std::uint32_t> innermostOpener;  // by closing offset in the old window
+    for (const Block& block : blocksOf(*newAnalysis)) {
+        if (block.closing >= editEnd)
+            innermostOpener[static_cast<std::size_t>(static_cast<std::ptrdiff_t>(block.closing) - shift)] =
+                lines.after(block.opener);
+        const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
+        if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
+    }
+    for (const Block& block : blocksOf(*oldAnalysis)) {
+        if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
+        const auto found = innermostOpener.find(block.closing);
+        if (found == innermostOpener.end() || found->second != lines.before(block.opener))
+            result.finding = "the block opened at line " + std::to_string(block.opener + linesAbove) +
+                             " would no longer be closed by the line that closes it (line " +
+                             std::to_string(block.closer + linesAbove) + ")";
+    }
+    if (result.unclosedBlocks > 0 && result.finding.empty())
+        result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +
+                         (result.unclosedBlocks == 1 ? " block" : " blocks") + " it does not close";
+    result.passed = result.finding.empty();
+    return result;
+}
+
+}  // namespace fit

@@ -1,0 +1,95 @@
+// The edit that reaches the file, for the places an editor's cursor usually is, through the real
+// library, analyser and formatter with replies as models write them.
+#include "fit/completion_edit.hpp"
+
+#include <gtest/gtest.h>
+
+#include "fit_support.hpp"
+#include "fl/i18n.hpp"
+
+namespace {
+
+using fit_testing::applied;
+using fit_testing::completeWithReply;
+using fit_testing::unmark;
+
+std::string fenced(const std::string& code) {
+    return "Here it is:\n```ostrel\n" + code + "\n```\n";
+}
+
+struct Row {
+    const char* name;
+    std::string file;      // with the cursor marked "<|>"
+    std::string reply;     // the model's whole reply
+    std::string expected;  // the file after the edit ("" when nothing is offered)
+    std::string emptyStage = "";
+};
+
+const Row kRows[] = {
+    {"end of a complete line starts a new line", "x = 1;\nx = 5<|>\nz = 3;\n", fenced("y = 2;"),
+     "x = 1;\nx = 5\ny = 2;\nz = 3;\n"},
+    {"an infill reply that starts with a line break", "x = 1;\nx = 5<|>\nz = 3;\n",
+     "```ostrel\n\ny = 2;\n```", "x = 1;\nx = 5\ny = 2;\nz = 3;\n"},
+    {"after an end", "for k = 1:3\n    s = k;\nend<|>\n", fenced("period = 2;"),
+     "for k = 1:3\n    s = k;\nend\nperiod = 2;\n"},
+    {"after a statement's semicolon", "a = 1;<|>\n", fenced("b = a + 1;"), "a = 1;\nb = a + 1;\n"},
+    {"auto-indented blank line, reply from column 1", "function r = f(a)\n    r = a;\n    <|>\nend\n",
+     fenced("if a > 0\n    r = 1;\nend\nr = r + 1;"),
+     "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\n    r = r + 1;\nend\n"},
+    {"column 1 of a blank line, reply from column 1", "function r = f(a)\n    r = a;\n<|>\nend\n",
+     fenced("if a > 0\n    r = 1;\nend\nr = r + 1;"),
+     "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\n    r = r + 1;\nend\n"},
+    {"above an end the editor inserted", "for k = 1:5\n    <|>\nend\n", fenced("if k > 2\n    disp(k);\nend"),
+     "for k = 1:5\n    if k > 2\n        disp(k);\n    end\nend\n"},
+    {"inside a function above its end", "function f()\n    x = 1;\n    <|>\nend\n",
+     fenced("for k = 1:3\n    x = x + k;\nend"),
+     "function f()\n    x = 1;\n    for k = 1:3\n        x = x + k;\n    end\nend\n"},
+    {"bottom of a file, the last end re-indented", "x = 1;\n<|>",
+     fenced("if x > 0\n            y = 2;\n            end"), "x = 1;\nif x > 0\n    y = 2;\nend"},
+    {"bottom of a tab-indented file", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
+     fenced("while x > 0\n    x = x - 1;\nend"),
+     "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
+    {"an if at the end of a file is closed", "x = 1;\nif <|>", fenced("x > 0\n    y = 1;"),
+     "x = 1;\nif x > 0\n    y = 1;\nend"},
+    {"inside a word", "n = 3;\nz = zer<|>os(n, 1)\n", fenced("zeros(n, 1);"), "n = 3;\nz = zeros(n, 1);\n"},
+    {"the model restarts the line", "function r = f(total)\n    r = total<|>\nend\n",
+     fenced("    r = total + 1;"), "function r = f(total)\n    r = total + 1;\nend\n"},
+    {"a blank after the cursor stays", "switch k\n    case 1\n        x = 1;\n    case<|>\nend\n",
+     fenced(" 2"), "switch k\n    case 1\n        x = 1;\n    case 2\nend\n"},
+    {"a CRLF file keeps CRLF", "x = 1;\r\nfor k = 1:3\r\n    <|>\r\nend\r\n", fenced("y = k;\nz = y;"),
+     "x = 1;\r\nfor k = 1:3\r\n    y = k;\r\n    z = y;\r\nend\r\n"},
+    {"the rest of the line is replaced, not repeated", "x = foo(<|>)\n", fenced("1, 2)"), "x = foo(1, 2)\n"},
+    {"an error the reply adds is not offered", "x = 1;\n<|>\ny = 2;\n", fenced("z = (x + ;"), "",
+     "validation"},
+    {"an end too many is not offered", "function f()\n    x = 1;\n    <|>\nend\n", fenced("x = 2;\nend\nend"),
+     "", "final check"},
+};
+
+class CompletionEditRows : public ::testing::TestWithParam<Row> {};
+
+TEST_P(CompletionEditRows, FileAfterTheEdit) {
+    const Row& row = GetParam();
+    const auto [file, cursor] = unmark(row.file);
+    const fit::StageTexts stages = completeWithReply(file, cursor, row.reply);
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+    SCOPED_TRACE("completion: " + fl::i18n::to_string(stages.completion) + "\nreason: " + fitted.reason);
+    if (row.expected.empty()) {
+        EXPECT_FALSE(fitted.edit.has_value()) << applied(file, fitted);
+        EXPECT_EQ(fitted.emptyStage, row.emptyStage);
+        EXPECT_FALSE(fitted.reason.empty());
+        return;
+    }
+    ASSERT_TRUE(fitted.edit.has_value()) << fitted.emptyStage;
+    EXPECT_EQ(applied(file, fitted), row.expected);
+    // An editor shows the text at the cursor: the edit starts there unless it re-indents the line.
+    EXPECT_LE(fitted.edit->start, cursor);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CompletionEditRows, ::testing::ValuesIn(kRows), [](const auto& info) {
+    std::string name;
+    for (char c : std::string(info.param.name))
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    return name;
+});
+
+}  // namespace
