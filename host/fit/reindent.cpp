@@ -91,9 +91,9 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
     std::size_t best = 0;
     for (std::size_t step = 1; step < steps.size(); ++step)
         if (steps[step] > steps[best]) best = step;
-    if (!style.insertSpaces)
+    if (tabbed > spaced)
         style.indentSize = style.tabSize;
-    else if (best > 0)
+    else if (spaced > tabbed && best > 0)
         style.indentSize = static_cast<unsigned>(best);
     if (bodyEvidence > 0 && style.functionIndent == 0) style.functionIndent = 2;
     if (bodyEvidence < 0) style.functionIndent = 0;
