@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "ca/lexer/token.hpp"
 #include "ca/messages/single_file_messages.hpp"
 #include "ca/single_file_analyzer.hpp"
 #include "fit/text_lines.hpp"
@@ -40,36 +41,55 @@ bool isMarginStatement(std::u16string_view line) {
     return true;
 }
 
-// Offset of the line where the window starts: the nearest function or class line above `from`, else the
+// Function and class lines the window reaches on each side of the edit: the neighbours are there so
+// that rules across functions (all closed by `end` or none, no two of one name) are seen.
+constexpr int kUnitsEachSide = 2;
+
+// Offset of the line where the window starts: the second function or class line above `from`, else the
 // farthest statement at the margin within reach, else the limit.
 std::size_t windowStart(const fl::ustring& file, std::size_t from) {
     std::size_t start = text::lineStart(file, from);
     std::size_t margin = fl::ustring::npos;
+    int units = 0;
     for (std::size_t seen = 0; start > 0 && seen < kMostWindowLines && from - start < kMostWindowUnits;
          ++seen) {
         start = text::lineStart(file, start - 1);
         const std::u16string_view line = lineAt(file, start);
-        if (opensUnit(line)) return start;
-        if (isMarginStatement(line)) margin = start;
+        if (opensUnit(line) && ++units == kUnitsEachSide) return start;
+        if (opensUnit(line) || isMarginStatement(line)) margin = start;
     }
     if (start == 0) return 0;
     return margin != fl::ustring::npos ? margin : start;
 }
 
-// Offset just past the window: the start of the next function or class line below `from`, else of the
-// farthest statement at the margin within reach, else the limit.
+// Offset just past the window: past the second function or class line below `from` (the line itself is
+// in the window, so that what the edit leaves open runs into it), else the farthest statement at the
+// margin within reach, else the limit.
 std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
     std::size_t start = text::nextLineStart(file, from);
     std::size_t margin = fl::ustring::npos;
+    int units = 0;
     for (std::size_t seen = 0;
          start < file.size() && seen < kMostWindowLines && start - from < kMostWindowUnits; ++seen) {
         const std::u16string_view line = lineAt(file, start);
-        if (opensUnit(line)) return start;
-        if (isMarginStatement(line)) margin = start;
-        start = text::nextLineStart(file, start);
+        const std::size_t next = text::nextLineStart(file, start);
+        if (opensUnit(line) && ++units == kUnitsEachSide) return next;
+        if (opensUnit(line) || isMarginStatement(line)) margin = next;
+        start = next;
     }
     if (start >= file.size()) return file.size();
     return margin != fl::ustring::npos ? margin : start;
+}
+
+// Brackets left open at the end of a text.
+int openBrackets(const fl::ustring& code) {
+    int depth = 0;
+    for (const ca::lexer::Token& token : ca::lexer::lex(code)) {
+        if (token.kind != ca::lexer::TokenKind::Punctuation || token.text.size() != 1) continue;
+        const char16_t c = token.text[0];
+        depth += (c == u'(' || c == u'[' || c == u'{') ? 1 : (c == u')' || c == u']' || c == u'}') ? -1 : 0;
+    }
+    return depth;
 }
 
 bool needsEnd(NodeKind kind) {
@@ -103,6 +123,7 @@ struct Block {
     std::size_t closing;  // offset of the block's last code unit
     bool needsEnd;
     bool closedByEnd;
+    bool isFunction;
 };
 
 // Every compound construct of the analysis, outer ones before the ones they hold, walked with an
@@ -120,7 +141,7 @@ std::vector<Block> blocksOf(const ca::Analysis& analysis) {
                                std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
                                (closing < 3 || !text::isWordChar(code[closing - 3]));
             blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
-                              needsEnd(node.getKind()), byEnd});
+                              needsEnd(node.getKind()), byEnd, node.getKind() == NodeKind::Function});
         }
         for (std::size_t i = node.getChildCount(); i > 0; --i)
             pending.push_back(node.getChild(i - 1));
@@ -195,6 +216,21 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
+    // Functions outside the edit keep their form: the functions of a file are all closed by `end` or
+    // none is, so an `end` that closes one of them reaches every function of the file.
+    std::map<std::uint32_t, bool> functionClosedByEnd;
+    for (const Block& block : blocksOf(*newAnalysis))
+        if (block.isFunction && lines.after(block.opener) != 0)
+            functionClosedByEnd[lines.after(block.opener)] = block.closedByEnd;
+    for (const Block& block : blocksOf(*oldAnalysis)) {
+        if (!block.isFunction || lines.before(block.opener) == 0 || !result.finding.empty()) continue;
+        const auto found = functionClosedByEnd.find(block.opener);
+        if (found != functionClosedByEnd.end() && found->second != block.closedByEnd)
+            result.finding = std::string("the function at line ") +
+                             std::to_string(block.opener + linesAbove) +
+                             (block.closedByEnd ? " would lose its `end`"
+                                                : " would be closed by an `end` of the completion");
+    }
     for (const Block& block : blocksOf(*oldAnalysis)) {
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
         const auto found = innermostOpener.find(block.closing);
@@ -203,6 +239,9 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
                              " would no longer be closed by the line that closes it (line " +
                              std::to_string(block.closer + linesAbove) + ")";
     }
+    // At the end of the file a whole-file reading reports what is left open; a fragment's would not.
+    if (end == file.size() && result.finding.empty() && openBrackets(after) > openBrackets(before))
+        result.finding = "the completion leaves a bracket open at the end of the file";
     if (result.unclosedBlocks > 0 && result.finding.empty())
         result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +
                          (result.unclosedBlocks == 1 ? " block" : " blocks") + " it does not close";
