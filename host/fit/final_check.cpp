@@ -18,8 +18,8 @@ namespace {
 using lf::astapi::NodeKind;
 
 // The window reaches the enclosing functions' starts and ends, but no further than this.
-constexpr std::size_t kMostWindowLines = 400;
-constexpr std::size_t kMostWindowUnits = 16000;
+constexpr std::size_t kMostWindowLines = 200;
+constexpr std::size_t kMostWindowUnits = 8000;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
@@ -163,8 +163,8 @@ struct LineMap {
     }
 };
 
-std::string describe(const ca::messages::Message& message, std::uint32_t line) {
-    return fl::i18n::to_string(message.getText()) + " (line " + std::to_string(line) + ")";
+std::string describe(const ca::messages::Message& message, const std::string& line) {
+    return fl::i18n::to_string(message.getText()) + " (line " + line + ")";
 }
 
 }  // namespace
@@ -184,7 +184,10 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
     lines.lastAfter = static_cast<std::uint32_t>(
         lines.lastBefore + text::countLineFeeds(edit.text) -
         text::countLineFeeds(std::u16string_view(file).substr(edit.start, edit.end - edit.start)));
-    const std::uint32_t linesAbove = static_cast<std::uint32_t>(text::lineNumberAt(file, start) - 1);
+    // Lines of the file above the window, counted only to word a finding.
+    const auto fileLine = [&](std::uint32_t windowLine) {
+        return std::to_string(text::lineNumberAt(file, start) - 1 + windowLine);
+    };
 
     const auto oldAnalysis = ca::analyzeWholeFile(before);
     const auto newAnalysis = ca::analyzeWholeFile(after);
@@ -200,7 +203,7 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
             continue;
         }
         if (result.finding.empty())
-            result.finding = "a new error: " + describe(message, message.getPosition().line + linesAbove);
+            result.finding = "a new error: " + describe(message, fileLine(message.getPosition().line));
     }
 
     // Blocks closed below the edit: each closing line must still close the block it closed, that is be
@@ -209,7 +212,9 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
     const std::ptrdiff_t shift =
         static_cast<std::ptrdiff_t>(edit.text.size()) - static_cast<std::ptrdiff_t>(edit.end - edit.start);
     std::map<std::size_t, std::uint32_t> innermostOpener;  // by closing offset in the old window
-    for (const Block& block : blocksOf(*newAnalysis)) {
+    const std::vector<Block> oldBlocks = blocksOf(*oldAnalysis);
+    const std::vector<Block> newBlocks = blocksOf(*newAnalysis);
+    for (const Block& block : newBlocks) {
         if (block.closing >= editEnd)
             innermostOpener[static_cast<std::size_t>(static_cast<std::ptrdiff_t>(block.closing) - shift)] =
                 lines.after(block.opener);
@@ -219,25 +224,24 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
     // Functions outside the edit keep their form: the functions of a file are all closed by `end` or
     // none is, so an `end` that closes one of them reaches every function of the file.
     std::map<std::uint32_t, bool> functionClosedByEnd;
-    for (const Block& block : blocksOf(*newAnalysis))
+    for (const Block& block : newBlocks)
         if (block.isFunction && lines.after(block.opener) != 0)
             functionClosedByEnd[lines.after(block.opener)] = block.closedByEnd;
-    for (const Block& block : blocksOf(*oldAnalysis)) {
+    for (const Block& block : oldBlocks) {
         if (!block.isFunction || lines.before(block.opener) == 0 || !result.finding.empty()) continue;
         const auto found = functionClosedByEnd.find(block.opener);
         if (found != functionClosedByEnd.end() && found->second != block.closedByEnd)
-            result.finding = std::string("the function at line ") +
-                             std::to_string(block.opener + linesAbove) +
+            result.finding = std::string("the function at line ") + fileLine(block.opener) +
                              (block.closedByEnd ? " would lose its `end`"
                                                 : " would be closed by an `end` of the completion");
     }
-    for (const Block& block : blocksOf(*oldAnalysis)) {
+    for (const Block& block : oldBlocks) {
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
         const auto found = innermostOpener.find(block.closing);
         if (found == innermostOpener.end() || found->second != lines.before(block.opener))
-            result.finding = "the block opened at line " + std::to_string(block.opener + linesAbove) +
+            result.finding = "the block opened at line " + fileLine(block.opener) +
                              " would no longer be closed by the line that closes it (line " +
-                             std::to_string(block.closer + linesAbove) + ")";
+                             fileLine(block.closer) + ")";
     }
     // At the end of the file a whole-file reading reports what is left open; a fragment's would not.
     if (end == file.size() && result.finding.empty() && openBrackets(after) > openBrackets(before))
