@@ -149,6 +149,14 @@ std::vector<Block> blocksOf(const ca::Analysis& analysis) {
     return blocks;
 }
 
+// How far the functions' forms are mixed: the fewer of those closed by `end` and those without it.
+std::size_t mixedFunctionForms(const std::vector<Block>& blocks) {
+    std::size_t closed = 0, open = 0;
+    for (const Block& block : blocks)
+        if (block.isFunction) (block.closedByEnd ? closed : open) += 1;
+    return std::min(closed, open);
+}
+
 // Lines of the window after the edit compared with those before it: the same line, or 0 for a line
 // inside the edit.
 struct LineMap {
@@ -194,8 +202,11 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
     const ca::messages::MessageOptions errorsOfWholeFile{true, false, true};
 
     std::multiset<std::pair<std::string, std::uint32_t>> known;
-    for (const auto& message : ca::messages::messagesOf(*oldAnalysis, errorsOfWholeFile))
+    std::set<std::uint32_t> linesWithErrors;  // of the window as it was
+    for (const auto& message : ca::messages::messagesOf(*oldAnalysis, errorsOfWholeFile)) {
         known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
+        linesWithErrors.insert(message.getPosition().line);
+    }
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
         const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
         if (at != known.end()) {
@@ -221,24 +232,18 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
-    // Functions outside the edit keep their form: the functions of a file are all closed by `end` or
-    // none is, so an `end` that closes one of them reaches every function of the file.
-    std::map<std::uint32_t, bool> functionClosedByEnd;
-    for (const Block& block : newBlocks)
-        if (block.isFunction && lines.after(block.opener) != 0)
-            functionClosedByEnd[lines.after(block.opener)] = block.closedByEnd;
-    for (const Block& block : oldBlocks) {
-        if (!block.isFunction || lines.before(block.opener) == 0 || !result.finding.empty()) continue;
-        const auto found = functionClosedByEnd.find(block.opener);
-        if (found != functionClosedByEnd.end() && found->second != block.closedByEnd)
-            result.finding = std::string("the function at line ") + fileLine(block.opener) +
-                             (block.closedByEnd ? " would lose its `end`"
-                                                : " would be closed by an `end` of the completion");
-    }
+    // The functions of a file are all closed by `end` or none is: an edit must not mix the two forms
+    // where they were not mixed (it may mend a function the file left without its `end`).
+    if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
+        result.finding = "the completion would mix functions closed by `end` with functions without it";
     for (const Block& block : oldBlocks) {
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
+        // A block the file already reports as broken (an opener without its `end`, say) may be mended.
+        if (linesWithErrors.count(block.opener) || linesWithErrors.count(block.closer)) continue;
+        // The line must still close something, and not a block the completion opens: closing instead
+        // a block above that the file left open mends the file.
         const auto found = innermostOpener.find(block.closing);
-        if (found == innermostOpener.end() || found->second != lines.before(block.opener))
+        if (found == innermostOpener.end() || (found->second == 0 && lines.before(block.opener) != 0))
             result.finding = "the block opened at line " + fileLine(block.opener) +
                              " would no longer be closed by the line that closes it (line " +
                              fileLine(block.closer) + ")";
