@@ -223,12 +223,16 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
     const std::ptrdiff_t shift =
         static_cast<std::ptrdiff_t>(edit.text.size()) - static_cast<std::ptrdiff_t>(edit.end - edit.start);
     std::map<std::size_t, std::uint32_t> innermostOpener;  // by closing offset in the old window
+    std::map<std::size_t, std::uint32_t> innermostByNewClosing;
+    std::map<std::uint32_t, const Block*> newBlockOpenedAt;  // blocks opened outside the edit
     const std::vector<Block> oldBlocks = blocksOf(*oldAnalysis);
     const std::vector<Block> newBlocks = blocksOf(*newAnalysis);
     for (const Block& block : newBlocks) {
         if (block.closing >= editEnd)
             innermostOpener[static_cast<std::size_t>(static_cast<std::ptrdiff_t>(block.closing) - shift)] =
                 lines.after(block.opener);
+        innermostByNewClosing[block.closing] = block.opener;
+        if (lines.after(block.opener) != 0) newBlockOpenedAt[lines.after(block.opener)] = &block;
         const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
@@ -243,7 +247,15 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         // The line must still close something, and not a block the completion opens: closing instead
         // a block above that the file left open mends the file.
         const auto found = innermostOpener.find(block.closing);
-        if (found == innermostOpener.end() || (found->second == 0 && lines.before(block.opener) != 0))
+        if (found != innermostOpener.end() && (found->second != 0 || lines.before(block.opener) == 0))
+            continue;
+        // A block the completion opens may take the line when the completion closes this block itself.
+        const auto reopened = newBlockOpenedAt.find(block.opener);
+        const bool closedByItsOwn =
+            found != innermostOpener.end() && reopened != newBlockOpenedAt.end() &&
+            reopened->second->closedByEnd &&
+            innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
+        if (!closedByItsOwn)
             result.finding = "the block opened at line " + fileLine(block.opener) +
                              " would no longer be closed by the line that closes it (line " +
                              fileLine(block.closer) + ")";
