@@ -55,7 +55,8 @@ class EditFitter {
 
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         Attempt attempt;
-        for (const Edit& candidate : candidateEdits(file_, cursor_, lines, shape)) {
+        for (Edit candidate : candidateEdits(file_, cursor_, lines, shape)) {
+            keepTrailingBlankLines(candidate, lines, shape);
             if (tryEdit(candidate, attempt)) return attempt;
             // Deduplication took the completion's closing lines for the suffix's: put them back.
             if (!shape.removedTail.empty()) {
@@ -70,6 +71,21 @@ class EditFitter {
     }
 
   private:
+    // Blank lines the model wrote after the completion (extraction trims them) separate it from the
+    // code below: kept when the completion ends where the reply did and the line below is not blank.
+    void keepTrailingBlankLines(Edit& edit, const std::vector<fl::ustring>& lines,
+                                const ReplyShape& shape) const {
+        if (shape.trailingBlankLines == 0 || lines.empty() || edit.end != text::lineEnd(file_, edit.end))
+            return;
+        if (text::trim(lines.back()) != text::trim(shape.lastCodeLine)) return;
+        const std::size_t next = text::nextLineStart(file_, edit.end);
+        if (next == edit.end ||
+            text::isBlankText(std::u16string_view(file_).substr(next, text::lineEnd(file_, next) - next)))
+            return;
+        for (std::size_t i = 0; i < shape.trailingBlankLines; ++i)
+            edit.text += u"\n";
+    }
+
     // Re-indents and checks one candidate; at the end of the file, closes the blocks it leaves open.
     bool tryEdit(Edit edit, Attempt& attempt, const char* repair = nullptr) const {
         edit.text = text::withLineEnds(edit.text, lineEnd_);

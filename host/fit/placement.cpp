@@ -110,9 +110,30 @@ bool repeatsRestOfLine(const std::vector<fl::ustring>& lines, std::u16string_vie
     return true;
 }
 
+// Brackets opened on the line and not closed: the statement goes on.
+bool hasOpenBracket(std::u16string_view typed) {
+    int depth = 0;
+    char16_t quote = 0;
+    for (char16_t c : typed) {
+        if (quote) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'"') {
+            quote = c;
+        } else if (c == u'%') {
+            break;
+        } else {
+            depth += (c == u'(' || c == u'[' || c == u'{')   ? 1
+                     : (c == u')' || c == u']' || c == u'}') ? -1
+                                                             : 0;
+        }
+    }
+    return depth > 0;
+}
+
 bool endsWithContinuation(std::u16string_view typed) {
     const std::u16string_view end = trimRight(typed);
     if (end.empty()) return false;
+    if (hasOpenBracket(end)) return true;
     static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
     static constexpr std::array<std::u16string_view, 9> kExpecting = {
@@ -122,7 +143,7 @@ bool endsWithContinuation(std::u16string_view typed) {
 }
 
 bool startsAsContinuation(std::u16string_view first) {
-    static constexpr std::u16string_view kJoining = u";,)]}*/\\^=<>&|.'";
+    static constexpr std::u16string_view kJoining = u";,()]}*/\\^=<>&|.'";
     return !first.empty() && kJoining.find(first.front()) != std::u16string_view::npos;
 }
 

@@ -18,6 +18,22 @@ std::u16string_view leadingWhitespace(const fl::ustring& reply) {
     return after.substr(0, i);
 }
 
+// Blank lines between the code's last line and the closing fence.
+std::size_t trailingBlankLines(const fl::ustring& reply, const fl::ustring& extracted) {
+    const std::size_t fence = reply.find(kOpeningFence);
+    if (fence == fl::ustring::npos || extracted.empty()) return 0;
+    const std::size_t code = reply.find(extracted, fence);
+    if (code == fl::ustring::npos) return 0;
+    std::size_t breaks = 0;
+    for (std::size_t i = code + extracted.size(); i < reply.size() && reply[i] != u'`'; ++i) {
+        if (reply[i] == u'\n')
+            ++breaks;
+        else if (!text::isBlank(reply[i]))
+            return 0;
+    }
+    return breaks > 1 ? breaks - 1 : 0;
+}
+
 }  // namespace
 
 ReplyShape shapeOf(const StageTexts& stages) {
@@ -30,7 +46,9 @@ ReplyShape shapeOf(const StageTexts& stages) {
     for (char16_t c : lastBreak == std::u16string_view::npos ? lead : lead.substr(lastBreak + 1))
         if (c == u' ' || c == u'\t') shape.leadingBlanks.push_back(c);
 
+    shape.trailingBlankLines = trailingBlankLines(stages.reply, stages.extracted);
     const std::vector<fl::ustring> extracted = text::splitLines(stages.extracted);
+    if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
     if (!kept.empty() && !extracted.empty() && kept.front() != extracted.front()) shape.headRemoved = true;
     if (!shape.headRemoved && !kept.empty() && kept.size() < extracted.size()) {
