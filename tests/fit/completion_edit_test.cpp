@@ -6,6 +6,7 @@
 
 #include "fit_support.hpp"
 #include "fl/i18n.hpp"
+#include "support/log_capture.hpp"
 
 namespace {
 
@@ -65,11 +66,24 @@ const Row kRows[] = {
     {"a fence tagged with a name of no other language", "x = 1;\n<|>", "```Ostrel\ny = x + 1;\n```",
      "x = 1;\ny = x + 1;"},
     {"a fence of another language stays empty", "x = 1;\n<|>", "```python\ny = x + 1\n```", "", "extraction"},
+    {"a call goes on inside open brackets", "c = onCleanup(@() fclose<|>\nx = 1;\n", fenced("(fid));"),
+     "c = onCleanup(@() fclose(fid));\nx = 1;\n"},
+    {"the blank line a reply ends with is kept", "a = 1;\n<|>\nb = 2;\n", "```ostrel\nc = 3;\n\n```",
+     "a = 1;\nc = 3;\n\nb = 2;\n"},
+    {"a function left without its end gets one",
+     "function a()\n    x = 1;\n<|>\nfunction b()\n    y = 2;\nend\n", fenced("x = 2;\nend"),
+     "function a()\n    x = 1;\n    x = 2;\nend\nfunction b()\n    y = 2;\nend\n"},
+    {"an end that would close the other functions' form is not offered",
+     "function a()\n    x = 1;\n<|>\nfunction b()\n    y = 2;\n", fenced("x = 2;\nend"), "", "final check"},
     {"an error the reply adds is not offered", "x = 1;\n<|>\ny = 2;\n", fenced("z = (x + ;"), "",
      "validation"},
     {"an end too many is not offered", "function f()\n    x = 1;\n    <|>\nend\n", fenced("x = 2;\nend\nend"),
      "", "final check"},
 };
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
 
 class CompletionEditRows : public ::testing::TestWithParam<Row> {};
 
@@ -97,5 +111,18 @@ INSTANTIATE_TEST_SUITE_P(Rows, CompletionEditRows, ::testing::ValuesIn(kRows), [
         name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     return name;
 });
+
+// An empty completion says in the log, at the stage level, which stage emptied it and why.
+TEST(CompletionEditLog, SaysWhyThereIsNoEdit) {
+    const auto [file, cursor] = unmark("x = 1;\n<|>");
+    const fit::StageTexts stages = completeWithReply(file, cursor, "```python\ny = 2\n```");
+    testing_support::LogCapture capture(8);
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+    EXPECT_FALSE(fitted.edit);
+    const auto records = capture.texts("fit::CompletionEdit");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0], "no completion: the extraction stage left nothing: " + fitted.reason);
+    EXPECT_NE(fitted.reason.find("\"python\""), std::string::npos);
+}
 
 }  // namespace
