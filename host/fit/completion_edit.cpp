@@ -26,10 +26,8 @@ std::vector<fl::ustring> completionLines(const fl::ustring& completion) {
     return lines;
 }
 
-// When the library dropped the whole reply at validation or pruning, its lines up to the first blank
-// line are tried instead: a reply whose only fault is the column the model started it at still fits.
-std::vector<fl::ustring> fallbackLines(const StageTexts& stages) {
-    if (stages.deduplicated.empty() || !(stages.validated.empty() || stages.pruned.empty())) return {};
+// The deduplicated reply up to its first blank line (the library keeps one block of lines too).
+std::vector<fl::ustring> replyLines(const StageTexts& stages) {
     std::vector<fl::ustring> lines = completionLines(stages.deduplicated);
     for (std::size_t i = 0; i < lines.size(); ++i)
         if (text::isBlankText(lines[i])) {
@@ -37,6 +35,13 @@ std::vector<fl::ustring> fallbackLines(const StageTexts& stages) {
             break;
         }
     return lines;
+}
+
+// When the library dropped the whole reply at validation or pruning, the reply's lines are tried
+// instead: a reply whose only fault is the column the model started it at still fits.
+std::vector<fl::ustring> fallbackLines(const StageTexts& stages) {
+    if (stages.deduplicated.empty() || !(stages.validated.empty() || stages.pruned.empty())) return {};
+    return replyLines(stages);
 }
 
 struct Attempt {
@@ -161,7 +166,17 @@ Fitted fitCompletion(const fl::ustring& file, std::size_t cursor, const StageTex
         const EditFitter fitter(file, cursor, settings);
         const ReplyShape shape = shapeOf(stages);
         if (const auto lines = completionLines(stages.completion); !lines.empty()) {
-            out = fitted(fitter.fit(lines, shape), "final check");
+            Attempt attempt = fitter.fit(lines, shape);
+            // The library's cut may be what breaks the file: the reply as it came may fit.
+            if (const auto whole = replyLines(stages); !attempt.edit && !whole.empty() && whole != lines) {
+                Attempt wholeAttempt = fitter.fit(whole, shape);
+                if (wholeAttempt.edit) {
+                    wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
+                                                "took the reply's lines that the library cut off");
+                    attempt = std::move(wholeAttempt);
+                }
+            }
+            out = fitted(std::move(attempt), "final check");
             if (!out.edit && out.emptyStage == "final check")
                 out.reason = "the final check found " + out.reason;
         } else if (const auto fallback = fallbackLines(stages); !fallback.empty()) {

@@ -147,6 +147,18 @@ bool startsAsContinuation(std::u16string_view first) {
     return !first.empty() && kJoining.find(first.front()) != std::u16string_view::npos;
 }
 
+// A completion that starts with a binary operator and a blank after it ("|| b", "\\ x") gets the same
+// blank before it when it continues code: the model's blank before the operator was trimmed away.
+fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view first) {
+    static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u".*",
+                                                         u"./", u".^", u"<",  u">",  u"+",  u"-",  u"*",
+                                                         u"/",  u"\\", u"^",  u"&",  u"|",  u"="};
+    if (typed.empty() || text::isBlank(typed.back())) return {};
+    for (std::u16string_view op : kOperators)
+        if (first.starts_with(op) && first.size() > op.size() && first[op.size()] == u' ') return u" ";
+    return {};
+}
+
 fl::ustring joined(const std::vector<fl::ustring>& lines) {
     return text::joinLines(lines, u"\n");
 }
@@ -171,7 +183,9 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     std::vector<Edit> candidates;
     if (std::vector<fl::ustring> rest = lines; !shape.leadingLineBreak && dropRestatement(file, line, rest))
         candidates.push_back({cursor, end, joined(rest)});
-    const Edit glue{cursor, end, shape.leadingBlanks + joined(lines)};
+    const fl::ustring blank =
+        shape.leadingBlanks.empty() ? blankBeforeOperator(line.before, lines.front()) : shape.leadingBlanks;
+    const Edit glue{cursor, end, blank + joined(lines)};
     if (!blankAfter) {
         candidates.push_back(glue);
         return candidates;

@@ -68,6 +68,8 @@ const Row kRows[] = {
     {"a fence of another language stays empty", "x = 1;\n<|>", "```python\ny = x + 1\n```", "", "extraction"},
     {"a call goes on inside open brackets", "c = onCleanup(@() fclose<|>\nx = 1;\n", fenced("(fid));"),
      "c = onCleanup(@() fclose(fid));\nx = 1;\n"},
+    {"a blank goes before an operator that has one after it", "y = isnumeric(a)<|>\n",
+     fenced("|| ndims(a) > 2;"), "y = isnumeric(a) || ndims(a) > 2;\n"},
     {"the blank line a reply ends with is kept", "a = 1;\n<|>\nb = 2;\n", "```ostrel\nc = 3;\n\n```",
      "a = 1;\nc = 3;\n\nb = 2;\n"},
     {"a function left without its end gets one",
