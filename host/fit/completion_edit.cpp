@@ -14,6 +14,8 @@ namespace {
 using foundation::log::kSeverityStage;
 const char* const kChannel = "fit::CompletionEdit";
 
+constexpr const char* kOnlyRepeats = "the completion only repeats the lines above the cursor";
+
 // Blocks a completion may leave open at the end of a file that the edit closes for it.
 constexpr std::size_t kMostClosedBlocks = 4;
 
@@ -60,7 +62,9 @@ class EditFitter {
 
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         Attempt attempt;
-        for (Edit candidate : candidateEdits(file_, cursor_, lines, shape)) {
+        const std::vector<Edit> candidates = candidateEdits(file_, cursor_, lines, shape);
+        if (candidates.empty()) attempt.finding = kOnlyRepeats;
+        for (Edit candidate : candidates) {
             keepTrailingBlankLines(candidate, lines, shape);
             if (tryEdit(candidate, attempt)) return attempt;
             // Deduplication took the completion's closing lines for the suffix's: put them back.
@@ -148,7 +152,7 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
         out.emptyStage = "deduplication";
         out.reason = "the completion only repeats the code around the cursor";
     } else {
-        out.emptyStage = std::move(emptyStage);
+        out.emptyStage = attempt.finding.starts_with(kOnlyRepeats) ? "deduplication" : std::move(emptyStage);
         out.reason = attempt.finding;
     }
     return out;

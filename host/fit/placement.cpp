@@ -80,11 +80,11 @@ bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vecto
 }
 
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
-// (deduplication misses them when the cursor's line holds blanks); drops the most such lines that
-// leave something.
+// (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
+// them when the completion only repeats.
 void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line,
                             std::vector<fl::ustring>& lines) {
-    const std::size_t most = std::min(kMostRestatedLines, lines.size() - 1);
+    const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
         bool repeats = true;
@@ -175,13 +175,14 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 
     if (blankBefore) {
         dropRepeatedLinesAbove(file, line, lines);
+        if (lines.empty()) return {};
         if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
         // The cursor stands in the indentation of a line of code: the completion goes above that line.
         return {Edit{line.start, line.start, joined(lines) + u"\n"}};
     }
 
     std::vector<Edit> candidates;
-    if (std::vector<fl::ustring> rest = lines; !shape.leadingLineBreak && dropRestatement(file, line, rest))
+    if (std::vector<fl::ustring> rest = lines; dropRestatement(file, line, rest))
         candidates.push_back({cursor, end, joined(rest)});
     const fl::ustring blank =
         shape.leadingBlanks.empty() ? blankBeforeOperator(line.before, lines.front()) : shape.leadingBlanks;

@@ -10,8 +10,9 @@
 namespace fit {
 
 // The ways the completion's lines can be put into the file at the cursor, the likeliest first; the
-// final check decides between them. Texts use LF line ends; lines that start a new line keep the
-// indentation they came with (the edit is re-indented afterwards).
+// final check decides between them. None when the completion only repeats the lines above the cursor.
+// Texts use LF line ends; lines that start a new line keep the indentation they came with (the edit is
+// re-indented afterwards).
 std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, std::vector<fl::ustring> lines,
                                  const ReplyShape& shape);
 
