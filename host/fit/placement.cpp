@@ -192,7 +192,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
         return candidates;
     }
     // At the end of a line of code: continue that line, or start a new one.
-    const Edit newLine{cursor, end, u"\n" + joined(lines)};
+    const Edit newLine{cursor, end, fl::ustring(1 + shape.leadingBlankLines, u'\n') + joined(lines)};
     const std::u16string_view first = lines.front();
     const std::u16string_view typed = trimRight(line.before);
     const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == line.before.size() &&

@@ -42,6 +42,7 @@ ReplyShape shapeOf(const StageTexts& stages) {
     const std::size_t breaks = text::countLineFeeds(lead);
     // The first line break ends the fence's own line; a second one is the model's.
     shape.leadingLineBreak = breaks >= 2;
+    shape.leadingBlankLines = breaks >= 3 ? breaks - 2 : 0;
     const std::size_t lastBreak = lead.rfind(u'\n');
     for (char16_t c : lastBreak == std::u16string_view::npos ? lead : lead.substr(lastBreak + 1))
         if (c == u' ' || c == u'\t') shape.leadingBlanks.push_back(c);

@@ -12,6 +12,7 @@ namespace fit {
 // code's leading line break and blanks, deduplication removes whole lines at either end.
 struct ReplyShape {
     bool leadingLineBreak = false;       // the code began on a line of its own below an empty one
+    std::size_t leadingBlankLines = 0;   // blank lines the model wrote between that line and the code
     fl::ustring leadingBlanks;           // blanks before the code's first character on its line
     std::size_t trailingBlankLines = 0;  // blank lines the model wrote after the code's last line
     fl::ustring lastCodeLine;            // that last line
