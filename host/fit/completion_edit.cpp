@@ -1,5 +1,7 @@
 #include "fit/completion_edit.hpp"
 
+#include <exception>
+
 #include "fit/empty_reason.hpp"
 #include "fit/final_check.hpp"
 #include "fit/placement.hpp"
@@ -60,7 +62,19 @@ class EditFitter {
           settings_(settings),
           lineEnd_(text::usesCrLf(file, cursor) ? u"\r\n" : u"\n") {}
 
+    // Tries the completion without the lines that repeat the code below the cursor first, then as it is
+    // (when those lines are the closing lines of what it opens).
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines);
+        if (shorter.size() < lines.size() && !shorter.empty()) {
+            Attempt attempt = fitLines(shorter, shape);
+            if (attempt.edit) return attempt;
+        }
+        return fitLines(lines, shape);
+    }
+
+  private:
+    Attempt fitLines(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         Attempt attempt;
         const std::vector<Edit> candidates = candidateEdits(file_, cursor_, lines, shape);
         if (candidates.empty()) attempt.finding = kOnlyRepeats;
@@ -79,7 +93,6 @@ class EditFitter {
         return attempt;
     }
 
-  private:
     // Blank lines the model wrote after the completion (extraction trims them) separate it from the
     // code below: kept when the completion ends where the reply did and the line below is not blank.
     void keepTrailingBlankLines(Edit& edit, const std::vector<fl::ustring>& lines,
@@ -158,10 +171,8 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
     return out;
 }
 
-}  // namespace
-
-Fitted fitCompletion(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
-                     const IndentSettings& settings) {
+Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
+                 const IndentSettings& settings) {
     Fitted out;
     if (cursor > file.size()) {
         out.emptyStage = "input";
@@ -196,6 +207,22 @@ Fitted fitCompletion(const fl::ustring& file, std::size_t cursor, const StageTex
         } else {
             out = nothingFrom(stages);
         }
+    }
+    return out;
+}
+
+}  // namespace
+
+Fitted fitCompletion(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
+                     const IndentSettings& settings) {
+    Fitted out;
+    try {
+        out = fitWithin(file, cursor, stages, settings);
+    } catch (const std::exception& e) {
+        // The analyser refuses texts beyond its limits (length, nesting): such an edit is not offered.
+        out = Fitted{};
+        out.emptyStage = "final check";
+        out.reason = std::string("the final check could not read the edited file: ") + e.what();
     }
     logOutcome(out);
     return out;

@@ -206,6 +206,52 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     return candidates;
 }
 
+namespace {
+
+// A line that closes a block or starts a clause of one.
+bool isCloser(std::u16string_view line) {
+    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
+        if (line.starts_with(word) && (line.size() == word.size() || !text::isWordChar(line[word.size()])))
+            return true;
+    return false;
+}
+
+}  // namespace
+
+std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_t cursor,
+                                             std::vector<fl::ustring> lines) {
+    // The non-blank lines after the cursor's line, as many as the completion could repeat.
+    std::vector<std::u16string_view> below;
+    for (std::size_t at = text::nextLineStart(file, text::lineEnd(file, cursor));
+         at < file.size() && below.size() + 1 < lines.size() && below.size() < kMostRestatedLines;
+         at = text::nextLineStart(file, at)) {
+        const std::u16string_view line =
+            text::trim(std::u16string_view(file).substr(at, text::lineEnd(file, at) - at));
+        if (!line.empty()) below.push_back(line);
+    }
+    std::vector<std::size_t> codeLines;  // indexes of the completion's non-blank lines
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (!text::isBlankText(lines[i])) codeLines.push_back(i);
+    for (std::size_t k =
+             std::min(below.size(), codeLines.size() - std::min<std::size_t>(codeLines.size(), 1));
+         k > 0; --k) {
+        bool repeats = true;
+        for (std::size_t i = 0; i < k && repeats; ++i)
+            repeats = text::trim(lines[codeLines[codeLines.size() - k + i]]) == below[i];
+        if (!repeats) continue;
+        // Lines that only close blocks are as likely the completion's own `end`s.
+        bool onlyClosers = true;
+        for (std::size_t i = 0; i < k && onlyClosers; ++i)
+            onlyClosers = isCloser(below[i]);
+        if (onlyClosers) return lines;
+        lines.resize(codeLines[codeLines.size() - k]);
+        while (!lines.empty() && text::isBlankText(lines.back()))
+            lines.pop_back();
+        return lines;
+    }
+    return lines;
+}
+
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit) {
     std::size_t same = 0;
     while (edit.start + same < cursor && edit.start + same < edit.end && same < edit.text.size() &&

@@ -116,4 +116,45 @@ TEST(FinalCheckProperty, NoEditAddsAnErrorToAWholeFile) {
     EXPECT_GT(refused, 20u);
 }
 
+// Hostile files, cursors and completions: an answer every time, never a crash or a hang.
+TEST(FinalCheckProperty, HostileInputsGetAnAnswer) {
+    const fl::ustring deep = fl::ustring(3000, u'(') + u"1" + fl::ustring(3000, u')');
+    fl::ustring nestedIfs;
+    for (int i = 0; i < 700; ++i)
+        nestedIfs += u"if x\n";
+    const fl::ustring longLine = u"x = " + fl::ustring(200000, u'1') + u";";
+    struct Case {
+        fl::ustring file;
+        std::size_t cursor;
+        fl::ustring completion;
+    };
+    const Case cases[] = {
+        {u"", 0, u"x = 1;"},
+        {u"x = 1;", 99, u"y = 2;"},
+        {u"x = 1;\n", 7, deep},
+        {u"x = 1;\n", 7, nestedIfs},
+        {u"x = 1;\n", 7, longLine},
+        {u"a\rb\r\r", 2, u"c\rd"},
+        {fl::ustring(u"x = 1;\0\n", 8), 8, fl::ustring(u"\0y", 2)},
+        {u"\n\n\n", 1, u"\n\nend\n\n"},
+        {u"end\nend\nend\n", 4, u"end"},
+    };
+    for (const Case& c : cases) {
+        const fit::StageTexts stages{u"```ostrel\n" + c.completion + u"\n```",
+                                     c.completion,
+                                     c.completion,
+                                     c.completion,
+                                     c.completion,
+                                     c.completion};
+        const fit::Fitted fitted = fit::fitCompletion(c.file, c.cursor, stages, fit::IndentSettings{});
+        if (fitted.edit) {
+            EXPECT_LE(fitted.edit->start, fitted.edit->end);
+            EXPECT_LE(fitted.edit->end, c.file.size());
+        } else {
+            EXPECT_FALSE(fitted.emptyStage.empty());
+            EXPECT_FALSE(fitted.reason.empty()) << fitted.emptyStage;
+        }
+    }
+}
+
 }  // namespace
