@@ -159,6 +159,13 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
     return {};
 }
 
+// The first line as the model indented it (extraction trims its blanks): the formatter re-indents code
+// lines, but leaves some comment lines (a help comment under a `function` line) where they stand.
+fl::ustring indentedFirstLine(const fl::ustring& first, const ReplyShape& shape) {
+    if (shape.headRemoved || !text::indentationOf(first).empty()) return first;
+    return shape.leadingBlanks + first;
+}
+
 fl::ustring joined(const std::vector<fl::ustring>& lines) {
     return text::joinLines(lines, u"\n");
 }
@@ -174,8 +181,10 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const std::size_t end = repeatsRestOfLine(lines, line.after) ? line.end : cursor;
 
     if (blankBefore) {
+        const std::size_t before = lines.size();
         dropRepeatedLinesAbove(file, line, lines);
         if (lines.empty()) return {};
+        if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
         if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
         // The cursor stands in the indentation of a line of code: the completion goes above that line.
         return {Edit{line.start, line.start, joined(lines) + u"\n"}};
@@ -192,7 +201,9 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
         return candidates;
     }
     // At the end of a line of code: continue that line, or start a new one.
-    const Edit newLine{cursor, end, fl::ustring(1 + shape.leadingBlankLines, u'\n') + joined(lines)};
+    std::vector<fl::ustring> onNewLine = lines;
+    onNewLine.front() = indentedFirstLine(onNewLine.front(), shape);
+    const Edit newLine{cursor, end, fl::ustring(1 + shape.leadingBlankLines, u'\n') + joined(onNewLine)};
     const std::u16string_view first = lines.front();
     const std::u16string_view typed = trimRight(line.before);
     const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == line.before.size() &&
