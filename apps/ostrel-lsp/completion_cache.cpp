@@ -44,6 +44,11 @@ std::optional<fit::Edit> CompletionCache::lookUp(const std::string& uri, const f
     return continueShown(*shown, text, cursor);
 }
 
+void CompletionCache::clear() {
+    const std::lock_guard lock(mutex_);
+    shown_.clear();
+}
+
 void CompletionCache::forget(const std::string& uri) {
     const std::lock_guard lock(mutex_);
     shown_.erase(uri);

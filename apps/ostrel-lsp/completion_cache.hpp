@@ -35,6 +35,7 @@ class CompletionCache {
     std::optional<fit::Edit> lookUp(const std::string& uri, const fl::ustring& text,
                                     std::size_t cursor) const;
     void forget(const std::string& uri);
+    void clear();
 
   private:
     std::size_t capacity_;

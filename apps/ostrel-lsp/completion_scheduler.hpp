@@ -62,6 +62,7 @@ class CompletionScheduler {
     // Ends every pending request of `uri` made for a version older than `version`.
     void documentChanged(const std::string& uri, std::int64_t version);
     void documentClosed(const std::string& uri);
+    void forgetShown() { cache_.clear(); }
     // Ends every pending request and stops the workers that are idle; true when all of them stopped
     // within `wait` (a worker inside a slow model call may not).
     bool stop(std::chrono::milliseconds wait);

@@ -63,11 +63,16 @@ nlohmann::json formattingEdits(const fl::ustring& text, const fit::IndentSetting
     formatterSettings.indentSize = settings.indentSize;
     formatterSettings.functionIndentation = static_cast<legacy::FunctionIndentation>(settings.functionIndent);
     formatterSettings.blankLines = static_cast<legacy::BlankLines>(settings.blankLines);
-    formatterSettings.startLine = lines ? lines->first + 1 : 0;
-    formatterSettings.endLine = lines ? lines->last + 1 : UINT32_MAX;
+    // The formatter reads its text's first line as one that may be cut, and leaves it and the level of
+    // the code after it as they stand. A whole file has no cut line: a comment line before it takes that
+    // place, so that the file's own first line is formatted like any other (lines shift by one).
+    formatterSettings.startLine = lines ? lines->first + 2 : 2;
+    formatterSettings.endLine = lines ? lines->last + 2 : UINT32_MAX;
 
     const legacy::LegacyFormatter formatter(formatterSettings);
-    const fl::ustring formatted = formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(text)));
+    const fl::ustring padded =
+        formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(u"%\n" + text)));
+    const fl::ustring formatted = padded.substr(2);
 
     nlohmann::json edits = nlohmann::json::array();
     const auto before = lineStartsOf(text);

@@ -91,7 +91,10 @@ void Server::handleFrame(const Frame& frame) {
     const auto message = rpc::classify(*parsed, problem);
     if (!message) {
         // A response to a request of ours (we send none that expect one) is ignored; anything else is wrong.
-        if (parsed->is_object() && !parsed->contains("method") && parsed->contains("id")) return;
+        if (parsed->is_object() && !parsed->contains("method") &&
+            (parsed->contains("result") || parsed->contains("error"))) {
+            return;
+        }
         const nlohmann::json id = parsed->is_object() && parsed->contains("id") &&
                                           ((*parsed)["id"].is_string() || (*parsed)["id"].is_number_integer())
                                       ? (*parsed)["id"]
@@ -320,6 +323,7 @@ void Server::updateModel() {
             return;
         }
         model_->client().reconfigure(wanted);
+        scheduler_->forgetShown();  // what the old model showed is no answer of the new one
     } catch (const std::exception& e) {
         logToClient(kLogError, std::string("the model settings were not applied: ") + e.what());
     }
