@@ -25,6 +25,13 @@ void CompletionScheduler::submit(CompletionJob job) {
         return;
     }
     std::unique_lock lock(mutex_);
+    // A client that asks faster than the model answers must not pile up requests without bound: the
+    // oldest one still waiting gives way (an editor only shows the newest anyway).
+    if (entries_.size() >= kMaxPending) {
+        const auto oldest =
+            std::find_if(entries_.begin(), entries_.end(), [](const auto& e) { return !e.second.running; });
+        if (oldest != entries_.end()) end(lock, oldest, Ending::Cancelled);
+    }
     if (stopping_) {
         lock.unlock();
         job.finish(Ending::ShutDown, {});

@@ -69,6 +69,8 @@ class CompletionScheduler {
 
     std::size_t pending() const;
 
+    static constexpr std::size_t kMaxPending = 256;
+
   private:
     struct Entry {
         CompletionJob job;
