@@ -1,13 +1,14 @@
 #pragma once
 
+#include <httplib.h>
+
 #include <atomic>
 #include <condition_variable>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 #include <vector>
-
-#include "support/loopback_server.hpp"
 
 namespace lsp_testing {
 
@@ -16,27 +17,32 @@ namespace lsp_testing {
 class ModelStub {
   public:
     explicit ModelStub(std::string reply, bool held = false) : reply_(std::move(reply)), held_(held) {
-        server_.server().Post("/v1/chat/completions",
-                              [this](const httplib::Request& request, httplib::Response& response) {
-                                  {
-                                      std::unique_lock lock(mutex_);
-                                      ++requests_;
-                                      authorizations_.push_back(request.get_header_value("Authorization"));
-                                      arrived_.notify_all();
-                                      released_.wait(lock, [this] { return !held_; });
-                                  }
-                                  nlohmann::json body;
-                                  body["choices"][0]["message"] = {
-                                      {"role", "assistant"}, {"content", "```ostrel\n" + reply_ + "\n```"}};
-                                  response.set_content(body.dump(), "application/json");
-                              });
+        // The handler is in place before the server's thread starts, so that the thread sees it.
+        server_.Post("/v1/chat/completions",
+                     [this](const httplib::Request& request, httplib::Response& response) {
+                         {
+                             std::unique_lock lock(mutex_);
+                             ++requests_;
+                             authorizations_.push_back(request.get_header_value("Authorization"));
+                             arrived_.notify_all();
+                             released_.wait(lock, [this] { return !held_; });
+                         }
+                         nlohmann::json body;
+                         body["choices"][0]["message"] = {{"role", "assistant"},
+                                                          {"content", "```ostrel\n" + reply_ + "\n```"}};
+                         response.set_content(body.dump(), "application/json");
+                     });
+        port_ = server_.bind_to_any_port("127.0.0.1");
+        thread_ = std::thread([this] { server_.listen_after_bind(); });
+        while (!server_.is_running()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     ~ModelStub() {
         release();
         server_.stop();
+        thread_.join();
     }
 
-    std::string url() const { return server_.url(); }
+    std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
     void release() {
         const std::lock_guard lock(mutex_);
         held_ = false;
@@ -63,7 +69,9 @@ class ModelStub {
     bool held_;
     int requests_ = 0;
     std::vector<std::string> authorizations_;
-    testing_support::LoopbackServer server_;  // last: stops before the state its handler uses goes
+    httplib::Server server_;
+    int port_ = 0;
+    std::thread thread_;
 };
 
 }  // namespace lsp_testing
