@@ -31,7 +31,8 @@ SettingsLayers::SettingsLayers(std::shared_ptr<const settings::core::Settings> u
 
 ClientSettingsOutcome SettingsLayers::applyClient(const nlohmann::json& settingsObject) {
     ClientSettingsOutcome outcome;
-    if (settingsObject.is_null()) return outcome;
+    // Some clients encode an empty table as an empty array.
+    if (settingsObject.is_null() || (settingsObject.is_array() && settingsObject.empty())) return outcome;
     if (!settingsObject.is_object()) {
         outcome.problems.push_back("the client's settings must be an object keyed by settings node names");
         return outcome;
