@@ -13,4 +13,4 @@ export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1"
 "$build/tests/test_prompt_acquisition"
 # The language server under load: many documents and requests at once with cancellations (the server
 # program is built with the sanitizer too, and a report ends it with a failing status the test sees).
-"$build/tests/test_lsp" --gtest_filter='Completion.*:Documents.Diagnostics*'
+"$build/tests/test_lsp" --gtest_filter='ServerCompletion.*:ServerDocuments.Diagnostics*'

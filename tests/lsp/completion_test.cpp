@@ -30,7 +30,7 @@ std::vector<std::string> modelArgs(const ModelStub& model, int debounceMs = 0) {
     return {"--backend", "openai", "--endpoint", model.url(), "--debounce-ms", std::to_string(debounceMs)};
 }
 
-TEST(Completion, InlineAndStandardRequestsCarryTheFittedEdit) {
+TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
     const std::string reply = writeTempFile("reply.txt", "```ostrel\n" + kReply + "\n```\n");
     ServerProcess server({"--backend", "reply-file", "--reply-file", reply});
     server.initialize();
@@ -59,7 +59,7 @@ TEST(Completion, InlineAndStandardRequestsCarryTheFittedEdit) {
     }
 }
 
-TEST(Completion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
+TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
     ModelStub model(kReply);
     ServerProcess server(modelArgs(model));
     server.initialize();
@@ -92,7 +92,7 @@ TEST(Completion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
     }
 }
 
-TEST(Completion, CancellationAndNewerVersionsEndAPendingRequestAtOnce) {
+TEST(ServerCompletion, CancellationAndNewerVersionsEndAPendingRequestAtOnce) {
     ModelStub model(kReply, /*held=*/true);
     ServerProcess server(modelArgs(model));
     server.initialize();
@@ -120,7 +120,7 @@ TEST(Completion, CancellationAndNewerVersionsEndAPendingRequestAtOnce) {
     EXPECT_FALSE(server.responseTo(3, 200ms).has_value());
 }
 
-TEST(Completion, AutomaticRequestsWaitForAPauseAndTypingOnCancelsThem) {
+TEST(ServerCompletion, AutomaticRequestsWaitForAPauseAndTypingOnCancelsThem) {
     ModelStub model(kReply);
     ServerProcess server(modelArgs(model, 10000));
     server.initialize();
@@ -140,7 +140,7 @@ TEST(Completion, AutomaticRequestsWaitForAPauseAndTypingOnCancelsThem) {
 }
 
 // Many documents and requests at once, a third of them cancelled: each request ends exactly once.
-TEST(Completion, ManyRequestsAtOnceEndExactlyOnceEach) {
+TEST(ServerCompletion, ManyRequestsAtOnceEndExactlyOnceEach) {
     ModelStub model(kReply);
     ServerProcess server({"--backend", "openai", "--endpoint", model.url(), "--workers", "4"});
     server.initialize();

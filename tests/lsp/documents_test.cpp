@@ -45,7 +45,7 @@ std::string applyLineEdits(const std::string& text, const nlohmann::json& edits)
     return out;
 }
 
-TEST(Documents, DiagnosticsFollowIncrementalEditsInUtf16Positions) {
+TEST(ServerDocuments, DiagnosticsFollowIncrementalEditsInUtf16Positions) {
     ServerProcess server({"--diagnostics-delay-ms", "0"});
     server.initialize();
     // The emoji takes two UTF-16 code units: the error after it is at character 14, not 13 or 17.
@@ -82,7 +82,7 @@ TEST(Documents, DiagnosticsFollowIncrementalEditsInUtf16Positions) {
     EXPECT_TRUE((*server.notification("textDocument/publishDiagnostics"))["params"]["diagnostics"].empty());
 }
 
-TEST(Documents, FormattingUsesTheClientsOptionsAndRange) {
+TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
     const std::string text = "if a\nx = 1;\nif b\ny = 2;\nend\nend\n";
     struct Case {
         const char* name;
@@ -115,7 +115,7 @@ TEST(Documents, FormattingUsesTheClientsOptionsAndRange) {
     EXPECT_EQ((*server.responseTo(id))["error"]["code"], -32602);
 }
 
-TEST(Documents, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) {
+TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) {
     ModelStub trustedModel("t = 1;");
     ModelStub projectModel("p = 1;");
     const std::string settingsFile = writeTempFile(

@@ -18,7 +18,7 @@ struct BadInput {
     nlohmann::json expectedId;
 };
 
-TEST(Robustness, BadInputGetsAnErrorAndTheServerGoesOn) {
+TEST(ServerRobustness, BadInputGetsAnErrorAndTheServerGoesOn) {
     const std::string deep = std::string(100, '[') + std::string(100, ']');
     const std::vector<BadInput> cases = {
         {"not JSON", framed("{\"jsonrpc\":\"2.0\",\"id\":"), -32700, nullptr},
@@ -66,7 +66,7 @@ TEST(Robustness, BadInputGetsAnErrorAndTheServerGoesOn) {
     EXPECT_EQ(server.waitForExit(), 0);
 }
 
-TEST(Robustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
+TEST(ServerRobustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
     ServerProcess server({});
     server.request(1, "textDocument/formatting", {});
     EXPECT_EQ((*server.responseTo(1))["error"]["code"], -32002);
@@ -91,7 +91,7 @@ struct Ending {
     int status;
 };
 
-TEST(Robustness, ExitStatusTellsWhetherTheEndWasOrderly) {
+TEST(ServerRobustness, ExitStatusTellsWhetherTheEndWasOrderly) {
     const std::vector<Ending> endings = {
         {"shutdown then exit", true, framed(R"({"jsonrpc":"2.0","method":"exit"})"), 0},
         {"exit without shutdown", false, framed(R"({"jsonrpc":"2.0","method":"exit"})"), 1},
