@@ -44,7 +44,9 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
             writer_.send(rpc::notification("textDocument/publishDiagnostics", params));
         },
         std::chrono::milliseconds(options_.diagnosticsDelayMs));
-    scheduler_ = std::make_unique<CompletionScheduler>(completeWithLibrary, options_.workers);
+    scheduler_ = std::make_unique<CompletionScheduler>(
+        options_.complete ? options_.complete : CompletionScheduler::Complete(completeWithLibrary),
+        options_.workers);
     for (const auto& [fullName, leaves] : settings::core::defaultSettingValues()) {
         storeListeners_.emplace_back(settings::core::addSettingsValueChangeListener(
             store_.root()->getSettingsByFullName(fullName),

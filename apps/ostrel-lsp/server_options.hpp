@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "completion_scheduler.hpp"
+#include "fl/ustring.hpp"
 #include "qvai/client_options.hpp"
 
 namespace ostrel_lsp {
@@ -26,6 +29,8 @@ struct ServerOptions {
     int diagnosticsDelayMs = 150;  // after the last change before a document is checked
     std::size_t workers = 2;       // completions at once
     std::optional<std::string> logFile;
+    // What answers a completion: the library and the host's edit unless a measurement wraps it.
+    std::function<CompletionOutcome(const fl::ustring& text, std::size_t cursor)> complete;
 };
 
 }  // namespace ostrel_lsp
