@@ -1,5 +1,6 @@
 #include "server.hpp"
 
+#include "file_uri.hpp"
 #include "fl/i18n.hpp"
 #include "formatting.hpp"
 #include "guarded_completion.hpp"
@@ -20,6 +21,25 @@ constexpr int kLogWarning = 2;
 std::filesystem::path settingsPath(const ServerOptions& options) {
     return options.settingsFile ? std::filesystem::path(*options.settingsFile)
                                 : settings::core::defaultSettingsFilePath();
+}
+
+// The local folders of the client's workspace (workspaceFolders, or else rootUri), for the local backend.
+std::vector<std::string> workspaceFoldersOf(const nlohmann::json& params) {
+    std::vector<std::string> uris;
+    if (const auto folders = params.find("workspaceFolders");
+        folders != params.end() && folders->is_array()) {
+        for (const auto& folder : *folders) {
+            if (folder.is_object() && folder.contains("uri") && folder["uri"].is_string())
+                uris.push_back(folder["uri"]);
+        }
+    } else if (const auto root = params.find("rootUri"); root != params.end() && root->is_string()) {
+        uris.push_back(*root);
+    }
+    std::vector<std::string> paths;
+    for (const std::string& uri : uris) {
+        if (auto path = pathOfFileUri(uri)) paths.push_back(std::move(*path));
+    }
+    return paths;
 }
 
 // A request error with its protocol code.
@@ -183,9 +203,14 @@ void Server::dispatchNotification(const rpc::Incoming& message) {
 
 nlohmann::json Server::initialize(const nlohmann::json& params) {
     if (params.is_object()) {
+        {
+            const std::lock_guard lock(modelMutex_);
+            workspaceFolders_ = workspaceFoldersOf(params);
+        }
         if (const auto it = params.find("initializationOptions"); it != params.end())
             applyClientSettings(*it);
     }
+    updateModel();  // the local backend draws on the workspace's files
     return {{"capabilities",
              {{"positionEncoding", "utf-16"},
               {"textDocumentSync", {{"openClose", true}, {"change", 2}}},
@@ -315,13 +340,15 @@ void Server::updateModel() {
     try {
         const qvai::ClientOptions trusted =
             options_.model.over(qvai::clientOptionsFromSettings(*store_.root()));
-        const qvai::ClientOptions wanted =
+        qvai::ClientOptions wanted =
             withTrustedKey(options_.model.over(qvai::clientOptionsFromSettings(*layers_.root())), trusted);
+        wanted.WorkspaceFolders = workspaceFolders_;
         const qvai::ClientOptions current = model_->client().options();
         if (wanted.Backend == current.Backend && wanted.Endpoint == current.Endpoint &&
             wanted.Model == current.Model && wanted.ApiKeyVariable == current.ApiKeyVariable &&
             wanted.TimeoutMs == current.TimeoutMs && wanted.MaxTokens == current.MaxTokens &&
-            wanted.Temperature == current.Temperature) {
+            wanted.Temperature == current.Temperature &&
+            wanted.WorkspaceFolders == current.WorkspaceFolders) {
             return;
         }
         model_->client().reconfigure(wanted);

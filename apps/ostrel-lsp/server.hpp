@@ -71,6 +71,7 @@ class Server {
     std::unique_ptr<CompletionScheduler> scheduler_;
     State state_ = State::Starting;
     bool exitAfterShutdown_ = false;
+    std::vector<std::string> workspaceFolders_;  // under modelMutex_
     // Last, so that they end first: a change of the user's file must not reach a half-destroyed server.
     std::vector<foundation::msg_svc::eventmgr::ScopedConnection> storeListeners_;
 };
