@@ -9,6 +9,7 @@
 
 #include "completion_cache.hpp"
 #include "document_store.hpp"
+#include "file_uri.hpp"
 #include "fl/i18n.hpp"
 #include "message_framing.hpp"
 #include "settings_layers.hpp"
@@ -173,6 +174,17 @@ TEST(SettingsTrust, TheKeyGoesOnlyToTheServerTheUserNamed) {
         effective.ApiKeyVariable = c.variable;
         EXPECT_EQ(withTrustedKey(effective, trusted).ApiKeyVariable, c.expected) << c.name;
     }
+}
+
+TEST(FileUri, LocalPathsOnly) {
+    const std::vector<std::pair<std::string, std::optional<std::string>>> cases = {
+        {"file:///home/me/proj", "/home/me/proj"}, {"file:///home/a%20b/%C3%A9", "/home/a b/\xC3\xA9"},
+        {"file://localhost/srv", "/srv"},          {"file://server/share", std::nullopt},
+        {"https://example.com/x", std::nullopt},   {"file:///bad%2", std::nullopt},
+        {"file:///nul%00byte", std::nullopt},
+    };
+    for (const auto& [uri, path] : cases)
+        EXPECT_EQ(pathOfFileUri(uri), path) << uri;
 }
 
 }  // namespace
