@@ -51,7 +51,9 @@ local function run()
   check(lines(buf)[4] == '    report.spread = report.max - report.min;',
     'the completion was not applied: ' .. vim.inspect(lines(buf)))
 
-  -- The inline completion through the generic request call, on a fresh line.
+  -- The inline completion through the generic request call, on a fresh line (the model now says something
+  -- new: a repeat of the line above would be dropped as such).
+  write(reply_file, '```ostrel\nreport.range = report.max - report.min;\n```\n')
   vim.api.nvim_buf_set_lines(buf, 4, 4, false, { '    ' })
   params = { textDocument = vim.lsp.util.make_text_document_params(buf), position = { line = 4, character = 4 },
     context = { triggerKind = 1 } }
@@ -59,7 +61,7 @@ local function run()
   check(response and response.result and response.result.items[1], 'no inline completion: ' .. vim.inspect(response))
   local inline = response.result.items[1]
   vim.lsp.util.apply_text_edits({ { range = inline.range, newText = inline.insertText } }, buf, 'utf-16')
-  check(lines(buf)[5] == '    report.spread = report.max - report.min;',
+  check(lines(buf)[5] == '    report.range = report.max - report.min;',
     'the inline completion was not applied: ' .. vim.inspect(lines(buf)))
 
   -- Diagnostics arrive for an error and go away when it is fixed (warnings, such as an unused variable, stay).
