@@ -63,7 +63,11 @@ void Parser::handleEnd() {
     const PTok& t = cur();
     const std::uint32_t indent = t.lineFirst ? lineIndent_[t.line] : kNoIndent;
     noteLine(t, 3);
-    if (indent != kNoIndent) {
+    // Where every block is closed in the text, each `end` closes the innermost open construct, however
+    // far left or right it stands; unless it stands left of a construct whose body is no deeper than
+    // its header, or exactly under an outer construct's header: then the construct was never closed.
+    if (balanced_ && indent != kNoIndent && leftOfUnclosedLooking(indent)) balanced_ = false;
+    if (indent != kNoIndent && !balanced_) {
         while (Frame* f = top()) {
             if (f->indent <= indent || (f->phantomSwitch && indent < f->caseIndent)) break;
             missingEnd(*f);
@@ -94,7 +98,7 @@ void Parser::handleEnd() {
     // right still; a cut-away switch ends left of its cases.
     const bool tooFarRight =
         f->phantomSwitch ? indent >= f->caseIndent : indent > f->indent && f->minBody <= indent;
-    if (indent != kNoIndent && tooFarRight) {
+    if (indent != kNoIndent && tooFarRight && !balanced_) {
         error(t, "EndWithoutBlock", "'end' at line " + std::to_string(t.line) + " has no matching block.");
         return;
     }
@@ -118,6 +122,14 @@ void Parser::handleEnd() {
         minCodeSinceOrphan_ = kNoIndent;
     }
     endOfStatement();
+}
+
+bool Parser::leftOfUnclosedLooking(std::uint32_t indent) const {
+    if (frames_.empty() || indent >= frames_.back().indent) return false;
+    const Frame& inner = frames_.back();
+    if (inner.minBody <= inner.indent && inner.line > 1) return true;
+    return std::any_of(frames_.begin(), frames_.end() - 1,
+                       [&](const Frame& f) { return f.indent == indent; });
 }
 
 bool Parser::isPhantom(const Frame& f) const {

@@ -7,6 +7,7 @@
 namespace ca::detail::parsing {
 
 bool Parser::orphanAccepted(const PTok& t) const {
+    if (wholeFile()) return false;
     const std::uint32_t indent = lineIndent_[t.line];
     if (!t.lineFirst) return false;
     // Functions whose bodies are not indented: right after an `end` at the left margin (or after a
@@ -67,7 +68,11 @@ bool Parser::weakStatements(std::size_t fromPending, bool callsAreWeak) const {
     // whose opening line was cut away.
     for (std::size_t k = fromPending; k < pending_.size(); ++k) {
         const auto& statement = d_.tree.nodes[pending_[k]];
-        if (statement.kind == NodeKind::Command) continue;
+        // A command (`clc`, `hold on`) is a complete statement, unless the first line's tail.
+        if (statement.kind == NodeKind::Command) {
+            if (callsAreWeak) continue;
+            return false;
+        }
         if (statement.kind != NodeKind::ExpressionStatement) return false;
         const auto& expression = d_.tree.nodes[d_.tree.children[statement.firstChild]];
         if (!callsAreWeak && (expression.kind == NodeKind::Index || expression.kind == NodeKind::CellIndex)) {
@@ -161,6 +166,14 @@ void Parser::closeAtEnd() {
         const bool cutLast = l == lines && !endsWithLineEnd_;
         if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4)) here = lineIndent_[l];
         minFrom[l] = std::min(here, minFrom[l + 1]);
+    }
+    while (!frames_.empty() && wholeFile()) {
+        Frame& f = frames_.back();
+        if (!isFunctionKind(f.kind) || closedForm_ || f.holdsNested)
+            missingEnd(f);
+        else
+            recordUnclosed(f);
+        popFrame();
     }
     while (!frames_.empty()) {
         Frame& f = frames_.back();

@@ -23,6 +23,11 @@ void Parser::error(const PTok& at, const char* id, std::string text) {
 // A statement that runs into the end of the text was cut there: no error, but nothing more to read.
 void Parser::unexpected(const PTok& t) {
     if (t.eof) {
+        if (wholeFile()) {
+            error(t, "IncompleteStatement",
+                  "The text ends before the statement at line " + std::to_string(statementLine_) +
+                      " is complete.");
+        }
         failed_ = true;
         return;
     }
@@ -41,7 +46,7 @@ bool Parser::expect(Op op) {
 
 void Parser::finishDiagnostics() {
     // A last line without line end may have been cut in the middle.
-    const std::uint32_t cutLine = endsWithLineEnd_ ? 0 : lineCount();
+    const std::uint32_t cutLine = endsWithLineEnd_ || wholeFile() ? 0 : lineCount();
     std::vector<Diagnostic> kept;
     kept.reserve(d_.diagnostics.size());
     for (Diagnostic& diagnostic : d_.diagnostics) {

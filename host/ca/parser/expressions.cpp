@@ -77,6 +77,10 @@ void Parser::parsePostfix() {
     parsePrimary();
     bool chain = identifier;  // still in the dotted chain right after the name
     std::uint32_t chainEnd = 0;
+    if (identifier && !failed_ && startsSuperclassCall()) {
+        chain = false;
+        parseSuperclassName(from);
+    }
     while (!failed_) {
         const PTok& t = cur();
         if (t.kind == TokenKind::Punctuation && (t.op == Op::LParen || t.op == Op::LBrace)) {
@@ -136,8 +140,18 @@ void Parser::parseArguments(NodeKind kind, std::uint32_t from) {
     {
         SaveContext saved(*this, false, inIndex_ + 1);
         if (cur().op != close) {
+            bool named = false;  // Name=value pairs come last
             for (;;) {
-                parseExpression();
+                if (kind == NodeKind::Index && startsNameValue()) {
+                    named = true;
+                    parseNameValue();
+                } else if (named) {
+                    error(cur(), "PositionalAfterNameValue",
+                          "The argument at line " + std::to_string(cur().line) +
+                              " follows a Name=value argument; positional arguments must come first.");
+                } else {
+                    parseExpression();
+                }
                 if (failed_) break;
                 const PTok& t = cur();
                 if (t.op == Op::Comma && t.kind == TokenKind::Punctuation) {
@@ -156,8 +170,53 @@ void Parser::parseArguments(NodeKind kind, std::uint32_t from) {
     if (!failed_) finishFrom(kind, from);
 }
 
+// `name@Class(args)`: a superclass's method or constructor, read as a handle of two names that the
+// arguments (if any) index. The `@` touches both names.
+bool Parser::startsSuperclassCall() {
+    const PTok& at = cur();
+    const PTok& name = peek();
+    return at.op == Op::At && at.kind != TokenKind::Invalid && !at.spaceBefore && !at.lineFirst &&
+           name.kind == TokenKind::Identifier && !name.spaceBefore && !pending_.empty() &&
+           d_.tree.nodes[pending_.back()].kind == NodeKind::Identifier;
+}
+
+void Parser::parseSuperclassName(std::uint32_t from) {
+    take();
+    dottedOrIdentifier(Role::Other);
+    finishFrom(NodeKind::FunctionHandle, from);
+}
+
+// `Name=value` among a call's arguments; the name is no variable.
+bool Parser::startsNameValue() {
+    const PTok& name = cur();
+    const PTok& assign = peekPastLineEnds(1);
+    return name.kind == TokenKind::Identifier && assign.kind == TokenKind::Operator &&
+           assign.op == Op::Assign;
+}
+
+void Parser::parseNameValue() {
+    const std::uint32_t from = mark();
+    d_.roles[cur().scan] = Role::Other;
+    leaf(NodeKind::Identifier);
+    take();
+    parseExpression();
+    if (!failed_) finishFrom(NodeKind::Assignment, from);
+}
+
+// A line inside `[]` or `{}` that can only be a statement: a block keyword or an assignment. The bracket
+// was never closed.
+bool Parser::startsStatementInside(const PTok& t) const {
+    if (t.kind == TokenKind::Keyword) return t.word != Word::End;
+    const PTok& next = peek();
+    return t.kind == TokenKind::Identifier && next.kind == TokenKind::Operator && next.op == Op::Assign;
+}
+
 void Parser::unclosed(const PTok& open, const PTok& at) {
     if (at.eof) {
+        if (wholeFile()) {
+            error(at, "UnbalancedBracket",
+                  describe(open) + " at line " + std::to_string(open.line) + " is not closed.");
+        }
         failed_ = true;
         return;
     }
@@ -333,7 +392,7 @@ void Parser::parseMatrix(NodeKind kind, Op close) {
         while (!failed_) {
             const PTok& t = cur();
             if (t.eof) {
-                failed_ = true;
+                unclosed(toks_[open], t);
                 break;
             }
             if (t.kind == TokenKind::Punctuation && t.op == close) {
@@ -352,6 +411,11 @@ void Parser::parseMatrix(NodeKind kind, Op close) {
                 take();
                 elementEnded = false;
                 continue;
+            }
+            if (t.lineFirst && startsStatementInside(t)) {
+                unclosed(toks_[open], t);
+                resumeAt_ = pos_;
+                break;
             }
             if (elementEnded && !t.spaceBefore) {
                 unclosed(toks_[open], t);

@@ -12,14 +12,14 @@ void Parser::parseFunction() {
     noteLine(t, 4);
     // Unclosed control blocks at or right of the function line end here.
     while (Frame* f = top()) {
-        if (!isControl(f->kind) || f->indent < indent) break;
+        if (balanced_ || !isControl(f->kind) || f->indent < indent) break;
         missingEnd(*f);
         popFrame();
     }
-    // In a text whose functions have no `end`, a function at or left of an open function's header is
-    // its sibling; with `end`s, a function inside another one is nested even at the same indentation.
+    // In a text whose functions have no `end`, a function line ends the open function whatever its
+    // indentation; with `end`s, a function inside another one is nested even at the same indentation.
     while (Frame* f = top()) {
-        if (closedForm_ || !isFunctionKind(f->kind) || f->indent < indent) break;
+        if (closedForm_ || !isFunctionKind(f->kind)) break;
         recordUnclosed(*f);
         d_.scopeComplete[f->scope] = 1;  // the next function line ends it
         popFrame();
@@ -77,6 +77,13 @@ void Parser::parseFunction() {
     }
 }
 
+// Inside `methods`, or in a fragment where the class around the function line was cut away.
+bool Parser::mayDefineEndMethod() {
+    const Frame* f = top();
+    if (f != nullptr) return f->kind == NodeKind::Methods;
+    return reading_ == TextReading::Fragment;
+}
+
 void Parser::recordUnclosed(const Frame& f) {
     ++unclosedFunctions_;
     if (firstUnclosedLine_ == 0) {
@@ -122,7 +129,10 @@ std::u16string_view Parser::parseFunctionHeader() {
         take();
     }
     const PTok& n = cur();
-    if (n.kind != TokenKind::Identifier) {
+    // A class may define what `end` means in its indexes: only as a method is `end` a name.
+    const bool endMethod = n.kind == TokenKind::Keyword && n.word == Word::End && peek().op == Op::LParen &&
+                           !peek().spaceBefore && mayDefineEndMethod();
+    if (n.kind != TokenKind::Identifier && !endMethod) {
         unexpected(n);
         return {};
     }
@@ -248,7 +258,7 @@ bool Parser::contextualBlockAllowed(Word w, const PTok& t) {
                        next.op == Op::Comma;
     if (!headerShape) return false;
     Frame* f = top();
-    if (f == nullptr) return t.lineFirst && lineIndent_[t.line] > 0;
+    if (f == nullptr) return !wholeFile() && t.lineFirst && lineIndent_[t.line] > 0;
     if (w == Word::Arguments) return isFunctionKind(f->kind) && f->clause == NodeKind::Unknown;
     return f->kind == NodeKind::ClassDef;
 }
@@ -313,6 +323,14 @@ void Parser::parseDeclaration(NodeKind kind) {
     }
     if (kind == NodeKind::ArgumentDeclaration) addVariable(n);
     dottedOrIdentifier(kind == NodeKind::ArgumentDeclaration ? Role::Variable : Role::Other);
+    // `opts.?ClassName`: name-value arguments taken from a class's properties.
+    if (kind == NodeKind::ArgumentDeclaration && cur().op == Op::Dot && peek().op == Op::Question &&
+        !peek().spaceBefore) {
+        take();
+        parsePrimary();
+        if (failed_) return;
+        finishFrom(NodeKind::Field, from);
+    }
     if (cur().op == Op::LParen && cur().kind == TokenKind::Punctuation) {
         const std::uint32_t dims = mark();
         std::uint32_t open = take();
@@ -363,6 +381,7 @@ void Parser::detectFunctionForm() {
     int brackets = 0;
     bool statementStart = true;
     bool balanced = true;
+    bool controlAtFunction = false;  // a construct other than a function open at a function line
     std::uint32_t functionLine = 0;  // of a function header whose first body line is still to come
     for (std::size_t k = 0; k + 1 < toks_.size(); ++k) {
         const PTok& t = toks_[k];
@@ -388,6 +407,12 @@ void Parser::detectFunctionForm() {
         const Word inside = open.empty() ? Word::None : open.back();
         if (t.kind == TokenKind::Keyword) {
             if (lexer::opensBlock(t.word)) {
+                // Without `end`s a function line ends the functions before it, so nothing else may be
+                // open there.
+                if (t.word == Word::Function)
+                    controlAtFunction =
+                        controlAtFunction ||
+                        std::any_of(open.begin(), open.end(), [](Word w) { return w != Word::Function; });
                 open.push_back(t.word);
                 if (t.word == Word::Function) functionLine = t.line;
                 statementStart = t.word == Word::Try;
@@ -428,7 +453,12 @@ void Parser::detectFunctionForm() {
     }
     const auto stillOpen = static_cast<int>(std::count(open.begin(), open.end(), Word::Function));
     closedForm_ = closedFunctions > 0 && stillOpen <= closedFunctions + 1;
-    balanced_ = balanced && open.empty();
+    // Functions without `end` balance where they are all that stays open and nothing else was open at
+    // their lines.
+    const bool onlyOpenFunctions =
+        closedFunctions == 0 && !controlAtFunction &&
+        std::all_of(open.begin(), open.end(), [](Word w) { return w == Word::Function; });
+    balanced_ = balanced && (open.empty() || onlyOpenFunctions);
 }
 
 }  // namespace ca::detail::parsing

@@ -47,7 +47,7 @@ bool Parser::parseFile() {
     if (knownAnchor_ > 0) {
         while (!toks_[pos_].eof && toks_[pos_].offset < knownAnchor_)
             ++pos_;
-    } else {
+    } else if (!wholeFile()) {
         skipCutEdge();
         if (anchorPos_ > 0 && !toks_[anchorPos_].eof && toks_[anchorPos_].line > 1) {
             const std::size_t anchor = d_.lineStarts[toks_[anchorPos_].line - 1];
@@ -72,18 +72,17 @@ bool Parser::parseFile() {
 namespace ca::detail {
 
 std::unique_ptr<AnalysisData> analyseText(const fl::ustring& text, TextReading reading) {
-    (void)reading;  // TODO(whole-file reading): no edge reading when WholeFile
     if (text.size() > kMaxTextLength) {
         throw InvalidAnalysisException("The text is longer than " + std::to_string(kMaxTextLength) +
                                        " code units.");
     }
     auto data = std::make_unique<AnalysisData>();
     data->text = text;
-    const std::size_t anchor = parsing::Parser(*data, 0).run({});
+    const std::size_t anchor = parsing::Parser(*data, 0, reading).run({});
     if (anchor > 0) {
         auto again = std::make_unique<AnalysisData>();
         again->text = std::move(data->text);
-        parsing::Parser(*again, anchor).run(std::move(data->tokens));
+        parsing::Parser(*again, anchor, reading).run(std::move(data->tokens));
         return again;
     }
     return data;

@@ -17,6 +17,7 @@
 #include "ca/invalid_analysis_exception.hpp"
 #include "ca/lexer/operator_classes.hpp"
 #include "ca/lexer/scan.hpp"
+#include "ca/text_reading.hpp"
 
 namespace ca::detail::parsing {
 
@@ -162,7 +163,8 @@ class Parser {
   public:
     // `anchor`: where the complete statements begin, when an earlier run found a cut edge before it;
     // the text from there on is lexed afresh, as the cut edge may have misled the lexer.
-    Parser(AnalysisData& d, std::size_t anchor) : d_(d), text_(d.text), knownAnchor_(anchor) {
+    Parser(AnalysisData& d, std::size_t anchor, TextReading reading)
+        : d_(d), text_(d.text), knownAnchor_(anchor), reading_(reading) {
         // Room for the usual depths up front: these grow and shrink with every statement.
         pending_.reserve(64);
         prefixOperators_.reserve(16);
@@ -215,6 +217,8 @@ class Parser {
         return index;
     }
     bool atEof() { return cur().eof; }
+    // Where the host knows the text is a whole file: no cut edges, nothing cut at the end.
+    bool wholeFile() const { return reading_ == TextReading::WholeFile; }
     std::u16string_view textOf(const PTok& t) const {
         return std::u16string_view(text_).substr(t.offset, t.end - t.offset);
     }
@@ -272,6 +276,11 @@ class Parser {
     };
 
     void parseArguments(NodeKind kind, std::uint32_t from);
+    bool startsStatementInside(const PTok& t) const;
+    bool startsSuperclassCall();
+    void parseSuperclassName(std::uint32_t from);
+    bool startsNameValue();
+    void parseNameValue();
     void unclosed(const PTok& open, const PTok& at);
     void parsePrimary();
     void parseHandle();
@@ -303,6 +312,7 @@ class Parser {
     void noteLine(const PTok& t, std::uint8_t kind);
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
+    bool leftOfUnclosedLooking(std::uint32_t indent) const;
     bool isPhantom(const Frame& f) const;
     void handleClause();
     void misplacedClause(const PTok& t);
@@ -312,6 +322,7 @@ class Parser {
     void checkLoopStatement(const PTok& t);
     void loopError(const PTok& t);
     void parseFunction();
+    bool mayDefineEndMethod();
     void recordUnclosed(const Frame& f);
     std::u16string_view parseFunctionHeader();
     void parseClassdef();
@@ -381,6 +392,8 @@ class Parser {
     bool closedTopFunction_ = false;
     bool closedForm_ = false;
     std::size_t knownAnchor_ = 0;
+    TextReading reading_ = TextReading::Fragment;
+    std::size_t resumeAt_ = 0;  // where to read on after an error, when not at the next line
     std::size_t anchorOffset_ = 0;
     std::size_t anchorPos_ = 0;
     std::uint32_t lastEndIndent_ = kNoIndent;

@@ -20,6 +20,11 @@ void Parser::recover() {
     nesting_ = static_cast<std::uint32_t>(frames_.size());
     inMatrix_ = false;
     inIndex_ = 0;
+    if (resumeAt_ != 0) {
+        pos_ = resumeAt_;
+        resumeAt_ = 0;
+        return;
+    }
     while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd)
         ++pos_;
 }
@@ -57,6 +62,11 @@ void Parser::parseSimpleStatement() {
     const std::uint32_t from = mark();
     const std::uint32_t first = static_cast<std::uint32_t>(pos_);
     const PTok& t = cur();
+    if (t.kind == TokenKind::CommandWord) {  // a shell escape
+        leaf(NodeKind::CommandWord);
+        finishAt(NodeKind::Command, from, first);
+        return;
+    }
     if (t.kind == TokenKind::Identifier && peek().kind == TokenKind::CommandWord) {
         d_.scopes[t.scan] = scope_;
         leaf(NodeKind::Identifier);
@@ -188,6 +198,7 @@ void Parser::checkLoopStatement(const PTok& t) {
     }
     // No loop and no function in the text: the loop may have been cut away, unless the statement
     // or its outermost block stands at the left margin.
+    if (wholeFile()) return loopError(t);
     if (!frames_.empty() && frames_.front().line == 1) return;  // its header line may be cut
     const std::uint32_t outer = frames_.empty() ? lineIndent_[t.line] : frames_.front().indent;
     if (outer == 0) loopError(t);
@@ -306,8 +317,8 @@ void Parser::parseStatement() {
 
 // Lines of a properties or arguments block whose header was cut away read as declarations.
 void Parser::parseStatementWithFallback(const PTok& t) {
-    const bool mayDeclare = !inHead_ && frames_.empty() && t.kind == TokenKind::Identifier && t.lineFirst &&
-                            lineIndent_[t.line] > 0;
+    const bool mayDeclare = !wholeFile() && !inHead_ && frames_.empty() && t.kind == TokenKind::Identifier &&
+                            t.lineFirst && lineIndent_[t.line] > 0;
     if (!mayDeclare) {
         parseSimpleStatement();
         endOfStatement();
