@@ -92,6 +92,9 @@ TEST(RealCode, ErrorsStillShow) {
         {"x = 1;\ny = [1, 2\n", {}, {"2:UnbalancedBracket"}},
         {"    y = 2;\nend\n", {}, {"2:EndWithoutBlock"}},
         {"x = 1;\n    break\n", {}, {"2:BreakOutsideLoop"}},
+        {"function a()\nx = 1;\n    function b()\n    y = 2;\n    end\n",
+         {},
+         {"3:NestedFunctionNotClosed", "5:MixedFunctionForms"}},
     };
     for (const auto& c : cases) {
         const auto fragment = analyse(std::string(c.text));

@@ -82,6 +82,7 @@ void Parser::handleEnd() {
             return;
         }
         take();
+        if (closesMarginFunction(t)) marginFunctionClosed_ = true;
         // The first line may be cut anywhere, so its indentation tells nothing.
         if (t.line > 1) orphanIndent_ = lineIndent_[t.line];
         // Two `end`s at the left margin in a row may close a function and the one around it; a third

@@ -19,7 +19,25 @@ bool Parser::orphanAccepted(const PTok& t) const {
         t.word == Word::End && lastEndIndent_ == indent &&
         ((indent == 0 && !lastEndAtMargin_ && (!lastEndClosedControl_ || unindentedFunctionBody_)) ||
          (closedForm_ && lastEndClosedFunction_));
-    return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_);
+    return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_) ||
+           closesMarginFunction(t);
+}
+
+// Functions whose bodies sit at the margin: a window that starts inside one sees its `end` at the margin
+// after code at the margin. Read so where no function of the text has an indented body, at most once, and
+// only where no statement follows (a function line, another `end` or the end of the text).
+bool Parser::closesMarginFunction(const PTok& t) const {
+    if (t.word != Word::End || lineIndent_[t.line] != 0 || indentedFunctionBody_ || marginFunctionClosed_)
+        return false;
+    // Right after the `end` of a condition or loop of the text, the second `end` is one too many (a reply
+    // that repeats the `end` below the cursor), unless a function of the text shows the margin layout.
+    if (lastEndIndent_ == 0 && lastEndClosedControl_ && !unindentedFunctionBody_) return false;
+    std::size_t k = pos_ + 1;
+    while (!toks_[k].eof && (isTerminator(toks_[k]) || toks_[k].line == t.line))
+        ++k;
+    const PTok& next = toks_[k];
+    return next.eof ||
+           (next.kind == TokenKind::Keyword && (next.word == Word::Function || next.word == Word::End));
 }
 
 Parser::Snapshot Parser::snapshot() const {
@@ -56,6 +74,22 @@ void Parser::restore(const Snapshot& s) {
 
 // An expression statement that only shows values, such as a row of a matrix whose opening line was
 // cut away, cannot tell where the text's statements begin.
+namespace {
+
+bool isLeadingCommandName(std::u16string_view name) {
+    static constexpr std::u16string_view kNames[] = {u"clc",    u"clear",   u"close", u"clf",   u"hold",
+                                                     u"format", u"warning", u"more",  u"diary", u"echo",
+                                                     u"figure", u"grid",    u"axis",  u"pkg",   u"addpath"};
+    return std::find(std::begin(kNames), std::end(kNames), name) != std::end(kNames);
+}
+
+}  // namespace
+
+bool Parser::isLeadingCommand(const ca::astapi::NodeRecord& command) const {
+    const auto& name = d_.tree.nodes[d_.tree.children[command.firstChild]];
+    return isLeadingCommandName(std::u16string_view(text_).substr(name.start, name.closing + 1 - name.start));
+}
+
 bool Parser::weakStatements(std::size_t fromPending, bool callsAreWeak) const {
     if (fromPending >= pending_.size()) return true;
     // Values separated by commas read like a row of a cell array or matrix.
@@ -68,9 +102,10 @@ bool Parser::weakStatements(std::size_t fromPending, bool callsAreWeak) const {
     // whose opening line was cut away.
     for (std::size_t k = fromPending; k < pending_.size(); ++k) {
         const auto& statement = d_.tree.nodes[pending_[k]];
-        // A command (`clc`, `hold on`) is a complete statement, unless the first line's tail.
+        // A command (`clear all`, `hold on`) is a complete statement. On the first line, which may be the
+        // tail of a comment, only one of the commands that scripts begin with counts.
         if (statement.kind == NodeKind::Command) {
-            if (callsAreWeak) continue;
+            if (callsAreWeak && !isLeadingCommand(statement)) continue;
             return false;
         }
         if (statement.kind != NodeKind::ExpressionStatement) return false;
@@ -167,12 +202,13 @@ void Parser::closeAtEnd() {
         if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4)) here = lineIndent_[l];
         minFrom[l] = std::min(here, minFrom[l + 1]);
     }
+    // A whole file has nothing after it: what is open lacks its `end`, functions without `end` aside.
     while (!frames_.empty() && wholeFile()) {
         Frame& f = frames_.back();
-        if (!isFunctionKind(f.kind) || closedForm_ || f.holdsNested)
-            missingEnd(f);
-        else
+        if (isFunctionKind(f.kind) && (!closedForm_ || f.holdsNested))
             recordUnclosed(f);
+        else
+            missingEnd(f);
         popFrame();
     }
     while (!frames_.empty()) {
@@ -183,7 +219,8 @@ void Parser::closeAtEnd() {
             // A function that holds nested ones is of the closed form: its `end` was cut away, unless
             // its body, indented at first, later has code at or left of the header.
             const std::uint32_t header = f.line == 1 ? 0 : f.indent;
-            if (!deeper && !f.holdsNested)
+            // In a window of closed functions, the last one's `end` lies beyond the window.
+            if (!deeper && !f.holdsNested && !closedForm_)
                 recordUnclosed(f);
             else if (closedForm_ && f.firstBody != kNoIndent && f.firstBody > header &&
                      minFrom[f.line + 1] <= header)

@@ -325,6 +325,11 @@ void Parser::parsePrimary() {
             break;
     }
     if (t.kind == TokenKind::LineEnd && !t.eof) {
+        // The text ends right after a line that continues: the rest was cut away.
+        if (!wholeFile() && toks_[pos_ + 1].eof) {
+            failed_ = true;
+            return;
+        }
         error(t, "IncompleteStatement",
               "The statement at line " + std::to_string(t.line) + " ends before its expression.");
         return;

@@ -390,6 +390,7 @@ void Parser::detectFunctionForm() {
         if (functionLine != 0 && t.lineFirst && t.line > functionLine && t.kind != TokenKind::LineEnd) {
             const std::uint32_t header = functionLine == 1 ? 0 : lineIndent_[functionLine];
             if (t.word != Word::End && lineIndent_[t.line] <= header) unindentedFunctionBody_ = true;
+            if (t.word != Word::End && lineIndent_[t.line] > header) indentedFunctionBody_ = true;
             functionLine = 0;
         }
         if (t.kind == TokenKind::LineEnd || t.op == Op::Semicolon || t.op == Op::Comma) {

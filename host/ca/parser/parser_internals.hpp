@@ -310,6 +310,7 @@ class Parser {
     void popFrame();
     void missingEnd(const Frame& f);
     void noteLine(const PTok& t, std::uint8_t kind);
+    bool closesMarginFunction(const PTok& t) const;
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
     bool leftOfUnclosedLooking(std::uint32_t indent) const;
@@ -351,6 +352,7 @@ class Parser {
     void parseLine();
     // An expression statement that only shows values, such as a row of a matrix whose opening line was
     // cut away, cannot tell where the text's statements begin.
+    bool isLeadingCommand(const ca::astapi::NodeRecord& command) const;
     bool weakStatements(std::size_t fromPending, bool callsAreWeak) const;
     // What precedes the first complete statement is a cut edge: try each line in turn until one reads
     // as a complete statement.
@@ -405,6 +407,8 @@ class Parser {
     bool balanced_ = false;
     // Some function's first body line stands no deeper than its header.
     bool unindentedFunctionBody_ = false;
+    bool indentedFunctionBody_ = false;
+    bool marginFunctionClosed_ = false;  // an `end` at the margin closed a function cut away before
     std::uint32_t statementLine_ = 1;
     std::vector<std::uint32_t> openBrackets_;  // token indices of the open argument brackets
     bool lastEndAtMargin_ = false;
