@@ -16,6 +16,16 @@ std::shared_ptr<ca::Analysis> analyseWhole(const std::string& text) {
     return ca::analyzeWholeFile(fl::i18n::to_ustring(text));
 }
 
+// Every program, in every layout, analyses without errors as a whole file and as a fragment.
+TEST(RealCode, EveryExampleAnalysesWithoutErrorsInBothReadings) {
+    const auto all = ca::testing::loadAllExamples();
+    ASSERT_GE(all.size(), 60u);
+    for (const auto& example : all) {
+        for (const auto& analysis : {ca::testing::analyse(example.text), ca::analyzeWholeFile(example.text)})
+            EXPECT_TRUE(errors(*analysis).empty()) << example.name << "\n" << describeErrors(*analysis);
+    }
+}
+
 // Each text parses in both readings; where a tree is given, its statements read as that tree.
 TEST(RealCode, ConstructsOfRealCodeParse) {
     const struct {
@@ -62,6 +72,8 @@ TEST(RealCode, StructureBeforeIndentation) {
              "try\n    x = 1;\n    catch\n    x = 2;\n    end\n",
              "\tif a\n\t\tb = 1;\n        end\n",
              "function a()\nx = 1;\n    function b()\n    y = 2;\n",
+             "function s = name(c)\n    switch c\ncase 'r'\ns = 'red';\nend\n",
+             "function t = f(n)\n  x = 1;\n  if x\n  y = 2;\nend\nend\n",
          }) {
         for (const auto& analysis : {analyse(std::string(text)), analyseWhole(text)}) {
             EXPECT_TRUE(errors(*analysis).empty()) << text << describeErrors(*analysis);

@@ -66,7 +66,8 @@ void Parser::handleEnd() {
     // Where every block is closed in the text, each `end` closes the innermost open construct, however
     // far left or right it stands; unless it stands left of a construct whose body is no deeper than
     // its header, or exactly under an outer construct's header: then the construct was never closed.
-    if (balanced_ && indent != kNoIndent && leftOfUnclosedLooking(indent)) balanced_ = false;
+    // (Only where constructs may have been cut away before the text: there the `end` may be theirs.)
+    if (balanced_ && headCut_ && indent != kNoIndent && leftOfUnclosedLooking(indent)) balanced_ = false;
     if (indent != kNoIndent && !balanced_) {
         while (Frame* f = top()) {
             if (f->indent <= indent || (f->phantomSwitch && indent < f->caseIndent)) break;
@@ -95,10 +96,12 @@ void Parser::handleEnd() {
         endOfStatement();
         return;
     }
-    // An `end` right of its construct's header closes it only when the whole body stands further
-    // right still; a cut-away switch ends left of its cases.
+    // An `end` right of its construct's header, at or left of its body, closes it unless the body goes
+    // on after it (the next line stands right of the header) or another `end` follows at or left of the
+    // header (a reply that repeats the `end` below the cursor); a cut-away switch ends left of its cases.
     const bool tooFarRight =
-        f->phantomSwitch ? indent >= f->caseIndent : indent > f->indent && f->minBody <= indent;
+        f->phantomSwitch ? indent >= f->caseIndent
+                         : indent > f->indent && f->minBody <= indent && bodyGoesOnAfter(t.line, f->indent);
     if (indent != kNoIndent && tooFarRight && !balanced_) {
         error(t, "EndWithoutBlock", "'end' at line " + std::to_string(t.line) + " has no matching block.");
         return;
@@ -123,6 +126,15 @@ void Parser::handleEnd() {
         minCodeSinceOrphan_ = kNoIndent;
     }
     endOfStatement();
+}
+
+bool Parser::bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const {
+    std::size_t k = pos_;
+    while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
+        ++k;
+    const PTok& next = toks_[k];
+    if (next.eof || !next.lineFirst) return false;
+    return lineIndent_[next.line] > header || (next.kind == TokenKind::Keyword && next.word == Word::End);
 }
 
 bool Parser::leftOfUnclosedLooking(std::uint32_t indent) const {

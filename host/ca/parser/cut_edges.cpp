@@ -6,6 +6,29 @@
 
 namespace ca::detail::parsing {
 
+// Whether constructs may have been cut away before the text: its statements begin after a cut edge, or
+// their first line stands deeper than a later one.
+bool Parser::headWasCut(std::size_t firstCode) const {
+    // The first run has read the first complete line already; a second one starts at the anchor.
+    const std::size_t start = knownAnchor_ > 0 ? pos_ : anchorPos_;
+    const PTok& first = toks_[start];
+    if (first.eof) return false;
+    if (start > firstCode) return true;
+    // A first line that may be cut in the middle tells its indentation only when it is a block header;
+    // otherwise the next code line stands for it.
+    std::uint32_t reference = kNoIndent;
+    const bool header = first.kind == TokenKind::Keyword && lexer::opensBlock(first.word);
+    if (first.line > 1 || header) reference = lineIndent_[first.line];
+    for (std::uint32_t l = first.line + 1; l <= lineCount(); ++l) {
+        if ((d_.lineContent[l] & 1) == 0) continue;
+        if (reference == kNoIndent)
+            reference = lineIndent_[l];
+        else if (lineIndent_[l] < reference)
+            return true;
+    }
+    return false;
+}
+
 bool Parser::orphanAccepted(const PTok& t) const {
     if (wholeFile()) return false;
     const std::uint32_t indent = lineIndent_[t.line];

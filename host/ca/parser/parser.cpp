@@ -57,6 +57,7 @@ bool Parser::parseFile() {
             }
         }
     }
+    if (!wholeFile()) headCut_ = headWasCut(firstCode);
     while (!cur().eof)
         parseLine();
     closeAtEnd();

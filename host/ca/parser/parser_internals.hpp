@@ -310,9 +310,11 @@ class Parser {
     void popFrame();
     void missingEnd(const Frame& f);
     void noteLine(const PTok& t, std::uint8_t kind);
+    bool headWasCut(std::size_t firstCode) const;
     bool closesMarginFunction(const PTok& t) const;
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
+    bool bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const;
     bool leftOfUnclosedLooking(std::uint32_t indent) const;
     bool isPhantom(const Frame& f) const;
     void handleClause();
@@ -408,6 +410,7 @@ class Parser {
     // Some function's first body line stands no deeper than its header.
     bool unindentedFunctionBody_ = false;
     bool indentedFunctionBody_ = false;
+    bool headCut_ = false;               // constructs may have been cut away before the text
     bool marginFunctionClosed_ = false;  // an `end` at the margin closed a function cut away before
     std::uint32_t statementLine_ = 1;
     std::vector<std::uint32_t> openBrackets_;  // token indices of the open argument brackets
