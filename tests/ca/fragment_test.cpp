@@ -13,7 +13,7 @@ using ca::testing::analyse;
 using ca::testing::describeErrors;
 
 const std::vector<ca::testing::ExampleText>& examples() {
-    static const auto all = ca::testing::loadExamples();
+    static const auto all = ca::testing::loadAllExamples();
     return all;
 }
 

@@ -100,7 +100,7 @@ void Parser::handleEnd() {
     // on after it (the next line stands right of the header) or another `end` follows at or left of the
     // header (a reply that repeats the `end` below the cursor); a cut-away switch ends left of its cases.
     const bool tooFarRight =
-        f->phantomSwitch ? indent >= f->caseIndent
+        f->phantomSwitch ? indent > f->caseIndent
                          : indent > f->indent && f->minBody <= indent && bodyGoesOnAfter(t.line, f->indent);
     if (indent != kNoIndent && tooFarRight && !balanced_) {
         error(t, "EndWithoutBlock", "'end' at line " + std::to_string(t.line) + " has no matching block.");

@@ -43,24 +43,31 @@ bool Parser::orphanAccepted(const PTok& t) const {
         ((indent == 0 && !lastEndAtMargin_ && (!lastEndClosedControl_ || unindentedFunctionBody_)) ||
          (closedForm_ && lastEndClosedFunction_));
     return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_) ||
-           closesMarginFunction(t);
+           closesMarginFunction(t) || (indent < orphanIndent_ && nextCodeLeftOf(t.line, indent));
 }
 
 // Functions whose bodies sit at the margin: a window that starts inside one sees its `end` at the margin
 // after code at the margin. Read so where no function of the text has an indented body, at most once, and
 // only where no statement follows (a function line, another `end` or the end of the text).
 bool Parser::closesMarginFunction(const PTok& t) const {
-    if (t.word != Word::End || lineIndent_[t.line] != 0 || indentedFunctionBody_ || marginFunctionClosed_)
+    if (t.word != Word::End || !t.lineFirst || t.line == 1 || lineIndent_[t.line] != 0 ||
+        indentedFunctionBody_ || marginFunctionClosed_)
         return false;
-    // Right after the `end` of a condition or loop of the text, the second `end` is one too many (a reply
-    // that repeats the `end` below the cursor), unless a function of the text shows the margin layout.
-    if (lastEndIndent_ == 0 && lastEndClosedControl_ && !unindentedFunctionBody_) return false;
     std::size_t k = pos_ + 1;
     while (!toks_[k].eof && (isTerminator(toks_[k]) || toks_[k].line == t.line))
         ++k;
     const PTok& next = toks_[k];
     return next.eof ||
            (next.kind == TokenKind::Keyword && (next.word == Word::Function || next.word == Word::End));
+}
+
+// Sloppy bodies stand left of their `end` in places; an `end` after which the code goes on further left
+// still closed what was cut away.
+bool Parser::nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const {
+    std::size_t k = pos_ + 1;
+    while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
+        ++k;
+    return !toks_[k].eof && lineIndent_[toks_[k].line] < indent;
 }
 
 Parser::Snapshot Parser::snapshot() const {

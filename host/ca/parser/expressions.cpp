@@ -145,7 +145,7 @@ void Parser::parseArguments(NodeKind kind, std::uint32_t from) {
                 if (kind == NodeKind::Index && startsNameValue()) {
                     named = true;
                     parseNameValue();
-                } else if (named) {
+                } else if (named && !cur().eof) {
                     error(cur(), "PositionalAfterNameValue",
                           "The argument at line " + std::to_string(cur().line) +
                               " follows a Name=value argument; positional arguments must come first.");

@@ -324,8 +324,8 @@ void Parser::parseDeclaration(NodeKind kind) {
     if (kind == NodeKind::ArgumentDeclaration) addVariable(n);
     dottedOrIdentifier(kind == NodeKind::ArgumentDeclaration ? Role::Variable : Role::Other);
     // `opts.?ClassName`: name-value arguments taken from a class's properties.
-    if (kind == NodeKind::ArgumentDeclaration && cur().op == Op::Dot && peek().op == Op::Question &&
-        !peek().spaceBefore) {
+    // (A cut-away `arguments` block reads as declarations of properties, so both kinds allow it.)
+    if (cur().op == Op::Dot && peek().op == Op::Question && !peek().spaceBefore) {
         take();
         parsePrimary();
         if (failed_) return;

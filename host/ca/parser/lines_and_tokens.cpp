@@ -113,6 +113,8 @@ bool Parser::continuesAcrossLineEnd(const PTok& next) const {
     if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd || toks_[n - 2].kind == TokenKind::LineEnd)
         return false;
     const PTok& prev = toks_[n - 2];
+    // After `...` the line end of a blank line ends the statement: the continuation carries one line.
+    if (prev.line != toks_[n - 1].line) return false;
     return (prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
            (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)) ||
            (next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op));

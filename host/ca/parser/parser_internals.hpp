@@ -311,6 +311,7 @@ class Parser {
     void missingEnd(const Frame& f);
     void noteLine(const PTok& t, std::uint8_t kind);
     bool headWasCut(std::size_t firstCode) const;
+    bool nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const;
     bool closesMarginFunction(const PTok& t) const;
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
