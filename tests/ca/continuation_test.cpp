@@ -221,9 +221,8 @@ struct Example {
             return false;
         if (next < lineStarts.size() && tokens[n].offset >= lineStarts[next]) return false;
         if (opener[after] != kNone && roles[opener[after]] == Role::Parentheses) return false;
-        // After a row's `;` or `,` inside brackets a blank line only adds an empty row.
-        if (opener[after] != kNone && (tokens[before].op == Op::Semicolon || tokens[before].op == Op::Comma))
-            return false;
+        // After a row's `;` inside brackets a blank line only adds an empty row.
+        if (opener[after] != kNone && tokens[before].op == Op::Semicolon) return false;
         return continuation || continuesAfter(tokens[before]) || continuesBefore(tokens[n]);
     }
 };

@@ -70,7 +70,8 @@ void Parser::handleEnd() {
     if (balanced_ && headCut_ && indent != kNoIndent && leftOfUnclosedLooking(indent)) balanced_ = false;
     if (indent != kNoIndent && !balanced_) {
         while (Frame* f = top()) {
-            if (f->indent <= indent || (f->phantomSwitch && indent < f->caseIndent)) break;
+            // A construct whose header was cut away may have stood further left than its clause.
+            if (f->indent <= indent || isPhantom(*f)) break;
             missingEnd(*f);
             popFrame();
         }

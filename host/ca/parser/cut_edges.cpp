@@ -42,7 +42,11 @@ bool Parser::orphanAccepted(const PTok& t) const {
         t.word == Word::End && lastEndIndent_ == indent &&
         ((indent == 0 && !lastEndAtMargin_ && (!lastEndClosedControl_ || unindentedFunctionBody_)) ||
          (closedForm_ && lastEndClosedFunction_));
-    return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && indent < minCodeSinceOrphan_) ||
+    // A clause may stand at its body's column.
+    const bool clause = t.word != Word::End;
+    return t.line == 1 || closesOuterFunction ||
+           (indent < orphanIndent_ &&
+            (indent < minCodeSinceOrphan_ || (clause && indent == minCodeSinceOrphan_))) ||
            closesMarginFunction(t) || (indent < orphanIndent_ && nextCodeLeftOf(t.line, indent));
 }
 
