@@ -42,12 +42,12 @@ bool Parser::orphanAccepted(const PTok& t) const {
         t.word == Word::End && lastEndIndent_ == indent &&
         ((indent == 0 && !lastEndAtMargin_ && (!lastEndClosedControl_ || unindentedFunctionBody_)) ||
          (closedForm_ && lastEndClosedFunction_));
-    // A clause may stand at its body's column.
-    const bool clause = t.word != Word::End;
-    return t.line == 1 || closesOuterFunction ||
-           (indent < orphanIndent_ &&
-            (indent < minCodeSinceOrphan_ || (clause && indent == minCodeSinceOrphan_))) ||
-           closesMarginFunction(t) || (indent < orphanIndent_ && nextCodeLeftOf(t.line, indent));
+    // A clause may stand at its body's column: code before and after it at its own column.
+    const bool clauseInBody =
+        t.word != Word::End && indent == minCodeSinceOrphan_ && !nextCodeRightOf(t.line, indent);
+    return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && clauseInBody) ||
+           (indent <= orphanIndent_ && indent < minCodeSinceOrphan_) || closesMarginFunction(t) ||
+           (indent < orphanIndent_ && nextCodeLeftOf(t.line, indent));
 }
 
 // Functions whose bodies sit at the margin: a window that starts inside one sees its `end` at the margin
@@ -72,6 +72,13 @@ bool Parser::nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const {
     while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
         ++k;
     return !toks_[k].eof && lineIndent_[toks_[k].line] < indent;
+}
+
+bool Parser::nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const {
+    std::size_t k = pos_ + 1;
+    while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
+        ++k;
+    return !toks_[k].eof && lineIndent_[toks_[k].line] > indent;
 }
 
 Parser::Snapshot Parser::snapshot() const {

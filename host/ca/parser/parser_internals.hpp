@@ -312,6 +312,7 @@ class Parser {
     void noteLine(const PTok& t, std::uint8_t kind);
     bool headWasCut(std::size_t firstCode) const;
     bool nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const;
+    bool nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const;
     bool closesMarginFunction(const PTok& t) const;
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
