@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -25,10 +29,26 @@ std::vector<std::size_t> lineStarts(const std::u16string& text) {
     return starts;
 }
 
+// The style programs written sloppy on purpose (manifest: consistent=no).
+bool isSloppy(const std::string& name) {
+    static const std::string manifest = [] {
+        std::ifstream in(std::filesystem::path(OSTREL_SOURCE_DIR) / "tests/data/styles/manifest.txt");
+        return std::string(std::istreambuf_iterator<char>(in), {});
+    }();
+    const auto slash = name.rfind('/');
+    const std::string file = name.substr(slash == std::string::npos ? 0 : slash + 1);
+    const auto at = manifest.find(file + " ");
+    return at != std::string::npos &&
+           manifest.substr(at, manifest.find('\n', at) - at).ends_with("consistent=no");
+}
+
 // Every example is error-free, and so is any window cut out of one: at random points, and from or up to
-// every line start.
+// every line start. In the sloppy programs a block whose body stands at its header's column, cut before its
+// `end`, reads as a block opened and never closed (which the same text is where an error was put in), and
+// the `end`s after it as one too many; there these are the only errors allowed, and their count is shown.
 TEST(Fragments, WindowsOfErrorFreeExamplesHaveNoErrors) {
     ASSERT_GE(examples().size(), 20u);
+    int checked = 0, ambiguous = 0;
     for (const auto& example : examples()) {
         std::vector<std::pair<std::size_t, std::size_t>> windows{{0, example.text.size()}};
         std::mt19937 rng(20240611);
@@ -41,16 +61,25 @@ TEST(Fragments, WindowsOfErrorFreeExamplesHaveNoErrors) {
             windows.emplace_back(0, start);
         }
         int failures = 0;
+        const bool sloppy = isSloppy(example.name);
         for (const auto& [a, b] : windows) {
+            ++checked;
             auto analysis = analyse(example.text.substr(a, b - a));
             if (!analysis->hasParseErrors()) continue;
-            std::printf("window failure %s\n", example.name.c_str());
+            const auto found = ca::testing::errors(*analysis);
+            if (sloppy && std::all_of(found.begin(), found.end(), [](const std::string& e) {
+                    return e.ends_with(":MissingEnd") || e.ends_with(":EndWithoutBlock");
+                })) {
+                ++ambiguous;
+                continue;
+            }
             if (++failures > 3) continue;
             ADD_FAILURE() << example.name << " [" << a << ", " << b << ")\n"
                           << fl::i18n::to_string(example.text.substr(a, b - a)) << "\n---\n"
                           << describeErrors(*analysis);
         }
     }
+    std::printf("%d windows, %d of sloppy programs with only missing or surplus ends\n", checked, ambiguous);
 }
 
 // A window whose middle holds an error still reports it on its line; without it the window is clean.
