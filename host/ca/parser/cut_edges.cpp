@@ -46,8 +46,9 @@ bool Parser::orphanAccepted(const PTok& t) const {
     const bool clauseInBody =
         t.word != Word::End && indent == minCodeSinceOrphan_ && !nextCodeRightOf(t.line, indent);
     return t.line == 1 || closesOuterFunction || (indent < orphanIndent_ && clauseInBody) ||
-           (indent <= orphanIndent_ && indent < minCodeSinceOrphan_) || closesMarginFunction(t) ||
-           (indent < orphanIndent_ && nextCodeLeftOf(t.line, indent));
+           (indent < minCodeSinceOrphan_ &&
+            (indent < orphanIndent_ || (indent == orphanIndent_ && minCodeSinceOrphan_ != kNoIndent))) ||
+           closesMarginFunction(t) || (indent < orphanIndent_ && nextCodeLeftOf(t.line, indent));
 }
 
 // Functions whose bodies sit at the margin: a window that starts inside one sees its `end` at the margin
@@ -61,7 +62,9 @@ bool Parser::closesMarginFunction(const PTok& t) const {
     while (!toks_[k].eof && (isTerminator(toks_[k]) || toks_[k].line == t.line))
         ++k;
     const PTok& next = toks_[k];
-    return next.eof ||
+    // (A last line without line end may be a cut `function` line.)
+    const bool cutLastLine = !endsWithLineEnd_ && next.line == lineCount();
+    return next.eof || cutLastLine ||
            (next.kind == TokenKind::Keyword && (next.word == Word::Function || next.word == Word::End));
 }
 
