@@ -14,10 +14,12 @@ TEST(EdgeReadings, ClosingLinesAfterACompleteConstructAtTheMargin) {
         const char* text;
         Errors expected;
     } cases[] = {
-        // At the end of the text a second `end` at the margin may close a function whose body sits at
-        // the margin; with code after it, it has nothing to close.
-        {"x = rand();\nif x > 0.5\n    disp(1);\nend\nend\n", {}},
+        // After a condition opened in the text, a second `end` has nothing to close: not at the end of the
+        // text (a reply that repeats the `end` below the cursor), nor with code after it; before a function
+        // line it closes a function whose body sits at the margin.
+        {"x = rand();\nif x > 0.5\n    disp(1);\nend\nend\n", {"5:EndWithoutBlock"}},
         {"x = rand();\nif x > 0.5\n    disp(1);\nend\nend\ny = 2;\n", {"5:EndWithoutBlock"}},
+        {"x = rand();\nif x > 0.5\n    disp(1);\nend\nend\nfunction g()\n", {}},
         {"x = 1;\nfor k = 1:3\n    x = x + k;\nend\n\nend\ndisp(x);\n", {"6:EndWithoutBlock"}},
         // A function of the text with an unindented body shows the classic style: the `end` closes the
         // function whose header was cut away.

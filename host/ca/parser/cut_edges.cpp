@@ -62,10 +62,16 @@ bool Parser::closesMarginFunction(const PTok& t) const {
     while (!toks_[k].eof && (isTerminator(toks_[k]) || toks_[k].line == t.line))
         ++k;
     const PTok& next = toks_[k];
-    // (A last line without line end may be a cut `function` line.)
-    const bool cutLastLine = !endsWithLineEnd_ && next.line == lineCount();
-    return next.eof || cutLastLine ||
-           (next.kind == TokenKind::Keyword && (next.word == Word::Function || next.word == Word::End));
+    if (next.kind == TokenKind::Keyword && next.word == Word::Function) return true;
+    // A last line without line end may be a `function` line cut short.
+    if (!next.eof && !endsWithLineEnd_ && next.line == lineCount() && next.kind == TokenKind::Identifier &&
+        std::u16string_view(u"function").starts_with(textOf(next)))
+        return true;
+    // Right after the `end` of a condition or loop of the text, a second `end` with nothing after it is
+    // one too many (a reply that repeats the `end` below the cursor), unless the text shows the margin
+    // layout (a function of it) or begins inside something cut away.
+    if (lastEndIndent_ == 0 && lastEndClosedControl_ && !unindentedFunctionBody_ && !headCut_) return false;
+    return next.eof || (next.kind == TokenKind::Keyword && next.word == Word::End);
 }
 
 // Sloppy bodies stand left of their `end` in places; an `end` after which the code goes on further left
