@@ -106,6 +106,7 @@ Parser::Snapshot Parser::snapshot() const {
 
 void Parser::restore(const Snapshot& s) {
     pos_ = s.pos;
+    resumeAt_ = 0;  // a resumption point of the reading undone
     d_.tree.nodes.resize(s.nodes);
     d_.tree.children.resize(s.children);
     pending_.resize(s.pending);

@@ -399,7 +399,9 @@ class Parser {
     bool closedForm_ = false;
     std::size_t knownAnchor_ = 0;
     TextReading reading_ = TextReading::Fragment;
-    std::size_t resumeAt_ = 0;  // where to read on after an error, when not at the next line
+    std::size_t resumeAt_ = 0;
+    std::size_t statementStart_ = 0;  // token index where the statement being read began  // where to read on
+                                      // after an error, when not at the next line
     std::size_t anchorOffset_ = 0;
     std::size_t anchorPos_ = 0;
     std::uint32_t lastEndIndent_ = kNoIndent;

@@ -20,9 +20,11 @@ void Parser::recover() {
     nesting_ = static_cast<std::uint32_t>(frames_.size());
     inMatrix_ = false;
     inIndex_ = 0;
-    if (resumeAt_ != 0) {
-        pos_ = resumeAt_;
-        resumeAt_ = 0;
+    // Only forward: the line that showed a bracket was never closed is read as a statement.
+    const std::size_t resume = resumeAt_;
+    resumeAt_ = 0;
+    if (resume > statementStart_) {
+        pos_ = resume;
         return;
     }
     while (!toks_[pos_].eof && toks_[pos_].kind != TokenKind::LineEnd)
@@ -214,6 +216,7 @@ void Parser::parseStatement() {
     ++statementsParsed_;
     const PTok& t = cur();
     statementLine_ = t.line;
+    statementStart_ = pos_;
     if (t.kind == TokenKind::Keyword) {
         switch (t.word) {
             case Word::End:
