@@ -221,6 +221,7 @@ void Parser::misplacedClause(const PTok& t) {
 void Parser::openControl() {
     const PTok& t = cur();
     noteLine(t, 1);
+    if (t.lineFirst) controlHeaderLine_[t.line] = 1;
     const Word w = t.word;
     const NodeKind kind = w == Word::If       ? NodeKind::If
                           : w == Word::While  ? NodeKind::While

@@ -250,7 +250,10 @@ void Parser::closeAtEnd() {
     for (std::uint32_t l = lines; l >= 1; --l) {
         std::uint32_t here = kNoIndent;
         const bool cutLast = l == lines && !endsWithLineEnd_;
-        if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4)) here = lineIndent_[l];
+        // A block header at a construct's own column (a sloppy body that opens with a block) does not show
+        // code outside it; one further left does.
+        if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4))
+            here = lineIndent_[l] + (controlHeaderLine_[l] ? 1 : 0);
         minFrom[l] = std::min(here, minFrom[l + 1]);
     }
     // A whole file has nothing after it: what is open lacks its `end`, functions without `end` aside.

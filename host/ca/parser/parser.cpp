@@ -28,6 +28,7 @@ std::size_t Parser::run(std::vector<ScanToken> firstTokens) {
     d_.scopeParent.push_back(-1);
     d_.scopeComplete.push_back(0);
     lineKind_.assign(lineCount() + 2, 0);
+    controlHeaderLine_.assign(lineCount() + 2, 0);
     if (!parseFile()) return anchorOffset_;
     finishDiagnostics();
     d_.lineRoles = lineKind_;

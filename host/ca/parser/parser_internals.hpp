@@ -382,7 +382,9 @@ class Parser {
     std::vector<std::uint32_t> prefixOperators_;
     std::vector<Frame> frames_;
     std::vector<std::uint32_t> lineIndent_;
-    std::vector<std::uint8_t> lineKind_;  // 1 statement, 2 clause, 3 end, 4 function line
+    std::vector<std::uint8_t> lineKind_;
+    std::vector<std::uint8_t> controlHeaderLine_;  // lines that open a control block  // 1 statement, 2
+                                                   // clause, 3 end, 4 function line
     bool endsWithLineEnd_ = false;
     std::uint32_t lastEnd_ = 0;
     bool failed_ = false;
