@@ -216,11 +216,6 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         if (result.finding.empty())
             result.finding = "a new error: " + describe(message, fileLine(message.getPosition().line));
     }
-    // In a window cut out of a longer file, an error the edit makes go away is most often a closing line
-    // whose opener lies above the window, now taken by a block the edit opens.
-    const bool wholeFile = start == 0 && end == file.size();
-    if (!wholeFile && !known.empty() && result.finding.empty())
-        result.finding = "the completion changes which blocks the code around it closes";
 
     // Blocks closed below the edit: each closing line must still close the block it closed, that is be
     // the closing of no block nested deeper than that one.
@@ -258,7 +253,8 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         const auto reopened = newBlockOpenedAt.find(block.opener);
         const bool closedByItsOwn =
             found != innermostOpener.end() && reopened != newBlockOpenedAt.end() &&
-            reopened->second->closedByEnd &&
+            reopened->second->closedByEnd && reopened->second->closing >= edit.start - start &&
+            reopened->second->closing < editEnd &&
             innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
         if (!closedByItsOwn)
             result.finding = "the block opened at line " + fileLine(block.opener) +
