@@ -32,45 +32,54 @@ TEST(LineRanges, JoinWithALeadingLineFeedEach) {
     EXPECT_EQ(joinLineRange(lines, 0, 2), u"");
 }
 
-TEST(Pruning, NothingToPrune) {
-    EXPECT_EQ(prune(u"x = 1;\n", u"", u""), Pieces{u""});
-    // Not even the first line parses.
-    EXPECT_EQ(prune(u"x = 1;\n", u"y = +*;", u""), Pieces{u""});
-}
-
-TEST(Pruning, TrailingLinesGoUntilTheFileParses) {
-    const Pieces pieces = prune(u"x = 1;\n", u"y = 2;\nz = 3;\nw = 1 +* 2", u"");
-    ASSERT_EQ(pieces.size(), 1u);
-    EXPECT_EQ(pieces[0], u"y = 2;\nz = 3;");
-}
-
-TEST(Pruning, ShortCompletionInsideABlockComesBackWhole) {
-    const Pieces pieces = prune(u"x = 0;\nfunction f()\n    x = 1;\n", u"    y = 2;\n    z = 3;", u"\nend\n");
-    EXPECT_EQ(pieces, Pieces{u"    y = 2;\n    z = 3;"});
-}
-
-TEST(Pruning, ParagraphsBecomeSeparatePieces) {
-    const Pieces pieces = prune(u"x = 1;\n", u"y = 2;\n\nz = 3;", u"");
-    EXPECT_EQ(pieces, (Pieces{u"y = 2;", u"\nz = 3;"}));
-}
-
-TEST(Pruning, LinesAfterAConstructJoinItsBlock) {
-    // The loop started in the prefix; what follows its end up to the end of the script is absorbed
-    // into the loop's block, so the completion comes back whole rather than cut after 'end'.
-    EXPECT_EQ(prune(u"x = 0;\nfor k = 1:3\n    a = k;\n", u"    b = k;\nend\n\nc = 1;", u""),
-              Pieces{u"    b = k;\nend\n\nc = 1;"});
-    // Without a construct the blank line splits the completion.
-    EXPECT_EQ(prune(u"a = 1;\n", u"b = k;\nd = 2;\n\nc = 1;", u"").front(), u"b = k;\nd = 2;");
-}
-
-TEST(Pruning, CommentBeforeAConstructTravelsWithIt) {
-    const Pieces pieces = prune(u"x = 1;\n", u"% loop over items\nfor k = 1:3\n    disp(k);\nend", u"");
-    EXPECT_EQ(pieces, Pieces{u"% loop over items\nfor k = 1:3\n    disp(k);\nend"});
-}
-
-TEST(Pruning, BlocksInTheSuffixContributeNothing) {
-    const Pieces pieces = prune(u"x = 1;\n", u"y = 2;", u"\n\nfunction g()\n    z = 1;\nend\n");
-    EXPECT_EQ(pieces.front(), u"y = 2;");
+TEST(Pruning, PiecesFollowParagraphsConstructsAndTheFirstParsingCut) {
+    struct Case {
+        const char* name;
+        const char16_t *prefix, *generated, *suffix;
+        Pieces pieces;
+    };
+    const Case cases[] = {
+        {"nothing generated", u"x = 1;\n", u"", u"", {u""}},
+        {"not even the first line parses", u"x = 1;\n", u"y = +*;", u"", {u""}},
+        {"trailing lines go until the file parses",
+         u"x = 1;\n",
+         u"y = 2;\nz = 3;\nw = 1 +* 2",
+         u"",
+         {u"y = 2;\nz = 3;"}},
+        {"a short completion inside a block comes back whole",
+         u"x = 0;\nfunction f()\n    x = 1;\n",
+         u"    y = 2;\n    z = 3;",
+         u"\nend\n",
+         {u"    y = 2;\n    z = 3;"}},
+        {"paragraphs become separate pieces",
+         u"x = 1;\n",
+         u"y = 2;\n\nz = 3;",
+         u"",
+         {u"y = 2;", u"\nz = 3;"}},
+        // The loop started in the prefix: what follows its end is absorbed into the loop's block.
+        {"lines after a construct join its block",
+         u"x = 0;\nfor k = 1:3\n    a = k;\n",
+         u"    b = k;\nend\n\nc = 1;",
+         u"",
+         {u"    b = k;\nend\n\nc = 1;"}},
+        {"without a construct the blank line splits",
+         u"a = 1;\n",
+         u"b = k;\nd = 2;\n\nc = 1;",
+         u"",
+         {u"b = k;\nd = 2;", u"\nc = 1;"}},
+        {"a comment before a construct travels with it",
+         u"x = 1;\n",
+         u"% loop over items\nfor k = 1:3\n    disp(k);\nend",
+         u"",
+         {u"% loop over items\nfor k = 1:3\n    disp(k);\nend"}},
+        {"blocks in the suffix contribute nothing",
+         u"x = 1;\n",
+         u"y = 2;",
+         u"\n\nfunction g()\n    z = 1;\nend\n",
+         {u"y = 2;"}},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(prune(c.prefix, c.generated, c.suffix), c.pieces) << c.name;
 }
 
 TEST(Pruning, LongRegionIsBrokenIntoTheBlocksOfItsBody) {
