@@ -9,7 +9,7 @@ using ca::testing::describeErrors;
 using ca::testing::errors;
 using Errors = std::vector<std::string>;
 
-TEST(EdgeReadings, ClosingLinesAfterACompleteConstructAtTheMargin) {
+TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
     const struct {
         const char* text;
         Errors expected;
@@ -28,39 +28,25 @@ TEST(EdgeReadings, ClosingLinesAfterACompleteConstructAtTheMargin) {
         {"function r = clamp(x)\n    r = x;\nend\nend\n", {}},
         // A closing line cut away before the text still closes what was cut away.
         {"    y = 2;\nend\nend\n", {}},
+        // Clauses of a closed text belong to the open construct wherever they stand.
+        {"function s = name(c)\n    switch c\ncase 'r'\ns = 'red';\notherwise\ns = 'x';\n    end\nend\n", {}},
+        // An `end` alone left of an open call closes a block; an index `end` continued onto the next line,
+        // as a cut cursor line leaves it, does not.
+        {"function m = f(v)\n    fprintf('%g', ...\nend\n", {"3:UnbalancedBracket"}},
+        {"x = a(2:\nend);\n", {}},
+        {"y = b(1, ...\n    end)\n", {}},
+        {"    z = c(\nend - 1);\n", {}},
+        // The loop took the function's `end`; the functions of the text are closed, so it is missing.
+        {"function r = f(v)\n    r = 0;\nfor k = 1:3\n        r = r + k;\nend\n\nfunction g()\n    "
+         "disp(1);\nend\n",
+         {"1:MissingEnd"}},
+        // A window that ends inside such a body, its code deeper than the header, is only cut.
+        {"function r = f(v)\n    r = 0;\n    function g()\n        x = 1;\n    end\n", {}},
     };
     for (const auto& c : cases) {
         const auto analysis = analyse(std::string(c.text));
         EXPECT_EQ(errors(*analysis), c.expected) << c.text << describeErrors(*analysis);
     }
-}
-
-TEST(EdgeReadings, ClausesOfAClosedTextBelongToTheOpenConstructWhereverTheyStand) {
-    const auto flat = analyse(std::string(
-        "function s = name(c)\n    switch c\ncase 'r'\ns = 'red';\notherwise\ns = 'x';\n    end\nend\n"));
-    EXPECT_TRUE(errors(*flat).empty()) << describeErrors(*flat);
-}
-
-TEST(EdgeReadings, AnEndAloneLeftOfAnOpenCallClosesABlock) {
-    const auto unclosed = analyse(std::string("function m = f(v)\n    fprintf('%g', ...\nend\n"));
-    EXPECT_EQ(errors(*unclosed), Errors{"3:UnbalancedBracket"}) << describeErrors(*unclosed);
-    // An index `end` continued onto the next line, as a cut cursor line leaves it, is no block end.
-    for (const char* text : {"x = a(2:\nend);\n", "y = b(1, ...\n    end)\n", "    z = c(\nend - 1);\n"}) {
-        const auto analysis = analyse(std::string(text));
-        EXPECT_TRUE(errors(*analysis).empty()) << text << describeErrors(*analysis);
-    }
-}
-
-TEST(EdgeReadings, AnIndentedFunctionBodyWithCodeAtItsHeaderLostItsEnd) {
-    // The loop took the function's `end`; the functions of the text are closed, so it is missing.
-    const auto analysis =
-        analyse(std::string("function r = f(v)\n    r = 0;\nfor k = 1:3\n        r = r + k;\nend\n\n"
-                            "function g()\n    disp(1);\nend\n"));
-    EXPECT_EQ(errors(*analysis), Errors{"1:MissingEnd"}) << describeErrors(*analysis);
-    // A window that ends inside such a body, its code deeper than the header, is only cut.
-    EXPECT_TRUE(errors(*analyse(std::string(
-                           "function r = f(v)\n    r = 0;\n    function g()\n        x = 1;\n    end\n")))
-                    .empty());
 }
 
 TEST(EdgeReadings, RuleViolationsAreErrorsOfATextThatParses) {

@@ -41,36 +41,12 @@ std::string repeat(const std::string& piece, int times) {
 
 // Examples with pieces put in, cut away or cut off, and random runs of tokens, never fail.
 TEST(Robustness, MutatedExamplesAndTokenSoupNeverFail) {
-    const std::u16string pieces[] = {u"(",
-                                     u")",
-                                     u"[",
-                                     u"]",
-                                     u"{",
-                                     u"}",
-                                     u"'",
-                                     u"\"",
-                                     u"%",
-                                     u"%{\n",
-                                     u"\n%}\n",
-                                     u"...",
-                                     u"\n",
-                                     u"\r",
-                                     u"end\n",
-                                     u"if x\n",
-                                     u"function f\n",
-                                     u"=",
-                                     u",",
-                                     u";",
-                                     u"@",
-                                     u"~",
-                                     u"\n!",
-                                     u"@B(",
-                                     u", N=",
-                                     u".?",
-                                     u"\t",
-                                     u"_",
-                                     std::u16string(1, char16_t(0xD800)),
-                                     std::u16string(1, 0)};
+    std::vector<std::u16string> pieces{
+        u"(",      u")",    u"[",  u"]",  u"{", u"}",     u"'",      u"\"",          u"%", u"%{\n",
+        u"\n%}\n", u"...",  u"\n", u"\r", u"=", u",",     u";",      u"@",           u"~", u"\n!",
+        u"@B(",    u", N=", u".?", u"\t", u"_", u"end\n", u"if x\n", u"function f\n"};
+    pieces.push_back(std::u16string(1, char16_t(0xD800)));
+    pieces.push_back(std::u16string(1, 0));
     std::mt19937 rng(12345);
     for (const auto& example : ca::testing::loadAllExamples()) {
         for (int round = 0; round < 60; ++round) {
@@ -79,7 +55,7 @@ TEST(Robustness, MutatedExamplesAndTokenSoupNeverFail) {
                 const std::size_t at = rng() % (text.size() + 1);
                 switch (rng() % 3) {
                     case 0:
-                        text.insert(at, pieces[rng() % std::size(pieces)]);
+                        text.insert(at, pieces[rng() % pieces.size()]);
                         break;
                     case 1:
                         text.erase(at, 1 + rng() % 40);
