@@ -72,7 +72,13 @@ TEST(DiagnosticLogger, RecordOpenedBeforeAnExceptionIsNotPushed) {
     EXPECT_TRUE(capture.texts("test::throwing").empty());
 }
 
-TEST(FunctionTrace, WritesEntryAndExitAndMarksExceptions) {
+TEST(FunctionTrace, WritesEntryAndExitMarksExceptionsAndIsSilentWhenTraceIsOff) {
+    {
+        LogCapture capture(kSeverityValue | kSeverityStage);
+        const diagnostic_logger quiet("test::quiet");
+        { foundation::log::function_trace trace(quiet, "void h()", "Source", 1); }
+        EXPECT_TRUE(capture.records().empty());
+    }
     LogCapture capture;
     const diagnostic_logger logger("test::trace");
     { foundation::log::function_trace trace(logger, "int f()", "Source", 7); }
@@ -89,13 +95,6 @@ TEST(FunctionTrace, WritesEntryAndExitAndMarksExceptions) {
     EXPECT_EQ(records[0].text, "enter int f() (Source:7)");
     EXPECT_EQ(records[1].text, "exit int f() (Source:7)");
     EXPECT_EQ(records[3].text, "exit int g() (Source:9) [throw]");
-}
-
-TEST(FunctionTrace, SilentWhenTraceIsOff) {
-    LogCapture capture(kSeverityValue | kSeverityStage);
-    const diagnostic_logger logger("test::quiet");
-    { foundation::log::function_trace trace(logger, "void h()", "Source", 1); }
-    EXPECT_TRUE(capture.records().empty());
 }
 
 TEST(DiagnosticLogger, ManyThreadsLogWithoutLosingRecords) {
