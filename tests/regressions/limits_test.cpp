@@ -72,7 +72,7 @@ TEST(DeepTrees, BuildTheSameBlocksAsShallowOnes) {
     };
     const std::vector<Case> cases{
         {"a chain in a script", [](const std::string& c) { return "x = " + c + ";\ny = 2;\n\nz = 3;\n"; },
-         "1-2 4-5 "},
+         "1-2 4-4 "},
         {"a chain in a loop body",
          [](const std::string& c) { return "for k = 1:3\n  x = " + c + ";\n\n  y = 2;\nend\nz = 1;\n"; },
          "1-6[2-2 4-4 ] "},
