@@ -93,7 +93,8 @@ void runAnalyser(std::string_view bytes) {
             wholeFile ? ca::analyzeWholeFile(text) : ca::createSingleFileAnalyzer()->analyze(text);
         checkAnalysis(*analysis);
         checkMessages(text, wholeFile);
-        if ((mode & 4) != 0) {
+        // Pruning analyses the text once per dropped line; long texts would only slow the search down.
+        if ((mode & 4) != 0 && text.size() <= 4000) {
             // Cut the text into prefix, completion and suffix at two points scaled to its length.
             const std::size_t a = text.size() * cutA / 256;
             const std::size_t b = a + (text.size() - a) * cutB / 256;
