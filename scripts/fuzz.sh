@@ -74,7 +74,6 @@ run_target() {
   local regressions=$root/tests/regressions/cases/$target
   local extra=()
   [[ -d $regressions ]] && extra+=("$regressions")
-  [[ -d $root/fuzz/findings/$target ]] && extra+=("$root/fuzz/findings/$target")
   echo "fuzzing $target for $seconds s; new crashes go to $artifacts/" >&2
   ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1 \
     nice -n 10 "$build/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 \
