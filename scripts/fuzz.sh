@@ -37,6 +37,7 @@ configure_and_build() {
     -DCMAKE_CXX_FLAGS="$flags" -DCMAKE_SHARED_LINKER_FLAGS="-fsanitize=address,undefined" \
     -DOSTREL_FUZZ=ON -DBUILD_TESTING=OFF -DOSTREL_BUILD_BENCH=OFF "${launcher[@]}" >/dev/null
   nice -n 10 cmake --build "$build" -j "${OSTREL_FUZZ_JOBS:-2}" --target "${targets[@]/#/fuzz_}"
+  make_seeds
 }
 
 # Seed inputs made from the examples and the golden cases, in each target's input format.
@@ -45,7 +46,8 @@ make_seeds() {
   rm -rf "$seeds"
   mkdir -p "${targets[@]/#/$seeds/}"
   local f n=0
-  for f in "$root"/examples/*.ost "$root"/examples/userlib/*.ost; do
+  for f in "$root"/examples/*.ost "$root"/examples/userlib/*.ost "$root"/tests/data/styles/*.ost; do
+    [[ -f $f ]] || continue
     n=$((n + 1))
     { printf '\x00'; cat "$f"; } >"$seeds/analyser/example-$n"
     { printf '\x01'; cat "$f"; } >"$seeds/analyser/example-whole-$n"
