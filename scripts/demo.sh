@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Sets everything up, builds, and completes an example with the built-in "local" model backend.
-#   bash scripts/demo.sh                    a draft of examples/matrix_stats.ost (its first 18 lines),
-#                                           completed at its end, as if the user were writing it
+# Sets everything up, builds, and completes a file with the built-in "local" model backend.
+#   bash scripts/demo.sh                    scripts/demo/daily_summary.ost, a file being written, at its
+#                                           end: the local backend finds the rest in the other file of
+#                                           its folder (weekly_summary.ost); neither is in its corpus
 #   bash scripts/demo.sh FILE LINE:COLUMN   any file and cursor
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -13,7 +14,4 @@ program="$build/apps/ostrel-complete/ostrel-complete"
 if [[ $# -ge 2 ]]; then
     exec "$program" "$1" --at "$2" --backend local --show
 fi
-draft="$build/demo/matrix_stats_draft.ost"
-mkdir -p "$(dirname "$draft")"
-head -n 18 examples/matrix_stats.ost >"$draft"
-exec "$program" "$draft" --at 19:1 --backend local --show
+exec "$program" scripts/demo/daily_summary.ost --at 6:1 --backend local --show

@@ -1,8 +1,9 @@
 #include "command_line.hpp"
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
-#include <functional>
-#include <map>
+#include <cmath>
 #include <stdexcept>
 
 namespace ostrel_complete {
@@ -18,14 +19,15 @@ Number parseNumber(const std::string& option, const std::string& text) {
     return value;
 }
 
-double parseDecimal(const std::string& option, const std::string& text) {
+// JSON has no NaN or infinity, and no server samples at a negative temperature.
+double parseTemperature(const std::string& text) {
     try {
         std::size_t used = 0;
         const double value = std::stod(text, &used);
-        if (used == text.size()) return value;
+        if (used == text.size() && std::isfinite(value) && value >= 0) return value;
     } catch (const std::exception&) {
     }
-    throw std::invalid_argument(option + " expects a number, not '" + text + "'");
+    throw std::invalid_argument("--temperature expects a finite number, zero or more, not '" + text + "'");
 }
 
 void parseAt(const std::string& text, CursorSpec& cursor) {
@@ -40,9 +42,9 @@ void parseAt(const std::string& text, CursorSpec& cursor) {
 }
 
 void checkChoice(const std::string& option, const std::string& value,
-                 std::initializer_list<const char*> choices) {
+                 const std::vector<std::string>& choices) {
     std::string all;
-    for (const char* choice : choices) {
+    for (const auto& choice : choices) {
         if (value == choice) return;
         all += all.empty() ? "" : ", ";
         all += choice;
@@ -54,69 +56,70 @@ void checkChoice(const std::string& option, const std::string& value,
 
 CommandLine parseCommandLine(const std::vector<std::string>& args) {
     CommandLine line;
-    using Handler = std::function<void(const std::string&)>;
-    const std::map<std::string, Handler> withValue{
-        {"--at", [&](const std::string& v) { parseAt(v, line.cursor); }},
-        {"--offset",
-         [&](const std::string& v) { line.cursor.offset = parseNumber<std::size_t>("--offset", v); }},
-        {"--settings", [&](const std::string& v) { line.settingsFile = v; }},
-        {"--backend",
-         [&](const std::string& v) {
-             checkChoice("--backend", v, {"local", "openai", "infill", "reply-file"});
-             line.backend = v;
-         }},
-        {"--endpoint", [&](const std::string& v) { line.endpoint = v; }},
-        {"--model", [&](const std::string& v) { line.model = v; }},
-        {"--api-key-variable", [&](const std::string& v) { line.apiKeyVariable = v; }},
-        {"--reply-file", [&](const std::string& v) { line.replyFile = v; }},
-        {"--corpus", [&](const std::string& v) { line.corpusFolders.push_back(v); }},
-        {"--timeout-ms", [&](const std::string& v) { line.timeoutMs = parseNumber<int>("--timeout-ms", v); }},
-        {"--max-tokens", [&](const std::string& v) { line.maxTokens = parseNumber<int>("--max-tokens", v); }},
-        {"--temperature", [&](const std::string& v) { line.temperature = parseDecimal("--temperature", v); }},
-        {"--tab-size", [&](const std::string& v) { line.tabSize = parseNumber<unsigned>("--tab-size", v); }},
-        {"--indent-size",
-         [&](const std::string& v) { line.indentSize = parseNumber<unsigned>("--indent-size", v); }},
-        {"--function-indent",
-         [&](const std::string& v) {
-             checkChoice("--function-indent", v,
-                         {"ClassicFunctionIndent", "MixedFunctionIndent", "AllFunctionIndent"});
-             line.functionIndent = v;
-         }},
-        {"--blank-lines",
-         [&](const std::string& v) {
-             checkChoice("--blank-lines", v, {"Indent", "Ignore", "RemoveWhitespace"});
-             line.blankLines = v;
-         }},
-        {"--log", [&](const std::string& v) { line.logFile = v; }},
-        {"--log-level",
-         [&](const std::string& v) {
-             checkChoice("--log-level", v, {"off", "stages", "values", "trace"});
-             line.logLevel = v;
-         }},
+    CLI::App app("ostrel-complete");
+    app.set_help_flag();  // --help prints usage() below, which keeps the options in groups
+    app.allow_extras();   // unknown options and extra files get messages of their own
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+    const auto text = [&](const char* name, std::optional<std::string>& target) {
+        app.add_option_function<std::string>(name, [&target](const std::string& v) { target = v; });
     };
-    const std::map<std::string, std::function<void()>> flags{
-        {"--json", [&] { line.json = true; }},
-        {"--show", [&] { line.show = true; }},
-        {"--insert-spaces", [&] { line.insertSpaces = true; }},
-        {"--insert-tabs", [&] { line.insertSpaces = false; }},
-        {"--help", [&] { line.help = true; }},
-        {"-h", [&] { line.help = true; }},
+    const auto choice = [&](const char* name, std::optional<std::string>& target,
+                            std::vector<std::string> choices) {
+        app.add_option_function<std::string>(name, [&target, name, choices](const std::string& v) {
+            checkChoice(name, v, choices);
+            target = v;
+        });
+    };
+    const auto number = [&]<typename Number>(const char* name, std::optional<Number>& target) {
+        app.add_option_function<std::string>(
+            name, [&target, name](const std::string& v) { target = parseNumber<Number>(name, v); });
     };
 
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& arg = args[i];
-        if (const auto flag = flags.find(arg); flag != flags.end()) {
-            flag->second();
-        } else if (const auto option = withValue.find(arg); option != withValue.end()) {
-            if (i + 1 == args.size()) throw std::invalid_argument(arg + " needs a value");
-            option->second(args[++i]);
-        } else if (arg.starts_with("-") && arg.size() > 1) {
-            throw std::invalid_argument("unknown option '" + arg + "' (see --help)");
-        } else if (line.file.empty()) {
-            line.file = arg;
-        } else {
-            throw std::invalid_argument("only one file can be completed at a time ('" + arg + "')");
-        }
+    app.add_option("file", line.file);
+    app.add_option_function<std::string>("--at", [&](const std::string& v) { parseAt(v, line.cursor); });
+    number("--offset", line.cursor.offset);
+    text("--settings", line.settingsFile);
+    choice("--backend", line.backend, {"local", "openai", "infill", "reply-file"});
+    text("--endpoint", line.endpoint);
+    text("--model", line.model);
+    text("--api-key-variable", line.apiKeyVariable);
+    text("--reply-file", line.replyFile);
+    app.add_option("--corpus", line.corpusFolders)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--workspace", line.workspaceFolders)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    number("--timeout-ms", line.timeoutMs);
+    number("--max-tokens", line.maxTokens);
+    app.add_option_function<std::string>(
+        "--temperature", [&](const std::string& v) { line.temperature = parseTemperature(v); });
+    number("--tab-size", line.tabSize);
+    number("--indent-size", line.indentSize);
+    choice("--function-indent", line.functionIndent,
+           {"ClassicFunctionIndent", "MixedFunctionIndent", "AllFunctionIndent"});
+    choice("--blank-lines", line.blankLines, {"Indent", "Ignore", "RemoveWhitespace"});
+    text("--log", line.logFile);
+    choice("--log-level", line.logLevel, {"off", "stages", "values", "trace"});
+    app.add_flag("--json", line.json);
+    app.add_flag("--show", line.show);
+    app.add_flag_callback("--insert-spaces", [&] { line.insertSpaces = true; });
+    app.add_flag_callback("--insert-tabs", [&] { line.insertSpaces = false; });
+    app.add_flag("-h,--help", line.help);
+
+    // CLI11 takes the arguments last first.
+    std::vector<std::string> reversed(args.rbegin(), args.rend());
+    try {
+        app.parse(reversed);
+    } catch (const CLI::ParseError& e) {
+        std::string message = e.what();
+        std::replace(message.begin(), message.end(), '\n', ' ');
+        // An option given last without its value: said as this program always has.
+        if (const auto at = message.find(": 1 required"); at != std::string::npos)
+            message = message.substr(0, at) + " needs a value";
+        throw std::invalid_argument(message);
+    }
+    for (const auto& extra : app.remaining()) {
+        if (extra.starts_with("-") && extra.size() > 1)
+            throw std::invalid_argument("unknown option '" + extra + "' (see --help)");
+        throw std::invalid_argument("only one file can be completed at a time ('" + extra + "')");
     }
     if (line.help) return line;
     if (line.file.empty()) throw std::invalid_argument("no file given (see --help)");
@@ -129,7 +132,8 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
 std::string usage() {
     return R"(usage: ostrel-complete FILE (--at LINE:COLUMN | --offset N) [options]
 
-Prints the completion for the cursor in FILE, and nothing else.
+Prints the completion for the cursor in FILE, and nothing else. FILE "-" reads the text from
+standard input (an unsaved buffer).
 
 Cursor:
   --at LINE:COLUMN        1-based line and column (columns count UTF-16 code units)
@@ -145,6 +149,8 @@ Model (override the "ostrel.ai" settings):
   --temperature X         sampling temperature
   --corpus DIR            local: another folder of .ost files (repeatable)
   --reply-file FILE       reply-file: the file that holds the model's reply
+  --workspace DIR         local: a folder of the user's code to draw on (repeatable; default the
+                          folder of FILE)
 
 Formatting (override the editor settings):
   --tab-size N  --indent-size N  --insert-spaces | --insert-tabs

@@ -14,7 +14,7 @@ struct CursorSpec {
 
 // What the command line asked for. Unset optionals leave the settings file's values in force.
 struct CommandLine {
-    std::string file;
+    std::string file;  // "-": standard input
     CursorSpec cursor;
     std::optional<std::string> settingsFile;
 
@@ -22,6 +22,7 @@ struct CommandLine {
     std::optional<int> timeoutMs, maxTokens;
     std::optional<double> temperature;
     std::vector<std::string> corpusFolders;
+    std::vector<std::string> workspaceFolders;
 
     std::optional<unsigned> tabSize, indentSize;
     std::optional<bool> insertSpaces;

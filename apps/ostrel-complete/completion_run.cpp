@@ -22,18 +22,44 @@
 namespace ostrel_complete {
 namespace {
 
+// "-" is standard input: an editor's unsaved buffer piped in.
 fl::ustring readSource(const std::string& path) {
+    std::ostringstream bytes;
+    if (path == "-") {
+        bytes << std::cin.rdbuf();
+        if (std::cin.bad()) throw std::runtime_error("cannot read standard input");
+        return fl::i18n::to_ustring(bytes.str());
+    }
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error))
+        throw std::runtime_error("cannot complete " + path + ": it is a folder, not a file");
     std::ifstream in(path, std::ios::binary);
     if (!in) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
-    std::ostringstream bytes;
     bytes << in.rdbuf();
     if (in.bad()) throw std::runtime_error("cannot read " + path);
     return fl::i18n::to_ustring(bytes.str());
 }
 
+// A one-shot run has no previous values to fall back on: a settings file it cannot use is an error.
+std::filesystem::path settingsFileOf(const CommandLine& line) {
+    if (!line.settingsFile) return settings::core::defaultSettingsFilePath();
+    const std::filesystem::path file(*line.settingsFile);
+    std::error_code error;
+    if (!std::filesystem::exists(file, error))
+        throw std::runtime_error("settings file " + file.string() + " does not exist");
+    return file;
+}
+
+// The local backend draws on the user's code: the folders named, or else the folder of the file.
+std::vector<std::string> workspaceFoldersOf(const CommandLine& line) {
+    if (!line.workspaceFolders.empty() || line.file == "-") return line.workspaceFolders;
+    const auto folder = std::filesystem::absolute(line.file).parent_path();
+    return {folder.string()};
+}
+
 void setUpLogging(const CommandLine& line) {
-    if (!line.logFile) return;
     const std::string level = line.logLevel.value_or("stages");
+    if (!line.logFile || level == "off") return;
     const foundation::log::severity_mask mask =
         level == "off"      ? 0
         : level == "stages" ? foundation::log::kSeverityStage
@@ -70,6 +96,7 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
     if (line.temperature) options.Temperature = *line.temperature;
     options.CorpusFolders.insert(options.CorpusFolders.end(), line.corpusFolders.begin(),
                                  line.corpusFolders.end());
+    options.WorkspaceFolders = workspaceFoldersOf(line);
     if (options.Backend == "reply-file" && options.ReplyFile.empty()) {
         throw std::invalid_argument("the reply-file backend needs --reply-file FILE");
     }
@@ -80,14 +107,12 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
 
 void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTerminal) {
     const fl::ustring code = readSource(line.file);
-    const std::size_t cursor = cursorOffset(code, line.cursor, line.file);
+    const std::size_t cursor =
+        cursorOffset(code, line.cursor, line.file == "-" ? "standard input" : line.file);
     setUpLogging(line);
 
-    settings::core::SettingsStore store(line.settingsFile ? std::filesystem::path(*line.settingsFile)
-                                                          : settings::core::defaultSettingsFilePath());
-    if (const std::string error = store.lastError(); !error.empty()) {
-        std::cerr << "ostrel-complete: " << error << "; using the previous values\n";
-    }
+    settings::core::SettingsStore store(settingsFileOf(line));
+    if (const std::string error = store.lastError(); !error.empty()) throw std::runtime_error(error);
     settings::context::installSettingsRoot(store.root());
 
     auto settings = std::make_shared<mtcc::cache::SettingsValues>();

@@ -1,6 +1,7 @@
 #include "qvai/ai_client.hpp"
 
 #include <chrono>
+#include <cmath>
 #include <exception>
 #include <stdexcept>
 
@@ -8,6 +9,7 @@
 #include "foundation/log/diagnostic_logger.hpp"
 #include "qvai/backend.hpp"
 #include "qvai/prompt_template.hpp"
+#include "qvai/reply_bounds.hpp"
 
 namespace qvai {
 
@@ -21,6 +23,7 @@ BackendRequest toBackendRequest(const core::gen::ChatCompletion& request, const 
     out.model = request.model.value_or(options.Model);
     out.maxTokens = request.maxTokens.value_or(options.MaxTokens);
     out.temperature = request.temperature.value_or(options.Temperature);
+    if (!std::isfinite(out.temperature) || out.temperature < 0) out.temperature = options.Temperature;
     if (const auto& selector = request.promptSelector) {
         const auto promptTemplate = findPromptTemplate(selector->promptId, selector->promptVersion);
         if (!promptTemplate)
@@ -121,6 +124,10 @@ void AiClient::answer(Job& job) {
         message.created = std::chrono::duration_cast<std::chrono::seconds>(
                               std::chrono::system_clock::now().time_since_epoch())
                               .count();
+        // A reply no model asked for that many tokens could write costs the checks far more than any
+        // real one: refused like any other failure.
+        const auto bounds = replyBoundsFor(job.request.maxTokens.value_or(options_.MaxTokens));
+        if (const auto over = replyOverBounds(text, bounds); !over.empty()) throw std::runtime_error(over);
         message.choices.push_back({fl::i18n::to_ustring(text), std::nullopt, "stop"});
         success = true;
     } catch (const std::exception& e) {

@@ -1,3 +1,4 @@
+#include <cmath>
 #include <stdexcept>
 
 #include "qvai/backend.hpp"
@@ -11,6 +12,9 @@ namespace qvai {
 std::unique_ptr<Backend> makeBackend(const ClientOptions& options) {
     if (options.TimeoutMs <= 0) throw std::invalid_argument("TimeoutMs must be positive");
     if (options.MaxTokens <= 0) throw std::invalid_argument("MaxTokens must be positive");
+    // JSON has no NaN or infinity: a server would be sent "temperature": null.
+    if (!std::isfinite(options.Temperature) || options.Temperature < 0)
+        throw std::invalid_argument("Temperature must be a finite number, zero or more");
     if (options.Backend == "local") return std::make_unique<LocalBackend>(options);
     if (options.Backend == "openai") return std::make_unique<OpenAiBackend>(options);
     if (options.Backend == "infill") return std::make_unique<InfillBackend>(options);

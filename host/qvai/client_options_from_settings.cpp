@@ -1,5 +1,6 @@
 #include "qvai/client_options_from_settings.hpp"
 
+#include <cmath>
 #include <stdexcept>
 #include <string>
 
@@ -13,6 +14,8 @@ ClientOptions clientOptionsFromSettings(const settings::core::Settings& root, Cl
     const auto text = [&](const char* leaf) { return fl::i18n::to_string(node->get<fl::ustring>(leaf, "")); };
     base.Backend = text("Backend");
     base.Endpoint = text("Endpoint");
+    // The settings have one address leaf; for "reply-file" it names the reply file.
+    if (base.Backend == "reply-file") base.ReplyFile = base.Endpoint;
     base.Model = text("Model");
     base.ApiKeyVariable = text("ApiKeyVariable");
     base.TimeoutMs = node->get<int>("TimeoutMs", "");
@@ -21,9 +24,11 @@ ClientOptions clientOptionsFromSettings(const settings::core::Settings& root, Cl
     try {
         std::size_t used = 0;
         base.Temperature = std::stod(temperature, &used);
-        if (used != temperature.size()) throw std::invalid_argument(temperature);
+        if (used != temperature.size() || !std::isfinite(base.Temperature) || base.Temperature < 0)
+            throw std::invalid_argument(temperature);
     } catch (const std::exception&) {
-        throw std::invalid_argument("ostrel.ai.Temperature: '" + temperature + "' is not a number");
+        throw std::invalid_argument("ostrel.ai.Temperature: '" + temperature +
+                                    "' is not a finite number, zero or more");
     }
     return base;
 }

@@ -23,6 +23,11 @@ constexpr std::size_t kMaxLines = 40;       // lines copied at most
 constexpr std::size_t kSkipCompareTokens = 24;
 constexpr std::size_t kMinRepeatTokens = 6;  // shorter code may well stand below the cursor by chance
 constexpr std::uintmax_t kMaxFileBytes = 1024 * 1024;
+constexpr std::size_t kNearLines = 8;  // lines below the cursor whose code is not offered again
+constexpr int kMaxWorkspaceDepth = 4;
+constexpr std::size_t kMaxWorkspaceFiles = 2000;
+constexpr std::uintmax_t kMaxWorkspaceBytes = 16 * 1024 * 1024;
+constexpr std::size_t kMaxWorkspaceEntries = 50000;  // folder entries looked at, .ost or not
 
 bool isNoise(TokenKind kind) {
     return kind == TokenKind::Blank || kind == TokenKind::Comment || kind == TokenKind::BlockComment ||
@@ -114,7 +119,10 @@ fl::ustring continuationFrom(const fl::ustring& text, std::size_t start) {
                     --brackets;
             }
             if (token.kind == TokenKind::Keyword || (token.kind == TokenKind::Identifier && first)) {
-                if (first && line > 0 && depth == 0 && continuesEnclosingBlock(token.text)) {
+                // A closing word where the copy starts on a line of its own closes a block the
+                // cursor is not in: nothing to offer.
+                const bool atLineStart = line > 0 || start == lineStart;
+                if (first && atLineStart && depth == 0 && continuesEnclosingBlock(token.text)) {
                     stopBefore = true;
                     break;
                 }
@@ -138,7 +146,10 @@ fl::ustring continuationFrom(const fl::ustring& text, std::size_t start) {
             }
             first = false;
         }
-        if (stopBefore) break;
+        if (stopBefore) {
+            if (line == 0) end = start;
+            break;
+        }
         end = lineEnd;
         if (opened && depth <= 0) break;
         if (lineEnd >= text.size()) break;
@@ -160,8 +171,9 @@ std::vector<fl::ustring> keysOf(const std::vector<Token>& tokens) {
 }
 
 // True when the code of `continuation` is already there after the cursor, token for token: right at
-// the cursor, or (when it is long enough to tell) at the start of one of the lines that follow, since
-// offering lines the user has just below is no help either.
+// the cursor, or (when it is long enough to tell) at the start of one of the next few lines, since
+// offering lines the user has just below is no help either. Code further down may be offered: a file
+// often repeats its own patterns.
 bool suffixAlreadyHas(const fl::ustring& continuation, const std::vector<fl::ustring>& present) {
     const auto wanted = keysOf(codeTokens(continuation));
     if (wanted.empty()) return true;  // nothing to add
@@ -172,11 +184,16 @@ bool suffixAlreadyHas(const fl::ustring& continuation, const std::vector<fl::ust
     };
     if (matchesAt(0)) return true;
     if (count < kMinRepeatTokens) return false;
-    for (std::size_t at = 1; at < present.size(); ++at) {
-        if (present[at - 1] == u"\n" && matchesAt(at)) return true;
+    std::size_t lines = 0;
+    for (std::size_t at = 1; at < present.size() && lines < kNearLines; ++at) {
+        if (present[at - 1] != u"\n") continue;
+        ++lines;
+        if (matchesAt(at)) return true;
     }
     return false;
 }
+
+std::vector<CorpusIndex::File> readFiles(std::vector<std::filesystem::path> paths);
 
 }  // namespace
 
@@ -252,6 +269,14 @@ std::vector<CorpusIndex::Candidate> CorpusIndex::candidates(const fl::ustring& p
 }
 
 std::optional<fl::ustring> CorpusIndex::complete(const fl::ustring& prefix, const fl::ustring& suffix) const {
+    auto found = offers(prefix, suffix, 1);
+    if (found.empty()) return std::nullopt;
+    return std::move(found.front().code);
+}
+
+std::vector<CorpusIndex::Offer> CorpusIndex::offers(const fl::ustring& prefix, const fl::ustring& suffix,
+                                                    std::size_t maxOffers) const {
+    std::vector<Offer> out;
     const bool afterBlank = !prefix.empty() && (prefix.back() == u' ' || prefix.back() == u'\t');
     const auto all = candidates(prefix);
     // Only the first few tokens after the cursor are compared, so only the start of the suffix is lexed.
@@ -265,9 +290,12 @@ std::optional<fl::ustring> CorpusIndex::complete(const fl::ustring& prefix, cons
             continuation.erase(0, first == fl::ustring::npos ? continuation.size() : first);
         }
         if (suffixAlreadyHas(continuation, present)) continue;
-        return continuation;
+        if (std::any_of(out.begin(), out.end(), [&](const Offer& o) { return o.code == continuation; }))
+            continue;
+        out.push_back({std::move(continuation), candidate.length});
+        if (out.size() >= maxOffers) break;
     }
-    return std::nullopt;
+    return out;
 }
 
 std::vector<CorpusIndex::File> readCorpusFiles(const std::vector<std::string>& folders) {
@@ -285,6 +313,40 @@ std::vector<CorpusIndex::File> readCorpusFiles(const std::vector<std::string>& f
                 paths.push_back(it->path());
         }
     }
+    return readFiles(std::move(paths));
+}
+
+std::vector<CorpusIndex::File> readWorkspaceFiles(const std::vector<std::string>& folders) {
+    namespace fs = std::filesystem;
+    std::vector<fs::path> paths;
+    std::uintmax_t bytes = 0;
+    for (const auto& folder : folders) {
+        std::error_code error;
+        if (!fs::is_directory(folder, error)) continue;
+        fs::recursive_directory_iterator it(folder, fs::directory_options::skip_permission_denied, error),
+            end;
+        for (std::size_t seen = 0;
+             !error && it != end && paths.size() < kMaxWorkspaceFiles && seen < kMaxWorkspaceEntries;
+             it.increment(error), ++seen) {
+            std::error_code entryError;  // one odd entry must not end the walk
+            const auto name = it->path().filename().string();
+            if (it->is_directory(entryError)) {
+                if (name.starts_with(".") || it.depth() >= kMaxWorkspaceDepth) it.disable_recursion_pending();
+                continue;
+            }
+            if (!it->is_regular_file(entryError) || it->path().extension() != ".ost") continue;
+            const auto size = it->file_size(entryError);
+            if (entryError || size > kMaxFileBytes || bytes + size > kMaxWorkspaceBytes) continue;
+            bytes += size;
+            paths.push_back(it->path());
+        }
+    }
+    return readFiles(std::move(paths));
+}
+
+namespace {
+
+std::vector<CorpusIndex::File> readFiles(std::vector<std::filesystem::path> paths) {
     std::sort(paths.begin(), paths.end());
     paths.erase(std::unique(paths.begin(), paths.end()), paths.end());
     std::vector<CorpusIndex::File> files;
@@ -296,5 +358,7 @@ std::vector<CorpusIndex::File> readCorpusFiles(const std::vector<std::string>& f
     }
     return files;
 }
+
+}  // namespace
 
 }  // namespace qvai

@@ -26,6 +26,15 @@ class CorpusIndex {
     // `suffix` starts with is passed over. nullopt when no place matches.
     std::optional<fl::ustring> complete(const fl::ustring& prefix, const fl::ustring& suffix) const;
 
+    // What complete() would offer, and the places it would fall back on, best first: up to
+    // `maxOffers` distinct continuations with the number of tokens their place matched.
+    struct Offer {
+        fl::ustring code;
+        std::size_t matched;
+    };
+    std::vector<Offer> offers(const fl::ustring& prefix, const fl::ustring& suffix,
+                              std::size_t maxOffers) const;
+
     std::size_t fileCount() const { return files_.size(); }
     std::size_t tokenCount() const { return tokens_.size(); }
 
@@ -56,5 +65,10 @@ class CorpusIndex {
 // Reads every .ost file below the folders (sorted by path, so the index is the same on every run).
 // Throws std::invalid_argument naming a folder that does not exist. Files over 1 MB are left out.
 std::vector<CorpusIndex::File> readCorpusFiles(const std::vector<std::string>& folders);
+
+// The .ost files of a user's workspace: like readCorpusFiles, but a folder that does not exist is passed
+// over, hidden folders are not entered, and the walk is bounded (four levels deep, 50000 entries looked
+// at, 2000 files, 16 MB), since a workspace may be a whole home folder.
+std::vector<CorpusIndex::File> readWorkspaceFiles(const std::vector<std::string>& folders);
 
 }  // namespace qvai

@@ -5,6 +5,8 @@
 namespace qvai {
 
 // Replays a captured reply: every request is answered with the file's text, read afresh each time.
+// The read keeps to the time limit and the size limit whatever the file is (a FIFO nobody writes to,
+// a device that never ends), and gives up when the request is cancelled.
 class ReplyFileBackend : public Backend {
   public:
     explicit ReplyFileBackend(const ClientOptions& options);
@@ -13,6 +15,7 @@ class ReplyFileBackend : public Backend {
   private:
     std::string path_;
     std::size_t maxReplyBytes_;
+    int timeoutMs_;
 };
 
 }  // namespace qvai

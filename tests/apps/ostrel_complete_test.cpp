@@ -50,24 +50,27 @@ TEST(OstrelComplete, PrintsOnlyTheCompletion) {
     EXPECT_EQ(run.out, "report.spread = report.max - report.min;");
 }
 
-TEST(OstrelComplete, LocalBackendCompletesADraftOfAnExample) {
-    // The user has written the first 18 lines; the example itself, in the built-in corpus, goes on with
-    // a paragraph of seven report lines up to a blank line, and that paragraph is the completion.
-    std::ifstream in(std::string(OSTREL_SOURCE_DIR) + "/examples/matrix_stats.ost");
-    std::string draft, expected;
-    std::string line;
-    for (int n = 1; std::getline(in, line) && n <= 25; ++n) {
-        if (n <= 18)
-            draft += line + "\n";
-        else
-            expected += (expected.empty() ? "" : "\n") + line;
-    }
-    ASSERT_TRUE(expected.starts_with("report.min") && expected.ends_with("2), :));")) << expected;
-    const std::string file = ::testing::TempDir() + "matrix_stats_draft.ost";
-    std::ofstream(file) << draft;
-    const ProgramRun run = ostrelComplete(file + " --at 19:1 --backend local");
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, expected);
+TEST(OstrelComplete, LocalBackendCompletesAFileFromItsFolderAndAnUnsavedBufferFromStandardInput) {
+    // Neither file is in the local backend's corpus: the rest of the draft comes from the other file of
+    // its folder, which the user wrote before.
+    const std::string expected =
+        "summary.mean = mean(valid);\n"
+        "summary.spread = max(valid) - min(valid);\n"
+        "summary.trend = polyfit(readings.time(readings.valid), valid, 1);";
+    const ProgramRun saved = ostrelComplete("scripts/demo/daily_summary.ost --at 6:1");
+    EXPECT_EQ(saved.status, 0) << saved.out;
+    EXPECT_TRUE(saved.out.starts_with(expected)) << saved.out;
+
+    // The same text piped in: "-" names standard input, --workspace the folder to draw on.
+    const ProgramRun piped =
+        ostrelComplete("- --at 6:1 --workspace scripts/demo < scripts/demo/daily_summary.ost");
+    EXPECT_EQ(piped.status, 0) << piped.out;
+    EXPECT_EQ(piped.out, saved.out);
+    // Without a workspace the draft is unlike anything in the corpus: nothing is better than code with
+    // names the file does not have.
+    const ProgramRun alone = ostrelComplete("- --at 6:1 < scripts/demo/daily_summary.ost");
+    EXPECT_EQ(alone.status, 0) << alone.out;
+    EXPECT_EQ(alone.out, "");
 }
 
 TEST(OstrelComplete, JsonCarriesEveryStage) {
@@ -98,23 +101,60 @@ TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
         << run.out;
 }
 
+std::string writeSettings(const std::string& name, const std::string& text) {
+    const std::string path = ::testing::TempDir() + "settings-" + name + ".json";
+    std::ofstream(path) << text;
+    return path;
+}
+
 TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
-    const auto expectError = [](const std::string& args, const std::string& message) {
-        const ProgramRun run = ostrelComplete(args);
-        EXPECT_NE(run.status, 0) << args;
-        EXPECT_NE(run.out.find(message), std::string::npos) << run.out;
-        EXPECT_EQ(run.out.find('\n'), run.out.size() - 1) << run.out;
+    const std::string file = "examples/matrix_stats.ost --at 1:1 ";
+    const std::pair<std::string, std::string> cases[] = {
+        {"examples/no_such_file.ost --at 1:1", "cannot read examples/no_such_file.ost"},
+        {"examples/matrix_stats.ost --at 999:1", "is outside examples/matrix_stats.ost"},
+        {"examples/matrix_stats.ost --at 1:99", "line 1 has"},
+        {"examples/matrix_stats.ost --offset 99999999", "is outside"},
+        {"examples/matrix_stats.ost", "exactly one of --at"},
+        {file + "--backend carrier-pigeon", "--backend must be one of"},
+        {file + "--bogus", "unknown option '--bogus'"},
+        {file + "examples/Queue.ost", "only one file"},
+        {file + "--at", "--at needs a value"},
+        {"examples/matrix_stats.ost --at 20:1 --backend openai --endpoint http://127.0.0.1:9 --timeout-ms "
+         "2000",
+         "Couldn't connect"},
+        // Each of these once ran on with defaults, or sent the server "temperature": null.
+        {"examples --at 1:1", "examples: it is a folder"},
+        {file + "--settings /nonexistent/settings.json", "/nonexistent/settings.json does not exist"},
+        {file + "--settings " + writeSettings("syntax", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
+        {file + "--settings " + writeSettings("type", R"({"ostrel.editor.tab": {"TabSize": "2"}})"),
+         "'ostrel.editor.tab.TabSize'"},
+        {file + "--settings " + writeSettings("huge", R"({"ostrel.ai": {"TimeoutMs": 1e400}})"), "1e400"},
+        {file + "--settings " + writeSettings("nan", R"({"ostrel.ai": {"Temperature": "nan"}})"),
+         "Temperature"},
+        {file + "--temperature nan", "--temperature expects a finite number"},
+        {file + "--temperature inf", "--temperature expects a finite number"},
+        {file + "--temperature -1", "--temperature expects a finite number"},
     };
-    expectError("examples/no_such_file.ost --at 1:1", "cannot read examples/no_such_file.ost");
-    expectError("examples/matrix_stats.ost --at 999:1", "is outside examples/matrix_stats.ost");
-    expectError("examples/matrix_stats.ost --at 1:99", "line 1 has");
-    expectError("examples/matrix_stats.ost --offset 99999999", "is outside");
-    expectError("examples/matrix_stats.ost", "exactly one of --at");
-    expectError("examples/matrix_stats.ost --at 1:1 --backend carrier-pigeon", "--backend must be one of");
-    expectError(
-        "examples/matrix_stats.ost --at 20:1 --backend openai --endpoint http://127.0.0.1:9 --timeout-ms "
-        "2000",
-        "Couldn't connect");
+    for (const auto& [args, message] : cases) {
+        const ProgramRun run = ostrelComplete(args);
+        EXPECT_EQ(run.status, 1) << args;
+        EXPECT_NE(run.out.find(message), std::string::npos) << args << ": " << run.out;
+        EXPECT_EQ(run.out.find('\n'), run.out.size() - 1) << run.out;
+    }
+}
+
+TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
+    const auto reply = writeReply("```ostrel\nreport.spread = 1;\n```");
+    const std::string settings =
+        writeSettings("reply", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
+    const std::string log = ::testing::TempDir() + "ostrel-complete-off.log";
+    std::remove(log.c_str());
+    const ProgramRun run = ostrelComplete("examples/matrix_stats.ost --at 26:1 --settings " + settings +
+                                          " --log " + log + " --log-level off");
+    EXPECT_EQ(run.status, 0) << run.out;
+    EXPECT_EQ(run.out, "report.spread = 1;");
+    std::ifstream written(log);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(written), {}), "");
 }
 
 TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {

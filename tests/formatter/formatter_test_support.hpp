@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,14 +15,20 @@ ca::formatting::legacy::Settings settingsFor(
     ca::formatting::legacy::FunctionIndentation style,
     ca::formatting::legacy::BlankLines blanks = ca::formatting::legacy::BlankLines::Indent);
 
+// A program of the corpus with the settings it is written in.
 struct Example {
     std::string name;
     fl::ustring text;
-    ca::formatting::legacy::FunctionIndentation style;
+    ca::formatting::legacy::Settings settings;
+    bool consistent = true;  // indented exactly as the formatter indents it
 };
 
-// Every example program with the function style its README lists for it.
+// The house examples (examples/README.md lists their function style; indent 4, spaces).
 std::vector<Example> loadExamples();
+
+// The programs in real-world styles of tests/data/styles (manifest.txt gives each one's settings); empty
+// when the folder has no manifest.
+std::vector<Example> loadStyleExamples();
 
 // The first line where two texts differ, with both versions, for failure messages.
 std::string firstDifference(const fl::ustring& expected, const fl::ustring& actual);

@@ -12,123 +12,107 @@ using ca::formatting::legacy::BlankLines;
 using ca::formatting::legacy::FunctionIndentation;
 using ca::formatting::legacy::Settings;
 
-// The first line of every text below is "%" so that the rules apply from the second line on (the first line
-// is never changed and anchors the rest by its own indentation).
-std::string fmt(const std::string& text, Settings settings = settingsFor(FunctionIndentation::All)) {
-    return fl::i18n::to_string(format(fl::i18n::to_ustring(text), settings));
-}
+constexpr auto kClassic = FunctionIndentation::Classic;
+constexpr auto kMixed = FunctionIndentation::Mixed;
+constexpr auto kAll = FunctionIndentation::All;
 
-// Takes the indentation off every line of `formatted` but the first and checks that formatting puts it back.
-void expectReindents(const std::string& formatted,
-                     Settings settings = settingsFor(FunctionIndentation::All)) {
-    const std::string flat = std::regex_replace(formatted, std::regex("\n[ \t]+"), "\n");
-    EXPECT_EQ(fmt(flat, settings), formatted) << "from:\n" << flat;
-}
+struct Rule {
+    const char* what;
+    std::string input;
+    // Empty: `input` is formatted already, and formatting it with the indentation of every line but the
+    // first taken off must give it back.
+    std::string expected;
+    FunctionIndentation style = kAll;
+    int indent = 4;
+    bool tabs = false;  // tab size 8, tabs
+    BlankLines blanks = BlankLines::Indent;
+    std::uint32_t startLine = 0, endLine = 10000000;
+};
 
-TEST(FormatterRules, EveryBodyKindIsOneLevelIn) {
-    expectReindents("%\nif a\n    x\nelseif b\n    x\nelse\n    x\nend\n");
-    expectReindents(
-        "%\nfor k = 1:3\n    while c\n        parfor (j = 1:2, 4)\n            spmd\n                x\n"
-        "            end\n        end\n    end\nend\n");
-    expectReindents("%\ntry\n    x\ncatch err\n    y\nend\n");
-    expectReindents(
-        "%\nclassdef C < handle\n    properties (Access = private)\n        A = 1\n    end\n    events\n"
-        "        E\n    end\n    enumeration\n        R (1)\n    end\n    methods\n        function f(o)\n"
-        "            x\n        end\n    end\nend\n");
-    expectReindents("%\nfunction f(x)\n    arguments\n        x (1,1) double\n    end\n    y = x;\nend\n");
-    // Used as variables the contextual words open nothing.
-    expectReindents("%\nfunction f()\n    y = 1;\n    arguments = 2;\n    methods = 3;\nend\n");
-    // Headers with statements on the same line, and `end` inside an index.
-    expectReindents("%\nif x, y = 1; end\nz = a(end);\nfor k = 1:2, if k, w(end+1) = k; end, end\nq\n");
-    // In a switch, cases (and comments among them) are one level in and their bodies two.
-    expectReindents(
-        "%\nswitch v\n    % first\n    case 1\n        x\n    case {2, 3}\n        y\n    otherwise\n"
-        "        z\nend\nw\n");
-}
+// The first line of most texts below is "%": the first line is never changed and anchors the rest by its
+// own indentation.
+// clang-format off
+const Rule kRules[] = {
+    {"if bodies", "%\nif a\n    x\nelseif b\n    x\nelse\n    x\nend\n", ""},
+    {"loop bodies", "%\nfor k = 1:3\n    while c\n        parfor (j = 1:2, 4)\n            spmd\n                x\n"
+     "            end\n        end\n    end\nend\n", ""},
+    {"try bodies", "%\ntry\n    x\ncatch err\n    y\nend\n", ""},
+    {"class blocks", "%\nclassdef C < handle\n    properties (Access = private)\n        A = 1\n    end\n    events\n"
+     "        E\n    end\n    enumeration\n        R (1)\n    end\n    methods\n        function f(o)\n"
+     "            x\n        end\n        function n = end(o, k, m)\n            n = k;\n        end\n    end\nend\n", ""},
+    {"arguments block", "%\nfunction f(x)\n    arguments\n        x (1,1) double\n    end\n    y = x;\nend\n", ""},
+    {"contextual words as variables", "%\nfunction f()\n    y = 1;\n    arguments = 2;\n    methods = 3;\nend\n", ""},
+    {"headers with statements", "%\nif x, y = 1; end\nz = a(end);\nfor k = 1:2, if k, w(end+1) = k; end, end\nq\n", ""},
+    {"switch", "%\nswitch v\n    case 1\n        x\n    case {2, 3}\n        y\n    otherwise\n        z\nend\nw\n", ""},
+    {"classic functions", "%\nfunction a\nx\nfunction b\ny\nend\nend\nfunction c\nz\nend\n", "", kClassic},
+    {"mixed functions", "%\nfunction a\nx\nfunction b\n    y\nend\nend\nfunction c\nz\nend\n", "", kMixed},
+    {"all functions", "%\nfunction a\n    x\n    function b\n        y\n    end\nend\nfunction c\n    z\nend\n", ""},
+    {"functions without end", "%\nfunction a\n    if x\n        y\n    end\nfunction b\n    z\n", ""},
+    {"classic functions without end", "%\nfunction a\nif x\n    y\nend\nfunction b\nz\n", "", kClassic},
+    {"methods always indented", "%\nclassdef C\n    methods\n        function f(o)\n            x\n        end\n    end\nend\n",
+     "", kClassic},
+    {"nested function under one on the first line", "function a\nx\nfunction b\ny\nend\nend\n",
+     "function a\nx\nfunction b\n    y\nend\nend\n", kMixed},
+    {"continuations one level in", "%\nif a\n    x = f(1, ...\n        2, ...\n        3);\n    y = [1 2\n        3 4\n"
+     "        ];\nend\n", ""},
+    {"aligned continuations keep their offset", "%\nif a\ny = [1 2 ...\n     3 4];\nz = f(a, ...\n  b);\nend\n",
+     "%\nif a\n    y = [1 2 ...\n         3 4];\n    z = f(a, ...\n      b);\nend\n"},
+    {"... ends a command too", "%\ndisp hello ...\n    world\nx\n", ""},
+    {"... in literals and comments", "%\nx = 'a...';\ny = 1; % more...\nz = 2 + ...\n% note\nw\n", ""},
+    {"comments at the level around them stay, others go to the body's",
+     "%\nif a\n% at the header\n  % astray\n      %% astray\n    x\n% before end\nend\n% after\n",
+     "%\nif a\n% at the header\n    % astray\n    %% astray\n    x\n% before end\nend\n% after\n"},
+    {"help comment at the margin", "%\nfunction f\n% help\n%   more\nx = 1;\nend\n",
+     "%\nfunction f\n% help\n%   more\n    x = 1;\nend\n"},
+    {"help comment under a function on the first line", "function f\n% help\n    x = 1;\n    y = 2;\nend\n",
+     "function f\n% help\n    x = 1;\n    y = 2;\nend\n"},
+    {"help comment under classdef", "%\nclassdef C\n% help\n    properties\n        A\n    end\nend\n",
+     "%\nclassdef C\n% help\n    properties\n        A\n    end\nend\n"},
+    {"block comments stay", "%\nif a\n  %{\n if b\n      %{\n   nested\n      %}\n x\n %}\ny\nend\n",
+     "%\nif a\n  %{\n if b\n      %{\n   nested\n      %}\n x\n %}\n    y\nend\n"},
+    {"unclosed block comment", "%\nif a\n%{\n  x\n", "%\nif a\n%{\n  x\n"},
+    {"blank lines indented", "%\nif a\n  \nx\n\nend\n", "%\nif a\n    \n    x\n    \nend\n"},
+    {"blank lines ignored", "%\nif a\n  \nx\n\nend\n", "%\nif a\n  \n    x\n\nend\n", kAll, 4, false, BlankLines::Ignore},
+    {"blank lines emptied", "%\nif a\n  \nx\n\nend\n", "%\nif a\n\n    x\n\nend\n", kAll, 4, false,
+     BlankLines::RemoveWhitespace},
+    {"tabs", "%\nif a\n    if b\n\tif c\n\t    x\n\tend\n    end\nend\n", "", kAll, 4, true},
+    {"tabs count to the next stop", "%\n\tx\n  y\n", "%\n\tx\n\ty\n", kAll, 4, true},
+    {"spaces become tabs", "%\nif a\n    if b\n            x\n    end\nend\n", "%\nif a\n    if b\n\tx\n    end\nend\n",
+     kAll, 4, true},
+    {"indent size 2", "%\nif a\n  for k = 1\n    x\n  end\nend\n", "", kAll, 2},
+    {"first line anchors", "        if a\n        x\n  y\n    end\n      z\nend\nw\n",
+     "        if a\n        x\n        y\n    end\n    z\nend\nw\n"},
+    {"closing lines close what was cut away", "%\n        x\n    end\n        y\nend\nw\n",
+     "%\n        x\n    end\n    y\nend\nw\n"},
+    {"orphan else", "%\n        x\n    else\n        y\n    end\n", "%\n        x\n    else\n        y\n    end\n"},
+    {"levels never below zero", "%\nx\nend\nend\n  y\n", "%\nx\nend\nend\ny\n"},
+    {"orphan closing bracket", "%\n        3 4];\n    x = 1;\n", "%\n        3 4];\n    x = 1;\n"},
+    {"orphan block comment end", "%\n if this were code\n%}\n    x\n", "%\n if this were code\n%}\n    x\n"},
+    {"first line cut in a text holding ...", "the quick fox's \" + ...\n         'back';\n   disp(x)\n   y\n",
+     "the quick fox's \" + ...\n         'back';\n   disp(x)\n   y\n"},
+    {"first line cut in a matrix", " \"b\"\n  \"c\"];\nx = 1;\n", " \"b\"\n  \"c\"];\nx = 1;\n"},
+    {"a line range", "%\nif a\nx\ny\nz\nend\n", "%\nif a\n    x\n    y\nz\nend\n", kAll, 4, false, BlankLines::Indent, 3, 4},
+    {"a range from the first line", "%\nif a\nx\ny\nz\nend\n", "%\nif a\n    x\ny\nz\nend\n", kAll, 4, false,
+     BlankLines::Indent, 0, 3},
+    {"an empty range", "%\nif a\nx\nend\n", "%\nif a\nx\nend\n", kAll, 4, false, BlankLines::Indent, 5, 4},
+};
+// clang-format on
 
-TEST(FormatterRules, TheThreeFunctionStyles) {
-    expectReindents("%\nfunction a\nx\nfunction b\ny\nend\nend\nfunction c\nz\nend\n",
-                    settingsFor(FunctionIndentation::Classic));
-    expectReindents("%\nfunction a\nx\nfunction b\n    y\nend\nend\nfunction c\nz\nend\n",
-                    settingsFor(FunctionIndentation::Mixed));
-    // The same with the outer function on the text's first line, whose place is unknown: every block is
-    // closed in the text, so the inner function is nested and its body indented.
-    EXPECT_EQ(fmt("function a\nx\nfunction b\ny\nend\nend\n", settingsFor(FunctionIndentation::Mixed)),
-              "function a\nx\nfunction b\n    y\nend\nend\n");
-    expectReindents(
-        "%\nfunction a\n    x\n    function b\n        y\n    end\nend\nfunction c\n    z\nend\n");
-    // Functions without `end`: each `function` line ends the one before.
-    expectReindents("%\nfunction a\n    if x\n        y\n    end\nfunction b\n    z\n");
-    expectReindents("%\nfunction a\nif x\n    y\nend\nfunction b\nz\n",
-                    settingsFor(FunctionIndentation::Classic));
-    // Methods' functions are indented whatever the style.
-    expectReindents(
-        "%\nclassdef C\n    methods\n        function f(o)\n            x\n        end\n    end\nend\n",
-        settingsFor(FunctionIndentation::Classic));
-}
-
-TEST(FormatterRules, ContinuationAndCommentLinesFollowTheCodeAroundThem) {
-    expectReindents(
-        "%\nif a\n    x = f(1, ...\n        2, ...\n        3);\n    y = [1 2\n        3 4\n        "
-        "];\nend\n");
-    // `...` inside a text literal or comment continues nothing; a whole-line comment ends a `...` statement.
-    expectReindents("%\nx = 'a...';\ny = 1; % more...\nz = 2 + ...\n% note\nw\n");
-    EXPECT_EQ(fmt("%\nif a\n% inside\n      %% section\nx\n% before end\nend\n% after\n"),
-              "%\nif a\n    % inside\n    %% section\n    x\n    % before end\nend\n% after\n");
-    // Block comments stay as they are; an unclosed one runs to the end of the text.
-    const std::string block = "%\nif a\n  %{\n if b\n      %{\n   nested\n      %}\n x\n %}\ny\nend\n";
-    EXPECT_EQ(fmt(block), "%\nif a\n  %{\n if b\n      %{\n   nested\n      %}\n x\n %}\n    y\nend\n");
-    EXPECT_EQ(fmt("%\nif a\n%{\n  x\n"), "%\nif a\n%{\n  x\n");
-}
-
-TEST(FormatterRules, BlankLinesTabsAndSizes) {
-    const std::string blanks = "%\nif a\n  \nx\n\nend\n";
-    EXPECT_EQ(fmt(blanks, settingsFor(FunctionIndentation::All, BlankLines::Indent)),
-              "%\nif a\n    \n    x\n    \nend\n");
-    EXPECT_EQ(fmt(blanks, settingsFor(FunctionIndentation::All, BlankLines::Ignore)),
-              "%\nif a\n  \n    x\n\nend\n");
-    EXPECT_EQ(fmt(blanks, settingsFor(FunctionIndentation::All, BlankLines::RemoveWhitespace)),
-              "%\nif a\n\n    x\n\nend\n");
-
-    Settings tabs = settingsFor(FunctionIndentation::All);
-    tabs.insertSpaces = false;
-    tabs.tabSize = 8;
-    expectReindents("%\nif a\n    if b\n\tif c\n\t    x\n\tend\n    end\nend\n", tabs);
-    // Existing tabs count to the next tab stop when they anchor the text.
-    EXPECT_EQ(fmt("%\n\tx\n  y\n", tabs), "%\n\tx\n\ty\n");
-    Settings two = settingsFor(FunctionIndentation::All);
-    two.indentSize = 2;
-    expectReindents("%\nif a\n  for k = 1\n    x\n  end\nend\n", two);
-}
-
-TEST(FormatterRules, OnlyLinesInTheRangeChange) {
-    const std::string text = "%\nif a\nx\ny\nz\nend\n";
-    Settings range = settingsFor(FunctionIndentation::All);
-    range.startLine = 3;
-    range.endLine = 4;
-    EXPECT_EQ(fmt(text, range), "%\nif a\n    x\n    y\nz\nend\n");
-    range.startLine = 0;  // the first line
-    range.endLine = 3;
-    EXPECT_EQ(fmt(text, range), "%\nif a\n    x\ny\nz\nend\n");
-    range.startLine = 5;
-    range.endLine = 4;
-    EXPECT_EQ(fmt(text, range), text);
-}
-
-TEST(FormatterRules, TheFirstLineAnchorsTheRestAndErrorsNeverPushLevelsBelowZero) {
-    // The first line is kept as it is; the line after it keeps its own indentation.
-    // Where the first line's construct ends is told by its `end`'s own indentation.
-    EXPECT_EQ(fmt("        if a\n        x\n  y\n    end\n      z\nend\nw\n"),
-              "        if a\n        x\n        y\n    end\n    z\nend\nw\n");
-    // Closing lines without an opener close what was cut away, as their indentation shows.
-    EXPECT_EQ(fmt("%\n        x\n    end\n        y\nend\nw\n"), "%\n        x\n    end\n    y\nend\nw\n");
-    EXPECT_EQ(fmt("%\n        x\n    else\n        y\n    end\n"),
-              "%\n        x\n    else\n        y\n    end\n");
-    EXPECT_EQ(fmt("%\nx\nend\nend\n  y\n"), "%\nx\nend\nend\ny\n");
-    // A closing bracket without an opener: the lines before it continued a statement cut away.
-    EXPECT_EQ(fmt("%\n        3 4];\n    x = 1;\n"), "%\n        3 4];\n    x = 1;\n");
-    // A lone `%}` ends a block comment cut away: what precedes it is comment text, not code.
-    EXPECT_EQ(fmt("%\n if this were code\n%}\n    x\n"), "%\n if this were code\n%}\n    x\n");
+TEST(FormatterRules, Table) {
+    for (const Rule& rule : kRules) {
+        Settings settings = settingsFor(rule.style, rule.blanks);
+        settings.indentSize = static_cast<std::uint32_t>(rule.indent);
+        settings.insertSpaces = !rule.tabs;
+        if (rule.tabs) settings.tabSize = 8;
+        settings.startLine = rule.startLine;
+        settings.endLine = rule.endLine;
+        const std::string input =
+            rule.expected.empty() ? std::regex_replace(rule.input, std::regex("\n[ \t]+"), "\n") : rule.input;
+        const std::string expected = rule.expected.empty() ? rule.input : rule.expected;
+        EXPECT_EQ(fl::i18n::to_string(format(fl::i18n::to_ustring(input), settings)), expected)
+            << rule.what << ", from:\n"
+            << input;
+    }
 }
 
 }  // namespace

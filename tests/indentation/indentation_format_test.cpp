@@ -60,8 +60,9 @@ TEST(IndentationFormat, EmptyCompletionAndOverlappingPrefixAndSuffix) {
     EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"");
     settings->blankLineSetting = u"Indent";
     // The formatter fills the blank line that the prefix's tail and the suffix's head share, so the two
-    // overlap inside the result; the length wraps and the rest after the prefix comes back.
-    EXPECT_EQ(indentationFormat(u"x\n  ", u"", u"  \n  y;", settings.get()), u"\n  y;");
+    // overlap inside the result; the length wraps and the rest after the prefix comes back. (The blank
+    // line follows a code line: blank lines before a text's first code line keep their blanks.)
+    EXPECT_EQ(indentationFormat(u"x\n  y\n  ", u"", u"  \n  z;", settings.get()), u"\n  z;");
 }
 
 TEST(IndentationFormat, ClampsOutOfRangeNumbersWithOneRecordEach) {

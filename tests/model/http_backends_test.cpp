@@ -179,19 +179,6 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     EXPECT_EQ(log.find(kKey), std::string::npos);
 }
 
-TEST(ClientOptionsTest, BadOptionsAreRejectedClearly) {
-    qvai::ClientOptions options;
-    options.Backend = "telepathy";
-    EXPECT_THAT([&] { qvai::AiClient client(options); },
-                testing::ThrowsMessage<std::invalid_argument>(testing::HasSubstr("telepathy")));
-    options.Backend = "reply-file";
-    EXPECT_THROW(qvai::AiClient{options}, std::invalid_argument);  // no file named
-    options.Backend = "local";
-    options.UseBuiltinCorpus = false;
-    options.CorpusFolders = {"/nonexistent/ostrel/corpus"};
-    EXPECT_THROW(qvai::AiClient{options}, std::invalid_argument);
-}
-
 TEST(ReplyFileTest, RepliesWithTheFileAndFailsCleanlyOtherwise) {
     const std::string path = std::string(OSTREL_BINARY_DIR) + "/reply_file_test_reply.txt";
     std::ofstream(path, std::ios::binary) << "Here you go:\n```ostrel\ny = 2;\n```\n";

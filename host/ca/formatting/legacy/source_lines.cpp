@@ -42,10 +42,14 @@ LineKind classifyLine(const std::vector<lexer::Token>& tokens, const SourceLine&
 }
 
 int leadingColumns(const std::vector<lexer::Token>& tokens, const SourceLine& line, int tabSize) {
+    // Saturates, so that no run of blanks overflows the count.
+    constexpr int kMost = 1 << 24;
     int columns = 0;
-    for (std::size_t i = line.begin; i < line.codeBegin; ++i)
-        for (char16_t c : tokens[i].text)
+    for (std::size_t i = line.begin; i < line.codeBegin && columns < kMost; ++i)
+        for (char16_t c : tokens[i].text) {
             columns = c == u'\t' ? (columns / tabSize + 1) * tabSize : columns + 1;
+            if (columns >= kMost) return kMost;
+        }
     return columns;
 }
 
