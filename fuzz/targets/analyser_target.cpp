@@ -62,7 +62,8 @@ void checkMessages(const fl::ustring& text, bool wholeFile) {
 // The first piece is made of whole generated lines, in their order and unchanged.
 void checkPruning(const fl::ustring& prefix, const fl::ustring& generated, const fl::ustring& suffix) {
     const auto pieces = mtcc::postprocessing::pruneGeneratedCode(prefix, generated, suffix, 100);
-    if (pieces.empty() || pieces.front().empty()) return;  // no block touched the completion, or nothing parsed
+    if (pieces.empty() || pieces.front().empty())
+        return;  // no block touched the completion, or nothing parsed
     const auto generatedLines = ca::utils::lineSplitter(generated);
     std::vector<fl::ustring> pieceLines;
     for (std::size_t start = 0;;) {
