@@ -9,7 +9,9 @@
 #include "client_service.hpp"
 #include "cursor.hpp"
 #include "fl/i18n.hpp"
+#include "fit/completion_edit.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
+#include "guarded_completion.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "output.hpp"
@@ -136,16 +138,21 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
                                  " gave no reply: " + failures.front());
     }
 
+    const fit::Fitted fitted =
+        fit::fitCompletion(code, cursor,
+                           {result.LLMResponse, result.LLMGeneratedCode, result.deduplicatedGeneratedCode,
+                            result.validatedLLMGeneratedCode, result.prunedLLMGeneratedCode,
+                            result.autocompletionResponse},
+                           ostrel_apps::indentSettingsOf(*settings));
     if (line.json) {
-        writeJson(out, result, observer.stageTimes());
+        writeJson(out, result, fitted, observer.stageTimes());
     } else if (line.show) {
-        writeShow(out, code, cursor, result.autocompletionResponse, outIsTerminal);
+        writeShow(out, code, fitted, cursor, outIsTerminal);
     } else {
-        writeCompletion(out, result.autocompletionResponse);
+        writeCompletion(out, fitted);
         // A terminal gets a final line end so that the prompt starts on its own line; a pipe gets the
-        // completion exactly.
-        if (outIsTerminal && !result.autocompletionResponse.empty() &&
-            result.autocompletionResponse.back() != u'\n') {
+        // text exactly.
+        if (outIsTerminal && fitted.edit && !fitted.edit->text.empty() && fitted.edit->text.back() != u'\n') {
             out << '\n';
         }
     }

@@ -1,41 +1,231 @@
 #include "fit/completion_edit.hpp"
 
+#include <exception>
+
+#include "fit/empty_reason.hpp"
+#include "fit/final_check.hpp"
+#include "fit/placement.hpp"
+#include "fit/reindent.hpp"
+#include "fit/reply_shape.hpp"
+#include "fit/text_lines.hpp"
+#include "foundation/log/diagnostic_logger.hpp"
+
 namespace fit {
 namespace {
 
-// The first stage that left nothing, for a completion that came out empty.
-Fitted nothingFrom(const StageTexts& stages) {
-    Fitted fitted;
-    if (stages.reply.empty()) {
-        fitted.emptyStage = "model";
-        fitted.reason = "the model gave no reply";
-    } else if (stages.extracted.empty()) {
-        fitted.emptyStage = "extraction";
-        fitted.reason = "the reply holds no ostrel code block";
-    } else if (stages.deduplicated.empty()) {
-        fitted.emptyStage = "deduplication";
-        fitted.reason = "the whole reply repeats the code around the cursor";
-    } else if (stages.validated.empty()) {
-        fitted.emptyStage = "validation";
-        fitted.reason = "the completion's first line has an error";
-    } else if (stages.pruned.empty()) {
-        fitted.emptyStage = "pruning";
-        fitted.reason = "no part of the completion parses with the code around it";
-    } else {
-        fitted.emptyStage = "formatting";
-        fitted.reason = "the formatter left nothing";
+using foundation::log::kSeverityStage;
+const char* const kChannel = "fit::CompletionEdit";
+
+constexpr const char* kOnlyRepeats = "the completion only repeats the lines above the cursor";
+
+// Blocks a completion may leave open at the end of a file that the edit closes for it.
+constexpr std::size_t kMostClosedBlocks = 4;
+
+std::vector<fl::ustring> completionLines(const fl::ustring& completion) {
+    std::vector<fl::ustring> lines = text::splitLines(completion);
+    while (!lines.empty() && text::isBlankText(lines.back()))
+        lines.pop_back();
+    while (!lines.empty() && text::isBlankText(lines.front()))
+        lines.erase(lines.begin());
+    return lines;
+}
+
+// The deduplicated reply up to its first blank line (the library keeps one block of lines too).
+std::vector<fl::ustring> replyLines(const StageTexts& stages) {
+    std::vector<fl::ustring> lines = completionLines(stages.deduplicated);
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (text::isBlankText(lines[i])) {
+            lines.resize(i);
+            break;
+        }
+    return lines;
+}
+
+// When the library dropped the whole reply at validation or pruning, the reply's lines are tried
+// instead: a reply whose only fault is the column the model started it at still fits.
+std::vector<fl::ustring> fallbackLines(const StageTexts& stages) {
+    if (stages.deduplicated.empty() || !(stages.validated.empty() || stages.pruned.empty())) return {};
+    return replyLines(stages);
+}
+
+struct Attempt {
+    std::optional<Edit> edit;
+    std::string finding;
+    std::vector<std::string> repairs;
+};
+
+class EditFitter {
+  public:
+    EditFitter(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings)
+        : file_(file),
+          cursor_(cursor),
+          settings_(settings),
+          lineEnd_(text::usesCrLf(file, cursor) ? u"\r\n" : u"\n") {}
+
+    // Tries the completion without the lines that repeat the code below the cursor first, then as it is
+    // (when those lines are the closing lines of what it opens).
+    Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines);
+        if (shorter.size() < lines.size() && !shorter.empty()) {
+            Attempt attempt = fitLines(shorter, shape);
+            if (attempt.edit) return attempt;
+        }
+        return fitLines(lines, shape);
     }
-    return fitted;
+
+  private:
+    Attempt fitLines(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
+        Attempt attempt;
+        const std::vector<Edit> candidates = candidateEdits(file_, cursor_, lines, shape);
+        if (candidates.empty()) attempt.finding = kOnlyRepeats;
+        for (Edit candidate : candidates) {
+            keepTrailingBlankLines(candidate, lines, shape);
+            if (tryEdit(candidate, attempt)) return attempt;
+            // Deduplication took the completion's closing lines for the suffix's: put them back.
+            if (!shape.removedTail.empty()) {
+                Edit restored = candidate;
+                restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
+                if (tryEdit(restored, attempt,
+                            "put back the closing lines that repeat the code below the cursor"))
+                    return attempt;
+            }
+        }
+        return attempt;
+    }
+
+    // Blank lines the model wrote after the completion (extraction trims them) separate it from the
+    // code below: kept when the completion ends where the reply did and the line below is not blank.
+    void keepTrailingBlankLines(Edit& edit, const std::vector<fl::ustring>& lines,
+                                const ReplyShape& shape) const {
+        if (shape.trailingBlankLines == 0 || lines.empty() || edit.end != text::lineEnd(file_, edit.end))
+            return;
+        if (text::trim(lines.back()) != text::trim(shape.lastCodeLine)) return;
+        const std::size_t next = text::nextLineStart(file_, edit.end);
+        if (next == edit.end ||
+            text::isBlankText(std::u16string_view(file_).substr(next, text::lineEnd(file_, next) - next)))
+            return;
+        for (std::size_t i = 0; i < shape.trailingBlankLines; ++i)
+            edit.text += u"\n";
+    }
+
+    // Re-indents and checks one candidate; at the end of the file, closes the blocks it leaves open.
+    bool tryEdit(Edit edit, Attempt& attempt, const char* repair = nullptr) const {
+        edit.text = text::withLineEnds(edit.text, lineEnd_);
+        reindentEdit(file_, edit, settings_);
+        CheckResult check = checkEdit(file_, edit);
+        if (!check.passed && check.atEndOfFile && check.unclosedBlocks > 0 &&
+            check.unclosedBlocks <= kMostClosedBlocks) {
+            Edit closed = edit;
+            for (std::size_t i = 0; i < check.unclosedBlocks; ++i)
+                closed.text += fl::ustring(lineEnd_) + u"end";
+            reindentEdit(file_, closed, settings_);
+            if (CheckResult closedCheck = checkEdit(file_, closed); closedCheck.passed) {
+                attempt.repairs.push_back(
+                    "closed the blocks the completion leaves open at the end of the file");
+                edit = std::move(closed);
+                check = closedCheck;
+            }
+        }
+        if (!check.passed) {
+            if (attempt.finding.empty()) attempt.finding = check.finding;
+            return false;
+        }
+        if (repair) attempt.repairs.push_back(repair);
+        attempt.edit = minimalEdit(file_, cursor_, std::move(edit));
+        return true;
+    }
+
+    const fl::ustring& file_;
+    std::size_t cursor_;
+    IndentSettings settings_;
+    std::u16string_view lineEnd_;
+};
+
+void logOutcome(const Fitted& fitted) {
+    const foundation::log::diagnostic_logger logger(kChannel);
+    if (!logger.is_enabled(kSeverityStage)) return;
+    if (!fitted.edit) {
+        logger.record(kSeverityStage)
+            << "no completion: the " << fitted.emptyStage << " stage left nothing: " << fitted.reason;
+        return;
+    }
+    for (const std::string& repair : fitted.repairs)
+        logger.record(kSeverityStage) << "repaired the completion: " << repair;
+    logger.record(kSeverityStage) << "offering an edit that replaces [" << fitted.edit->start << ", "
+                                  << fitted.edit->end << ") with " << fitted.edit->text.size()
+                                  << " code units";
+}
+
+Fitted fitted(Attempt attempt, std::string emptyStage) {
+    Fitted out;
+    if (attempt.edit && (!attempt.edit->text.empty() || attempt.edit->start != attempt.edit->end)) {
+        out.edit = std::move(attempt.edit);
+        out.repairs = std::move(attempt.repairs);
+    } else if (attempt.edit) {
+        out.emptyStage = "deduplication";
+        out.reason = "the completion only repeats the code around the cursor";
+    } else {
+        out.emptyStage = attempt.finding.starts_with(kOnlyRepeats) ? "deduplication" : std::move(emptyStage);
+        out.reason = attempt.finding;
+    }
+    return out;
+}
+
+Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
+                 const IndentSettings& settings) {
+    Fitted out;
+    if (cursor > file.size()) {
+        out.emptyStage = "input";
+        out.reason = "the cursor lies beyond the end of the file";
+    } else {
+        const EditFitter fitter(file, cursor, settings);
+        const ReplyShape shape = shapeOf(stages);
+        if (const auto lines = completionLines(stages.completion); !lines.empty()) {
+            Attempt attempt = fitter.fit(lines, shape);
+            // The library's cut may be what breaks the file: the reply as it came may fit.
+            if (const auto whole = replyLines(stages); !attempt.edit && !whole.empty() && whole != lines) {
+                Attempt wholeAttempt = fitter.fit(whole, shape);
+                if (wholeAttempt.edit) {
+                    wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
+                                                "took the reply's lines that the library cut off");
+                    attempt = std::move(wholeAttempt);
+                }
+            }
+            out = fitted(std::move(attempt), "final check");
+            if (!out.edit && out.emptyStage == "final check")
+                out.reason = "the final check found " + out.reason;
+        } else if (const auto fallback = fallbackLines(stages); !fallback.empty()) {
+            Attempt attempt = fitter.fit(fallback, shape);
+            if (attempt.edit)
+                attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
+            out = fitted(std::move(attempt), "");
+            if (!out.edit) {
+                const std::string finding = out.reason;
+                out = nothingFrom(stages);
+                if (!finding.empty()) out.reason += "; placed in the file it gives " + finding;
+            }
+        } else {
+            out = nothingFrom(stages);
+        }
+    }
+    return out;
 }
 
 }  // namespace
 
-Fitted fitCompletion(const fl::ustring&, std::size_t cursor, const StageTexts& stages,
-                     const IndentSettings&) {
-    if (stages.completion.empty()) return nothingFrom(stages);
-    Fitted fitted;
-    fitted.edit = Edit{cursor, cursor, stages.completion};
-    return fitted;
+Fitted fitCompletion(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
+                     const IndentSettings& settings) {
+    Fitted out;
+    try {
+        out = fitWithin(file, cursor, stages, settings);
+    } catch (const std::exception& e) {
+        // The analyser refuses texts beyond its limits (length, nesting): such an edit is not offered.
+        out = Fitted{};
+        out.emptyStage = "final check";
+        out.reason = std::string("the final check could not read the edited file: ") + e.what();
+    }
+    logOutcome(out);
+    return out;
 }
 
 }  // namespace fit

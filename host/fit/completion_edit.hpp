@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "fl/ustring.hpp"
 
@@ -38,12 +39,16 @@ struct Edit {
 // What an editor is offered: an edit, or nothing and why.
 struct Fitted {
     std::optional<Edit> edit;
-    std::string emptyStage;  // when there is no edit: "model", "extraction", "deduplication",
-                             // "validation", "pruning", "formatting" or "final check"
-    std::string reason;      // when there is no edit: what happened, in plain words
+    std::string emptyStage;            // when there is no edit: "model", "extraction", "deduplication",
+                                       // "validation", "pruning", "formatting" or "final check"
+    std::string reason;                // when there is no edit: what happened, in plain words
+    std::vector<std::string> repairs;  // what the edit changed of the library's completion to make it fit
 };
 
-// Turns the library's result for `cursor` in `file` into the edit an editor applies.
+// Turns the library's result for `cursor` in `file` into the edit an editor applies: placed where it
+// belongs on the cursor's line or below it, re-indented to the file's levels, with the file's line ends,
+// and checked against the whole file (no new error, the blocks below keep their openers). Logs the
+// outcome on the channel "fit::CompletionEdit" at the stage level.
 Fitted fitCompletion(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
                      const IndentSettings& settings);
 

@@ -10,6 +10,7 @@
 #include "qvai/backend.hpp"
 #include "qvai/prompt_template.hpp"
 #include "qvai/reply_bounds.hpp"
+#include "qvai/reply_normalisation.hpp"
 
 namespace qvai {
 
@@ -117,7 +118,8 @@ void AiClient::answer(Job& job) {
     bool success = false;
     try {
         if (stopping_) throw std::runtime_error("the client is shutting down");
-        const std::string text = backend_->complete(toBackendRequest(job.request, options_), stopping_);
+        const std::string text =
+            normaliseReply(backend_->complete(toBackendRequest(job.request, options_), stopping_));
         if (text.empty()) throw std::runtime_error("the backend gave an empty reply");
         message.id = "ostrel-" + std::to_string(job.context.sequence);
         message.model = options_.Backend;

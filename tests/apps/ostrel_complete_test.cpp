@@ -178,8 +178,8 @@ TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
     EXPECT_EQ(complete(block, "--blank-lines Indent"), "    if y\n        \n        z = 2;\n    end");
     EXPECT_EQ(complete(block, "--blank-lines RemoveWhitespace"), "    if y\n\n        z = 2;\n    end");
 
-    // An indented function body fits the "all" style; the classic style would move it, so the completion
-    // is left as the model wrote it.
+    // An indented function body fits the "all" style; the completion follows the file's own layout
+    // whatever the function-indent setting says.
     std::ofstream(file) << "% demo\nfunction f(x)\n    y = x;\n\nend\n";
     const ProgramRun all =
         ostrelComplete(file + " --at 4:1 --backend reply-file --reply-file " +
@@ -188,6 +188,6 @@ TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
     const ProgramRun classic =
         ostrelComplete(file + " --at 4:1 --backend reply-file --reply-file " +
                        writeReply("```ostrel\nz = 2;\n```") + " --function-indent ClassicFunctionIndent");
-    EXPECT_EQ(classic.out, "z = 2;");
+    EXPECT_EQ(classic.out, "    z = 2;");
     EXPECT_EQ(ostrelComplete(file + " --at 4:1 --function-indent Sideways").status, 1);
 }

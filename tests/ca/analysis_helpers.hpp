@@ -69,20 +69,31 @@ struct ExampleText {
 };
 
 // Every Ostrel example of the repository.
-inline std::vector<ExampleText> loadExamples() {
+// The .ost files under `folder` of the source tree (the demo corpus by default; tests/data/styles holds
+// programs in real users' layouts).
+inline std::vector<ExampleText> loadExamples(const char* folder = "examples") {
     std::vector<ExampleText> out;
-    const std::filesystem::path root = std::filesystem::path(OSTREL_SOURCE_DIR) / "examples";
+    const std::filesystem::path root = std::filesystem::path(OSTREL_SOURCE_DIR) / folder;
     if (!std::filesystem::exists(root)) return out;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
         if (!entry.is_regular_file() || entry.path().extension() != ".ost") continue;
         std::ifstream in(entry.path(), std::ios::binary);
         std::stringstream buffer;
         buffer << in.rdbuf();
-        out.push_back({entry.path().lexically_relative(root).string(), fl::i18n::to_ustring(buffer.str())});
+        out.push_back({(std::filesystem::path(folder) / entry.path().lexically_relative(root)).string(),
+                       fl::i18n::to_ustring(buffer.str())});
     }
     std::sort(out.begin(), out.end(),
               [](const ExampleText& a, const ExampleText& b) { return a.name < b.name; });
     return out;
+}
+
+// The demo corpus and the programs in real users' layouts.
+inline std::vector<ExampleText> loadAllExamples() {
+    auto all = loadExamples();
+    auto styles = loadExamples("tests/data/styles");
+    all.insert(all.end(), styles.begin(), styles.end());
+    return all;
 }
 
 }  // namespace ca::testing

@@ -221,6 +221,8 @@ struct Example {
             return false;
         if (next < lineStarts.size() && tokens[n].offset >= lineStarts[next]) return false;
         if (opener[after] != kNone && roles[opener[after]] == Role::Parentheses) return false;
+        // After a row's `;` inside brackets a blank line only adds an empty row.
+        if (opener[after] != kNone && tokens[before].op == Op::Semicolon) return false;
         return continuation || continuesAfter(tokens[before]) || continuesBefore(tokens[n]);
     }
 };
@@ -229,9 +231,11 @@ class Cutter {
   public:
     explicit Cutter(const Example& e) : e_(e) {}
 
+    // Every position of the demo corpus; every seventh of the style programs, to keep the run short.
     void cutEverywhere() {
+        const std::size_t stride = e_.name.starts_with("examples/") ? 1 : 7;
         for (std::size_t line = 1; line <= e_.lineStarts.size(); ++line) {
-            for (std::size_t p = e_.lineStarts[line - 1]; p <= e_.lineEnds[line - 1]; ++p)
+            for (std::size_t p = e_.lineStarts[line - 1]; p <= e_.lineEnds[line - 1]; p += stride)
                 cutAt(line, p);
         }
     }
@@ -361,7 +365,9 @@ class Cutter {
             ++after;
         const bool codeBefore = before != tokens.begin() && (before - 1)->line == lf->line;
         const bool codeAfter = after != tokens.end() && after->line == lf->line + 1;
-        const std::size_t bracket = e_.opener[e_.tokenFrom(p_)];
+        // At the end of a text without a final line end no token follows.
+        const std::size_t next = e_.tokenFrom(p_);
+        const std::size_t bracket = next < e_.opener.size() ? e_.opener[next] : kNone;
         const Role role = bracket == kNone ? Role::Parentheses : e_.roles[bracket];
         if ((bracket != kNone && role == Role::Parentheses) ||
             (codeBefore && continuesAfter(*(before - 1))) || (codeAfter && continuesBefore(*after))) {
@@ -387,7 +393,7 @@ class Cutter {
 
 TEST(ImplicitContinuation, EveryExampleCutAtEveryPositionOfEveryLine) {
     std::map<std::string, std::pair<int, int>> total;
-    for (const auto& source : ca::testing::loadExamples()) {
+    for (const auto& source : ca::testing::loadAllExamples()) {
         const Example example(source);
         Cutter cutter(example);
         cutter.cutEverywhere();

@@ -59,9 +59,6 @@ TEST(Messages, EachErrorWithItsLineAndText) {
         {"function a()\n    x = 1;\nend\nfunction b()\nx = 2;\nfunction c()\nx = 3;\nfunction d()\nx = 4;\n",
          "3:MixedFunctionForms: The 'end' at line 3 closes a function, but the other functions in this text "
          "have no 'end'."},
-        {"function a()\nx = 1;\n    function b()\n    y = 2;\nfunction c()\nz = 3;\n",
-         "3:NestedFunctionNotClosed: Function 'b' at line 3 is nested in another function, so every function "
-         "of this text must be closed by 'end'."},
         {"x = 1;\nfunction a()\n    y = 1;\nend\nz = 2;\n",
          "5:StatementAfterFunction: The statement at line 5 comes after a local function; statements must "
          "come before the first local function."},

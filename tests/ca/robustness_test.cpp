@@ -14,10 +14,11 @@ namespace {
 using ca::InvalidAnalysisException;
 using ca::testing::analyse;
 
-// Everything an analysis offers, so that every part of it is exercised.
+// Everything an analysis offers, so that every part of it is exercised; the whole-file reading too.
 std::size_t useFully(const std::u16string& text) {
     auto analysis = analyse(text);
-    std::size_t count = analysis->getComments().size();
+    std::size_t count =
+        analysis->getComments().size() + ca::analyzeWholeFile(text)->data().diagnostics.size();
     count += ca::token::getAutoCompletionTokenInfo(analysis).getTokens().size();
     count += ca::messages::messagesOf(*analysis, ca::messages::MessageOptions{}).size();
     std::vector<lf::astapi::Node<ca::astapi::CA>> stack{analysis->getRootNode()};
@@ -62,13 +63,17 @@ TEST(Robustness, MutatedExamplesAndTokenSoupNeverFail) {
                                      u";",
                                      u"@",
                                      u"~",
+                                     u"\n!",
+                                     u"@B(",
+                                     u", N=",
+                                     u".?",
                                      u"\t",
                                      u"_",
                                      std::u16string(1, char16_t(0xD800)),
                                      std::u16string(1, 0)};
     std::mt19937 rng(12345);
-    for (const auto& example : ca::testing::loadExamples()) {
-        for (int round = 0; round < 120; ++round) {
+    for (const auto& example : ca::testing::loadAllExamples()) {
+        for (int round = 0; round < 60; ++round) {
             std::u16string text = example.text;
             for (int e = 1 + static_cast<int>(rng() % 8); e > 0 && !text.empty(); --e) {
                 const std::size_t at = rng() % (text.size() + 1);

@@ -300,6 +300,11 @@ class Scanner {
         for (std::size_t k = i_; k < first; ++k)
             lineIndent_ = t_[k] == u'\t' ? (lineIndent_ / 4 + 1) * 4 : lineIndent_ + 1;
         if (first > i_) emit(TokenKind::Blank, first);
+        // A shell escape: the rest of the line is one command for the operating system.
+        if (i_ < n_ && t_[i_] == u'!' && stmtStart_ && brackets_.empty() && !continued_) {
+            significant(TokenKind::CommandWord, endOfLine(i_), Word::None, Op::None);
+            return;
+        }
         if (i_ >= n_ || t_[i_] != u'%') return;
         const char16_t marker = blockMarker(i_);
         if (marker == u'{') scanBlockComment();

@@ -1,0 +1,62 @@
+#include "model_client.hpp"
+
+#include <utility>
+
+#include "cppmicroservices/framework_factory.hpp"
+#include "foundation/cppmicroservices/framework_access.hpp"
+
+namespace ostrel_lsp {
+
+SwitchableClient::SwitchableClient(const qvai::ClientOptions& options)
+    : options_(options), client_(std::make_shared<qvai::AiClient>(options)) {}
+
+void SwitchableClient::reconfigure(const qvai::ClientOptions& options) {
+    auto fresh = std::make_shared<qvai::AiClient>(options);
+    std::shared_ptr<qvai::AiClient> old;
+    {
+        const std::lock_guard lock(mutex_);
+        old = std::exchange(client_, std::move(fresh));
+        options_ = options;
+    }
+    // `old` answers what it still holds as it goes away, outside the lock.
+}
+
+qvai::ClientOptions SwitchableClient::options() const {
+    const std::lock_guard lock(mutex_);
+    return options_;
+}
+
+void SwitchableClient::sendChatCompletion(qvai::core::gen::ChatCompletion request,
+                                          qvai::ChatCompletionCallback callback,
+                                          qvai::RequestContext context) {
+    std::shared_ptr<qvai::AiClient> client;
+    {
+        const std::lock_guard lock(mutex_);
+        client = client_;
+    }
+    client->sendChatCompletion(std::move(request), std::move(callback), context);
+}
+
+qvai::RequestContext SwitchableClient::requestContext() {
+    std::shared_ptr<qvai::AiClient> client;
+    {
+        const std::lock_guard lock(mutex_);
+        client = client_;
+    }
+    return client->requestContext();
+}
+
+ModelService::ModelService(const qvai::ClientOptions& options)
+    : client_(std::make_shared<SwitchableClient>(options)),
+      framework_(cppmicroservices::FrameworkFactory().NewFramework()) {
+    framework_.Start();
+    registration_ = framework_.GetBundleContext().RegisterService<qvai::IQvaiClient>(client_);
+    foundation::cppmicroservices::setFramework(framework_);
+}
+
+ModelService::~ModelService() {
+    foundation::cppmicroservices::setFramework(std::nullopt);
+    framework_.Stop();
+}
+
+}  // namespace ostrel_lsp

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qvai/client_options.hpp"
+#include "settings/core/settings.hpp"
+
+namespace ostrel_lsp {
+
+// What a client's settings object asked for besides the settings tree.
+struct ClientSettingsOutcome {
+    std::vector<std::string> problems;  // for the user; the previous client values stay when non-empty
+    std::optional<int> debounceMs;
+    std::optional<int> diagnosticsDelayMs;
+};
+
+// The settings the server works with: the user's settings file (the store's tree) overlaid by what the
+// client sends (initializationOptions, workspace/didChangeConfiguration), in a tree of its own that the
+// runtime context reads and that publishes change events like the store's.
+class SettingsLayers {
+  public:
+    explicit SettingsLayers(std::shared_ptr<const settings::core::Settings> userRoot);
+
+    std::shared_ptr<const settings::core::Settings> root() const { return effective_; }
+
+    // Takes the client's settings: an object keyed by node full names, as in the settings file, plus
+    // "ostrel.lsp" {"DebounceMs", "DiagnosticsDelayMs"}. The key's variable is never taken from a client.
+    ClientSettingsOutcome applyClient(const nlohmann::json& settings);
+    // Merges again after the user's settings file changed.
+    void refresh();
+
+  private:
+    void merge();  // under mutex_
+
+    std::shared_ptr<const settings::core::Settings> userRoot_;
+    std::shared_ptr<settings::core::Settings> effective_;
+    std::mutex mutex_;
+    std::map<std::string, settings::core::LeafValues> clientOverrides_;
+};
+
+// The model options to use: `effective` (from the merged settings) with the API key variable of
+// `trusted` (the user's own file and command line) only while the backend and endpoint are the trusted
+// ones; a project's settings may point the client elsewhere, but never with the user's key.
+qvai::ClientOptions withTrustedKey(qvai::ClientOptions effective, const qvai::ClientOptions& trusted);
+
+}  // namespace ostrel_lsp

@@ -1,0 +1,88 @@
+// Times the completion edit with its final check (placing, re-indenting, analysing the window around the
+// edit before and after) on files of 2,000 and 20,000 lines.
+#include <benchmark/benchmark.h>
+
+#include <string>
+
+#include "fit/completion_edit.hpp"
+#include "fl/i18n.hpp"
+
+namespace {
+
+// A file of functions closed by `end`, `lines` lines long, with a blank line indented into the body of the
+// middle function: the cursor's place.
+struct File {
+    fl::ustring text;
+    std::size_t cursor = 0;
+};
+
+File functionsFile(int lines) {
+    std::string text;
+    std::size_t cursor = 0;
+    const int functions = lines / 14;
+    for (int i = 0; i < functions; ++i) {
+        const std::string n = std::to_string(i);
+        text += "function r = helper" + n + "(x)\n    % Sums the positive values of x.\n    r = 0;\n";
+        if (i == functions / 2) {
+            text += "    ";
+            cursor = text.size();
+            text += "\n";
+        } else {
+            text += "\n";
+        }
+        text +=
+            "    for k = 1:numel(x)\n        if x(k) > 0\n            r = r + x(k);\n        else\n"
+            "            r = r - 1;\n        end\n    end\n    disp(sprintf('%d', r));\nend\n";
+    }
+    return {fl::i18n::to_ustring(text), cursor};
+}
+
+fit::StageTexts stagesOf(const std::string& code, const std::string& kept) {
+    const fl::ustring reply = fl::i18n::to_ustring("```ostrel\n" + code + "\n```");
+    const fl::ustring extracted = fl::i18n::to_ustring(code);
+    const fl::ustring rest = fl::i18n::to_ustring(kept);
+    return {reply, extracted, rest, rest, rest, rest};
+}
+
+void BM_EditAndCheck(benchmark::State& state) {
+    const File file = functionsFile(static_cast<int>(state.range(0)));
+    const fit::StageTexts stages = stagesOf("while r > 10\n    r = r / 2;\nend\nr = r + 1;",
+                                            "while r > 10\n    r = r / 2;\nend\nr = r + 1;");
+    for (auto _ : state) {
+        const fit::Fitted fitted = fit::fitCompletion(file.text, file.cursor, stages, fit::IndentSettings{});
+        if (!fitted.edit) state.SkipWithError(fitted.reason.c_str());
+        benchmark::DoNotOptimize(fitted);
+    }
+}
+BENCHMARK(BM_EditAndCheck)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
+
+// Deduplication took the reply's closing `end` for the function's: the first check fails, the edit puts
+// the line back and checks again.
+void BM_EditRestoringAnEnd(benchmark::State& state) {
+    const File file = functionsFile(static_cast<int>(state.range(0)));
+    const fit::StageTexts stages =
+        stagesOf("while r > 10\n    r = r / 2;\nend", "while r > 10\n    r = r / 2;");
+    for (auto _ : state) {
+        const fit::Fitted fitted = fit::fitCompletion(file.text, file.cursor, stages, fit::IndentSettings{});
+        if (!fitted.edit) state.SkipWithError(fitted.reason.c_str());
+        benchmark::DoNotOptimize(fitted);
+    }
+}
+BENCHMARK(BM_EditRestoringAnEnd)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
+
+// At the end of a script: a statement after the last line, no function to bound the window.
+void BM_EditAtTheEndOfAScript(benchmark::State& state) {
+    std::string text;
+    for (int i = 0; i < state.range(0); ++i)
+        text += "v" + std::to_string(i) + " = compute(data(" + std::to_string(i) + ", :), 'chars');\n";
+    const fl::ustring file = fl::i18n::to_ustring(text);
+    const fit::StageTexts stages = stagesOf("if v1 > 0\n    w = 1;", "if v1 > 0\n    w = 1;");
+    for (auto _ : state) {
+        const fit::Fitted fitted = fit::fitCompletion(file, file.size(), stages, fit::IndentSettings{});
+        if (!fitted.edit) state.SkipWithError(fitted.reason.c_str());
+        benchmark::DoNotOptimize(fitted);
+    }
+}
+BENCHMARK(BM_EditAtTheEndOfAScript)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
+
+}  // namespace

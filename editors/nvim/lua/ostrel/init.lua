@@ -1,0 +1,166 @@
+-- Ostrel in Neovim (0.7 or later): starts ostrel-lsp for Ostrel buffers, shows the server's inline
+-- completion as ghost text while the user pauses in insert mode, accepts it with a key and dismisses it
+-- as soon as the user types on or leaves insert mode. Diagnostics, formatting and the standard
+-- completion come from Neovim's own LSP client.
+local M = {}
+
+M.config = {
+  cmd = { 'ostrel-lsp' },
+  settings = {},          -- same keys as the settings file, e.g. ['ostrel.editor.tab'] = { TabSize = 2 }
+  pause_ms = 300,         -- how long the user pauses before a completion is asked for
+  accept_key = '<Tab>',   -- accepts the ghost text (falls through to the key when none is shown)
+  dismiss_key = '<C-]>',  -- dismisses it
+  highlight = 'Comment',
+}
+
+local namespace = vim.api.nvim_create_namespace('ostrel_ghost')
+local clients = {}  -- root folder -> client id
+local state = {}    -- buffer -> { timer, request, client, shown = { item, tick, row, col } }
+
+local function buffer_state(buf)
+  state[buf] = state[buf] or {}
+  return state[buf]
+end
+
+function M.dismiss(buf)
+  buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
+  local s = buffer_state(buf)
+  if s.timer then
+    s.timer:stop()
+    s.timer:close()
+    s.timer = nil
+  end
+  if s.request and s.client then s.client.cancel_request(s.request) end
+  s.request = nil
+  s.shown = nil
+  vim.api.nvim_buf_clear_namespace(buf, namespace, 0, -1)
+end
+
+local function show(buf, item, tick, row, col)
+  local s = buffer_state(buf)
+  local text_lines = vim.split(item.insertText, '\n', { plain = true })
+  local rest = {}
+  for i = 2, #text_lines do rest[#rest + 1] = { { text_lines[i], M.config.highlight } } end
+  vim.api.nvim_buf_set_extmark(buf, namespace, row, col, {
+    virt_text = { { text_lines[1], M.config.highlight } },
+    virt_text_pos = 'overlay',
+    virt_lines = #rest > 0 and rest or nil,
+  })
+  s.shown = { item = item, tick = tick, row = row, col = col }
+end
+
+local function ask(buf)
+  local s = buffer_state(buf)
+  local client = s.client
+  if not client or vim.api.nvim_get_current_buf() ~= buf or vim.fn.mode() ~= 'i' then return end
+  local cursor = vim.api.nvim_win_get_cursor(0)
+  local tick = vim.api.nvim_buf_get_changedtick(buf)
+  local params = vim.lsp.util.make_position_params(0, client.offset_encoding)
+  params.context = { triggerKind = 2 }
+  local ok, request = client.request('textDocument/inlineCompletion', params, function(err, result)
+    s.request = nil
+    if err or not result or not result.items or #result.items == 0 then return end
+    -- A reply for a text or a cursor that is gone is dropped.
+    local now = vim.api.nvim_win_get_cursor(0)
+    if vim.api.nvim_buf_get_changedtick(buf) ~= tick or now[1] ~= cursor[1] or now[2] ~= cursor[2] then return end
+    if vim.fn.mode() ~= 'i' then return end
+    show(buf, result.items[1], tick, cursor[1] - 1, cursor[2])
+  end, buf)
+  if ok then s.request = request end
+end
+
+local function schedule(buf)
+  M.dismiss(buf)
+  local s = buffer_state(buf)
+  s.timer = vim.loop.new_timer()
+  s.timer:start(M.config.pause_ms, 0, vim.schedule_wrap(function()
+    if s.timer then
+      s.timer:close()
+      s.timer = nil
+    end
+    ask(buf)
+  end))
+end
+
+-- Applies the ghost text; returns false when none is shown.
+function M.accept(buf)
+  buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
+  local s = buffer_state(buf)
+  local shown = s.shown
+  if not shown or vim.api.nvim_buf_get_changedtick(buf) ~= shown.tick then
+    M.dismiss(buf)
+    return false
+  end
+  local item = shown.item
+  M.dismiss(buf)
+  vim.lsp.util.apply_text_edits({ { range = item.range, newText = item.insertText } }, buf,
+    s.client and s.client.offset_encoding or 'utf-16')
+  -- The cursor goes to the end of what was inserted.
+  local inserted = vim.split(item.insertText, '\n', { plain = true })
+  local row = item.range.start.line + #inserted
+  local line = vim.api.nvim_buf_get_lines(buf, row - 1, row, false)[1] or ''
+  local col = #inserted == 1 and (vim.str_byteindex(line, item.range.start.character, true) + #inserted[1])
+    or #inserted[#inserted]
+  vim.api.nvim_win_set_cursor(0, { row, math.min(col, #line) })
+  return true
+end
+
+local function root_of(buf)
+  local name = vim.api.nvim_buf_get_name(buf)
+  local found = vim.fn.finddir('.git', vim.fn.fnamemodify(name, ':p:h') .. ';')
+  if found ~= '' then return vim.fn.fnamemodify(found, ':p:h:h') end
+  return vim.fn.fnamemodify(name, ':p:h')
+end
+
+function M.attach(buf)
+  buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
+  local root = root_of(buf)
+  local id = clients[root]
+  if not id or not vim.lsp.get_client_by_id(id) then
+    id = vim.lsp.start_client({
+      name = 'ostrel-lsp',
+      cmd = M.config.cmd,
+      root_dir = root,
+      init_options = M.config.settings,
+      settings = M.config.settings,
+    })
+    clients[root] = id
+  end
+  if not id then return end
+  vim.lsp.buf_attach_client(buf, id)
+  buffer_state(buf).client = vim.lsp.get_client_by_id(id)
+
+  local group = vim.api.nvim_create_augroup('ostrel_ghost_' .. buf, { clear = true })
+  vim.api.nvim_create_autocmd({ 'TextChangedI', 'TextChangedP' }, {
+    group = group, buffer = buf,
+    callback = function()
+      local s = buffer_state(buf)
+      s.client = s.client or vim.lsp.get_client_by_id(id)
+      schedule(buf)
+    end,
+  })
+  vim.api.nvim_create_autocmd({ 'InsertLeave', 'BufLeave' }, {
+    group = group, buffer = buf, callback = function() M.dismiss(buf) end,
+  })
+  vim.api.nvim_create_autocmd('CursorMovedI', {
+    group = group, buffer = buf,
+    callback = function()
+      local shown = buffer_state(buf).shown
+      local cursor = vim.api.nvim_win_get_cursor(0)
+      if shown and (cursor[1] - 1 ~= shown.row or cursor[2] ~= shown.col) then M.dismiss(buf) end
+    end,
+  })
+  vim.keymap.set('i', M.config.accept_key, function()
+    if not M.accept(buf) then
+      vim.api.nvim_feedkeys(vim.api.nvim_replace_termcodes(M.config.accept_key, true, false, true), 'n', false)
+    end
+  end, { buffer = buf, desc = 'Accept the Ostrel completion' })
+  vim.keymap.set('i', M.config.dismiss_key, function() M.dismiss(buf) end,
+    { buffer = buf, desc = 'Dismiss the Ostrel completion' })
+end
+
+function M.setup(options)
+  M.config = vim.tbl_deep_extend('force', M.config, options or {})
+end
+
+return M

@@ -1,0 +1,162 @@
+// Lines, their indentation and the parser's view of the tokens (blanks and comments folded away,
+// implicit continuations joined).
+
+#include <cstdio>
+
+#include "ca/lexer/find_line_feed.hpp"
+#include "ca/parser/parser_internals.hpp"
+#include "fl/i18n.hpp"
+
+namespace ca::detail::parsing {
+
+void Parser::computeLines() {
+    d_.lineStarts.clear();
+    if (!text_.empty()) d_.lineStarts.push_back(0);
+    d_.lineStarts.reserve(d_.tokens.size() / 8 + 2);
+    for (std::size_t lf = lexer::findLineFeed(text_, 0); lf + 1 < text_.size();
+         lf = lexer::findLineFeed(text_, lf + 1)) {
+        d_.lineStarts.push_back(static_cast<std::uint32_t>(lf + 1));
+    }
+    endsWithLineEnd_ = !text_.empty() && text_.back() == u'\n';
+    d_.lineContent.assign(lineCount() + 2, 0);
+    lineIndent_.assign(lineCount() + 2, 0);
+    for (std::uint32_t l = 1; l <= lineCount(); ++l) {
+        std::size_t i = d_.lineStarts[l - 1];
+        std::size_t end = l < lineCount() ? d_.lineStarts[l] : text_.size();
+        std::uint32_t indent = 0;
+        bool leading = true;
+        for (; i < end; ++i) {
+            char16_t c = text_[i];
+            if (c == u'\n' || c == u'\r' || lexer::isBlank(c)) {
+                if (leading && c != u'\n') indent = c == u'\t' ? (indent / 4 + 1) * 4 : indent + 1;
+                continue;
+            }
+            d_.lineContent[l] |= 2;
+            if (leading) lineIndent_[l] = indent;
+            leading = false;
+            break;
+        }
+        if (leading) lineIndent_[l] = indent;
+    }
+}
+
+std::uint32_t Parser::lineOf(std::size_t offset) const {
+    auto it =
+        std::upper_bound(d_.lineStarts.begin(), d_.lineStarts.end(), static_cast<std::uint32_t>(offset));
+    return it == d_.lineStarts.begin() ? 1 : static_cast<std::uint32_t>(it - d_.lineStarts.begin());
+}
+
+void Parser::buildTokens() {
+    bool space = false;
+    bool dropLineEnd = false;
+    toks_.reserve(static_cast<std::size_t>(
+                      std::count_if(d_.tokens.begin(), d_.tokens.end(),
+                                    [](const ScanToken& s) { return s.kind != TokenKind::Blank; })) +
+                  1);
+    // About two nodes for every three tokens.
+    d_.tree.nodes.reserve(toks_.capacity() * 2 / 3 + 8);
+    d_.tree.children.reserve(toks_.capacity() * 2 / 3 + 8);
+    for (std::uint32_t k = 0; k < d_.tokens.size(); ++k) {
+        const ScanToken& s = d_.tokens[k];
+        switch (s.kind) {
+            case TokenKind::Blank:
+                space = true;
+                continue;
+            case TokenKind::Comment:
+            case TokenKind::BlockComment:
+            case TokenKind::Continuation: {
+                auto kind = s.kind == TokenKind::Comment        ? ca::astapi::CommentKind::Line
+                            : s.kind == TokenKind::BlockComment ? ca::astapi::CommentKind::Block
+                                                                : ca::astapi::CommentKind::Continuation;
+                d_.comments.emplace_back(kind, s.line, s.offset, s.offset + s.length - 1);
+                markContent(s, 4);
+                if (s.kind == TokenKind::Continuation) dropLineEnd = true;
+                if ((s.flags & lexer::kUnclosedBlock) != 0) {
+                    warn(s.offset, "UnclosedBlockComment",
+                         "The block comment at line " + std::to_string(s.line) + " is not closed.");
+                }
+                space = true;
+                continue;
+            }
+            case TokenKind::LineEnd:
+                if (dropLineEnd) {
+                    dropLineEnd = false;
+                    space = true;
+                    continue;
+                }
+                break;
+            default:
+                d_.lineContent[s.line] |= 1;
+                break;
+        }
+        if (!toks_.empty()) toks_.back().spaceAfter = space || s.kind == TokenKind::LineEnd;
+        PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
+               false, false};
+        if (s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
+            toks_.pop_back();
+            t.spaceBefore = true;
+        }
+        t.lineFirst = toks_.empty() || toks_.back().kind == TokenKind::LineEnd;
+        toks_.push_back(t);
+        space = false;
+    }
+    auto size = static_cast<std::uint32_t>(text_.size());
+    toks_.push_back(PTok{static_cast<std::uint32_t>(d_.tokens.size()), size, size,
+                         lineCount() == 0 ? 1 : lineCount(), TokenKind::LineEnd, Word::None, Op::None, 0,
+                         true, true, true, true});
+}
+
+// Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
+// line that starts (with `next`) with an operator that cannot begin an expression.
+bool Parser::continuesAcrossLineEnd(const PTok& next) const {
+    const std::size_t n = toks_.size();
+    if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd || toks_[n - 2].kind == TokenKind::LineEnd)
+        return false;
+    const PTok& prev = toks_[n - 2];
+    // After `...` the line end of a blank line ends the statement: the continuation carries one line.
+    if (prev.line != toks_[n - 1].line) return false;
+    return (prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
+           (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)) ||
+           (next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op));
+}
+
+void Parser::markContent(const ScanToken& s, std::uint8_t bit) {
+    std::uint32_t line = s.line;
+    d_.lineContent[line] |= bit;
+    if (s.kind != TokenKind::BlockComment) return;  // the only token that spans lines
+    for (std::uint32_t i = s.offset; i < s.offset + s.length; ++i) {
+        if (text_[i] == u'\n') {
+            ++line;
+            if (line < d_.lineContent.size()) d_.lineContent[line] |= bit;
+        }
+    }
+}
+
+const PTok& Parser::skipToCurrent() {
+    for (;;) {
+        const PTok& t = toks_[pos_];
+        if (t.kind == TokenKind::Invalid) {
+            char buffer[16];
+            std::snprintf(buffer, sizeof buffer, "U+%04X", static_cast<unsigned>(text_[t.offset]));
+            error(t, "InvalidCharacter",
+                  std::string("Invalid character ") + buffer + " at line " + std::to_string(t.line) + ".");
+            ++pos_;
+            continue;
+        }
+        if (parenDepth_ > 0 && isNewline(t)) {
+            ++pos_;
+            continue;
+        }
+        return t;
+    }
+}
+
+std::string Parser::describe(const PTok& t) const {
+    if (t.eof) return "end of text";
+    if (t.kind == TokenKind::LineEnd) return "end of line";
+    std::u16string_view v = textOf(t);
+    if (v.size() > 20) v = v.substr(0, 20);
+    return "'" + fl::i18n::to_string(v) + "'";
+}
+
+}  // namespace ca::detail::parsing

@@ -1,0 +1,273 @@
+#include "fit/final_check.hpp"
+
+#include <algorithm>
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "ca/lexer/token.hpp"
+#include "ca/messages/single_file_messages.hpp"
+#include "ca/single_file_analyzer.hpp"
+#include "fit/text_lines.hpp"
+#include "fl/i18n.hpp"
+
+namespace fit {
+namespace {
+
+using lf::astapi::NodeKind;
+
+// The window reaches the enclosing functions' starts and ends, but no further than this.
+constexpr std::size_t kMostWindowLines = 200;
+constexpr std::size_t kMostWindowUnits = 8000;
+
+bool startsWithWord(std::u16string_view code, std::u16string_view word) {
+    return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
+}
+
+std::u16string_view lineAt(const fl::ustring& file, std::size_t start) {
+    return std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+}
+
+bool opensUnit(std::u16string_view line) {
+    return startsWithWord(line, u"function") || startsWithWord(line, u"classdef");
+}
+
+// Code at the margin that closes nothing: where a window may start or end when no function line is near.
+bool isMarginStatement(std::u16string_view line) {
+    if (line.empty() || !text::isWordChar(line.front())) return false;
+    for (std::u16string_view closer : {u"end", u"else", u"elseif", u"case", u"catch", u"otherwise"})
+        if (startsWithWord(line, closer)) return false;
+    return true;
+}
+
+// Function and class lines the window reaches on each side of the edit: the neighbours are there so
+// that rules across functions (all closed by `end` or none, no two of one name) are seen.
+constexpr int kUnitsEachSide = 2;
+
+// Offset of the line where the window starts: the second function or class line above `from`, else the
+// farthest statement at the margin within reach, else the limit.
+std::size_t windowStart(const fl::ustring& file, std::size_t from) {
+    std::size_t start = text::lineStart(file, from);
+    std::size_t margin = fl::ustring::npos;
+    int units = 0;
+    for (std::size_t seen = 0; start > 0 && seen < kMostWindowLines && from - start < kMostWindowUnits;
+         ++seen) {
+        start = text::lineStart(file, start - 1);
+        const std::u16string_view line = lineAt(file, start);
+        if (opensUnit(line) && ++units == kUnitsEachSide) return start;
+        if (opensUnit(line) || isMarginStatement(line)) margin = start;
+    }
+    if (start == 0) return 0;
+    return margin != fl::ustring::npos ? margin : start;
+}
+
+// Offset just past the window: past the second function or class line below `from` (the line itself is
+// in the window, so that what the edit leaves open runs into it), else the farthest statement at the
+// margin within reach, else the limit.
+std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
+    std::size_t start = text::nextLineStart(file, from);
+    std::size_t margin = fl::ustring::npos;
+    int units = 0;
+    for (std::size_t seen = 0;
+         start < file.size() && seen < kMostWindowLines && start - from < kMostWindowUnits; ++seen) {
+        const std::u16string_view line = lineAt(file, start);
+        const std::size_t next = text::nextLineStart(file, start);
+        if (opensUnit(line) && ++units == kUnitsEachSide) return next;
+        if (opensUnit(line) || isMarginStatement(line)) margin = next;
+        start = next;
+    }
+    if (start >= file.size()) return file.size();
+    return margin != fl::ustring::npos ? margin : start;
+}
+
+// Brackets left open at the end of a text.
+int openBrackets(const fl::ustring& code) {
+    int depth = 0;
+    for (const ca::lexer::Token& token : ca::lexer::lex(code)) {
+        if (token.kind != ca::lexer::TokenKind::Punctuation || token.text.size() != 1) continue;
+        const char16_t c = token.text[0];
+        depth += (c == u'(' || c == u'[' || c == u'{') ? 1 : (c == u')' || c == u']' || c == u'}') ? -1 : 0;
+    }
+    return depth;
+}
+
+bool needsEnd(NodeKind kind) {
+    switch (kind) {
+        case NodeKind::If:
+        case NodeKind::For:
+        case NodeKind::While:
+        case NodeKind::Switch:
+        case NodeKind::Try:
+        case NodeKind::Parfor:
+        case NodeKind::Spmd:
+        case NodeKind::ClassDef:
+        case NodeKind::Properties:
+        case NodeKind::Methods:
+        case NodeKind::Events:
+        case NodeKind::Enumeration:
+        case NodeKind::Arguments:
+            return true;
+        default:
+            return false;
+    }
+}
+
+bool isCompound(NodeKind kind) {
+    return needsEnd(kind) || kind == NodeKind::Function || kind == NodeKind::MethodDefinition;
+}
+
+struct Block {
+    std::uint32_t opener;
+    std::uint32_t closer;
+    std::size_t closing;  // offset of the block's last code unit
+    bool needsEnd;
+    bool closedByEnd;
+    bool isFunction;
+};
+
+// Every compound construct of the analysis, outer ones before the ones they hold, walked with an
+// explicit stack.
+std::vector<Block> blocksOf(const ca::Analysis& analysis) {
+    const fl::ustring& code = analysis.getText();
+    std::vector<Block> blocks;
+    std::vector<lf::astapi::Node<ca::astapi::CA>> pending{analysis.getRootNode()};
+    while (!pending.empty()) {
+        const auto node = pending.back();
+        pending.pop_back();
+        if (isCompound(node.getKind())) {
+            const std::size_t closing = node.getClosingPosition();
+            const bool byEnd = closing >= 2 && closing < code.size() &&
+                               std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
+                               (closing < 3 || !text::isWordChar(code[closing - 3]));
+            blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
+                              needsEnd(node.getKind()), byEnd, node.getKind() == NodeKind::Function});
+        }
+        for (std::size_t i = node.getChildCount(); i > 0; --i)
+            pending.push_back(node.getChild(i - 1));
+    }
+    return blocks;
+}
+
+// How far the functions' forms are mixed: the fewer of those closed by `end` and those without it.
+std::size_t mixedFunctionForms(const std::vector<Block>& blocks) {
+    std::size_t closed = 0, open = 0;
+    for (const Block& block : blocks)
+        if (block.isFunction) (block.closedByEnd ? closed : open) += 1;
+    return std::min(closed, open);
+}
+
+// Lines of the window after the edit compared with those before it: the same line, or 0 for a line
+// inside the edit.
+struct LineMap {
+    std::uint32_t firstEdited = 0;
+    std::uint32_t lastBefore = 0;
+    std::uint32_t lastAfter = 0;
+    std::uint32_t before(std::uint32_t line) const {
+        return line < firstEdited ? line : line > lastBefore ? line : 0;
+    }
+    std::uint32_t after(std::uint32_t line) const {
+        return line < firstEdited ? line : line > lastAfter ? line - lastAfter + lastBefore : 0;
+    }
+};
+
+std::string describe(const ca::messages::Message& message, const std::string& line) {
+    return fl::i18n::to_string(message.getText()) + " (line " + line + ")";
+}
+
+}  // namespace
+
+CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
+    CheckResult result;
+    result.atEndOfFile = text::isBlankText(std::u16string_view(file).substr(edit.end));
+    const std::size_t start = windowStart(file, edit.start);
+    const std::size_t end = std::max(windowEnd(file, edit.end), edit.end);
+    const fl::ustring before = file.substr(start, end - start);
+    fl::ustring after = file.substr(start, edit.start - start);
+    after.append(edit.text).append(std::u16string_view(file).substr(edit.end, end - edit.end));
+
+    LineMap lines;
+    lines.firstEdited = static_cast<std::uint32_t>(text::lineNumberAt(before, edit.start - start));
+    lines.lastBefore = static_cast<std::uint32_t>(text::lineNumberAt(before, edit.end - start));
+    lines.lastAfter = static_cast<std::uint32_t>(
+        lines.lastBefore + text::countLineFeeds(edit.text) -
+        text::countLineFeeds(std::u16string_view(file).substr(edit.start, edit.end - edit.start)));
+    // Lines of the file above the window, counted only to word a finding.
+    const auto fileLine = [&](std::uint32_t windowLine) {
+        return std::to_string(text::lineNumberAt(file, start) - 1 + windowLine);
+    };
+
+    const auto oldAnalysis = ca::analyzeWholeFile(before);
+    const auto newAnalysis = ca::analyzeWholeFile(after);
+    const ca::messages::MessageOptions errorsOfWholeFile{true, false, true};
+
+    std::multiset<std::pair<std::string, std::uint32_t>> known;
+    std::set<std::uint32_t> linesWithErrors;  // of the window as it was
+    for (const auto& message : ca::messages::messagesOf(*oldAnalysis, errorsOfWholeFile)) {
+        known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
+        linesWithErrors.insert(message.getPosition().line);
+    }
+    for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
+        const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
+        if (at != known.end()) {
+            known.erase(at);
+            continue;
+        }
+        if (result.finding.empty())
+            result.finding = "a new error: " + describe(message, fileLine(message.getPosition().line));
+    }
+
+    // Blocks closed below the edit: each closing line must still close the block it closed, that is be
+    // the closing of no block nested deeper than that one.
+    const std::size_t editEnd = edit.start - start + edit.text.size();
+    const std::ptrdiff_t shift =
+        static_cast<std::ptrdiff_t>(edit.text.size()) - static_cast<std::ptrdiff_t>(edit.end - edit.start);
+    std::map<std::size_t, std::uint32_t> innermostOpener;  // by closing offset in the old window
+    std::map<std::size_t, std::uint32_t> innermostByNewClosing;
+    std::map<std::uint32_t, const Block*> newBlockOpenedAt;  // blocks opened outside the edit
+    const std::vector<Block> oldBlocks = blocksOf(*oldAnalysis);
+    const std::vector<Block> newBlocks = blocksOf(*newAnalysis);
+    for (const Block& block : newBlocks) {
+        if (block.closing >= editEnd)
+            innermostOpener[static_cast<std::size_t>(static_cast<std::ptrdiff_t>(block.closing) - shift)] =
+                lines.after(block.opener);
+        innermostByNewClosing[block.closing] = block.opener;
+        if (lines.after(block.opener) != 0) newBlockOpenedAt[lines.after(block.opener)] = &block;
+        const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
+        if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
+    }
+    // The functions of a file are all closed by `end` or none is: an edit must not mix the two forms
+    // where they were not mixed (it may mend a function the file left without its `end`).
+    if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
+        result.finding = "the completion would mix functions closed by `end` with functions without it";
+    for (const Block& block : oldBlocks) {
+        if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
+        // A block the file already reports as broken (an opener without its `end`, say) may be mended.
+        if (linesWithErrors.count(block.opener) || linesWithErrors.count(block.closer)) continue;
+        // The line must still close something, and not a block the completion opens: closing instead
+        // a block above that the file left open mends the file.
+        const auto found = innermostOpener.find(block.closing);
+        if (found != innermostOpener.end() && (found->second != 0 || lines.before(block.opener) == 0))
+            continue;
+        // A block the completion opens may take the line when the completion closes this block itself.
+        const auto reopened = newBlockOpenedAt.find(block.opener);
+        const bool closedByItsOwn =
+            found != innermostOpener.end() && reopened != newBlockOpenedAt.end() &&
+            reopened->second->closedByEnd &&
+            innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
+        if (!closedByItsOwn)
+            result.finding = "the block opened at line " + fileLine(block.opener) +
+                             " would no longer be closed by the line that closes it (line " +
+                             fileLine(block.closer) + ")";
+    }
+    // At the end of the file a whole-file reading reports what is left open; a fragment's would not.
+    if (end == file.size() && result.finding.empty() && openBrackets(after) > openBrackets(before))
+        result.finding = "the completion leaves a bracket open at the end of the file";
+    if (result.unclosedBlocks > 0 && result.finding.empty())
+        result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +
+                         (result.unclosedBlocks == 1 ? " block" : " blocks") + " it does not close";
+    result.passed = result.finding.empty();
+    return result;
+}
+
+}  // namespace fit

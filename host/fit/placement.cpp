@@ -1,0 +1,282 @@
+#include "fit/placement.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+using text::trimLeft;
+using text::trimRight;
+
+// Lines before the cursor's line that the completion may repeat before it restates the cursor line.
+constexpr std::size_t kMostRestatedLines = 20;
+
+struct CursorLine {
+    std::size_t start = 0;  // offset of the line's first code unit
+    std::size_t end = 0;    // offset of its line end
+    std::u16string_view before;
+    std::u16string_view after;
+};
+
+CursorLine cursorLineOf(const fl::ustring& file, std::size_t cursor) {
+    CursorLine line;
+    line.start = text::lineStart(file, cursor);
+    line.end = std::max(cursor, text::lineEnd(file, cursor));
+    line.before = std::u16string_view(file).substr(line.start, cursor - line.start);
+    line.after = std::u16string_view(file).substr(cursor, line.end - cursor);
+    return line;
+}
+
+// The `count` lines above the cursor's line, trimmed, nearest last; fewer when the file starts sooner.
+std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t lineStartOffset,
+                                            std::size_t count) {
+    std::vector<std::u16string_view> above;
+    std::size_t end = lineStartOffset;
+    while (above.size() < count && end > 0) {
+        const std::size_t start = text::lineStart(file, end - 1);
+        above.push_back(text::trim(std::u16string_view(file).substr(start, end - 1 - start)));
+        end = start;
+    }
+    std::reverse(above.begin(), above.end());
+    return above;
+}
+
+// When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
+// some whole lines above it), drops that and returns true.
+bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vector<fl::ustring>& lines) {
+    const std::u16string_view typed = trimLeft(line.before);
+    if (typed.empty()) return false;
+    const std::size_t most = std::min(kMostRestatedLines, lines.size() - 1);
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
+    for (std::size_t k = 0; k <= most; ++k) {
+        if (k > above.size()) break;
+        bool repeatsAbove = true;
+        for (std::size_t i = 0; i < k && repeatsAbove; ++i)
+            repeatsAbove = text::trim(lines[i]) == above[above.size() - k + i];
+        if (!repeatsAbove) continue;
+        const std::u16string_view first = trimLeft(lines[k]);
+        for (std::u16string_view restated : {typed, trimRight(typed)}) {
+            if (restated.empty() || !first.starts_with(restated)) continue;
+            fl::ustring rest(first.substr(restated.size()));
+            // Keep the blank between what was typed and what follows when the typed text had none.
+            if (restated.size() < typed.size()) rest = fl::ustring(trimLeft(rest));
+            lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
+            lines.front() = std::move(rest);
+            return true;
+        }
+    }
+    // The model may also restart just the word the cursor is in.
+    std::size_t wordStart = line.before.size();
+    while (wordStart > 0 && text::isWordChar(line.before[wordStart - 1]))
+        --wordStart;
+    const std::u16string_view word = line.before.substr(wordStart);
+    const std::u16string_view first = trimLeft(lines.front());
+    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return false;
+    lines.front() = fl::ustring(first.substr(word.size()));
+    return true;
+}
+
+// At a blank cursor line, the completion's first lines may write out again the lines just above it
+// (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
+// them when the completion only repeats.
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line,
+                            std::vector<fl::ustring>& lines) {
+    const std::size_t most = std::min(kMostRestatedLines, lines.size());
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
+    for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
+        bool repeats = true;
+        for (std::size_t i = 0; i < k && repeats; ++i)
+            repeats =
+                text::trim(lines[i]) == above[above.size() - k + i] && !above[above.size() - k + i].empty();
+        if (!repeats) continue;
+        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
+        return;
+    }
+}
+
+// True when the completion's last line ends by writing out the rest of the cursor's line (give or
+// take a closing semicolon or comma), so that the rest is replaced rather than left behind.
+bool repeatsRestOfLine(const std::vector<fl::ustring>& lines, std::u16string_view after) {
+    const std::u16string_view rest = text::trim(after);
+    if (rest.empty()) return false;
+    const std::u16string_view last = trimRight(lines.back());
+    const std::size_t at = last.rfind(rest);
+    if (at == std::u16string_view::npos) return false;
+    for (char16_t c : last.substr(at + rest.size()))
+        if (c != u';' && c != u',' && !text::isBlank(c)) return false;
+    return true;
+}
+
+// Brackets opened on the line and not closed: the statement goes on.
+bool hasOpenBracket(std::u16string_view typed) {
+    int depth = 0;
+    char16_t quote = 0;
+    for (char16_t c : typed) {
+        if (quote) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'"') {
+            quote = c;
+        } else if (c == u'%') {
+            break;
+        } else {
+            depth += (c == u'(' || c == u'[' || c == u'{')   ? 1
+                     : (c == u')' || c == u']' || c == u'}') ? -1
+                                                             : 0;
+        }
+    }
+    return depth > 0;
+}
+
+bool endsWithContinuation(std::u16string_view typed) {
+    const std::u16string_view end = trimRight(typed);
+    if (end.empty()) return false;
+    if (hasOpenBracket(end)) return true;
+    static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.";
+    if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
+    static constexpr std::array<std::u16string_view, 9> kExpecting = {
+        u"if", u"elseif", u"while", u"switch", u"case", u"for", u"parfor", u"function", u"return"};
+    const std::u16string_view word = text::trailingReservedWord(end);
+    return std::find(kExpecting.begin(), kExpecting.end(), word) != kExpecting.end();
+}
+
+bool startsAsContinuation(std::u16string_view first) {
+    static constexpr std::u16string_view kJoining = u";,()]}*/\\^=<>&|.'";
+    return !first.empty() && kJoining.find(first.front()) != std::u16string_view::npos;
+}
+
+// A completion that starts with a binary operator and a blank after it ("|| b", "\\ x") gets the same
+// blank before it when it continues code: the model's blank before the operator was trimmed away.
+fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view first) {
+    static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u".*",
+                                                         u"./", u".^", u"<",  u">",  u"+",  u"-",  u"*",
+                                                         u"/",  u"\\", u"^",  u"&",  u"|",  u"="};
+    if (typed.empty() || text::isBlank(typed.back())) return {};
+    for (std::u16string_view op : kOperators)
+        if (first.starts_with(op) && first.size() > op.size() && first[op.size()] == u' ') return u" ";
+    return {};
+}
+
+// The first line as the model indented it (extraction trims its blanks): the formatter re-indents code
+// lines, but leaves some comment lines (a help comment under a `function` line) where they stand.
+fl::ustring indentedFirstLine(const fl::ustring& first, const ReplyShape& shape) {
+    if (shape.headRemoved || !text::indentationOf(first).empty()) return first;
+    return shape.leadingBlanks + first;
+}
+
+fl::ustring joined(const std::vector<fl::ustring>& lines) {
+    return text::joinLines(lines, u"\n");
+}
+
+}  // namespace
+
+std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, std::vector<fl::ustring> lines,
+                                 const ReplyShape& shape) {
+    if (lines.empty()) return {};
+    const CursorLine line = cursorLineOf(file, cursor);
+    const bool blankBefore = text::isBlankText(line.before);
+    const bool blankAfter = text::isBlankText(line.after);
+    const std::size_t end = repeatsRestOfLine(lines, line.after) ? line.end : cursor;
+
+    if (blankBefore) {
+        const std::size_t before = lines.size();
+        dropRepeatedLinesAbove(file, line, lines);
+        if (lines.empty()) return {};
+        if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
+        if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
+        // The cursor stands in the indentation of a line of code: the completion goes above that line.
+        return {Edit{line.start, line.start, joined(lines) + u"\n"}};
+    }
+
+    std::vector<Edit> candidates;
+    if (std::vector<fl::ustring> rest = lines; dropRestatement(file, line, rest))
+        candidates.push_back({cursor, end, joined(rest)});
+    const fl::ustring blank =
+        shape.leadingBlanks.empty() ? blankBeforeOperator(line.before, lines.front()) : shape.leadingBlanks;
+    const Edit glue{cursor, end, blank + joined(lines)};
+    if (!blankAfter) {
+        candidates.push_back(glue);
+        return candidates;
+    }
+    // At the end of a line of code: continue that line, or start a new one.
+    std::vector<fl::ustring> onNewLine = lines;
+    onNewLine.front() = indentedFirstLine(onNewLine.front(), shape);
+    const Edit newLine{cursor, end, fl::ustring(1 + shape.leadingBlankLines, u'\n') + joined(onNewLine)};
+    const std::u16string_view first = lines.front();
+    const std::u16string_view typed = trimRight(line.before);
+    const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == line.before.size() &&
+                            !first.empty() && text::isWordChar(first.front()) &&
+                            text::trailingReservedWord(typed).empty();
+    const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
+                           (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
+                            startsAsContinuation(first) || wordGoesOn);
+    candidates.push_back(glueFirst ? glue : newLine);
+    candidates.push_back(glueFirst ? newLine : glue);
+    return candidates;
+}
+
+namespace {
+
+// A line that closes a block or starts a clause of one.
+bool isCloser(std::u16string_view line) {
+    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
+        if (line.starts_with(word) && (line.size() == word.size() || !text::isWordChar(line[word.size()])))
+            return true;
+    return false;
+}
+
+}  // namespace
+
+std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_t cursor,
+                                             std::vector<fl::ustring> lines) {
+    // The non-blank lines after the cursor's line, as many as the completion could repeat.
+    std::vector<std::u16string_view> below;
+    for (std::size_t at = text::nextLineStart(file, text::lineEnd(file, cursor));
+         at < file.size() && below.size() + 1 < lines.size() && below.size() < kMostRestatedLines;
+         at = text::nextLineStart(file, at)) {
+        const std::u16string_view line =
+            text::trim(std::u16string_view(file).substr(at, text::lineEnd(file, at) - at));
+        if (!line.empty()) below.push_back(line);
+    }
+    std::vector<std::size_t> codeLines;  // indexes of the completion's non-blank lines
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (!text::isBlankText(lines[i])) codeLines.push_back(i);
+    for (std::size_t k =
+             std::min(below.size(), codeLines.size() - std::min<std::size_t>(codeLines.size(), 1));
+         k > 0; --k) {
+        bool repeats = true;
+        for (std::size_t i = 0; i < k && repeats; ++i)
+            repeats = text::trim(lines[codeLines[codeLines.size() - k + i]]) == below[i];
+        if (!repeats) continue;
+        // Lines that only close blocks are as likely the completion's own `end`s.
+        bool onlyClosers = true;
+        for (std::size_t i = 0; i < k && onlyClosers; ++i)
+            onlyClosers = isCloser(below[i]);
+        if (onlyClosers) return lines;
+        lines.resize(codeLines[codeLines.size() - k]);
+        while (!lines.empty() && text::isBlankText(lines.back()))
+            lines.pop_back();
+        return lines;
+    }
+    return lines;
+}
+
+Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit) {
+    std::size_t same = 0;
+    while (edit.start + same < cursor && edit.start + same < edit.end && same < edit.text.size() &&
+           edit.text[same] == file[edit.start + same])
+        ++same;
+    edit.start += same;
+    edit.text.erase(0, same);
+    std::size_t tail = 0;
+    while (edit.end - tail > std::max(cursor, edit.start) && tail < edit.text.size() &&
+           edit.text[edit.text.size() - 1 - tail] == file[edit.end - 1 - tail])
+        ++tail;
+    edit.end -= tail;
+    edit.text.resize(edit.text.size() - tail);
+    return edit;
+}
+
+}  // namespace fit

@@ -1,0 +1,96 @@
+#include "qvai/reply_normalisation.hpp"
+
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+#include <string_view>
+
+#include "foundation/log/diagnostic_logger.hpp"
+
+namespace qvai {
+namespace {
+
+constexpr std::string_view kFence = "```";
+constexpr std::string_view kOstrelFence = "```ostrel";
+
+// Tags of code blocks in other languages (and their usual short names): such a block stays as it is.
+constexpr std::string_view kOtherLanguages[] = {
+    "bash",   "c",          "c++",        "cc",      "clojure", "cmake",  "console",  "cpp",
+    "cs",     "csharp",     "css",        "cxx",     "dart",    "diff",   "docker",   "dockerfile",
+    "elixir", "erlang",     "f90",        "fortran", "fs",      "fsharp", "go",       "golang",
+    "groovy", "h",          "haskell",    "hpp",     "html",    "ini",    "java",     "javascript",
+    "js",     "json",       "jsx",        "kotlin",  "latex",   "lua",    "makefile", "perl",
+    "php",    "powershell", "ps1",        "py",      "python",  "r",      "rb",       "ruby",
+    "rust",   "rs",         "scala",      "sh",      "shell",   "sql",    "swift",    "tex",
+    "ts",     "tsx",        "typescript", "toml",    "xml",     "yaml",   "yml",      "zsh"};
+
+std::string lowerCase(std::string_view text) {
+    std::string out(text);
+    std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return std::tolower(c); });
+    return out;
+}
+
+bool namesOtherLanguage(std::string_view tag) {
+    const std::string lower = lowerCase(tag);
+    return std::find(std::begin(kOtherLanguages), std::end(kOtherLanguages), lower) !=
+           std::end(kOtherLanguages);
+}
+
+bool isTagChar(char c) {
+    return c != ' ' && c != '\t' && c != '\r' && c != '\n' && c != '{' && c != ',';
+}
+
+// Tags the first fence "```ostrel" when the reply has no ostrel block and that fence's tag names no
+// other language.
+void tagFirstFence(std::string& reply, std::vector<std::string>* notes) {
+    if (reply.find(kOstrelFence) != std::string::npos) return;
+    const std::size_t open = reply.find(kFence);
+    if (open == std::string::npos) return;
+    const std::size_t infoStart = open + kFence.size();
+    std::size_t lineEnd = reply.find('\n', infoStart);
+    if (lineEnd == std::string::npos) lineEnd = reply.size();
+    std::size_t tagStart = infoStart;
+    while (tagStart < lineEnd && (reply[tagStart] == ' ' || reply[tagStart] == '\t'))
+        ++tagStart;
+    std::size_t tagEnd = tagStart;
+    while (tagEnd < lineEnd && isTagChar(reply[tagEnd]) && reply[tagEnd] != '`')
+        ++tagEnd;
+    const std::string tag = reply.substr(tagStart, tagEnd - tagStart);
+    if (namesOtherLanguage(tag)) return;
+    std::size_t infoEnd = lineEnd;
+    if (infoEnd > infoStart && reply[infoEnd - 1] == '\r') --infoEnd;
+    // A fence line that holds code after the tag ("```x = 1;") keeps it on a line of its own.
+    const std::string rest =
+        tagEnd < infoEnd && tag.empty() ? reply.substr(tagStart, infoEnd - tagStart) : "";
+    reply.replace(infoStart, infoEnd - infoStart, rest.empty() ? "ostrel" : "ostrel\n" + rest);
+    if (notes)
+        notes->push_back(tag.empty() ? "tagged the reply's untagged code block ostrel"
+                                     : "read the reply's code block tagged \"" + tag + "\" as ostrel");
+}
+
+// Closes an ostrel block that the reply ends inside.
+void closeCutBlock(std::string& reply, std::vector<std::string>* notes) {
+    const std::size_t open = reply.find(kOstrelFence);
+    if (open == std::string::npos || reply.find(kFence, open + kOstrelFence.size()) != std::string::npos)
+        return;
+    if (!reply.empty() && reply.back() != '\n') reply += '\n';
+    reply += kFence;
+    if (notes)
+        notes->push_back("closed the ostrel code block the reply ends inside (cut at the token limit?)");
+}
+
+}  // namespace
+
+std::string normaliseReply(std::string reply, std::vector<std::string>* notes) {
+    std::vector<std::string> changes;
+    tagFirstFence(reply, &changes);
+    closeCutBlock(reply, &changes);
+    const foundation::log::diagnostic_logger logger("qvai::ReplyNormalisation");
+    if (logger.is_enabled(foundation::log::kSeverityValue))
+        for (const std::string& change : changes)
+            logger.record(foundation::log::kSeverityValue) << change;
+    if (notes) notes->insert(notes->end(), changes.begin(), changes.end());
+    return reply;
+}
+
+}  // namespace qvai

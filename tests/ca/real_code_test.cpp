@@ -1,0 +1,138 @@
+// Constructs and layouts of code written outside the project, and the readings of whole files and of
+// windows cut out of them.
+#include <gtest/gtest.h>
+
+#include "analysis_helpers.hpp"
+
+namespace {
+
+using ca::testing::analyse;
+using ca::testing::describeErrors;
+using ca::testing::errors;
+using ca::testing::printTree;
+using Errors = std::vector<std::string>;
+
+std::shared_ptr<ca::Analysis> analyseWhole(const std::string& text) {
+    return ca::analyzeWholeFile(fl::i18n::to_ustring(text));
+}
+
+// Every program, in every layout, analyses without errors as a whole file and as a fragment.
+TEST(RealCode, EveryExampleAnalysesWithoutErrorsInBothReadings) {
+    const auto all = ca::testing::loadAllExamples();
+    ASSERT_GE(all.size(), 60u);
+    for (const auto& example : all) {
+        for (const auto& analysis : {ca::testing::analyse(example.text), ca::analyzeWholeFile(example.text)})
+            EXPECT_TRUE(errors(*analysis).empty()) << example.name << "\n" << describeErrors(*analysis);
+    }
+}
+
+// Each text parses in both readings; where a tree is given, its statements read as that tree.
+TEST(RealCode, ConstructsOfRealCodeParse) {
+    const struct {
+        const char* text;
+        const char* tree;  // of the first statement of the script, or nullptr
+    } cases[] = {
+        {"r = area@Shape(s) * 2;\n",
+         "Assignment:1(Identifier BinaryOp:1(Index:1(FunctionHandle:1(Identifier Identifier) Identifier) "
+         "Number))"},
+        {"obj = obj@pkg.Shape(w, w);\n",
+         "Assignment:1(Identifier Index:1(FunctionHandle:1(Identifier DottedName) Identifier Identifier))"},
+        {"y = (delete@handle(obj));\n", nullptr},
+        {"x = 1;\nobj@Base;\n", nullptr},
+        {"plot(x, x, LineWidth=2);\n",
+         "ExpressionStatement:1(Index:1(Identifier Identifier Identifier Assignment:1(Identifier Number)))"},
+        {"plot(x, y, ...\n    LineWidth=2, ...\n    Color=\"r\");\n", nullptr},
+        {"s = struct(Name=f(1), Size=[1 2]);\n", nullptr},
+        {"classdef Seq\n    methods\n        function n = end(obj, k, m), n = 3; end\n    end\nend\n",
+         nullptr},
+        {"function f(a, opts)\n    arguments\n        a double\n        opts.?matlab.Axes\n    end\n"
+         "    disp(a);\nend\n",
+         nullptr},
+        {"x = 1;\n!echo done\n  !ls -l % not a comment\ny = 2;\n", nullptr},
+    };
+    for (const auto& c : cases) {
+        for (const auto& analysis : {analyse(std::string(c.text)), analyseWhole(c.text)}) {
+            EXPECT_TRUE(errors(*analysis).empty()) << c.text << describeErrors(*analysis);
+        }
+        if (c.tree == nullptr) continue;
+        const auto analysis = analyseWhole(c.text);
+        const auto first = analysis->getRootNode().getChild(0).getChild(0);
+        std::string out;
+        ca::testing::printTree(*analysis, first, out);
+        EXPECT_EQ(out, c.tree) << c.text;
+    }
+}
+
+// Texts whose structure balances parse whatever their indentation, in both readings.
+TEST(RealCode, StructureBeforeIndentation) {
+    for (const char* text : {
+             "x = 1;\n  if x\n    y = 2;\nend\n",
+             "if a\n    b = 1;\n    end\n",
+             "function f(z)\nfor i = z\n    if i\nelse\n    end\nend\n",
+             "try\n    x = 1;\n    catch\n    x = 2;\n    end\n",
+             "\tif a\n\t\tb = 1;\n        end\n",
+             "function a()\nx = 1;\n    function b()\n    y = 2;\n",
+             "function s = name(c)\n    switch c\ncase 'r'\ns = 'red';\nend\n",
+             "function t = f(n)\n  x = 1;\n  if x\n  y = 2;\nend\nend\n",
+         }) {
+        for (const auto& analysis : {analyse(std::string(text)), analyseWhole(text)}) {
+            EXPECT_TRUE(errors(*analysis).empty()) << text << describeErrors(*analysis);
+        }
+    }
+}
+
+// Errors between the edges of a window, and the errors only a whole file can show.
+TEST(RealCode, ErrorsStillShow) {
+    const struct {
+        const char* text;
+        Errors fragment, whole;
+    } cases[] = {
+        {"hold on\ny = 1 +* 2;\n", {"2:UnexpectedToken"}, {"2:UnexpectedToken"}},
+        {"clc\nclear all\nclose all\ny = (1 +;\nz = 1;\n", {"4:UnexpectedToken"}, {"4:UnexpectedToken"}},
+        {"x = 1;\ny = [1, 2\nz = 3;\n", {"3:UnbalancedBracket"}, {"3:UnbalancedBracket"}},
+        {"x = 1;\nc = {1, 2\nif x\n    z = 3;\nend\n", {"3:UnbalancedBracket"}, {"3:UnbalancedBracket"}},
+        {"x = 1;\nplot(x, LineWidth=2, 3);\n",
+         {"2:PositionalAfterNameValue"},
+         {"2:PositionalAfterNameValue"}},
+        // What only a whole file reports: its first statement, and what is still open at its end.
+        {"y = 1 +* 2;\nx = 1;\n", {}, {"1:UnexpectedToken"}},
+        {"function f()\n    x = 1;\n    if x\n        y = 2;\n    end\n", {}, {}},
+        {"function f()\n    x = 1;\nend\nfunction g()\n    if x\n        y = 2;\n    end\n",
+         {},
+         {"4:MissingEnd"}},
+        {"x = 1;\nif x\n    y = 2;\n", {}, {"2:MissingEnd"}},
+        {"x = 1;\ny = [1, 2\n", {}, {"2:UnbalancedBracket"}},
+        {"    y = 2;\nend\n", {}, {"2:EndWithoutBlock"}},
+        {"x = 1;\n    break\n", {}, {"2:BreakOutsideLoop"}},
+        {"function a()\nx = 1;\n    function b()\n    y = 2;\n    end\n",
+         {},
+         {"3:NestedFunctionNotClosed", "5:MixedFunctionForms"}},
+    };
+    for (const auto& c : cases) {
+        const auto fragment = analyse(std::string(c.text));
+        EXPECT_EQ(errors(*fragment), c.fragment) << c.text << describeErrors(*fragment);
+        const auto whole = analyseWhole(c.text);
+        EXPECT_EQ(errors(*whole), c.whole) << "whole file:\n" << c.text << describeErrors(*whole);
+    }
+}
+
+// Windows cut out of files whose function bodies sit at the margin, and windows that end right after a
+// line that continues.
+TEST(RealCode, WindowsInEveryLayout) {
+    for (const char* text : {
+             "x = 1;\ny = 2;\nend\n\nfunction g()\nz = 3;\nend\n",
+             "x = 1;\nif x\n    y = 2;\nend\nend\n\nfunction g()\nz = 3;\n",
+             "function f()\nx = 1;\nend\n\nfunction g()\nz = 3;\n",
+             "x = 1;\nend\n",
+             "    x = 1;\nend\nfunction g()\ny = 2;\n",
+             "x = 1;\ny =\n",
+             "x = 1;\ny = a +\n",
+             "x = 1;\nok = a &&\n",
+             "x = 1;\nif\n",
+         }) {
+        const auto analysis = analyse(std::string(text));
+        EXPECT_TRUE(errors(*analysis).empty()) << text << describeErrors(*analysis);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,73 @@
+// The options a user gives: what is accepted, what is refused with a status, and what it selects.
+#include "command_line.hpp"
+
+#include <gtest/gtest.h>
+
+namespace ostrel_eval {
+namespace {
+
+struct Parsed {
+    std::optional<EvalOptions> options;
+    int status = -1;
+};
+
+Parsed parse(std::vector<std::string> args) {
+    args.insert(args.begin(), "ostrel-eval");
+    std::vector<const char*> argv;
+    for (const std::string& arg : args)
+        argv.push_back(arg.c_str());
+    Parsed parsed;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    parsed.options = parseCommandLine(static_cast<int>(argv.size()), argv.data(), parsed.status);
+    testing::internal::GetCapturedStdout();
+    testing::internal::GetCapturedStderr();
+    return parsed;
+}
+
+TEST(CommandLine, AcceptsOrRefuses) {
+    const std::string here = OSTREL_SOURCE_DIR;
+    struct Row {
+        std::vector<std::string> args;
+        bool accepted;
+        int status;
+    };
+    const Row rows[] = {
+        {{here + "/examples"}, true, 0},
+        {{"--help"}, false, 0},
+        {{}, false, 106},  // no path
+        {{here + "/no-such-folder"}, false, 105},
+        {{here, "--kinds", "line-start,sideways"}, false, 105},
+        {{here, "--variants", "exact,verbose"}, false, 105},
+        {{here, "--backend", "telepathy"}, false, 105},
+        {{here, "--cases", "0"}, false, 105},
+        {{here, "--cases", "many"}, false, 105},
+        {{here, "--max-lines", "13"}, false, 105},
+        {{here, "--frobnicate"}, false, 109},
+    };
+    for (const Row& row : rows) {
+        const Parsed parsed = parse(row.args);
+        std::string joined;
+        for (const std::string& arg : row.args)
+            joined += arg + ' ';
+        EXPECT_EQ(parsed.options.has_value(), row.accepted) << joined;
+        EXPECT_EQ(parsed.status, row.status) << joined;
+    }
+}
+
+TEST(CommandLine, SelectsKindsVariantsAndBackend) {
+    const Parsed parsed =
+        parse({OSTREL_SOURCE_DIR, "--kinds", "mid-line,line-end", "--variants", "flat", "--seed", "9",
+               "--cases", "12", "--backend", "infill", "--endpoint", "http://127.0.0.1:1"});
+    ASSERT_TRUE(parsed.options);
+    const EvalOptions& o = *parsed.options;
+    EXPECT_EQ(o.sampling.kinds, (std::vector<CursorKind>{CursorKind::MidLine, CursorKind::LineEnd}));
+    EXPECT_EQ(o.variants, std::vector<ReplyVariant>{ReplyVariant::Flat});
+    EXPECT_EQ(o.sampling.seed, 9u);
+    EXPECT_EQ(o.sampling.cases, 12u);
+    EXPECT_EQ(o.client.Backend, "infill");
+    EXPECT_EQ(o.client.Endpoint, "http://127.0.0.1:1");
+}
+
+}  // namespace
+}  // namespace ostrel_eval

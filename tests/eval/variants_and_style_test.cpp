@@ -1,0 +1,104 @@
+// The planned replies' shapes, the style read from a file, and the similarity measure.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "model_metrics.hpp"
+#include "reply_variants.hpp"
+#include "style_detection.hpp"
+
+namespace ostrel_eval {
+namespace {
+
+const fl::ustring kFile = u"a = 1;\nb = 2;\nif a\n    c = a + b;\n\n    d = c;\n    e = d;\nend\n";
+
+TEST(ReplyCode, RepeatsAndFlattensAroundEachKindOfCursor) {
+    struct Row {
+        const char* what;
+        std::size_t cursor, length;
+        ReplyVariant variant;
+        fl::ustring code;
+    };
+    const Row rows[] = {
+        {"line start: two whole lines before", 19, 14, ReplyVariant::RepeatPrefix,
+         u"b = 2;\nif a\n    c = a + b;"},
+        {"blank line: two whole lines and the indentation", 23, 10, ReplyVariant::RepeatPrefix,
+         u"b = 2;\nif a\n    c = a + b;"},
+        {"mid-line: the line before and the cursor line's start", 28, 5, ReplyVariant::RepeatPrefix,
+         u"if a\n    c = a + b;"},
+        {"first line: what there is", 1, 5, ReplyVariant::RepeatPrefix, u"a = 1;"},
+        {"two non-blank lines after, the blank one skipped", 19, 14, ReplyVariant::RepeatSuffix,
+         u"    c = a + b;\n    d = c;\n    e = d;"},
+        {"near the end: what there is", 46, 10, ReplyVariant::RepeatSuffix, u"    e = d;\nend"},
+        {"flat: no line keeps its blanks", 19, 37, ReplyVariant::Flat, u"c = a + b;\n\nd = c;\ne = d;"},
+        {"exact: the truth", 19, 14, ReplyVariant::Exact, u"    c = a + b;"},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(replyCode(cutOut(kFile, row.cursor, row.length), row.variant), row.code) << row.what;
+}
+
+TEST(PlannedReply, FencesAsEachVariantSays) {
+    const EvalCase c = cutOut(kFile, 19, 14);
+    for (const ReplyVariant variant : kAllVariants) {
+        const std::string reply = plannedReply(c, variant);
+        const bool tagged = reply.find("```ostrel\n") != std::string::npos;
+        const auto fences = std::count(reply.begin(), reply.end(), '`') / 3;
+        SCOPED_TRACE(std::string(variantName(variant)));
+        EXPECT_EQ(tagged, variant != ReplyVariant::Untagged);
+        EXPECT_EQ(fences, variant == ReplyVariant::Truncated ? 1 : 2);
+        EXPECT_EQ(reply.starts_with("```"), variant != ReplyVariant::Prose);
+        EXPECT_EQ(variantFromName(variantName(variant)), variant);
+    }
+    EXPECT_THROW(variantFromName("exactly"), std::invalid_argument);
+}
+
+TEST(DetectStyle, ReadsUnitTabsAndFunctionBodies) {
+    struct Row {
+        const char* what;
+        fl::ustring text;
+        unsigned indentSize;
+        bool insertSpaces;
+        int functionIndent;
+        std::vector<std::string> unread;
+    };
+    const Row rows[] = {
+        {"two spaces, bodies indented", u"function f()\n  if a\n    b = 1;\n  end\nend\n", 2, true, 2, {}},
+        {"tabs, bodies at the margin", u"function f()\nif a\n\tb = 1;\nend\nend\n", 4, false, 0, {}},
+        {"only nested bodies indented",
+         u"function f()\nx = 1;\n   function g()\n      y = 2;\n   end\nif x\n   z = 3;\nend\nend\n",
+         3,
+         true,
+         1,
+         {}},
+        {"a script: no function to read",
+         u"for k = 1:3\n        s = [1, ...\n  2];\nend\n",
+         8,
+         true,
+         2,
+         {"function indentation"}},
+        {"nothing indented",
+         u"a = 1;\n% a comment\n      % an indented comment\nb = 2;\n",
+         4,
+         true,
+         2,
+         {"indent unit", "function indentation"}},
+    };
+    for (const Row& row : rows) {
+        const DetectedStyle style = detectStyle(row.text);
+        EXPECT_EQ(style.settings.indentSize, row.indentSize) << row.what;
+        EXPECT_EQ(style.settings.insertSpaces, row.insertSpaces) << row.what;
+        EXPECT_EQ(style.settings.functionIndent, row.functionIndent) << row.what;
+        EXPECT_EQ(style.unread, row.unread) << row.what;
+    }
+}
+
+TEST(EditSimilarity, CountsEditsAgainstTheLongerText) {
+    EXPECT_DOUBLE_EQ(editSimilarity(u"", u""), 1.0);
+    EXPECT_DOUBLE_EQ(editSimilarity(u"abc", u""), 0.0);
+    EXPECT_DOUBLE_EQ(editSimilarity(u"kitten", u"sitting"), 1.0 - 3.0 / 7.0);
+    EXPECT_DOUBLE_EQ(editSimilarity(u"x = 1;", u"x = 1;"), 1.0);
+    EXPECT_DOUBLE_EQ(editSimilarity(fl::ustring(5000, u'a'), fl::ustring(4000, u'a')), 1.0);  // bounded
+}
+
+}  // namespace
+}  // namespace ostrel_eval

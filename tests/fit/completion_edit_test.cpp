@@ -1,0 +1,130 @@
+// The edit that reaches the file, for the places an editor's cursor usually is, through the real
+// library, analyser and formatter with replies as models write them.
+#include "fit/completion_edit.hpp"
+
+#include <gtest/gtest.h>
+
+#include "fit_support.hpp"
+#include "fl/i18n.hpp"
+#include "support/log_capture.hpp"
+
+namespace {
+
+using fit_testing::applied;
+using fit_testing::completeWithReply;
+using fit_testing::unmark;
+
+std::string fenced(const std::string& code) {
+    return "Here it is:\n```ostrel\n" + code + "\n```\n";
+}
+
+struct Row {
+    const char* name;
+    std::string file;      // with the cursor marked "<|>"
+    std::string reply;     // the model's whole reply
+    std::string expected;  // the file after the edit ("" when nothing is offered)
+    std::string emptyStage = "";
+};
+
+const Row kRows[] = {
+    {"end of a complete line starts a new line", "x = 1;\nx = 5<|>\nz = 3;\n", fenced("y = 2;"),
+     "x = 1;\nx = 5\ny = 2;\nz = 3;\n"},
+    {"an infill reply that starts with a line break", "x = 1;\nx = 5<|>\nz = 3;\n",
+     "```ostrel\n\ny = 2;\n```", "x = 1;\nx = 5\ny = 2;\nz = 3;\n"},
+    {"after an end", "for k = 1:3\n    s = k;\nend<|>\n", fenced("period = 2;"),
+     "for k = 1:3\n    s = k;\nend\nperiod = 2;\n"},
+    {"after a statement's semicolon", "a = 1;<|>\n", fenced("b = a + 1;"), "a = 1;\nb = a + 1;\n"},
+    {"auto-indented blank line, reply from column 1", "function r = f(a)\n    r = a;\n    <|>\nend\n",
+     fenced("if a > 0\n    r = 1;\nend\nr = r + 1;"),
+     "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\n    r = r + 1;\nend\n"},
+    {"column 1 of a blank line, reply from column 1", "function r = f(a)\n    r = a;\n<|>\nend\n",
+     fenced("if a > 0\n    r = 1;\nend\nr = r + 1;"),
+     "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\n    r = r + 1;\nend\n"},
+    {"above an end the editor inserted", "for k = 1:5\n    <|>\nend\n", fenced("if k > 2\n    disp(k);\nend"),
+     "for k = 1:5\n    if k > 2\n        disp(k);\n    end\nend\n"},
+    {"inside a function above its end", "function f()\n    x = 1;\n    <|>\nend\n",
+     fenced("for k = 1:3\n    x = x + k;\nend"),
+     "function f()\n    x = 1;\n    for k = 1:3\n        x = x + k;\n    end\nend\n"},
+    {"bottom of a file, the last end re-indented", "x = 1;\n<|>",
+     fenced("if x > 0\n            y = 2;\n            end"), "x = 1;\nif x > 0\n    y = 2;\nend"},
+    {"bottom of a tab-indented file", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
+     fenced("while x > 0\n    x = x - 1;\nend"),
+     "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
+    {"an if at the end of a file is closed", "x = 1;\nif <|>", fenced("x > 0\n    y = 1;"),
+     "x = 1;\nif x > 0\n    y = 1;\nend"},
+    {"inside a word", "n = 3;\nz = zer<|>os(n, 1)\n", fenced("zeros(n, 1);"), "n = 3;\nz = zeros(n, 1);\n"},
+    {"the model restarts the line", "function r = f(total)\n    r = total<|>\nend\n",
+     fenced("    r = total + 1;"), "function r = f(total)\n    r = total + 1;\nend\n"},
+    {"a blank after the cursor stays", "switch k\n    case 1\n        x = 1;\n    case<|>\nend\n",
+     fenced(" 2"), "switch k\n    case 1\n        x = 1;\n    case 2\nend\n"},
+    {"a CRLF file keeps CRLF", "x = 1;\r\nfor k = 1:3\r\n    <|>\r\nend\r\n", fenced("y = k;\nz = y;"),
+     "x = 1;\r\nfor k = 1:3\r\n    y = k;\r\n    z = y;\r\nend\r\n"},
+    {"the rest of the line is replaced, not repeated", "x = foo(<|>)\n", fenced("1, 2)"), "x = foo(1, 2)\n"},
+    {"a reply cut at the token limit", "x = 1;\n<|>", "```ostrel\nfor k = 1:3\n    x = x + k;\nend\ny = x +",
+     "x = 1;\nfor k = 1:3\n    x = x + k;\nend"},
+    {"a fence without a tag", "x = 1;\n<|>", "```\ny = x + 1;\n```", "x = 1;\ny = x + 1;"},
+    {"a fence tagged with a name of no other language", "x = 1;\n<|>", "```Ostrel\ny = x + 1;\n```",
+     "x = 1;\ny = x + 1;"},
+    {"a fence of another language stays empty", "x = 1;\n<|>", "```python\ny = x + 1\n```", "", "extraction"},
+    {"a call goes on inside open brackets", "c = onCleanup(@() fclose<|>\nx = 1;\n", fenced("(fid));"),
+     "c = onCleanup(@() fclose(fid));\nx = 1;\n"},
+    {"a blank goes before an operator that has one after it", "y = isnumeric(a)<|>\n",
+     fenced("|| ndims(a) > 2;"), "y = isnumeric(a) || ndims(a) > 2;\n"},
+    {"the blank line a reply ends with is kept", "a = 1;\n<|>\nb = 2;\n", "```ostrel\nc = 3;\n\n```",
+     "a = 1;\nc = 3;\n\nb = 2;\n"},
+    {"a function left without its end gets one",
+     "function a()\n    x = 1;\n<|>\nfunction b()\n    y = 2;\nend\n", fenced("x = 2;\nend"),
+     "function a()\n    x = 1;\n    x = 2;\nend\nfunction b()\n    y = 2;\nend\n"},
+    {"an end that would close the other functions' form is not offered",
+     "function a()\n    x = 1;\n<|>\nfunction b()\n    y = 2;\n", fenced("x = 2;\nend"), "", "final check"},
+    {"an error the reply adds is not offered", "x = 1;\n<|>\ny = 2;\n", fenced("z = (x + ;"), "",
+     "validation"},
+    {"an end too many is not offered", "function f()\n    x = 1;\n    <|>\nend\n", fenced("x = 2;\nend\nend"),
+     "", "final check"},
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class CompletionEditRows : public ::testing::TestWithParam<Row> {};
+
+TEST_P(CompletionEditRows, FileAfterTheEdit) {
+    const Row& row = GetParam();
+    const auto [file, cursor] = unmark(row.file);
+    const fit::StageTexts stages = completeWithReply(file, cursor, row.reply);
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+    SCOPED_TRACE("completion: " + fl::i18n::to_string(stages.completion) + "\nreason: " + fitted.reason);
+    if (row.expected.empty()) {
+        EXPECT_FALSE(fitted.edit.has_value()) << applied(file, fitted);
+        EXPECT_EQ(fitted.emptyStage, row.emptyStage);
+        EXPECT_FALSE(fitted.reason.empty());
+        return;
+    }
+    ASSERT_TRUE(fitted.edit.has_value()) << fitted.emptyStage;
+    EXPECT_EQ(applied(file, fitted), row.expected);
+    // An editor shows the text at the cursor: the edit starts there unless it re-indents the line.
+    EXPECT_LE(fitted.edit->start, cursor);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, CompletionEditRows, ::testing::ValuesIn(kRows), [](const auto& info) {
+    std::string name;
+    for (char c : std::string(info.param.name))
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    return name;
+});
+
+// An empty completion says in the log, at the stage level, which stage emptied it and why.
+TEST(CompletionEditLog, SaysWhyThereIsNoEdit) {
+    const auto [file, cursor] = unmark("x = 1;\n<|>");
+    const fit::StageTexts stages = completeWithReply(file, cursor, "```python\ny = 2\n```");
+    testing_support::LogCapture capture(8);
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+    EXPECT_FALSE(fitted.edit);
+    const auto records = capture.texts("fit::CompletionEdit");
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(records[0], "no completion: the extraction stage left nothing: " + fitted.reason);
+    EXPECT_NE(fitted.reason.find("\"python\""), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,50 @@
+// ostrel-complete prints the text an editor inserts at the cursor and, in --json, the range it replaces
+// or why there is none.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace {
+
+std::string run(const std::string& args) {
+    const std::string command =
+        std::string(OSTREL_BINARY_DIR) + "/apps/ostrel-complete/ostrel-complete " + args + " 2>&1";
+    std::string out;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char buffer[4096];
+        for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+            out.append(buffer, n);
+        pclose(pipe);
+    }
+    return out;
+}
+
+std::string write(const std::string& name, const std::string& text) {
+    const std::string path = ::testing::TempDir() + "fit-" + name;
+    std::ofstream(path, std::ios::binary) << text;
+    return path;
+}
+
+TEST(OstrelCompleteEdit, PrintsTheInsertedTextAndGivesItsRange) {
+    const std::string file = write("edit.ost", "x = 1;\nx = 5\nz = 3;\n");
+    const std::string reply = write("edit-reply.txt", "```ostrel\ny = 2;\n```");
+    const std::string common = file + " --at 2:6 --backend reply-file --reply-file " + reply;
+    EXPECT_EQ(run(common), "\ny = 2;");
+
+    const auto json = nlohmann::json::parse(run(common + " --json"));
+    EXPECT_EQ(json["edit"]["start"], 12);
+    EXPECT_EQ(json["edit"]["end"], 12);
+    EXPECT_EQ(json["edit"]["text"], "\ny = 2;");
+
+    const std::string python = write("edit-python.txt", "```python\ny = 2\n```");
+    const auto empty =
+        nlohmann::json::parse(run(file + " --at 2:6 --json --backend reply-file --reply-file " + python));
+    EXPECT_TRUE(empty["edit"].is_null());
+    EXPECT_EQ(empty["emptyStage"], "extraction");
+    EXPECT_NE(empty["emptyReason"].get<std::string>().find("python"), std::string::npos);
+}
+
+}  // namespace

@@ -1,0 +1,118 @@
+// What the server does with input a well-behaved client would not send, and with its lifecycle: every
+// case ends in a clear error reply or a clean exit, and the server keeps serving afterwards.
+#include <gtest/gtest.h>
+
+#include "server_process.hpp"
+
+namespace lsp_testing {
+namespace {
+
+std::string framed(const std::string& body) {
+    return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+struct BadInput {
+    const char* name;
+    std::string bytes;
+    int expectedCode;
+    nlohmann::json expectedId;
+};
+
+TEST(ServerRobustness, BadInputGetsAnErrorAndTheServerGoesOn) {
+    const std::string deep = std::string(100, '[') + std::string(100, ']');
+    const std::vector<BadInput> cases = {
+        {"not JSON", framed("{\"jsonrpc\":\"2.0\",\"id\":"), -32700, nullptr},
+        {"nested too deep", framed(deep), -32700, nullptr},
+        {"not an object", framed("[1,2,3]"), -32600, nullptr},
+        {"no method", framed(R"({"jsonrpc":"2.0","id":7,"params":{}})"), -32600, 7},
+        {"id of a wrong type", framed(R"({"jsonrpc":"2.0","id":[1],"method":"shutdown"})"), -32600, nullptr},
+        {"Content-Length not a number", "Content-Length: ten\r\n\r\n", -32700, nullptr},
+        {"Content-Length out of range", "Content-Length: 99999999999999999999999\r\n\r\n", -32700, nullptr},
+        {"no Content-Length", "Content-Type: x\r\n\r\n", -32700, nullptr},
+        {"garbage header line", "hello there\r\n\r\n", -32700, nullptr},
+        {"over the size limit", framed("{\"x\":\"" + std::string(5000, 'a') + "\"}"), -32600, nullptr},
+        {"unknown method", framed(R"({"jsonrpc":"2.0","id":8,"method":"textDocument/teleport"})"), -32601, 8},
+        {"params of wrong types",
+         framed(R"({"jsonrpc":"2.0","id":9,"method":"textDocument/completion","params":{"textDocument":3}})"),
+         -32602, 9},
+        {"a negative position",
+         framed(
+             R"({"jsonrpc":"2.0","id":10,"method":"textDocument/completion","params":{"textDocument":{"uri":"file:///a.ost"},"position":{"line":-1,"character":0}}})"),
+         -32602, 10},
+        {"a document that is not open",
+         framed(
+             R"({"jsonrpc":"2.0","id":11,"method":"textDocument/formatting","params":{"textDocument":{"uri":"file:///none.ost"},"options":{"tabSize":4,"insertSpaces":true}}})"),
+         -32602, 11},
+        {"initialize twice", framed(R"({"jsonrpc":"2.0","id":12,"method":"initialize","params":{}})"), -32600,
+         12},
+    };
+    ServerProcess server({"--max-message-bytes", "4096"});
+    server.initialize();
+    for (const BadInput& input : cases) {
+        SCOPED_TRACE(input.name);
+        server.sendRaw(input.bytes);
+        const auto reply = server.receive();
+        ASSERT_TRUE(reply.has_value());
+        EXPECT_EQ((*reply)["error"]["code"], input.expectedCode) << reply->dump();
+        EXPECT_EQ((*reply)["id"], input.expectedId);
+        EXPECT_FALSE((*reply)["error"]["message"].get<std::string>().empty());
+    }
+    // Still serving, and a body that ran into the next header is recovered from.
+    server.sendRaw("{\"half\":" + framed(R"({"jsonrpc":"2.0","id":2,"method":"shutdown"})"));
+    const auto recovered = server.responseTo(2);
+    ASSERT_TRUE(recovered.has_value());
+    EXPECT_TRUE((*recovered)["result"].is_null());
+    server.notify("exit");
+    EXPECT_EQ(server.waitForExit(), 0);
+}
+
+TEST(ServerRobustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
+    ServerProcess server({});
+    server.request(1, "textDocument/formatting", {});
+    EXPECT_EQ((*server.responseTo(1))["error"]["code"], -32002);
+    server.open("file:///early.ost", "x = 1\n");  // a notification before initialize is dropped
+    server.initialize();
+    server.request(2, "textDocument/formatting",
+                   {{"textDocument", {{"uri", "file:///early.ost"}}},
+                    {"options", {{"tabSize", 4}, {"insertSpaces", true}}}});
+    EXPECT_EQ((*server.responseTo(2))["error"]["code"], -32602);
+    server.request(3, "shutdown");
+    EXPECT_TRUE(server.responseTo(3)->contains("result"));
+    server.request(4, "textDocument/formatting", {});
+    EXPECT_EQ((*server.responseTo(4))["error"]["code"], -32600);
+    server.notify("exit");
+    EXPECT_EQ(server.waitForExit(), 0);
+}
+
+struct Ending {
+    const char* name;
+    bool shutdownFirst;
+    std::string lastBytes;  // sent before the client closes its end
+    int status;
+};
+
+TEST(ServerRobustness, ExitStatusTellsWhetherTheEndWasOrderly) {
+    const std::vector<Ending> endings = {
+        {"shutdown then exit", true, framed(R"({"jsonrpc":"2.0","method":"exit"})"), 0},
+        {"exit without shutdown", false, framed(R"({"jsonrpc":"2.0","method":"exit"})"), 1},
+        {"client vanishes", false, "", 1},
+        {"client vanishes after shutdown", true, "", 1},
+        {"client vanishes in the middle of a message", false, "Content-Length: 500\r\n\r\n{\"jsonrpc\":", 1},
+    };
+    for (const Ending& ending : endings) {
+        SCOPED_TRACE(ending.name);
+        ServerProcess server({});
+        server.initialize();
+        server.open("file:///a.ost", "x = 1\n");
+        if (ending.shutdownFirst) {
+            server.request(5, "shutdown");
+            ASSERT_TRUE(server.responseTo(5).has_value());
+        }
+        server.sendRaw(ending.lastBytes);
+        server.closeInput();
+        EXPECT_EQ(server.waitForExit(), ending.status);
+    }
+}
+
+}  // namespace
+}  // namespace lsp_testing

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lsp_testing {
+
+using namespace std::chrono_literals;
+
+// The ostrel-lsp program on the other end of two pipes, as an editor runs it.
+class ServerProcess {
+  public:
+    explicit ServerProcess(const std::vector<std::string>& args,
+                           const std::map<std::string, std::string>& environment = {});
+    ~ServerProcess();
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    void sendRaw(const std::string& bytes);
+    void send(const nlohmann::json& message);
+    void request(int id, const std::string& method, nlohmann::json params = nlohmann::json::object());
+    void notify(const std::string& method, nlohmann::json params = nlohmann::json::object());
+
+    // The next message, or nothing after `timeout` or at the end of the output.
+    std::optional<nlohmann::json> receive(std::chrono::milliseconds timeout = 5s);
+    // The next message that answers `id` (others are kept for later), or nothing.
+    std::optional<nlohmann::json> responseTo(int id, std::chrono::milliseconds timeout = 5s);
+    // The next notification of `method` (others are kept for later), or nothing.
+    std::optional<nlohmann::json> notification(const std::string& method,
+                                               std::chrono::milliseconds timeout = 5s);
+
+    // Sends initialize (with `options` as initializationOptions) and initialized; returns the result.
+    nlohmann::json initialize(nlohmann::json options = nullptr);
+    void open(const std::string& uri, const std::string& text, int version = 1);
+
+    void closeInput();
+    // The exit status, or nothing if the process has not exited within `timeout`.
+    std::optional<int> waitForExit(std::chrono::milliseconds timeout = 5s);
+
+  private:
+    std::optional<nlohmann::json> take(const std::function<bool(const nlohmann::json&)>& wanted,
+                                       std::chrono::milliseconds timeout);
+    std::optional<nlohmann::json> readOne(std::chrono::steady_clock::time_point deadline);
+
+    pid_t pid_ = -1;
+    int toServer_ = -1;
+    int fromServer_ = -1;
+    std::string buffer_;
+    std::vector<nlohmann::json> kept_;
+    std::optional<int> status_;
+};
+
+// The program built beside the tests.
+std::string serverProgram();
+// A file of the test's own under the temporary folder.
+std::string writeTempFile(const std::string& name, const std::string& text);
+
+}  // namespace lsp_testing
