@@ -54,6 +54,16 @@ struct Attempt {
     std::vector<std::string> repairs;
 };
 
+// Trailing lines the fitter drops, one at a time, before it gives up on a completion.
+constexpr std::size_t kMostDroppedLines = 3;
+
+// A line a token limit cut off: it ends in an operator, a separator or an open bracket.
+bool looksUnfinished(const fl::ustring& line) {
+    const std::u16string_view code = text::trim(line);
+    return !code.empty() &&
+           std::u16string_view(u"+-*/\\^=&|<>~,([{.@:").find(code.back()) != std::u16string_view::npos;
+}
+
 class EditFitter {
   public:
     EditFitter(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings)
@@ -70,7 +80,22 @@ class EditFitter {
             Attempt attempt = fitLines(shorter, shape);
             if (attempt.edit) return attempt;
         }
-        return fitLines(lines, shape);
+        Attempt attempt = fitLines(lines, shape);
+        // A reply cut by a token limit may end in an unfinished statement that only a reading of the
+        // whole file shows: its last lines go, a few at most.
+        std::vector<fl::ustring> kept = lines;
+        for (std::size_t dropped = 0;
+             !attempt.edit && dropped < kMostDroppedLines && kept.size() > 1 && looksUnfinished(kept.back());
+             ++dropped) {
+            kept.pop_back();
+            Attempt shortened = fitLines(kept, shape);
+            if (shortened.edit) {
+                shortened.repairs.push_back(
+                    "dropped the completion's last lines, which the file does not accept");
+                return shortened;
+            }
+        }
+        return attempt;
     }
 
   private:

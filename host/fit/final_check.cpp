@@ -62,9 +62,9 @@ std::size_t windowStart(const fl::ustring& file, std::size_t from) {
     return margin != fl::ustring::npos ? margin : start;
 }
 
-// Offset just past the window: past the second function or class line below `from` (the line itself is
-// in the window, so that what the edit leaves open runs into it), else the farthest statement at the
-// margin within reach, else the limit.
+// Offset just past the window: the start of the second function or class line below `from`, so that
+// the window ends with whole functions and a whole-file reading of it sees what the edit leaves open,
+// else the farthest statement at the margin within reach, else the limit.
 std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
     std::size_t start = text::nextLineStart(file, from);
     std::size_t margin = fl::ustring::npos;
@@ -73,7 +73,7 @@ std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
          start < file.size() && seen < kMostWindowLines && start - from < kMostWindowUnits; ++seen) {
         const std::u16string_view line = lineAt(file, start);
         const std::size_t next = text::nextLineStart(file, start);
-        if (opensUnit(line) && ++units == kUnitsEachSide) return next;
+        if (opensUnit(line) && ++units == kUnitsEachSide) return start;
         if (opensUnit(line) || isMarginStatement(line)) margin = next;
         start = next;
     }
@@ -253,7 +253,8 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         const auto reopened = newBlockOpenedAt.find(block.opener);
         const bool closedByItsOwn =
             found != innermostOpener.end() && reopened != newBlockOpenedAt.end() &&
-            reopened->second->closedByEnd &&
+            reopened->second->closedByEnd && reopened->second->closing >= edit.start - start &&
+            reopened->second->closing < editEnd &&
             innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
         if (!closedByItsOwn)
             result.finding = "the block opened at line " + fileLine(block.opener) +

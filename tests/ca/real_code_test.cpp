@@ -45,7 +45,7 @@ TEST(RealCode, ConstructsOfRealCodeParse) {
         {"s = struct(Name=f(1), Size=[1 2]);\n", nullptr},
         {"classdef Seq\n    methods\n        function n = end(obj, k, m), n = 3; end\n    end\nend\n",
          nullptr},
-        {"function f(a, opts)\n    arguments\n        a double\n        opts.?matlab.Axes\n    end\n"
+        {"function f(a, opts)\n    arguments\n        a double\n        opts.?graphics.Axes\n    end\n"
          "    disp(a);\nend\n",
          nullptr},
         {"x = 1;\n!echo done\n  !ls -l % not a comment\ny = 2;\n", nullptr},
