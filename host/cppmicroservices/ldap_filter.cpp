@@ -41,6 +41,10 @@ std::string trimBlanks(const std::string& text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+// Parsing, matching and releasing a filter each recurse once per level, so nesting is bounded well below
+// what the stack holds; real filters nest a few levels.
+constexpr std::size_t kMaxNesting = 256;
+
 class FilterParser {
   public:
     explicit FilterParser(const std::string& text) : text_(text) {}
@@ -55,7 +59,9 @@ class FilterParser {
 
   private:
     [[noreturn]] void fail(const std::string& what) const {
-        throw std::invalid_argument("Invalid LDAP filter \"" + text_ + "\" at position " +
+        // A long filter is shown by its start only, so that the message stays readable.
+        const std::string shown = text_.size() <= 100 ? text_ : text_.substr(0, 100) + "...";
+        throw std::invalid_argument("Invalid LDAP filter \"" + shown + "\" at position " +
                                     std::to_string(pos_) + ": " + what);
     }
 
@@ -70,6 +76,15 @@ class FilterParser {
     }
 
     NodePtr parseFilter() {
+        if (depth_ == kMaxNesting)
+            fail("filters nested deeper than " + std::to_string(kMaxNesting) + " levels");
+        ++depth_;
+        NodePtr node = parseOneFilter();
+        --depth_;
+        return node;
+    }
+
+    NodePtr parseOneFilter() {
         expect('(');
         skipBlanks();
         if (pos_ >= text_.size()) fail("unterminated filter");
@@ -156,6 +171,7 @@ class FilterParser {
 
     const std::string& text_;
     std::size_t pos_ = 0;
+    std::size_t depth_ = 0;
 };
 
 bool matchWildcard(const std::string& value, const std::vector<std::string>& pieces) {

@@ -205,7 +205,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
     } else {
         const EditFitter fitter(file, cursor, settings);
         const ReplyShape shape = shapeOf(stages);
-        if (const auto lines = completionLines(stages.completion); !lines.empty()) {
+        // The formatting stage can only re-indent what pruning kept: with nothing kept, its text is the
+        // code that already follows the cursor, never a completion.
+        const fl::ustring& finalText = stages.pruned.empty() ? fl::ustring() : stages.completion;
+        if (const auto lines = completionLines(finalText); !lines.empty()) {
             Attempt attempt = fitter.fit(lines, shape);
             // The library's cut may be what breaks the file: the reply as it came may fit.
             if (const auto whole = replyLines(stages); !attempt.edit && !whole.empty() && whole != lines) {

@@ -1,6 +1,7 @@
 #include "mtcc/indentation/indentation_format.hpp"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
@@ -10,6 +11,12 @@ namespace mtcc::Indentation {
 
 fl::ustring indentationFormat(const fl::ustring& prefix, const fl::ustring& completion,
                               const fl::ustring& suffix, const cache::SettingsValues* settings) {
+    // The record is read unconditionally; a caller that has none gets a clear error instead of a crash.
+    if (settings == nullptr) {
+        throw std::invalid_argument(
+            "mtcc::Indentation::indentationFormat: no settings record was given (the settings pointer is "
+            "null)");
+    }
     const foundation::log::diagnostic_logger log("mtcc::Indentation::indentationFormat");
     const ca::formatting::legacy::LegacyFormatter formatter(toFormatterSettings(*settings, log));
 

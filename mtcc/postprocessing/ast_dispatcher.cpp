@@ -72,52 +72,65 @@ std::uint64_t AstDispatcher::closingLine(const Node& node) const {
 }
 
 void AstDispatcher::dispatch(Node node) {
-    // Single-child cases continue with that child here rather than recursing.
-    for (;;) {
-        switch (groupOf(node.getKind())) {
+    // The tree can be as deep as the text is long (a chain of 20,000 binary operators), so the walk keeps
+    // its own stack instead of recursing. Work items come off the stack in the order a depth-first
+    // recursion would reach them: a node, its children in order, then the step that closes the node.
+    enum class Step : std::uint8_t { Visit, CloseConstruct, CloseScript };
+    struct WorkItem {
+        Node node;
+        Step step;
+    };
+    std::vector<WorkItem> work{{std::move(node), Step::Visit}};
+    const auto visitChildrenNext = [&work](const Node& parent) {
+        const std::size_t count = parent.getChildCount();
+        for (std::size_t i = count; i > 0; --i)
+            work.push_back({parent.getChild(i - 1), Step::Visit});
+    };
+
+    while (!work.empty()) {
+        WorkItem item = std::move(work.back());
+        work.pop_back();
+        const Node& current = item.node;
+        if (item.step == Step::CloseConstruct) {
+            closeNodeBlock(current);
+            continue;
+        }
+        if (item.step == Step::CloseScript) {
+            closeBlock(closingLine(current));
+            continue;
+        }
+        switch (groupOf(current.getKind())) {
             case KindGroup::Leaf:
-                return;
+                break;
             case KindGroup::Construct:
-                openBlock(node);
-                for (const Node& child : node.getChildren())
-                    dispatch(child);
-                closeNodeBlock(node);
-                return;
-            case KindGroup::Container: {
-                if (node.getChildCount() == 1) {
-                    node = node.getChild(0);
-                    continue;
-                }
-                for (const Node& child : node.getChildren())
-                    dispatch(child);
-                return;
-            }
+                openBlock(current);
+                work.push_back({current, Step::CloseConstruct});
+                visitChildrenNext(current);
+                break;
+            case KindGroup::Container:
+                visitChildrenNext(current);
+                break;
             case KindGroup::InputArgument:
-                if (auto identifier = node.getIdentifier()) {
-                    node = *identifier;
-                } else if (auto ignored = node.getIgnored()) {
-                    node = *ignored;
+                if (auto identifier = current.getIdentifier()) {
+                    work.push_back({*identifier, Step::Visit});
+                } else if (auto ignored = current.getIgnored()) {
+                    work.push_back({*ignored, Step::Visit});
                 } else {
                     throw std::logic_error("InputArgument has neither an Identifier nor an Ignored");
                 }
-                continue;
+                break;
             case KindGroup::Script:
-                dispatchScript(node);
-                return;
+                // Like the file itself: the statements start on the script's own first line, and the
+                // level stays open so that what follows lands in it.
+                pushLevel();
+                addBlock(CodeBlock{current.getLine(), 0, {}});
+                work.push_back({current, Step::CloseScript});
+                visitChildrenNext(current);
+                break;
             case KindGroup::Unknown:
-                throwUnknownKind(node.getKind());
+                throwUnknownKind(current.getKind());
         }
     }
-}
-
-void AstDispatcher::dispatchScript(const Node& node) {
-    // Like the file itself: the statements start on the script's own first line, and the level stays
-    // open so that what follows lands in it.
-    pushLevel();
-    addBlock(CodeBlock{node.getLine(), 0, {}});
-    for (const Node& child : node.getChildren())
-        dispatch(child);
-    closeBlock(closingLine(node));
 }
 
 void AstDispatcher::openBlock(const Node& node) {

@@ -21,7 +21,8 @@ class CommentLines {
 
 // Walks the syntax tree of an analysed file and builds the block tree: one block per compound construct,
 // with the blocks of its body as children, and paragraph blocks for the runs of plain lines between
-// separator lines. Throws std::logic_error on a node it does not know.
+// separator lines. Throws std::logic_error on a node it does not know. The walk uses no recursion, so a
+// tree of any depth is safe.
 class AstDispatcher {
   public:
     using Node = lf::astapi::Node<ca::astapi::CA>;
@@ -39,7 +40,6 @@ class AstDispatcher {
 
   private:
     std::uint64_t closingLine(const Node& node) const;
-    void dispatchScript(const Node& node);
 
     std::shared_ptr<ca::Analysis> analysis_;
     std::vector<std::vector<CodeBlock>> blockStack_;

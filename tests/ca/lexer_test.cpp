@@ -118,7 +118,8 @@ TEST(LineSplitter, SplitsAtLineFeedsOnly) {
     EXPECT_EQ(ca::utils::lineSplitter(u"a\nb\n"), (L{u"a", u"b"}));
     EXPECT_EQ(ca::utils::lineSplitter(u"a\r\n\nb"), (L{u"a", u"", u"b"}));
     EXPECT_EQ(ca::utils::lineSplitter(u"\n"), (L{u""}));
-    EXPECT_EQ(ca::utils::lineSplitter(u"a\rb\r"), (L{u"a\rb\r"}));
+    EXPECT_EQ(ca::utils::lineSplitter(u"a\rb\r"), (L{u"a\rb"}));  // a line never ends in CR
+    EXPECT_EQ(ca::utils::lineSplitter(u"x\r\r\r\ny\r\r"), (L{u"x", u"y"}));
     EXPECT_EQ(ca::utils::lineSplitter(u"\r\n\r\n"), (L{u"", u""}));
 }
 

@@ -65,6 +65,8 @@ const Row kRows[] = {
     {"a fence without a tag", "x = 1;\n<|>", "```\ny = x + 1;\n```", "x = 1;\ny = x + 1;"},
     {"a fence tagged with a name of no other language", "x = 1;\n<|>", "```Ostrel\ny = x + 1;\n```",
      "x = 1;\ny = x + 1;"},
+    {"a reply with no code inside an over-indented line offers nothing of what follows",
+     "if a\n    b = 1;\n    <|>    c = 2;\nend\n", "Sorry, no code.", "", "extraction"},
     {"a fence of another language stays empty", "x = 1;\n<|>", "```python\ny = x + 1\n```", "", "extraction"},
     {"a call goes on inside open brackets", "c = onCleanup(@() fclose<|>\nx = 1;\n", fenced("(fid));"),
      "c = onCleanup(@() fclose(fid));\nx = 1;\n"},

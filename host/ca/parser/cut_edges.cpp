@@ -58,7 +58,7 @@ bool Parser::closesMarginFunction(const PTok& t) const {
     if (t.word != Word::End || !t.lineFirst || t.line == 1 || lineIndent_[t.line] != 0 ||
         indentedFunctionBody_ || marginFunctionClosed_)
         return false;
-    std::size_t k = pos_ + 1;
+    std::size_t k = std::min(pos_ + 1, toks_.size() - 1);
     while (!toks_[k].eof && (isTerminator(toks_[k]) || toks_[k].line == t.line))
         ++k;
     const PTok& next = toks_[k];
@@ -77,14 +77,14 @@ bool Parser::closesMarginFunction(const PTok& t) const {
 // Sloppy bodies stand left of their `end` in places; an `end` after which the code goes on further left
 // still closed what was cut away.
 bool Parser::nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const {
-    std::size_t k = pos_ + 1;
+    std::size_t k = std::min(pos_ + 1, toks_.size() - 1);
     while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
         ++k;
     return !toks_[k].eof && lineIndent_[toks_[k].line] < indent;
 }
 
 bool Parser::nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const {
-    std::size_t k = pos_ + 1;
+    std::size_t k = std::min(pos_ + 1, toks_.size() - 1);
     while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
         ++k;
     return !toks_[k].eof && lineIndent_[toks_[k].line] > indent;

@@ -326,7 +326,7 @@ void Parser::parsePrimary() {
     }
     if (t.kind == TokenKind::LineEnd && !t.eof) {
         // The text ends right after a line that continues: the rest was cut away.
-        if (!wholeFile() && toks_[pos_ + 1].eof) {
+        if (!wholeFile() && peek().eof) {
             failed_ = true;
             return;
         }

@@ -7,13 +7,16 @@ std::vector<fl::ustring> lineSplitter(const fl::ustring& text) {
     std::size_t start = 0;
     while (start < text.size()) {
         std::size_t lf = text.find(u'\n', start);
-        if (lf == fl::ustring::npos) {
-            lines.push_back(text.substr(start));
-            break;
-        }
-        std::size_t end = (lf > start && text[lf - 1] == u'\r') ? lf - 1 : lf;
+        const std::size_t next = lf == fl::ustring::npos ? text.size() : lf + 1;
+        if (lf == fl::ustring::npos) lf = text.size();
+        // CRs at the end of a line are blanks that go with its line end (the last of them, before an LF,
+        // is part of it anyway): a line never ends in CR, so that lines joined again with LFs split back
+        // into the same lines.
+        std::size_t end = lf;
+        while (end > start && text[end - 1] == u'\r')
+            --end;
         lines.push_back(text.substr(start, end - start));
-        start = lf + 1;
+        start = next;
     }
     return lines;
 }
