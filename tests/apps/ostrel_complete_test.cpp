@@ -1,19 +1,16 @@
 // Runs the ostrel-complete program as a user would and checks what it prints and how it exits.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
 #include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "support/shell_run.hpp"
+
 namespace {
 
-struct ProgramRun {
-    int status;
-    std::string out;  // stdout and stderr, in that order
-};
+using ProgramRun = testing_support::ShellRun;  // out: stdout, then stderr
 
 ProgramRun ostrelComplete(const std::string& args) {
     const std::string program = std::string(OSTREL_BINARY_DIR) + "/apps/ostrel-complete/ostrel-complete";
@@ -21,12 +18,7 @@ ProgramRun ostrelComplete(const std::string& args) {
                             ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".err";
     const std::string command = "cd " + std::string(OSTREL_SOURCE_DIR) + " && XDG_CONFIG_HOME=/nonexistent " +
                                 program + " " + args + " 2>" + err;
-    ProgramRun run{0, {}};
-    FILE* pipe = popen(command.c_str(), "r");
-    std::array<char, 4096> buffer{};
-    for (std::size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-        run.out.append(buffer.data(), n);
-    run.status = WEXITSTATUS(pclose(pipe));
+    ProgramRun run = testing_support::runShell(command);
     std::ifstream in(err);
     run.out += std::string(std::istreambuf_iterator<char>(in), {});
     return run;

@@ -1,33 +1,21 @@
 // The program as a user runs it: tables on stdout, the JSON file, a real backend's figures, exit status.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 
-#include <array>
-#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "eval_run.hpp"
 #include "model_metrics.hpp"
+#include "support/shell_run.hpp"
 
 namespace ostrel_eval {
 namespace {
 
-struct ProgramRun {
-    int status;
-    std::string out;
-};
+using ProgramRun = testing_support::ShellRun;
 
 ProgramRun ostrelEval(const std::string& args) {
-    const std::string command = "cd " + std::string(OSTREL_SOURCE_DIR) + " && " + OSTREL_BINARY_DIR +
-                                "/apps/ostrel-eval/ostrel-eval " + args + " 2>&1";
-    ProgramRun run{0, {}};
-    FILE* pipe = popen(command.c_str(), "r");
-    std::array<char, 4096> buffer{};
-    for (std::size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-        run.out.append(buffer.data(), n);
-    run.status = WEXITSTATUS(pclose(pipe));
-    return run;
+    return testing_support::runShell("cd " + std::string(OSTREL_SOURCE_DIR) + " && " + OSTREL_BINARY_DIR +
+                                     "/apps/ostrel-eval/ostrel-eval " + args + " 2>&1");
 }
 
 TEST(Program, WritesTablesAndJsonForPlannedReplies) {

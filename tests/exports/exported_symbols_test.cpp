@@ -4,13 +4,13 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/shell_run.hpp"
 
 namespace {
 
@@ -31,14 +31,8 @@ std::string demangle(const std::string& mangled) {
 std::vector<Symbol> definedSymbols(const std::string& library, bool dynamicOnly) {
     const std::string command =
         std::string("nm ") + (dynamicOnly ? "-D " : "") + "--defined-only '" + library + "'";
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), &pclose);
-    if (!pipe) return {};
-    std::string output;
-    std::array<char, 4096> buffer{};
-    while (const std::size_t n = fread(buffer.data(), 1, buffer.size(), pipe.get()))
-        output.append(buffer.data(), n);
     std::vector<Symbol> symbols;
-    std::istringstream lines(output);
+    std::istringstream lines(testing_support::runShell(command).out);
     for (std::string line; std::getline(lines, line);) {
         std::istringstream fields(line);
         std::string address, type, name;

@@ -2,24 +2,18 @@
 // or why there is none.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "support/shell_run.hpp"
+
 namespace {
 
 std::string run(const std::string& args) {
-    const std::string command =
-        std::string(OSTREL_BINARY_DIR) + "/apps/ostrel-complete/ostrel-complete " + args + " 2>&1";
-    std::string out;
-    if (FILE* pipe = popen(command.c_str(), "r")) {
-        char buffer[4096];
-        for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
-            out.append(buffer, n);
-        pclose(pipe);
-    }
-    return out;
+    return testing_support::runShell(std::string(OSTREL_BINARY_DIR) +
+                                     "/apps/ostrel-complete/ostrel-complete " + args + " 2>&1")
+        .out;
 }
 
 std::string write(const std::string& name, const std::string& text) {

@@ -1,34 +1,22 @@
 // Installs the project into a temporary prefix, moves the installation, and completes from there: the
 // programs must find their libraries and the local backend's corpus relative to where they stand.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
+
+#include "support/shell_run.hpp"
 
 namespace fs = std::filesystem;
 
 namespace {
 
-struct ShellRun {
-    int status;
-    std::string out;
-};
+using testing_support::ShellRun;
 
 ShellRun shell(const std::string& command) {
-    ShellRun run{-1, {}};
-    FILE* pipe = popen((command + " 2>&1").c_str(), "r");
-    if (!pipe) return run;
-    std::array<char, 4096> buffer{};
-    for (std::size_t n; (n = fread(buffer.data(), 1, buffer.size(), pipe)) > 0;)
-        run.out.append(buffer.data(), n);
-    const int status = pclose(pipe);
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return run;
+    return testing_support::runShell(command + " 2>&1");
 }
 
 TEST(Install, AMovedInstallationCompletesWithItsOwnCorpus) {
