@@ -211,7 +211,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         if (const auto lines = completionLines(finalText); !lines.empty()) {
             Attempt attempt = fitter.fit(lines, shape);
             // The library's cut may be what breaks the file: the reply as it came may fit.
-            if (const auto whole = replyLines(stages); !attempt.edit && !whole.empty() && whole != lines) {
+            // First its first block of lines, then all of it (the first block may end in the middle of
+            // what the file needs, as a function's `end` before the next function).
+            for (const auto& whole : {replyLines(stages), completionLines(stages.deduplicated)}) {
+                if (attempt.edit || whole.empty() || whole == lines) continue;
                 Attempt wholeAttempt = fitter.fit(whole, shape);
                 if (wholeAttempt.edit) {
                     wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),

@@ -175,13 +175,9 @@ std::string describe(const ca::messages::Message& message, const std::string& li
     return fl::i18n::to_string(message.getText()) + " (line " + line + ")";
 }
 
-}  // namespace
-
-CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
+CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t start, std::size_t end) {
     CheckResult result;
     result.atEndOfFile = text::isBlankText(std::u16string_view(file).substr(edit.end));
-    const std::size_t start = windowStart(file, edit.start);
-    const std::size_t end = std::max(windowEnd(file, edit.end), edit.end);
     const fl::ustring before = file.substr(start, end - start);
     fl::ustring after = file.substr(start, edit.start - start);
     after.append(edit.text).append(std::u16string_view(file).substr(edit.end, end - edit.end));
@@ -207,7 +203,9 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
         known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
         linesWithErrors.insert(message.getPosition().line);
     }
+    std::size_t errorsAfter = 0;
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
+        ++errorsAfter;
         const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
         if (at != known.end()) {
             known.erase(at);
@@ -240,7 +238,15 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
         result.finding = "the completion would mix functions closed by `end` with functions without it";
+    // A file the user is still writing has lines that close the wrong blocks (an `end` whose block is
+    // not written yet closes the one around it): an edit after which the window reads without any error
+    // mends it, and its closing lines may go back to their own blocks.
+    const bool mendsEveryError = !linesWithErrors.empty() && errorsAfter == 0;
+    // Unless the errors are the window's own: a closing line whose block opens above the window. Read
+    // from the start of the file, they are not there.
+    if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);
     for (const Block& block : oldBlocks) {
+        if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
         // A block the file already reports as broken (an opener without its `end`, say) may be mended.
         if (linesWithErrors.count(block.opener) || linesWithErrors.count(block.closer)) continue;
@@ -269,6 +275,13 @@ CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
                          (result.unclosedBlocks == 1 ? " block" : " blocks") + " it does not close";
     result.passed = result.finding.empty();
     return result;
+}
+
+}  // namespace
+
+CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
+    const std::size_t start = windowStart(file, edit.start);
+    return checkWindow(file, edit, start, std::max(windowEnd(file, edit.end), edit.end));
 }
 
 }  // namespace fit
