@@ -159,6 +159,20 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
     return {};
 }
 
+// A completion that goes on after an operator written with a blank before it ("x =", "a +", "f(a,"
+// after ", " elsewhere on the line) gets a blank after it too: the model's blank was trimmed away.
+fl::ustring blankAfterOperator(std::u16string_view typed, std::u16string_view first) {
+    static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
+                                                         u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
+    if (first.empty() || text::isBlank(first.front()) || startsAsContinuation(first)) return {};
+    for (std::u16string_view op : kOperators)
+        if (typed.ends_with(op))
+            return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
+                                                                                           : fl::ustring();
+    if (typed.ends_with(u",") && typed.find(u", ") != std::u16string_view::npos) return u" ";
+    return {};
+}
+
 // The first line as the model indented it (extraction trims its blanks): the formatter re-indents code
 // lines, but leaves some comment lines (a help comment under a `function` line) where they stand.
 fl::ustring indentedFirstLine(const fl::ustring& first, const ReplyShape& shape) {
@@ -193,8 +207,9 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     std::vector<Edit> candidates;
     if (std::vector<fl::ustring> rest = lines; dropRestatement(file, line, rest))
         candidates.push_back({cursor, end, joined(rest)});
-    const fl::ustring blank =
-        shape.leadingBlanks.empty() ? blankBeforeOperator(line.before, lines.front()) : shape.leadingBlanks;
+    fl::ustring blank = shape.leadingBlanks;
+    if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
+    if (blank.empty()) blank = blankAfterOperator(line.before, lines.front());
     const Edit glue{cursor, end, blank + joined(lines)};
     if (!blankAfter) {
         candidates.push_back(glue);
