@@ -227,6 +227,11 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 out.reason = "the final check found " + out.reason;
         } else if (const auto fallback = fallbackLines(stages); !fallback.empty()) {
             Attempt attempt = fitter.fit(fallback, shape);
+            // All of the reply when its first block fails: the block may be lines that repeat the code
+            // above the cursor, which the fitter drops.
+            if (const auto all = completionLines(stages.deduplicated); !attempt.edit && all != fallback) {
+                if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
+            }
             if (attempt.edit)
                 attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
             out = fitted(std::move(attempt), "");

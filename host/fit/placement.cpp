@@ -87,11 +87,14 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line,
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
-        bool repeats = true;
-        for (std::size_t i = 0; i < k && repeats; ++i)
-            repeats =
-                text::trim(lines[i]) == above[above.size() - k + i] && !above[above.size() - k + i].empty();
-        if (!repeats) continue;
+        // Blank lines may be among the repeated ones (the model writes out "end" and the blank line
+        // after it), but not all of them.
+        bool repeats = true, anyCode = false;
+        for (std::size_t i = 0; i < k && repeats; ++i) {
+            repeats = text::trim(lines[i]) == above[above.size() - k + i];
+            anyCode = anyCode || !above[above.size() - k + i].empty();
+        }
+        if (!repeats || !anyCode) continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
