@@ -29,17 +29,6 @@ CommentLines commentLinesOf(const ca::Analysis& analysis) {
     return lines;
 }
 
-std::vector<CodeBlock> topLevelBlocks(const std::shared_ptr<ca::Analysis>& analysis) {
-    AstDispatcher dispatcher(analysis, commentLinesOf(*analysis));
-    const auto root = analysis->getRootNode();
-    dispatcher.pushLevel();
-    dispatcher.addBlock(CodeBlock{root.getLine(), 0, {}});
-    for (const auto& child : root.getChildren())
-        dispatcher.dispatch(child);
-    dispatcher.closeBlock(analysis->getLineOfPosition(root.getClosingPosition()));
-    return dispatcher.innermostLevel();
-}
-
 // Depth-first over the blocks that touch the generated lines g0..g1, emitting the part of each that lies
 // in them. The region span is taken in 32 bits and a block's span in 64 bits, as the limits were tuned.
 std::vector<fl::ustring> selectPieces(std::vector<CodeBlock> topLevel, const std::vector<fl::ustring>& lines,
@@ -90,6 +79,17 @@ std::vector<fl::ustring> selectPieces(std::vector<CodeBlock> topLevel, const std
 }
 
 }  // namespace
+
+std::vector<CodeBlock> topLevelBlocks(const std::shared_ptr<ca::Analysis>& analysis) {
+    AstDispatcher dispatcher(analysis, commentLinesOf(*analysis));
+    const auto root = analysis->getRootNode();
+    dispatcher.pushLevel();
+    dispatcher.addBlock(CodeBlock{root.getLine(), 0, {}});
+    for (const auto& child : root.getChildren())
+        dispatcher.dispatch(child);
+    dispatcher.closeBlock(analysis->getLineOfPosition(root.getClosingPosition()));
+    return dispatcher.innermostLevel();
+}
 
 fl::ustring joinLineRange(const std::vector<fl::ustring>& lines, std::uint64_t first, std::uint64_t last) {
     fl::ustring joined;

@@ -14,7 +14,6 @@
 #include "guarded_completion.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
-#include "mtcc/postprocessing/ast_dispatcher.hpp"
 #include "mtcc/postprocessing/code_pruner.hpp"
 #include "support/pipeline_host.hpp"
 
@@ -38,17 +37,6 @@ std::string plusChain(std::size_t terms) {
 // The block forest of a text as "start-end[children]" items, built the way pruning builds it.
 std::string blockForest(const std::string& utf8) {
     const auto analysis = ca::createSingleFileAnalyzer()->analyze(fl::i18n::to_ustring(utf8));
-    mtcc::postprocessing::CommentLines comments;
-    for (const auto& comment : analysis->getComments())
-        comments.add(comment.getLine(), analysis->getLineOfPosition(comment.getClosingPosition()));
-    mtcc::postprocessing::AstDispatcher dispatcher(analysis, comments);
-    const auto root = analysis->getRootNode();
-    dispatcher.pushLevel();
-    dispatcher.addBlock(CodeBlock{root.getLine(), 0, {}});
-    for (const auto& child : root.getChildren())
-        dispatcher.dispatch(child);
-    dispatcher.closeBlock(analysis->getLineOfPosition(root.getClosingPosition()));
-
     // Blocks nest only as deep as the constructs of these small texts.
     std::string out;
     const auto render = [&out](const auto& self, const std::vector<CodeBlock>& blocks) -> void {
@@ -62,7 +50,7 @@ std::string blockForest(const std::string& utf8) {
             out += " ";
         }
     };
-    render(render, dispatcher.innermostLevel());
+    render(render, mtcc::postprocessing::topLevelBlocks(analysis));
     return out;
 }
 
