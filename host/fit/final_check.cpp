@@ -126,6 +126,18 @@ struct Block {
     bool isFunction;
 };
 
+// True when the `end` at the node's closing position is its own: not the `end` of the last construct
+// it holds (a function without `end` whose body ends with a loop closes where the loop does).
+bool endIsItsOwn(lf::astapi::Node<ca::astapi::CA> node) {
+    const std::size_t closing = node.getClosingPosition();
+    while (node.getChildCount() > 0) {
+        node = node.getChild(node.getChildCount() - 1);
+        if (node.getClosingPosition() != closing) return true;
+        if (isCompound(node.getKind())) return false;
+    }
+    return true;
+}
+
 // Every compound construct of the analysis, outer ones before the ones they hold, walked with an
 // explicit stack.
 std::vector<Block> blocksOf(const ca::Analysis& analysis) {
@@ -139,7 +151,7 @@ std::vector<Block> blocksOf(const ca::Analysis& analysis) {
             const std::size_t closing = node.getClosingPosition();
             const bool byEnd = closing >= 2 && closing < code.size() &&
                                std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
-                               (closing < 3 || !text::isWordChar(code[closing - 3]));
+                               (closing < 3 || !text::isWordChar(code[closing - 3])) && endIsItsOwn(node);
             blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
                               needsEnd(node.getKind()), byEnd, node.getKind() == NodeKind::Function});
         }
