@@ -1,5 +1,6 @@
 #include "fit/completion_edit.hpp"
 
+#include <algorithm>
 #include <exception>
 
 #include "fit/empty_reason.hpp"
@@ -52,6 +53,8 @@ struct Attempt {
     std::optional<Edit> edit;
     std::string finding;
     std::vector<std::string> repairs;
+    std::size_t errorsBefore = 0;  // of the final check's window, for the edit offered
+    std::size_t errorsLeft = 0;
 };
 
 // Trailing lines the fitter drops, one at a time, before it gives up on a completion.
@@ -156,6 +159,8 @@ class EditFitter {
             return false;
         }
         if (repair) attempt.repairs.push_back(repair);
+        attempt.errorsBefore = check.errorsBefore;
+        attempt.errorsLeft = check.errorsAfter;
         attempt.edit = minimalEdit(file_, cursor_, std::move(edit));
         return true;
     }
@@ -196,6 +201,36 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
     return out;
 }
 
+// Lines that repeat the code above the cursor are dropped (by deduplication, or by the placement at a
+// blank line), but the file may need them: an `end` below another `end` is both. When the edit leaves
+// errors in the file, the lines are kept, first those the placement dropped, then also those that
+// deduplication removed; such an edit is offered when it leaves fewer errors.
+Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+                       const std::vector<fl::ustring>& lines, Attempt attempt) {
+    if (attempt.edit && attempt.errorsLeft == 0) return attempt;
+    ReplyShape kept = shape;
+    kept.keepsRepeats = true;
+    kept.headRemoved = false;
+    const auto better = [&](const Attempt& again, const Attempt& than) {
+        return again.edit && again.errorsLeft < (than.edit ? than.errorsLeft : again.errorsBefore);
+    };
+    Attempt again = lines.empty() ? Attempt{} : fitter.fit(lines, kept);
+    const bool headCloses = std::all_of(
+        shape.removedHead.begin(), shape.removedHead.end(),
+        [](const auto& line) { return text::isBlankText(line) || text::isClosingLine(text::trim(line)); });
+    if (!(again.edit && again.errorsLeft == 0) && !shape.removedHead.empty() && headCloses) {
+        Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
+        // The removed lines must be what mends the file, not the lines after them.
+        if (better(withHead, again.edit ? again : attempt) &&
+            (stages.deduplicated.empty() ||
+             better(withHead, fitter.fit(completionLines(stages.deduplicated), shape))))
+            again = std::move(withHead);
+    }
+    if (!better(again, attempt)) return attempt;
+    again.repairs.push_back("kept the lines that repeat the code above the cursor, which the file needs");
+    return again;
+}
+
 Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
                  const IndentSettings& settings) {
     Fitted out;
@@ -222,16 +257,20 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                     attempt = std::move(wholeAttempt);
                 }
             }
+            attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
             out = fitted(std::move(attempt), "final check");
             if (!out.edit && out.emptyStage == "final check")
                 out.reason = "the final check found " + out.reason;
-        } else if (const auto fallback = fallbackLines(stages); !fallback.empty()) {
-            Attempt attempt = fitter.fit(fallback, shape);
+        } else if (const auto fallback = fallbackLines(stages);
+                   !fallback.empty() || !shape.removedHead.empty()) {
+            Attempt attempt = fallback.empty() ? Attempt{} : fitter.fit(fallback, shape);
             // All of the reply when its first block fails: the block may be lines that repeat the code
             // above the cursor, which the fitter drops.
-            if (const auto all = completionLines(stages.deduplicated); !attempt.edit && all != fallback) {
+            if (const auto all = completionLines(stages.deduplicated);
+                !attempt.edit && !fallback.empty() && all != fallback) {
                 if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
             }
+            attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
             if (attempt.edit)
                 attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
             out = fitted(std::move(attempt), "");

@@ -215,9 +215,9 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
         linesWithErrors.insert(message.getPosition().line);
     }
-    std::size_t errorsAfter = 0;
+    result.errorsBefore = known.size();
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
-        ++errorsAfter;
+        ++result.errorsAfter;
         const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
         if (at != known.end()) {
             known.erase(at);
@@ -253,7 +253,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // A file the user is still writing has lines that close the wrong blocks (an `end` whose block is
     // not written yet closes the one around it): an edit after which the window reads without any error
     // mends it, and its closing lines may go back to their own blocks.
-    const bool mendsEveryError = !linesWithErrors.empty() && errorsAfter == 0;
+    const bool mendsEveryError = !linesWithErrors.empty() && result.errorsAfter == 0;
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
     if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);

@@ -82,19 +82,21 @@ bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vecto
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
 // (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
 // them when the completion only repeats.
-void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line,
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, bool keepClosers,
                             std::vector<fl::ustring>& lines) {
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
         // Blank lines may be among the repeated ones (the model writes out "end" and the blank line
         // after it), but not all of them.
-        bool repeats = true, anyCode = false;
+        bool repeats = true, anyCode = false, onlyClosers = true;
         for (std::size_t i = 0; i < k && repeats; ++i) {
-            repeats = text::trim(lines[i]) == above[above.size() - k + i];
-            anyCode = anyCode || !above[above.size() - k + i].empty();
+            const std::u16string_view repeated = above[above.size() - k + i];
+            repeats = text::trim(lines[i]) == repeated;
+            anyCode = anyCode || !repeated.empty();
+            onlyClosers = onlyClosers && (repeated.empty() || text::isClosingLine(repeated));
         }
-        if (!repeats || !anyCode) continue;
+        if (!repeats || !anyCode || (keepClosers && onlyClosers)) continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
@@ -199,7 +201,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 
     if (blankBefore) {
         const std::size_t before = lines.size();
-        dropRepeatedLinesAbove(file, line, lines);
+        dropRepeatedLinesAbove(file, line, shape.keepsRepeats, lines);
         if (lines.empty()) return {};
         if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
         if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
@@ -208,7 +210,9 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     }
 
     std::vector<Edit> candidates;
-    if (std::vector<fl::ustring> rest = lines; dropRestatement(file, line, rest))
+    if (std::vector<fl::ustring> rest = lines;
+        !(shape.keepsRepeats && text::isClosingLine(text::trim(line.before))) &&
+        dropRestatement(file, line, rest))
         candidates.push_back({cursor, end, joined(rest)});
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
@@ -235,18 +239,6 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     return candidates;
 }
 
-namespace {
-
-// A line that closes a block or starts a clause of one.
-bool isCloser(std::u16string_view line) {
-    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
-        if (line.starts_with(word) && (line.size() == word.size() || !text::isWordChar(line[word.size()])))
-            return true;
-    return false;
-}
-
-}  // namespace
-
 std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_t cursor,
                                              std::vector<fl::ustring> lines) {
     // The non-blank lines after the cursor's line, as many as the completion could repeat.
@@ -271,7 +263,7 @@ std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_
         // Lines that only close blocks are as likely the completion's own `end`s.
         bool onlyClosers = true;
         for (std::size_t i = 0; i < k && onlyClosers; ++i)
-            onlyClosers = isCloser(below[i]);
+            onlyClosers = text::isClosingLine(below[i]);
         if (onlyClosers) return lines;
         lines.resize(codeLines[codeLines.size() - k]);
         while (!lines.empty() && text::isBlankText(lines.back()))

@@ -1,5 +1,7 @@
 #include "fit/reply_shape.hpp"
 
+#include <algorithm>
+
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -52,6 +54,12 @@ ReplyShape shapeOf(const StageTexts& stages) {
     if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
     if (!kept.empty() && !extracted.empty() && kept.front() != extracted.front()) shape.headRemoved = true;
+    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
+    // both ends are the same lines, as `end` / `end`).
+    const auto headEnd =
+        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
+    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
+        shape.removedHead.assign(extracted.begin(), headEnd);
     if (!shape.headRemoved && !kept.empty() && kept.size() < extracted.size()) {
         bool prefixOfExtracted = true;
         for (std::size_t i = 0; i < kept.size() && prefixOfExtracted; ++i)

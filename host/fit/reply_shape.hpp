@@ -20,6 +20,13 @@ struct ReplyShape {
     // Lines that deduplication removed from the end because they equal the start of what follows the
     // cursor; usually the closing `end` of a block the completion opens.
     std::vector<fl::ustring> removedTail;
+    // Lines that deduplication removed from the start because they repeat the end of the code before
+    // the cursor (all of the reply when it removed everything); a line the file still needs, as an
+    // `end` below another `end`, may be among them.
+    std::vector<fl::ustring> removedHead;
+    // Closing lines (`end`, `else`, ...) that repeat the code above the cursor are kept, not dropped
+    // by the placement.
+    bool keepsRepeats = false;
 };
 
 ReplyShape shapeOf(const StageTexts& stages);
