@@ -115,30 +115,41 @@ bool repeatsRestOfLine(const std::vector<fl::ustring>& lines, std::u16string_vie
     return true;
 }
 
-// Brackets opened on the line and not closed: the statement goes on.
-bool hasOpenBracket(std::u16string_view typed) {
-    int depth = 0;
+// Offset of the innermost bracket opened on the line and not closed (the statement goes on), or npos.
+std::size_t innermostOpenBracket(std::u16string_view typed) {
+    std::vector<std::size_t> open;
     char16_t quote = 0;
-    for (char16_t c : typed) {
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        const char16_t c = typed[i];
         if (quote) {
             quote = c == quote ? 0 : quote;
         } else if (c == u'"') {
             quote = c;
         } else if (c == u'%') {
             break;
-        } else {
-            depth += (c == u'(' || c == u'[' || c == u'{')   ? 1
-                     : (c == u')' || c == u']' || c == u'}') ? -1
-                                                             : 0;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            open.push_back(i);
+        } else if ((c == u')' || c == u']' || c == u'}') && !open.empty()) {
+            open.pop_back();
         }
     }
-    return depth > 0;
+    return open.empty() ? std::u16string_view::npos : open.back();
+}
+
+// In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
+// would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
+bool signStartsElement(std::u16string_view typed, std::u16string_view first) {
+    if (first.empty() || first.front() < u'0' || first.front() > u'9') return false;
+    const std::size_t bracket = innermostOpenBracket(typed);
+    if (bracket == std::u16string_view::npos || (typed[bracket] != u'[' && typed[bracket] != u'{'))
+        return false;
+    return typed.find(u',', bracket) == std::u16string_view::npos;
 }
 
 bool endsWithContinuation(std::u16string_view typed) {
     const std::u16string_view end = trimRight(typed);
     if (end.empty()) return false;
-    if (hasOpenBracket(end)) return true;
+    if (innermostOpenBracket(end) != std::u16string_view::npos) return true;
     static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
     static constexpr std::array<std::u16string_view, 9> kExpecting = {
@@ -170,10 +181,12 @@ fl::ustring blankAfterOperator(std::u16string_view typed, std::u16string_view fi
     static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
                                                          u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
     if (first.empty() || text::isBlank(first.front()) || startsAsContinuation(first)) return {};
-    for (std::u16string_view op : kOperators)
-        if (typed.ends_with(op))
-            return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
-                                                                                           : fl::ustring();
+    for (std::u16string_view op : kOperators) {
+        if (!typed.ends_with(op)) continue;
+        if ((op == u"+" || op == u"-") && signStartsElement(typed, first)) return {};
+        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
+                                                                                       : fl::ustring();
+    }
     if (typed.ends_with(u",") && typed.find(u", ") != std::u16string_view::npos) return u" ";
     return {};
 }
@@ -209,17 +222,23 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
         return {Edit{line.start, line.start, joined(lines) + u"\n"}};
     }
 
-    std::vector<Edit> candidates;
+    // A completion that restates the cursor's line is tried without the restatement first, unless the
+    // line is a bare comment sign and the reply put its lines below it: those are comment lines of
+    // their own.
+    const std::u16string_view typedCode = text::trim(line.before);
+    const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
+    std::vector<Edit> candidates, restated;
     if (std::vector<fl::ustring> rest = lines;
-        !(shape.keepsRepeats && text::isClosingLine(text::trim(line.before))) &&
-        dropRestatement(file, line, rest))
-        candidates.push_back({cursor, end, joined(rest)});
+        !(shape.keepsRepeats && text::isClosingLine(typedCode)) && dropRestatement(file, line, rest))
+        (shape.leadingLineBreak && bareComment ? restated : candidates)
+            .push_back({cursor, end, joined(rest)});
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
     if (blank.empty()) blank = blankAfterOperator(line.before, lines.front());
     const Edit glue{cursor, end, blank + joined(lines)};
     if (!blankAfter) {
         candidates.push_back(glue);
+        candidates.insert(candidates.end(), restated.begin(), restated.end());
         return candidates;
     }
     // At the end of a line of code: continue that line, or start a new one.
@@ -236,6 +255,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
                             startsAsContinuation(first) || wordGoesOn);
     candidates.push_back(glueFirst ? glue : newLine);
     candidates.push_back(glueFirst ? newLine : glue);
+    candidates.insert(candidates.end(), restated.begin(), restated.end());
     return candidates;
 }
 
