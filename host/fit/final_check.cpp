@@ -20,6 +20,8 @@ using lf::astapi::NodeKind;
 // The window reaches the enclosing functions' starts and ends, but no further than this.
 constexpr std::size_t kMostWindowLines = 200;
 constexpr std::size_t kMostWindowUnits = 8000;
+// A window whose edge may hold a new error is read again from the top of the file up to this length.
+constexpr std::size_t kMostTopReach = 32000;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
@@ -257,6 +259,11 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
     if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);
+    // A new error of a window that starts below the top of the file may be its edge too: a closing line
+    // that the edit frees from a block it closed by mistake closes a function that opens above the
+    // window. Read again from the top of the file, when that is within reach.
+    if (!result.finding.empty() && start > 0 && result.errorsAfter > 0 && end <= kMostTopReach)
+        return checkWindow(file, edit, 0, end);
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
