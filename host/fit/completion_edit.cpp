@@ -203,8 +203,8 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
 
 // Lines that repeat the code above the cursor are dropped (by deduplication, or by the placement at a
 // blank line), but the file may need them: an `end` below another `end` is both. When the edit leaves
-// errors in the file, the lines are kept, first those the placement dropped, then also those that
-// deduplication removed; such an edit is offered when it leaves fewer errors.
+// errors in the file or nothing fits, the closing lines are kept, first those the placement dropped,
+// then also those that deduplication removed; such an edit is offered when it leaves fewer errors.
 Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                        const std::vector<fl::ustring>& lines, Attempt attempt) {
     if (attempt.edit && attempt.errorsLeft == 0) return attempt;
@@ -212,7 +212,7 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     kept.keepsRepeats = true;
     kept.headRemoved = false;
     const auto better = [&](const Attempt& again, const Attempt& than) {
-        return again.edit && again.errorsLeft < (than.edit ? than.errorsLeft : again.errorsBefore);
+        return again.edit && (!than.edit || again.errorsLeft < than.errorsLeft);
     };
     Attempt again = lines.empty() ? Attempt{} : fitter.fit(lines, kept);
     const bool headCloses = std::all_of(
