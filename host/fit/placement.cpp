@@ -244,7 +244,8 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     // At the end of a line of code: continue that line, or start a new one.
     std::vector<fl::ustring> onNewLine = lines;
     onNewLine.front() = indentedFirstLine(onNewLine.front(), shape);
-    const Edit newLine{cursor, end, fl::ustring(1 + shape.leadingBlankLines, u'\n') + joined(onNewLine)};
+    const std::size_t blankLines = shape.headRemoved ? shape.blankLinesAfterHead : shape.leadingBlankLines;
+    const Edit newLine{cursor, end, fl::ustring(1 + blankLines, u'\n') + joined(onNewLine)};
     const std::u16string_view first = lines.front();
     const std::u16string_view typed = trimRight(line.before);
     const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == line.before.size() &&

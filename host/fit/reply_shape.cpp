@@ -54,6 +54,13 @@ ReplyShape shapeOf(const StageTexts& stages) {
     if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
     if (!kept.empty() && !extracted.empty() && kept.front() != extracted.front()) shape.headRemoved = true;
+    // The blank lines between the removed lines and the kept ones are the model's too.
+    if (shape.headRemoved) {
+        std::size_t blankLines = 0;
+        while (blankLines < kept.size() && text::isBlankText(kept[blankLines]))
+            ++blankLines;
+        if (blankLines < kept.size()) shape.blankLinesAfterHead = blankLines;
+    }
     // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
     // both ends are the same lines, as `end` / `end`).
     const auto headEnd =
