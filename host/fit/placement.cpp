@@ -46,13 +46,16 @@ std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t
 
 // When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
 // some whole lines above it), drops that and returns true.
-bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vector<fl::ustring>& lines) {
+bool dropRestatement(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
+                     std::vector<fl::ustring>& lines) {
     const std::u16string_view typed = trimLeft(line.before);
     if (typed.empty()) return false;
-    const std::size_t most = std::min(kMostRestatedLines, lines.size() - 1);
+    // Lines that deduplication removed ended where the cursor is: the lines above are not looked for.
+    const std::size_t most = shape.headRemoved ? 0 : std::min(kMostRestatedLines, lines.size() - 1);
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
-    for (std::size_t k = 0; k <= most; ++k) {
-        if (k > above.size()) break;
+    // The most lines first: lines that repeat those above are a stronger sign than a line that only
+    // starts like the cursor's.
+    for (std::size_t k = std::min(most, above.size()) + 1; k-- > 0;) {
         bool repeatsAbove = true;
         for (std::size_t i = 0; i < k && repeatsAbove; ++i)
             repeatsAbove = text::trim(lines[i]) == above[above.size() - k + i];
@@ -100,6 +103,22 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, boo
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
+}
+
+// True when the completion is the lines just above the cursor's line written out again: code typed in
+// the cursor's line is not followed by them (closing lines may be kept, see ReplyShape::keepsRepeats).
+bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
+                           const std::vector<fl::ustring>& lines, bool keepClosers) {
+    if (lines.size() > kMostRestatedLines) return false;
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, lines.size());
+    if (above.size() < lines.size()) return false;
+    bool anyCode = false, onlyClosers = true;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (text::trim(lines[i]) != above[i]) return false;
+        anyCode = anyCode || !above[i].empty();
+        onlyClosers = onlyClosers && (above[i].empty() || text::isClosingLine(above[i]));
+    }
+    return anyCode && !(keepClosers && onlyClosers);
 }
 
 // True when the completion's last line ends by writing out the rest of the cursor's line (give or
@@ -227,9 +246,10 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     // their own.
     const std::u16string_view typedCode = text::trim(line.before);
     const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
+    if (onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
     std::vector<Edit> candidates, restated;
     if (std::vector<fl::ustring> rest = lines;
-        !(shape.keepsRepeats && text::isClosingLine(typedCode)) && dropRestatement(file, line, rest))
+        !(shape.keepsRepeats && text::isClosingLine(typedCode)) && dropRestatement(file, line, shape, rest))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
     fl::ustring blank = shape.leadingBlanks;
