@@ -218,6 +218,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         linesWithErrors.insert(message.getPosition().line);
     }
     result.errorsBefore = known.size();
+    bool newClosingWithoutBlock = false;
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
         ++result.errorsAfter;
         const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
@@ -225,8 +226,10 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
             known.erase(at);
             continue;
         }
-        if (result.finding.empty())
+        if (result.finding.empty()) {
             result.finding = "a new error: " + describe(message, fileLine(message.getPosition().line));
+            newClosingWithoutBlock = message.getIdentifier() == "EndWithoutBlock";
+        }
     }
 
     // Blocks closed below the edit: each closing line must still close the block it closed, that is be
@@ -259,11 +262,10 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
     if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);
-    // A new error of a window that starts below the top of the file may be its edge too: a closing line
-    // that the edit frees from a block it closed by mistake closes a function that opens above the
-    // window. Read again from the top of the file, when that is within reach.
-    if (!result.finding.empty() && start > 0 && result.errorsAfter > 0 && end <= kMostTopReach)
-        return checkWindow(file, edit, 0, end);
+    // A new `end` without its block in a window that starts below the top of the file may be its edge
+    // too: the edit frees it from a block it closed by mistake, and it closes a function that opens
+    // above the window. Read again from the top of the file, when that is within reach.
+    if (newClosingWithoutBlock && start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end);
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
