@@ -18,7 +18,8 @@
   :type 'string)
 
 (defcustom ostrel-lsp-arguments nil
-  "Further arguments for ostrel-lsp, such as (\"--backend\" \"openai\" \"--endpoint\" URL)."
+  "Further arguments for ostrel-lsp.
+For example (\"--backend\" \"openai\" \"--endpoint\" URL)."
   :type '(repeat string))
 
 (defcustom ostrel-indent-offset 4
@@ -26,7 +27,8 @@
   :type 'integer)
 
 (defcustom ostrel-ghost-delay 0.3
-  "Seconds of pause after a change before the ghost text is asked for; nil turns ghost text off."
+  "Seconds of pause after typing before the ghost text is asked for.
+nil turns the ghost text off."
   :type '(choice (const :tag "Off" nil) number))
 
 (defface ostrel-ghost-text '((t :inherit shadow))
@@ -93,14 +95,15 @@
     (insert text)))
 
 (defun ostrel--item-edit (item)
-  "The (RANGE . TEXT) of a completion ITEM: its non-empty edit (a multi-line one rides along as an
-additional edit)."
+  "The (RANGE . TEXT) of a completion ITEM: its one non-empty edit.
+A multi-line edit comes as an additional edit."
   (let ((edits (cons (plist-get item :textEdit) (append (plist-get item :additionalTextEdits) nil))))
     (when-let ((edit (seq-find (lambda (e) (and e (not (string-empty-p (plist-get e :newText))))) edits)))
       (cons (plist-get edit :range) (plist-get edit :newText)))))
 
 (defun ostrel-completion-at-point ()
-  "Offer the server's completion at point as one candidate; choosing it applies its edit."
+  "Offer the server's completion at point as one candidate.
+Choosing it applies the server's edit."
   (when-let* ((server (eglot-current-server))
               (result (jsonrpc-request server :textDocument/completion
                                        (eglot--CompletionParams)
@@ -193,8 +196,9 @@ AUTOMATIC tells the server the user paused rather than asked."
   (unless (memq this-command '(ostrel-ghost-accept ostrel-ghost-complete))
     (ostrel-ghost-dismiss)))
 
-(defun ostrel--ghost-after-change (&rest _)
-  (when (and ostrel-ghost-delay (not undo-in-progress))
+(defun ostrel--ghost-after-change (_beg end _length)
+  ;; Typing ends its change at point; a change made by formatting or a process does not ask for more.
+  (when (and ostrel-ghost-delay this-command (= end (point)) (not undo-in-progress))
     (when (timerp ostrel--ghost-timer) (cancel-timer ostrel--ghost-timer))
     (let ((buffer (current-buffer)))
       (setq ostrel--ghost-timer
@@ -208,7 +212,8 @@ AUTOMATIC tells the server the user paused rather than asked."
 ;;; Wiring
 
 (defun ostrel--managed ()
-  "Set up completion and ghost text in an Ostrel buffer that eglot manages, undo it when it stops."
+  "Set up completion and ghost text in an Ostrel buffer eglot manages.
+Undone when eglot stops managing it."
   (when (derived-mode-p 'ostrel-mode)
     (cond ((bound-and-true-p eglot--managed-mode)
            (add-hook 'completion-at-point-functions #'ostrel-completion-at-point nil t)

@@ -1,10 +1,10 @@
-;;; emacs_test.el --- editors/emacs/ostrel-eglot.el in a batch Emacs with a real ostrel-lsp  -*- lexical-binding: t; -*-
+;;; emacs_test.el --- ostrel-eglot.el in a batch Emacs with ostrel-lsp  -*- lexical-binding: t; -*-
 
-;; Opens an Ostrel file as a user would (the mode, eglot starting the server), then: completion at point
-;; applies the server's edit, an error shows in Flymake and goes away when fixed, eglot-format-buffer
-;; indents the buffer, and the ghost text appears after a pause, is dismissed by typing on and is
-;; accepted with TAB.  The model is a reply file.  Exits 0 when all holds; otherwise prints what failed
-;; and exits 1.
+;; Compiles the file without a warning and opens an Ostrel file as a user would (the mode, eglot
+;; starting the server), then: completion at point applies the server's edit, an error shows in Flymake
+;; and goes away when fixed, eglot-format-buffer indents the buffer, and the ghost text appears after a
+;; pause, is dismissed by typing on and is accepted with TAB.  The model is a reply file.  Exits 0 when
+;; all holds; otherwise prints what failed and exits 1.
 
 (require 'package)
 (setq package-user-dir (make-temp-file "ostrel-emacs-packages" t))
@@ -13,11 +13,20 @@
 (defvar ostrel-test-program (or (getenv "OSTREL_LSP_PROGRAM") (error "OSTREL_LSP_PROGRAM is not set")))
 (defvar ostrel-test-source (or (getenv "OSTREL_SOURCE_DIR") (error "OSTREL_SOURCE_DIR is not set")))
 (defvar ostrel-test-folder (file-name-as-directory (make-temp-file "ostrel-emacs" t)))
+(add-hook 'kill-emacs-hook (lambda () (delete-directory ostrel-test-folder t)
+                              (delete-directory package-user-dir t)))
 
 ;; Whatever happens, the test ends.
 (run-with-timer 40 nil (lambda () (message "emacs test failed: it took too long") (kill-emacs 1)))
 
-(load (expand-file-name "editors/emacs/ostrel-eglot.el" ostrel-test-source) nil t)
+;; The file compiles without a warning, and the compiled file is what the test runs.
+(let ((copy (expand-file-name "ostrel-eglot.el" ostrel-test-folder))
+      (byte-compile-error-on-warn t))
+  (copy-file (expand-file-name "editors/emacs/ostrel-eglot.el" ostrel-test-source) copy)
+  (unless (byte-compile-file copy)
+    (message "emacs test failed: editors/emacs/ostrel-eglot.el does not compile cleanly")
+    (kill-emacs 1))
+  (load (concat copy "c") nil t))
 
 (defun ostrel-test-write (name text)
   (let ((path (expand-file-name name ostrel-test-folder)))
