@@ -2,9 +2,10 @@
 
 ;; Needs Emacs 28 or later and eglot 1.9 or later.  Load this file: Ostrel files (*.ost) open in
 ;; `ostrel-mode' and eglot starts ostrel-lsp for them.  Errors and warnings show in Flymake,
-;; `eglot-format-buffer' indents the file, `completion-at-point' (M-TAB) offers the server's completion
-;; as one candidate and applies its whole edit (it may span lines), and while you pause after typing
-;; the completion shows as ghost text: TAB accepts it, C-g or any other command dismisses it.
+;; `eglot-format-buffer' indents the file and TAB a line, `completion-at-point' (M-TAB) offers the
+;; server's completion as one candidate and applies its whole edit (it may span lines), and while you
+;; pause after typing the completion shows as ghost text: TAB accepts it, C-g or any other command
+;; dismisses it.
 
 (require 'eglot)
 (require 'subr-x)
@@ -58,6 +59,19 @@ nil turns the ghost text off."
     ("\\_<function\\s-+\\(\\sw+\\)\\s-*\\((\\|$\\)" 1 font-lock-function-name-face))
   "Highlighting of `ostrel-mode': reserved words and defined function names.")
 
+(defun ostrel-indent-line ()
+  "Indent the current line as the server's formatter does.
+Without a server, indent it like the line above."
+  (if (not (and (bound-and-true-p eglot--managed-mode) (eglot-current-server)))
+      (indent-relative)
+    (let ((from-end (- (point-max) (point)))
+          (in-text (> (current-column) (current-indentation))))
+      (eglot-format (line-beginning-position) (line-end-position))
+      ;; Point keeps its place in the line's text, or goes to the indentation.
+      (if in-text
+          (goto-char (- (point-max) from-end))
+        (back-to-indentation)))))
+
 ;;;###autoload
 (define-derived-mode ostrel-mode prog-mode "Ostrel"
   "Major mode for Ostrel code, served by ostrel-lsp through eglot."
@@ -66,7 +80,8 @@ nil turns the ghost text off."
   (setq-local font-lock-defaults '(ostrel-font-lock-keywords))
   ;; eglot's formatting request sends `tab-width' as the tab size, which the server also indents by.
   (setq-local tab-width ostrel-indent-offset)
-  (setq-local indent-tabs-mode nil))
+  (setq-local indent-tabs-mode nil)
+  (setq-local indent-line-function #'ostrel-indent-line))
 
 ;;;###autoload
 (add-to-list 'auto-mode-alist '("\\.ost\\'" . ostrel-mode))
@@ -105,9 +120,10 @@ A multi-line edit comes as an additional edit."
   "Offer the server's completion at point as one candidate.
 Choosing it applies the server's edit."
   (when-let* ((server (eglot-current-server))
-              (result (jsonrpc-request server :textDocument/completion
+              (result (progn (eglot--signal-textDocument/didChange)  ; the server must see this text
+                             (jsonrpc-request server :textDocument/completion
                                        (eglot--CompletionParams)
-                                       :deferred :textDocument/completion :cancel-on-input t))
+                                       :deferred :textDocument/completion :cancel-on-input t)))
               (item (and (listp result) (car (append (plist-get result :items) nil))))
               (edit (ostrel--item-edit item)))
     (let ((label (plist-get item :label))
@@ -171,6 +187,8 @@ AUTOMATIC tells the server the user paused rather than asked."
     (let ((buffer (current-buffer))
           (tick (buffer-chars-modified-tick))
           (at (point)))
+      ;; eglot sends changes when idle, which may be after this pause: the server must see this text.
+      (eglot--signal-textDocument/didChange)
       (jsonrpc-async-request
        server :textDocument/inlineCompletion
        (append (eglot--TextDocumentPositionParams) `(:context (:triggerKind ,(if automatic 2 1))))

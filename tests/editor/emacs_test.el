@@ -2,9 +2,9 @@
 
 ;; Compiles the file without a warning and opens an Ostrel file as a user would (the mode, eglot
 ;; starting the server), then: completion at point applies the server's edit, an error shows in Flymake
-;; and goes away when fixed, eglot-format-buffer indents the buffer, and the ghost text appears after a
-;; pause, is dismissed by typing on and is accepted with TAB.  The model is a reply file.  Exits 0 when
-;; all holds; otherwise prints what failed and exits 1.
+;; and goes away when fixed, eglot-format-buffer indents the buffer and TAB a line, and the ghost text
+;; appears after a pause, is dismissed by typing on and is accepted with TAB.  The model is a reply
+;; file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
 
 (require 'package)
 (setq package-user-dir (make-temp-file "ostrel-emacs-packages" t))
@@ -105,6 +105,16 @@
     (eglot-format-buffer)
     (ostrel-test-check (equal (buffer-string) "if a\n  x = 1;\n  if b\n    y = 2;\n  end\nend\n")
                        "not formatted: %S" (buffer-string))
+
+    ;; TAB indents a line as the formatter does.
+    (erase-buffer)
+    (insert "if a\nx = 1;\nend\n")
+    (goto-char (point-min)) (forward-line 1)
+    (execute-kbd-macro (kbd "TAB"))
+    (ostrel-test-check (and (equal (ostrel-test-line 2) "  x = 1;") (= (current-column) 2))
+                       "TAB did not indent the line: %S" (buffer-string))
+    (erase-buffer)
+    (insert "if a\n  x = 1;\n  if b\n    y = 2;\n  end\nend\n")
 
     ;; Ghost text: a pause after typing shows it, typing on dismisses it, TAB accepts it.
     (ostrel-test-write "reply.txt" "```ostrel\nz = x + y;\n```\n")
