@@ -1,11 +1,11 @@
 ;;; ostrel-eglot.el --- Ostrel files with ostrel-lsp through eglot  -*- lexical-binding: t; -*-
 
-;; Needs Emacs 28 or later and eglot 1.9 or later.  Load this file: Ostrel files (*.ost) open in
-;; `ostrel-mode' and eglot starts ostrel-lsp for them.  Errors and warnings show in Flymake,
-;; `eglot-format-buffer' indents the file and TAB a line, `completion-at-point' (M-TAB) offers the
-;; server's completion as one candidate and applies its whole edit (it may span lines), and while you
-;; pause after typing the completion shows as ghost text: TAB accepts it, C-g or any other command
-;; dismisses it.
+;; Tested with Emacs 28.2 and eglot 1.9 (it uses a few of eglot's internal functions, which later
+;; versions may rename).  Load this file: Ostrel files (*.ost) open in `ostrel-mode' and eglot starts
+;; ostrel-lsp for them.  Errors and warnings show in Flymake, `eglot-format-buffer' indents the file and
+;; TAB a line, `completion-at-point' (M-TAB) offers the server's completion as one candidate and applies
+;; its whole edit (it may span lines), and while you pause after typing the completion shows as ghost
+;; text: TAB accepts it, C-g or any other command dismisses it.
 
 (require 'eglot)
 (require 'subr-x)
@@ -97,10 +97,6 @@ Without a server, indent it like the line above."
 ;;               '(:ostrel.editor.tab (:TabSize 2 :IndentSize 2 :InsertSpaces t)))
 
 ;;; Completion at point
-
-(defun ostrel--position (pos)
-  "The protocol position of buffer position POS."
-  (save-excursion (goto-char pos) (eglot--pos-to-lsp-position)))
 
 (defun ostrel--apply-edit (range text)
   "Replace RANGE (a protocol range) by TEXT and leave point after TEXT."
