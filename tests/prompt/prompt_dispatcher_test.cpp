@@ -138,40 +138,48 @@ TEST_F(PromptDispatcherTest, RequestCarriesOnlyThePromptSelector) {
     EXPECT_EQ(client().lastContext(), client().issuedContext());
 }
 
-TEST_F(PromptDispatcherTest, EmptyRepliesAreLogged) {
-    testing_support::LogCapture capture;
-    client().script(answerLater(true, ChatCompletionMessage{}));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    client().script(answerLater(true, replyWith({u"", u"not this"})));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    EXPECT_EQ(capture.texts(kChannel),
-              (std::vector<std::string>{"No messages received\n", "No messages received\n"}));
-    for (const auto& record : capture.records()) {
-        if (record.channel == kChannel) {
-            EXPECT_EQ(record.severity, 4u);
-        }
-    }
-}
-
-TEST_F(PromptDispatcherTest, ClientExceptionsBecomeAnEmptyResultAndOneRecord) {
-    testing_support::LogCapture capture;
-    client().script([](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); });
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    client().script(answerLater(true, replyWith({u"x"})));
-    client().failRequestContext(true);
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    EXPECT_EQ(capture.texts(kChannel),
-              (std::vector<std::string>{"Error: \n\nboom\n", "Error: \n\nclient is shutting down\n"}));
-}
-
-TEST_F(PromptDispatcherTest, DroppedCallbackBreaksThePromise) {
-    testing_support::LogCapture capture;
-    client().script([](ChatCompletion, ChatCompletionCallback callback) {
-        std::thread([dropped = std::move(callback)]() mutable { dropped = nullptr; }).detach();
-    });
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
+// Every way a request can fail ends in an empty result and one warning, formatted only when warnings
+// are on.
+TEST_F(PromptDispatcherTest, FailuresGiveAnEmptyResultAndOneWarning) {
     const std::string broken = std::future_error(std::future_errc::broken_promise).what();
-    EXPECT_EQ(capture.texts(kChannel), (std::vector<std::string>{"Error: \n\n" + broken + "\n"}));
+    struct Row {
+        const char* what;
+        ScriptedClient::Behaviour behaviour;
+        bool failContext;
+        std::string record;
+    };
+    const Row rows[] = {
+        {"no message", answerLater(true, ChatCompletionMessage{}), false, "No messages received\n"},
+        {"an empty first entry", answerLater(true, replyWith({u"", u"not this"})), false,
+         "No messages received\n"},
+        {"a throwing client",
+         [](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); }, false,
+         "Error: \n\nboom\n"},
+        {"no request context", answerLater(true, replyWith({u"x"})), true,
+         "Error: \n\nclient is shutting down\n"},
+        {"a dropped callback",
+         [](ChatCompletion, ChatCompletionCallback callback) {
+             std::thread([dropped = std::move(callback)]() mutable { dropped = nullptr; }).detach();
+         },
+         false, "Error: \n\n" + broken + "\n"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        client().script(row.behaviour);
+        client().failRequestContext(row.failContext);
+        {
+            testing_support::LogCapture capture;
+            EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
+            EXPECT_EQ(capture.texts(kChannel), std::vector<std::string>{row.record});
+            for (const auto& record : capture.records())
+                if (record.channel == kChannel) {
+                    EXPECT_EQ(record.severity, 4u);
+                }
+        }
+        testing_support::LogCapture warningsOff(8 | 32);
+        EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
+        EXPECT_TRUE(warningsOff.texts(kChannel).empty());
+    }
 }
 
 TEST_F(PromptDispatcherTest, SecondCallbackFailsOnTheClientsThreadAndFirstWins) {
@@ -190,15 +198,6 @@ TEST_F(PromptDispatcherTest, SecondCallbackFailsOnTheClientsThreadAndFirstWins) 
     });
     EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"first");
     EXPECT_EQ(secondOutcome.get_future().get(), "satisfied");
-}
-
-TEST_F(PromptDispatcherTest, NothingIsFormattedWhenTheSeverityIsOff) {
-    testing_support::LogCapture capture(8 | 32);
-    client().script([](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); });
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    client().script(answerLater(true, ChatCompletionMessage{}));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    EXPECT_TRUE(capture.texts(kChannel).empty());
 }
 
 TEST_F(PromptDispatcherTest, ConcurrentCallsGetTheirOwnReplies) {
