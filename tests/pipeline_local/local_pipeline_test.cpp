@@ -91,25 +91,3 @@ TEST_F(LocalPipelineTest, CompletesALoopBodyFromTheCorpus) {
               (std::set<std::string>{"numel"}));
     EXPECT_EQ(records, testing_support::expectedRecords(run));
 }
-
-TEST_F(LocalPipelineTest, NoMatchInTheCorpusGivesAnEmptyResult) {
-    // No corpus line holds a text literal, and a line end alone is too short a match.
-    const std::string code = "msg = 'hi'";
-    testing_support::LogCapture capture;
-    EXPECT_TRUE(testing_support::allEmpty(complete(code, code.size())));
-    const testing_support::CompleteRun run{code, code.size(), code, "", "msg", "", "", {}};
-    EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
-}
-
-TEST_F(LocalPipelineTest, AFileLongerThanTheWindowOnBothSides) {
-    std::string before = "function s = squares(v)\n    s = 0;\n";
-    for (int i = 0; before.size() < 9000; ++i)
-        before += "    a" + std::to_string(i) + " = " + std::to_string(i) + ";\n";
-    before += "    for k = 1:numel(v)\n";
-    std::string after = "\n    end\n";
-    for (int i = 0; after.size() < 9000; ++i)
-        after += "    b" + std::to_string(i) + " = 1;\n";
-    after += "end\n";
-    const InfoResult result = complete(before + after, before.size());
-    EXPECT_EQ(result.autocompletionResponse, u"        s = s + v(k)^2;");
-}
