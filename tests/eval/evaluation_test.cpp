@@ -88,13 +88,6 @@ TEST(LoadFiles, KeepsWhatParsesAndSaysWhyTheRestIsLeftOut) {
         }
     }
     EXPECT_EQ(report.skipped.size(), 4u);  // the three above and the missing file
-    std::vector<fl::ustring> texts;
-    for (const SourceFile& f : report.files)
-        texts.push_back(f.text);
-    SamplingRequest request;
-    request.cases = 50;
-    for (const EvalCase& c : sampleCases(texts, request))
-        EXPECT_EQ(reassemble(withCut(c, texts[c.file])), texts[c.file]);
 }
 
 }  // namespace

@@ -27,14 +27,6 @@ TEST(IndentationFormat, ReindentsTheCompletionInsideAFormattedFile) {
     EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;\nfor k = 1:3\nr = r * k;\nend", kSuffix, settings.get()),
               u"        r = 1;\n        for k = 1:3\n            r = r * k;\n        end");
     EXPECT_TRUE(capture.texts(kChannel).empty());
-
-    settings->setUserPreferenceSettings(0, 10000000, 4, 2, false, u"ClassicFunctionIndent", u"Indent");
-    EXPECT_EQ(indentationFormat(u"function r = f(x)\nif x > 0\n", u"r = 1;", u"\nend\nend\n", settings.get()),
-              u"  r = 1;");
-    settings->setUserPreferenceSettings(0, 10000000, 8, 8, false, u"AllFunctionIndent", u"Indent");
-    EXPECT_EQ(
-        indentationFormat(u"function r = f(x)\n\tif x > 0\n", u"r = 1;", u"\n\tend\nend\n", settings.get()),
-        u"\t\tr = 1;");
 }
 
 TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenThePrefixOrSuffixWouldMove) {
@@ -111,8 +103,6 @@ TEST(IndentationFormat, MapsTheTwoTextsExactlyWithTheirFallbacks) {
         return indentationFormat(prefix, u"r = 1;", suffix, settings.get());
     };
     EXPECT_EQ(withStyle(u"AllFunctionIndent"), u"    r = 1;");
-    EXPECT_EQ(withStyle(u"ClassicFunctionIndent"), u"r = 1;");
-    EXPECT_EQ(withStyle(u"MixedFunctionIndent"), u"r = 1;");
     EXPECT_TRUE(capture.texts(kChannel).empty());
     EXPECT_EQ(withStyle(u"allFunctionIndent"), u"r = 1;");  // the classic style, logged
     EXPECT_EQ(capture.texts(kChannel), std::vector<std::string>{"Function indentation setting is invalid."});
