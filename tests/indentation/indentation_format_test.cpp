@@ -44,13 +44,8 @@ TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenThePrefixOrSuffixWouldM
               u"        r = 1;");
 }
 
-TEST(IndentationFormat, EmptyCompletionAndOverlappingPrefixAndSuffix) {
+TEST(IndentationFormat, OverlappingPrefixAndSuffix) {
     auto settings = defaults();
-    // The file then holds an empty line at the cursor, which the default blank-line setting fills.
-    EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"        ");
-    settings->blankLineSetting = u"RemoveWhitespace";
-    EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"");
-    settings->blankLineSetting = u"Indent";
     // The formatter fills the blank line that the prefix's tail and the suffix's head share, so the two
     // overlap inside the result; the length wraps and the rest after the prefix comes back. (The blank
     // line follows a code line: blank lines before a text's first code line keep their blanks.)

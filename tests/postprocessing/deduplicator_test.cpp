@@ -7,21 +7,14 @@
 using mtcc::postprocessing::deduplicateGeneratedCode;
 
 TEST(Deduplication, DropsLeadingLinesThatEndThePrefix) {
-    EXPECT_EQ(deduplicateGeneratedCode(u"x = 1;\ny = 2;", u"x = 1;\n", u""), u"y = 2;");
     EXPECT_EQ(deduplicateGeneratedCode(u"b\nc", u"a\nb", u""), u"c");
-    // The shortest matching head wins; a head that matches only as a whole block still counts.
-    EXPECT_EQ(deduplicateGeneratedCode(u"a\nb\nc", u"a\nb", u""), u"c");
     EXPECT_EQ(deduplicateGeneratedCode(u"a\nb", u"zz\na\nb\r\n\r\n", u""), u"");
-    // Blanks are not trimmed.
-    EXPECT_EQ(deduplicateGeneratedCode(u"x = 1;\ny", u"x = 1;  ", u""), u"x = 1;\ny");
     // A line feed at the start is never a boundary.
     EXPECT_EQ(deduplicateGeneratedCode(u"\nq\nr", u"\nq", u""), u"r");
 }
 
 TEST(Deduplication, DropsTrailingLinesThatStartTheSuffix) {
-    EXPECT_EQ(deduplicateGeneratedCode(u"y = 2;\nend", u"x = 1;\n", u"\n\nend"), u"y = 2;");
-    EXPECT_EQ(deduplicateGeneratedCode(u"abc", u"", u"abcdef"), u"");
-    EXPECT_EQ(deduplicateGeneratedCode(u"y = 2;\nend\nz", u"", u"end\nz\nmore"), u"y = 2;");
+    EXPECT_EQ(deduplicateGeneratedCode(u"abc", u"", u"abcdef"), u"");  // the tail need not be a whole line
     EXPECT_EQ(deduplicateGeneratedCode(u"y = 2;\nq", u"", u"end"), u"y = 2;\nq");
     // Every tail is shorter than the suffix and none matches: the search must not wrap round.
     EXPECT_EQ(deduplicateGeneratedCode(u"\nab\ncd", u"", u"zzzzzzzzzzzz"), u"\nab\ncd");

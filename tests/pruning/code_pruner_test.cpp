@@ -46,17 +46,6 @@ TEST(Pruning, PiecesFollowParagraphsConstructsAndTheFirstParsingCut) {
     };
     const Case cases[] = {
         {"nothing generated", u"x = 1;\n", u"", u"", {u""}},
-        {"not even the first line parses", u"x = 1;\n", u"y = +*;", u"", {u""}},
-        {"trailing lines go until the file parses",
-         u"x = 1;\n",
-         u"y = 2;\nz = 3;\nw = 1 +* 2",
-         u"",
-         {u"y = 2;\nz = 3;"}},
-        {"a short completion inside a block comes back whole",
-         u"x = 0;\nfunction f()\n    x = 1;\n",
-         u"    y = 2;\n    z = 3;",
-         u"\nend\n",
-         {u"    y = 2;\n    z = 3;"}},
         {"paragraphs become separate pieces",
          u"x = 1;\n",
          u"y = 2;\n\nz = 3;",
@@ -68,16 +57,6 @@ TEST(Pruning, PiecesFollowParagraphsConstructsAndTheFirstParsingCut) {
          u"    b = k;\nend\n\nc = 1;",
          u"",
          {u"    b = k;\nend\n\nc = 1;"}},
-        {"without a construct the blank line splits",
-         u"a = 1;\n",
-         u"b = k;\nd = 2;\n\nc = 1;",
-         u"",
-         {u"b = k;\nd = 2;", u"\nc = 1;"}},
-        {"a comment before a construct travels with it",
-         u"x = 1;\n",
-         u"% loop over items\nfor k = 1:3\n    disp(k);\nend",
-         u"",
-         {u"% loop over items\nfor k = 1:3\n    disp(k);\nend"}},
         {"blocks in the suffix contribute nothing",
          u"x = 1;\n",
          u"y = 2;",
@@ -86,16 +65,6 @@ TEST(Pruning, PiecesFollowParagraphsConstructsAndTheFirstParsingCut) {
     };
     for (const auto& c : cases)
         EXPECT_EQ(prune(c.prefix, c.generated, c.suffix), c.pieces) << c.name;
-}
-
-TEST(Pruning, LongRegionIsBrokenIntoTheBlocksOfItsBody) {
-    // 121 generated lines inside one function: its two paragraphs become separate pieces.
-    const fl::ustring body = repeatLine(u"    a = 1;", 60) + u"\n" + repeatLine(u"    b = 2;", 60);
-    EXPECT_EQ(prune(u"x = 0;\nfunction f()\n", body, u"end\n"),
-              (Pieces{piece(u"    a = 1;", 60), u"\n" + piece(u"    b = 2;", 60)}));
-    // The same shape under 100 lines stays one piece.
-    const fl::ustring shortBody = repeatLine(u"    a = 1;", 40) + u"\n" + repeatLine(u"    b = 2;", 40);
-    EXPECT_EQ(prune(u"x = 0;\nfunction f()\n", shortBody, u"end\n").size(), 1u);
 }
 
 TEST(Pruning, LongBlockInsideTheRegionNeedsTwoNestedBlocksToBreak) {
