@@ -26,19 +26,16 @@ TEST(Limiting, KeepsTheTextNearestTheCursor) {
     EXPECT_EQ(keepLast(fl::ustring{0xD83D, 0xDE00, u'a'}, 2), (fl::ustring{0xDE00, u'a'}));
 }
 
-TEST(Splitting, CursorAtEitherEnd) {
+TEST(Splitting, AtEitherEndAndToTheLineEndFollowingContinuations) {
     const fl::ustring code = u"a = 1;\nb";
     EXPECT_EQ(splitCodeToCursor(code, 0, false), u"");
     EXPECT_EQ(suffixFromCursor(code, 0), code);
     EXPECT_EQ(splitCodeToCursor(code, code.size(), false), code);
     EXPECT_EQ(suffixFromCursor(code, code.size()), u"");
     EXPECT_EQ(suffixFromCursor(code, code.size() + 3), u"");
-}
-
-TEST(Splitting, ToLineEndFollowsContinuations) {
-    const fl::ustring code = u"a = 1 + ...\nb\nc";
-    EXPECT_EQ(splitCodeToCursor(code, 2, true), u"a = 1 + ...\nb");
-    EXPECT_EQ(splitCodeToCursor(code, 2, false), u"a ");
+    // To the line's end, continuations followed.
+    EXPECT_EQ(splitCodeToCursor(u"a = 1 + ...\nb\nc", 2, true), u"a = 1 + ...\nb");
+    EXPECT_EQ(splitCodeToCursor(u"a = 1 + ...\nb\nc", 2, false), u"a ");
     EXPECT_EQ(splitCodeToCursor(u"x = 1;\ny = 2", 9, true), u"x = 1;\ny = 2");
     // CR LF after a continued line: the LF stops the extension and the CR stays in.
     EXPECT_EQ(splitCodeToCursor(u"a ...\r\nb\r\nc", 0, true), u"a ...\r");
