@@ -32,7 +32,6 @@ class ScriptedClient : public qvai::IQvaiClient {
         std::lock_guard lock(mutex_);
         behaviour_ = std::move(behaviour);
     }
-    void failRequestContext(bool fail) { failContext_ = fail; }
 
     void sendChatCompletion(ChatCompletion request, ChatCompletionCallback callback,
                             qvai::RequestContext context) override {
@@ -40,34 +39,29 @@ class ScriptedClient : public qvai::IQvaiClient {
         {
             std::lock_guard lock(mutex_);
             lastRequest_ = request;
-            lastContext_ = context;
             behaviour = behaviour_;
         }
+        handedBack = context.sequence;
         behaviour(std::move(request), std::move(callback));
     }
 
     qvai::RequestContext requestContext() override {
-        if (failContext_) throw qvai::core::QvaiException("client is shutting down");
-        return {++sequence_};
+        if (failContext) throw qvai::core::QvaiException("client is shutting down");
+        return {++issued};
     }
 
     ChatCompletion lastRequest() const {
         std::lock_guard lock(mutex_);
         return lastRequest_;
     }
-    std::uint64_t lastContext() const {
-        std::lock_guard lock(mutex_);
-        return lastContext_.sequence;
-    }
-    std::uint64_t issuedContext() const { return sequence_; }
+
+    std::atomic<bool> failContext{false};
+    std::atomic<std::uint64_t> issued{0}, handedBack{0};
 
   private:
     mutable std::mutex mutex_;
     Behaviour behaviour_;
     ChatCompletion lastRequest_;
-    qvai::RequestContext lastContext_;
-    std::atomic<std::uint64_t> sequence_{0};
-    std::atomic<bool> failContext_{false};
 };
 
 ScriptedClient& client() {
@@ -106,7 +100,7 @@ mtcc::VariableContext::PromptData sampleData() {
 class PromptDispatcherTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        client().failRequestContext(false);
+        client().failContext = false;
         client().script(answerLater(true, replyWith({u"x = 1"})));
     }
 };
@@ -135,7 +129,7 @@ TEST_F(PromptDispatcherTest, RequestCarriesOnlyThePromptSelector) {
     EXPECT_FALSE(request.toolChoice || request.model || request.responseFormat || request.user ||
                  request.temperature || request.topP || request.maxTokens || request.n);
     // The context value handed out just before is the one handed back.
-    EXPECT_EQ(client().lastContext(), client().issuedContext());
+    EXPECT_EQ(client().handedBack.load(), client().issued.load());
 }
 
 // Every way a request can fail ends in an empty result and one warning, formatted only when warnings
@@ -166,7 +160,7 @@ TEST_F(PromptDispatcherTest, FailuresGiveAnEmptyResultAndOneWarning) {
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
         client().script(row.behaviour);
-        client().failRequestContext(row.failContext);
+        client().failContext = row.failContext;
         {
             testing_support::LogCapture capture;
             EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
