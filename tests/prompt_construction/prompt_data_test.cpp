@@ -5,13 +5,6 @@
 using namespace mtcc::Prompt;
 using mtcc::Tokens::TokenCategories;
 
-TEST(PromptContent, EmptyInputsGiveTheBareObject) {
-    const auto data = makePromptData(u"ostrel-autocompletion", u"v1", u"", u"", TokenCategories{});
-    EXPECT_EQ(
-        buildUserContent(data),
-        uR"({"ostrel_code":"", "suffix":"", "user_functions":"", "user_variables":"", "ostrel_functions":""})");
-}
-
 TEST(PromptContent, CodeIsEscapedAndNamesAreNot) {
     TokenCategories categories;
     categories.userVariables = {u"total"};
