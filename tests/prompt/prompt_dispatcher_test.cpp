@@ -105,15 +105,6 @@ class PromptDispatcherTest : public ::testing::Test {
     }
 };
 
-TEST_F(PromptDispatcherTest, ReturnsTheFirstEntryOfTheReply) {
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"x = 1");
-    client().script(answerLater(true, replyWith({u"first\u00e9", u"second"})));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"first\u00e9");
-    // The success flag is not consulted.
-    client().script(answerLater(false, replyWith({u"used anyway"})));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"used anyway");
-}
-
 TEST_F(PromptDispatcherTest, RequestCarriesOnlyThePromptSelector) {
     const auto data = sampleData();
     mtcc::Prompt::promptDispatcher(data);
@@ -132,30 +123,35 @@ TEST_F(PromptDispatcherTest, RequestCarriesOnlyThePromptSelector) {
     EXPECT_EQ(client().handedBack.load(), client().issued.load());
 }
 
-// Every way a request can fail ends in an empty result and one warning, formatted only when warnings
-// are on.
-TEST_F(PromptDispatcherTest, FailuresGiveAnEmptyResultAndOneWarning) {
+// The reply's first entry is the result; every way a request can fail ends in an empty result and one
+// warning, formatted only when warnings are on.
+TEST_F(PromptDispatcherTest, FirstEntryOrAnEmptyResultAndOneWarning) {
     const std::string broken = std::future_error(std::future_errc::broken_promise).what();
     struct Row {
         const char* what;
         ScriptedClient::Behaviour behaviour;
         bool failContext;
-        std::string record;
+        fl::ustring result;
+        std::string record;  // "" for none
     };
     const Row rows[] = {
-        {"no message", answerLater(true, ChatCompletionMessage{}), false, "No messages received\n"},
-        {"an empty first entry", answerLater(true, replyWith({u"", u"not this"})), false,
+        {"the first entry", answerLater(true, replyWith({u"first\u00e9", u"second"})), false, u"first\u00e9",
+         ""},
+        {"an unsuccessful flag is not consulted", answerLater(false, replyWith({u"used anyway"})), false,
+         u"used anyway", ""},
+        {"no message", answerLater(true, ChatCompletionMessage{}), false, u"", "No messages received\n"},
+        {"an empty first entry", answerLater(true, replyWith({u"", u"not this"})), false, u"",
          "No messages received\n"},
         {"a throwing client",
-         [](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); }, false,
+         [](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); }, false, u"",
          "Error: \n\nboom\n"},
-        {"no request context", answerLater(true, replyWith({u"x"})), true,
+        {"no request context", answerLater(true, replyWith({u"x"})), true, u"",
          "Error: \n\nclient is shutting down\n"},
         {"a dropped callback",
          [](ChatCompletion, ChatCompletionCallback callback) {
              std::thread([dropped = std::move(callback)]() mutable { dropped = nullptr; }).detach();
          },
-         false, "Error: \n\n" + broken + "\n"},
+         false, u"", "Error: \n\n" + broken + "\n"},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.what);
@@ -163,15 +159,16 @@ TEST_F(PromptDispatcherTest, FailuresGiveAnEmptyResultAndOneWarning) {
         client().failContext = row.failContext;
         {
             testing_support::LogCapture capture;
-            EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-            EXPECT_EQ(capture.texts(kChannel), std::vector<std::string>{row.record});
+            EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), row.result);
+            EXPECT_EQ(capture.texts(kChannel),
+                      row.record.empty() ? std::vector<std::string>{} : std::vector<std::string>{row.record});
             for (const auto& record : capture.records())
                 if (record.channel == kChannel) {
                     EXPECT_EQ(record.severity, 4u);
                 }
         }
         testing_support::LogCapture warningsOff(8 | 32);
-        EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
+        EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), row.result);
         EXPECT_TRUE(warningsOff.texts(kChannel).empty());
     }
 }
