@@ -24,11 +24,10 @@ TEST(CodeExtraction, KeepsInnerLineEndsAndLogsNothingForAnEmptyBlock) {
     EXPECT_TRUE(capture.texts(kChannel).empty());
 }
 
+// Golden cases 003, 005, 008, 009 and 010 check that each kind of missing or foreign fence gives nothing.
 TEST(CodeExtraction, MissingOrForeignFencesGiveNothingAndALogRecord) {
     for (const fl::ustring& reply :
-         {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"x = 1;"),
-          fl::ustring(u"``` ostrel\nx = 1;\n```"), fl::ustring(u"```Ostrel\nx\n```"),
-          fl::ustring(u"```ostrel\nx = 1;\n")}) {
+         {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"```ostrel\nx = 1;\n")}) {
         LogCapture capture;
         EXPECT_EQ(extractCode(reply), u"");
         EXPECT_EQ(capture.texts(kChannel),
