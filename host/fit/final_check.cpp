@@ -288,8 +288,10 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
                              " would no longer be closed by the line that closes it (line " +
                              fileLine(block.closer) + ")";
     }
-    // At the end of the file a whole-file reading reports what is left open; a fragment's would not.
-    if (end == file.size() && result.finding.empty() && openBrackets(after) > openBrackets(before))
+    // At the end of the file a whole-file reading reports what is left open; a fragment's would not. A
+    // closing bracket too many (the cut file's) is no open one.
+    if (end == file.size() && result.finding.empty() &&
+        std::max(openBrackets(after), 0) > std::max(openBrackets(before), 0))
         result.finding = "the completion leaves a bracket open at the end of the file";
     if (result.unclosedBlocks > 0 && result.finding.empty())
         result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +
