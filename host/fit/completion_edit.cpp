@@ -55,6 +55,7 @@ struct Attempt {
     std::vector<std::string> repairs;
     std::size_t errorsBefore = 0;  // of the final check's window, for the edit offered
     std::size_t errorsLeft = 0;
+    bool writesOutBelow = false;  // the edit writes out again code that follows the cursor's line
 };
 
 // Trailing lines the fitter drops, one at a time, before it gives up on a completion.
@@ -84,6 +85,7 @@ class EditFitter {
             if (attempt.edit) return attempt;
         }
         Attempt attempt = fitLines(lines, shape);
+        attempt.writesOutBelow = shorter.size() < lines.size();
         // A reply cut by a token limit may end in an unfinished statement that only a reading of the
         // whole file shows: its last lines go, a few at most.
         std::vector<fl::ustring> kept = lines;
@@ -203,22 +205,27 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
 
 // Lines that repeat the code above the cursor are dropped (by deduplication, or by the placement at a
 // blank line), but the file may need them: an `end` below another `end` is both. When the edit leaves
-// errors in the file or nothing fits, the closing lines are kept, first those the placement dropped,
-// then also those that deduplication removed; such an edit is offered when it leaves fewer errors.
+// errors in the file, writes out again the code below the cursor's line, or nothing fits, the closing
+// lines are kept, first those the placement dropped, then also those that deduplication removed; such
+// an edit is offered when it does better.
 Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                        const std::vector<fl::ustring>& lines, Attempt attempt) {
-    if (attempt.edit && attempt.errorsLeft == 0) return attempt;
+    if (attempt.edit && attempt.errorsLeft == 0 && !attempt.writesOutBelow) return attempt;
     ReplyShape kept = shape;
     kept.keepsRepeats = true;
     kept.headRemoved = false;
+    // Fewer errors left, or as few without writing out again the code below the cursor's line.
     const auto better = [&](const Attempt& again, const Attempt& than) {
-        return again.edit && (!than.edit || again.errorsLeft < than.errorsLeft);
+        return again.edit &&
+               (!than.edit || again.errorsLeft < than.errorsLeft ||
+                (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
     };
     Attempt again = lines.empty() ? Attempt{} : fitter.fit(lines, kept);
     const bool headCloses = std::all_of(
         shape.removedHead.begin(), shape.removedHead.end(),
         [](const auto& line) { return text::isBlankText(line) || text::isClosingLine(text::trim(line)); });
-    if (!(again.edit && again.errorsLeft == 0) && !shape.removedHead.empty() && headCloses) {
+    if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && !shape.removedHead.empty() &&
+        headCloses) {
         Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
         // The removed lines must be what mends the file, not the lines after them.
         if (better(withHead, again.edit ? again : attempt) &&

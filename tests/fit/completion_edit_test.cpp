@@ -107,6 +107,10 @@ const Row kRows[] = {
      "function main()\nx = 1;\nfunction a()\n    x = 2;\nend\nfunction b()\n    x = 3;\nend\nfunction c()\n  "
      "  if x == "
      "0\n        x = 4;\n    end\nend\nend"},
+    {"an end put back rather than the code below written out again",
+     "while go\n    if a\n        b = 1;\n    end<|>\nend\nc = 2;\n",
+     "```ostrel\n\nend\n\nfor k = 1:2\n    d = k;\nend\nc = 2;\n```",
+     "while go\n    if a\n        b = 1;\n    end\nend\n\nfor k = 1:2\n    d = k;\nend\nc = 2;\n"},
     {"no blank after a sign that starts a matrix element", "m = [0 -<|>\n", fenced("1; 1 0];"),
      "m = [0 -1; 1 0];\n"},
     {"a blank after a sign before a name in a matrix", "d = [p2 -<|>\n", fenced("p1; p3 - p1];"),
