@@ -210,10 +210,26 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
 // an edit is offered when it does better.
 Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                        const std::vector<fl::ustring>& lines, Attempt attempt) {
-    if (attempt.edit && attempt.errorsLeft == 0 && !attempt.writesOutBelow) return attempt;
+    constexpr const char* kRepair =
+        "kept the lines that repeat the code above the cursor, which the file needs";
     ReplyShape kept = shape;
     kept.keepsRepeats = true;
     kept.headRemoved = false;
+    const bool headCloses =
+        !shape.removedHead.empty() &&
+        std::all_of(shape.removedHead.begin(), shape.removedHead.end(), [](const auto& line) {
+            return text::isBlankText(line) || text::isClosingLine(text::trim(line));
+        });
+    // A reply that begins with a line break writes new lines: closing lines that deduplication took for
+    // the end of the cursor's line (`    end|` + `⏎end`) are its own.
+    if (shape.leadingLineBreak && headCloses) {
+        Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
+        if (withHead.edit && (!attempt.edit || withHead.errorsLeft <= attempt.errorsLeft)) {
+            withHead.repairs.push_back(kRepair);
+            return withHead;
+        }
+    }
+    if (attempt.edit && attempt.errorsLeft == 0 && !attempt.writesOutBelow) return attempt;
     // Fewer errors left, or as few without writing out again the code below the cursor's line.
     const auto better = [&](const Attempt& again, const Attempt& than) {
         return again.edit &&
@@ -221,11 +237,7 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
                 (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
     };
     Attempt again = lines.empty() ? Attempt{} : fitter.fit(lines, kept);
-    const bool headCloses = std::all_of(
-        shape.removedHead.begin(), shape.removedHead.end(),
-        [](const auto& line) { return text::isBlankText(line) || text::isClosingLine(text::trim(line)); });
-    if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && !shape.removedHead.empty() &&
-        headCloses) {
+    if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && headCloses) {
         Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
         // The removed lines must be what mends the file, not the lines after them.
         if (better(withHead, again.edit ? again : attempt) &&
@@ -234,7 +246,7 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
             again = std::move(withHead);
     }
     if (!better(again, attempt)) return attempt;
-    again.repairs.push_back("kept the lines that repeat the code above the cursor, which the file needs");
+    again.repairs.push_back(kRepair);
     return again;
 }
 
