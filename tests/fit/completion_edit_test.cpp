@@ -89,9 +89,11 @@ const Row kRows[] = {
     {"an end below an end that deduplication dropped",
      "for k = 1:3\n    if k > 1\n        x = k;\n    end\n<|>\ny = 2;\n", fenced("end"),
      "for k = 1:3\n    if k > 1\n        x = k;\n    end\nend\ny = 2;\n"},
-    {"an end on a new line after an end", "while go\n    if a\n        b = 1;\n    end<|>\nend\n",
-     "```ostrel\n\nend\nfor k = 1:2\n    d = k;\n```",
-     "while go\n    if a\n        b = 1;\n    end\nend\nfor k = 1:2\n    d = k;\nend\n"},
+    {"an end on a new line after an end",
+     "%% Loop\nwhile go\n    if a\n        b = 1;\n    end<|>\nend\nc();\n",
+     "```ostrel\n\nend\n\n%% Next\nfor k = 1:2\n    d = k;\n```",
+     "%% Loop\nwhile go\n    if a\n        b = 1;\n    end\nend\n\n%% Next\nfor k = 1:2\n    d = "
+     "k;\nend\nc();\n"},
     {"an end and a statement at a blank line below an end",
      "function f(c)\n    for s = 1:2\n        if c\n            x = 1;\n        end\n        <|>\nend\n"
      "function g()\nend\n",
