@@ -185,6 +185,14 @@ struct LineMap {
     }
 };
 
+// The line an error is matched at: none for the errors a text reports once, at the first function
+// that shows them (mixed function forms, nested functions without `end`), which an edit that adds a
+// function above moves.
+std::uint32_t onceOrAt(const ca::messages::Message& message, std::uint32_t line) {
+    const std::string& kind = message.getIdentifier();
+    return kind == "MixedFunctionForms" || kind == "NestedFunctionNotClosed" ? 0 : line;
+}
+
 std::string describe(const ca::messages::Message& message, const std::string& line) {
     return fl::i18n::to_string(message.getText()) + " (line " + line + ")";
 }
@@ -214,14 +222,15 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     std::multiset<std::pair<std::string, std::uint32_t>> known;
     std::set<std::uint32_t> linesWithErrors;  // of the window as it was
     for (const auto& message : ca::messages::messagesOf(*oldAnalysis, errorsOfWholeFile)) {
-        known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
+        known.insert({message.getIdentifier(), onceOrAt(message, lines.before(message.getPosition().line))});
         linesWithErrors.insert(message.getPosition().line);
     }
     result.errorsBefore = known.size();
     bool newClosingWithoutBlock = false;
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
         ++result.errorsAfter;
-        const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
+        const auto at =
+            known.find({message.getIdentifier(), onceOrAt(message, lines.after(message.getPosition().line))});
         if (at != known.end()) {
             known.erase(at);
             continue;
