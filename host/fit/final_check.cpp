@@ -226,7 +226,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         linesWithErrors.insert(message.getPosition().line);
     }
     result.errorsBefore = known.size();
-    bool newClosingWithoutBlock = false;
+    std::string newErrorKind;
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
         ++result.errorsAfter;
         const auto at =
@@ -237,7 +237,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         }
         if (result.finding.empty()) {
             result.finding = "a new error: " + describe(message, fileLine(message.getPosition().line));
-            newClosingWithoutBlock = message.getIdentifier() == "EndWithoutBlock";
+            newErrorKind = message.getIdentifier();
         }
     }
 
@@ -271,10 +271,17 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
     if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);
-    // A new `end` without its block in a window that starts below the top of the file may be its edge
-    // too: the edit frees it from a block it closed by mistake, and it closes a function that opens
-    // above the window. Read again from the top of the file, when that is within reach.
-    if (newClosingWithoutBlock && start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end);
+    // A new error may be the window's edge too: an `end` without its block that the edit frees from a
+    // block it closed by mistake closes a function that opens above the window; a nested function the
+    // edit adds is reported when the window ends before the `end` of the function around it. Read
+    // again from the top of the file (to its end for the latter), when that is within reach.
+    const bool functionForms =
+        newErrorKind == "NestedFunctionNotClosed" || newErrorKind == "MixedFunctionForms";
+    if (newErrorKind == "EndWithoutBlock" || functionForms) {
+        const std::size_t wideEnd = functionForms ? file.size() : end;
+        if ((start > 0 || wideEnd > end) && wideEnd <= kMostTopReach)
+            return checkWindow(file, edit, 0, wideEnd);
+    }
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
