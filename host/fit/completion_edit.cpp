@@ -77,9 +77,10 @@ class EditFitter {
           lineEnd_(text::usesCrLf(file, cursor) ? u"\r\n" : u"\n") {}
 
     // Tries the completion without the lines that repeat the code below the cursor first, then as it is
-    // (when those lines are the closing lines of what it opens).
+    // (when those lines are the closing lines of what it opens), then without closing lines that repeat
+    // those below.
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
-        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines);
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, false);
         if (shorter.size() < lines.size() && !shorter.empty()) {
             Attempt attempt = fitLines(shorter, shape);
             if (attempt.edit) return attempt;
@@ -100,6 +101,18 @@ class EditFitter {
                 return shortened;
             }
         }
+        return attempt;
+    }
+
+    // The last resort: the completion without its last lines when they only close blocks and write
+    // out again the closing lines below the cursor's line (`end` one time too many).
+    Attempt fitWithoutRepeatedClosers(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, true);
+        if (shorter.size() == lines.size() || shorter.empty()) return {};
+        Attempt attempt = fitLines(shorter, shape);
+        if (attempt.edit)
+            attempt.repairs.push_back(
+                "dropped the completion's closing lines that repeat those below the cursor");
         return attempt;
     }
 
@@ -277,6 +290,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 }
             }
             attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
+            if (!attempt.edit) {
+                if (Attempt noClosers = fitter.fitWithoutRepeatedClosers(lines, shape); noClosers.edit)
+                    attempt = std::move(noClosers);
+            }
             out = fitted(std::move(attempt), "final check");
             if (!out.edit && out.emptyStage == "final check")
                 out.reason = "the final check found " + out.reason;
@@ -290,6 +307,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
             }
             attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
+            if (!attempt.edit && !fallback.empty()) {
+                if (Attempt noClosers = fitter.fitWithoutRepeatedClosers(fallback, shape); noClosers.edit)
+                    attempt = std::move(noClosers);
+            }
             if (attempt.edit)
                 attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
             out = fitted(std::move(attempt), "");

@@ -281,7 +281,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 }
 
 std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_t cursor,
-                                             std::vector<fl::ustring> lines) {
+                                             std::vector<fl::ustring> lines, bool evenClosingLines) {
     // The non-blank lines after the cursor's line, as many as the completion could repeat.
     std::vector<std::u16string_view> below;
     for (std::size_t at = text::nextLineStart(file, text::lineEnd(file, cursor));
@@ -305,7 +305,7 @@ std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_
         bool onlyClosers = true;
         for (std::size_t i = 0; i < k && onlyClosers; ++i)
             onlyClosers = text::isClosingLine(below[i]);
-        if (onlyClosers) return lines;
+        if (onlyClosers && !evenClosingLines) return lines;
         lines.resize(codeLines[codeLines.size() - k]);
         while (!lines.empty() && text::isBlankText(lines.back()))
             lines.pop_back();
