@@ -45,11 +45,13 @@ std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t
 }
 
 // When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
-// some whole lines above it), drops that and returns true.
-bool dropRestatement(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
-                     std::vector<fl::ustring>& lines) {
+// some whole lines above it), or the word the cursor is in, drops that and says which.
+enum class Restatement { None, Word, Line };
+
+Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
+                            std::vector<fl::ustring>& lines) {
     const std::u16string_view typed = trimLeft(line.before);
-    if (typed.empty()) return false;
+    if (typed.empty()) return Restatement::None;
     // Lines that deduplication removed ended where the cursor is: the lines above are not looked for.
     const std::size_t most = shape.headRemoved ? 0 : std::min(kMostRestatedLines, lines.size() - 1);
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
@@ -68,7 +70,7 @@ bool dropRestatement(const fl::ustring& file, const CursorLine& line, const Repl
             if (restated.size() < typed.size()) rest = fl::ustring(trimLeft(rest));
             lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
             lines.front() = std::move(rest);
-            return true;
+            return Restatement::Line;
         }
     }
     // The model may also restart just the word the cursor is in.
@@ -77,9 +79,9 @@ bool dropRestatement(const fl::ustring& file, const CursorLine& line, const Repl
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = trimLeft(lines.front());
-    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return false;
+    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
-    return true;
+    return Restatement::Word;
 }
 
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
@@ -248,10 +250,18 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
     if (onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
     std::vector<Edit> candidates, restated;
-    if (std::vector<fl::ustring> rest = lines;
-        !(shape.keepsRepeats && text::isClosingLine(typedCode)) && dropRestatement(file, line, shape, rest))
+    std::vector<fl::ustring> rest = lines;
+    const Restatement found = shape.keepsRepeats && text::isClosingLine(typedCode)
+                                  ? Restatement::None
+                                  : dropRestatement(file, line, shape, rest);
+    if (found != Restatement::None)
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
+    // A restated line of more than one word is the model writing out what was typed: the completion is
+    // not also put after it.
+    if (found == Restatement::Line && !bareComment &&
+        std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); }))
+        return candidates;
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
     if (blank.empty()) blank = blankAfterOperator(line.before, lines.front());
