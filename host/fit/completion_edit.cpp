@@ -276,7 +276,11 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         // code that already follows the cursor, never a completion.
         const fl::ustring& finalText = stages.pruned.empty() ? fl::ustring() : stages.completion;
         if (const auto lines = completionLines(finalText); !lines.empty()) {
-            Attempt attempt = fitter.fit(lines, shape);
+            Attempt attempt;
+            if (onlyRepeatsTheReplysHead(file, cursor, lines, completionLines(stages.deduplicated)))
+                attempt.finding = kOnlyRepeats;
+            else
+                attempt = fitter.fit(lines, shape);
             // The library's cut may be what breaks the file: the reply as it came may fit.
             // First its first block of lines, then all of it (the first block may end in the middle of
             // what the file needs, as a function's `end` before the next function).

@@ -324,6 +324,25 @@ std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_
     return lines;
 }
 
+bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
+                              const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply) {
+    if (lines.empty() || lines.size() >= reply.size()) return false;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (text::trim(lines[i]) != text::trim(reply[i])) return false;
+    // The reply's first lines that write out again the lines just above the cursor's line.
+    const std::size_t most = std::min(kMostRestatedLines, reply.size() - 1);
+    const std::vector<std::u16string_view> above = linesAbove(file, text::lineStart(file, cursor), most);
+    for (std::size_t k = std::min(most, above.size()); k >= lines.size() && k > 0; --k) {
+        bool repeats = true, anyCode = false;
+        for (std::size_t i = 0; i < k && repeats; ++i) {
+            repeats = text::trim(reply[i]) == above[above.size() - k + i];
+            anyCode = anyCode || !above[above.size() - k + i].empty();
+        }
+        if (repeats && anyCode) return true;
+    }
+    return false;
+}
+
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit) {
     std::size_t same = 0;
     while (edit.start + same < cursor && edit.start + same < edit.end && same < edit.text.size() &&

@@ -22,6 +22,11 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_t cursor,
                                              std::vector<fl::ustring> lines, bool evenClosingLines);
 
+// True when the completion is the reply's first lines, or some of them, and those write out again the
+// lines just above the cursor's line: the library cut the reply inside what it repeats.
+bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
+                              const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply);
+
 // The same change with the text it shares with the file at its start (up to the cursor) and at its
 // end (back to the cursor) left out, so that an edit starts at the cursor whenever it can.
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit);

@@ -114,6 +114,11 @@ const Row kRows[] = {
      "while go\n    if a\n        b = 1;\n    end<|>\nend\nc = 2;\n",
      "```ostrel\n\nend\n\nfor k = 1:2\n    d = k;\nend\nc = 2;\n```",
      "while go\n    if a\n        b = 1;\n    end\nend\n\nfor k = 1:2\n    d = k;\nend\nc = 2;\n"},
+    {"a reply cut inside the lines above that it writes out again",
+     "for c = 1:2\n    n = c;\n    if n == 0\n        <|>\n    elseif n > 1\n        m = 2;\n    end\nend\n",
+     "```ostrel\n    n = c;\n    if n == 0\n        m = 1;\n```",
+     "for c = 1:2\n    n = c;\n    if n == 0\n        m = 1;\n    elseif n > 1\n        m = 2;\n    "
+     "end\nend\n"},
     {"no blank after a sign that starts a matrix element", "m = [0 -<|>\n", fenced("1; 1 0];"),
      "m = [0 -1; 1 0];\n"},
     {"a blank after a sign before a name in a matrix", "d = [p2 -<|>\n", fenced("p1; p3 - p1];"),
