@@ -129,8 +129,13 @@ class EditFitter {
                 Edit restored = candidate;
                 restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
                 if (tryEdit(restored, attempt,
-                            "put back the closing lines that repeat the code below the cursor"))
+                            "put back the closing lines that repeat the code below the cursor")) {
+                    attempt.writesOutBelow = !std::all_of(
+                        shape.removedTail.begin(), shape.removedTail.end(), [](const fl::ustring& line) {
+                            return text::isBlankText(line) || text::isClosingLine(text::trim(line));
+                        });
                     return attempt;
+                }
             }
         }
         return attempt;

@@ -75,6 +75,14 @@ ReplyShape shapeOf(const StageTexts& stages) {
             shape.removedTail.assign(extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()),
                                      extracted.end());
     }
+    // The reply goes on after the removed lines: the blank lines before them end the completion.
+    if (!shape.removedTail.empty() && shape.removedHead.empty()) {
+        shape.lastCodeLine = kept.back();
+        shape.trailingBlankLines = 0;
+        while (shape.trailingBlankLines < shape.removedTail.size() &&
+               text::isBlankText(shape.removedTail[shape.trailingBlankLines]))
+            ++shape.trailingBlankLines;
+    }
     return shape;
 }
 

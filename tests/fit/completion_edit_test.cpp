@@ -80,6 +80,8 @@ const Row kRows[] = {
      "function f(a)\n    if a\n        b = 1;\n    end\n\n    c = 2;\nend\n"},
     {"the blank line a reply ends with is kept", "a = 1;\n<|>\nb = 2;\n", "```ostrel\nc = 3;\n\n```",
      "a = 1;\nc = 3;\n\nb = 2;\n"},
+    {"the blank line before the code below that the reply wrote out again", "a = 1;\n<|>\nb = 2;\n",
+     fenced("c = 3;\n\nb = 2;"), "a = 1;\nc = 3;\n\nb = 2;\n"},
     {"a function left without its end gets one",
      "function a()\n    x = 1;\n<|>\nfunction b()\n    y = 2;\nend\n", fenced("x = 2;\nend"),
      "function a()\n    x = 1;\n    x = 2;\nend\nfunction b()\n    y = 2;\nend\n"},
