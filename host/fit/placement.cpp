@@ -196,19 +196,53 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
     return {};
 }
 
-// A completion that goes on after an operator written with a blank before it ("x =", "a +", "f(a,"
-// after ", " elsewhere on the line) gets a blank after it too: the model's blank was trimmed away.
+// Whether the commas typed on the line are followed by a blank, more often than not; a line without
+// one says so unless a number comes before the comma (`(1,1)`, `[1,2,3]` are often written tight).
+bool commasTakeBlanks(std::u16string_view typed) {
+    int withBlank = 0, without = 0;
+    for (std::size_t i = 0; i + 1 < typed.size(); ++i)
+        if (typed[i] == u',') (text::isBlank(typed[i + 1]) ? withBlank : without) += 1;
+    if (withBlank + without == 0) {
+        const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
+        return !before.empty() && !(before.back() >= u'0' && before.back() <= u'9');
+    }
+    return withBlank >= without;
+}
+
+// A sign after an operator, a separator or an open bracket is unary (`= -x`): no blank follows it.
+bool isUnarySign(std::u16string_view typed, std::u16string_view op) {
+    if (op != u"+" && op != u"-") return false;
+    const std::u16string_view before = trimRight(typed.substr(0, typed.size() - op.size()));
+    return before.empty() ||
+           std::u16string_view(u"=+-*/\\^<>&|~,;([{").find(before.back()) != std::u16string_view::npos;
+}
+
+// A completion that goes on after an operator written with a blank before it ("x =", "a +"), a comma
+// on a line whose commas take blanks, or a keyword ("for", "if") gets a blank after it: the model's
+// blank was trimmed away.
 fl::ustring blankAfterOperator(std::u16string_view typed, std::u16string_view first) {
     static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
                                                          u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
-    if (first.empty() || text::isBlank(first.front()) || startsAsContinuation(first)) return {};
+    // What joins the typed text as it is: a separator, a closing bracket, a binary operator.
+    static constexpr std::u16string_view kJoining = u";,)]}*/\\^=<>&|";
+    if (first.empty() || text::isBlank(first.front()) ||
+        kJoining.find(first.front()) != std::u16string_view::npos)
+        return {};
     for (std::u16string_view op : kOperators) {
         if (!typed.ends_with(op)) continue;
-        if ((op == u"+" || op == u"-") && signStartsElement(typed, first)) return {};
+        if (isUnarySign(typed, op) || ((op == u"+" || op == u"-") && signStartsElement(typed, first)))
+            return {};
         return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
                                                                                        : fl::ustring();
     }
-    if (typed.ends_with(u",") && typed.find(u", ") != std::u16string_view::npos) return u" ";
+    if (typed.ends_with(u",")) return commasTakeBlanks(typed) ? u" " : fl::ustring();
+    // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
+    static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
+                                                        u"case",   u"for",        u"parfor", u"function",
+                                                        u"global", u"persistent", u"catch"};
+    const std::u16string_view word = text::trailingReservedWord(typed);
+    for (std::u16string_view keyword : kKeywords)
+        if (word == keyword && typed.size() == trimRight(typed).size()) return u" ";
     return {};
 }
 
