@@ -21,7 +21,7 @@ using lf::astapi::NodeKind;
 constexpr std::size_t kMostWindowLines = 200;
 constexpr std::size_t kMostWindowUnits = 8000;
 // A window whose edge may hold a new error is read again from the top of the file up to this length.
-constexpr std::size_t kMostTopReach = 32000;
+constexpr std::size_t kMostTopReach = 16000;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
@@ -267,10 +267,14 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // A file the user is still writing has lines that close the wrong blocks (an `end` whose block is
     // not written yet closes the one around it): an edit after which the window reads without any error
     // mends it, and its closing lines may go back to their own blocks.
-    const bool mendsEveryError = !linesWithErrors.empty() && result.errorsAfter == 0;
+    bool mendsEveryError = !linesWithErrors.empty() && result.errorsAfter == 0;
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
-    if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);
+    if (mendsEveryError && start > 0) {
+        if (end <= kMostTopReach) return checkWindow(file, edit, 0, end);
+        // Out of reach, the closing lines below are held to their blocks.
+        mendsEveryError = false;
+    }
     // A new error may be the window's edge too: an `end` without its block that the edit frees from a
     // block it closed by mistake closes a function that opens above the window; a nested function the
     // edit adds is reported when the window ends before the `end` of the function around it. Read
