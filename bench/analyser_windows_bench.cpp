@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ca/analysis.hpp"
+#include "ca/analysis_data.hpp"
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
 #include "ca/single_file_analyzer.hpp"
@@ -119,7 +120,9 @@ std::vector<fl::ustring> layoutsOf(const CorpusFile& file) {
             s.functionIndentation = static_cast<FunctionIndentation>(style);
             s.insertSpaces = spaces;
             s.indentSize = spaces ? 2u + static_cast<std::uint32_t>(style) : 4u;
-            fl::ustring text = format(file.text, s);
+            // The formatter keeps a text's first line and the level of its first code line (the text may be
+            // a window); a comment line put above lets it lay out the whole file.
+            fl::ustring text = format(u"%\n" + file.text, s).substr(2);
             if (!ca::analyzeWholeFile(text)->hasParseErrors()) layouts.push_back(std::move(text));
         }
     }
@@ -133,9 +136,14 @@ struct Tally {
     long consistentLines = 0, changedLines = 0, formattedWindows = 0, changedWindows = 0;
 };
 
-void report(const char* what, const std::string& name, std::size_t a, std::size_t b,
-            const fl::ustring& text) {
+void report(const char* what, const std::string& name, std::size_t a, std::size_t b, const fl::ustring& text,
+            const ca::Analysis* analysis = nullptr) {
     if (std::getenv("OSTREL_WINDOWS_VERBOSE") == nullptr) return;
+    if (analysis != nullptr) {
+        for (const auto& d : analysis->data().diagnostics)
+            if (d.severity == ca::detail::Severity::Error)
+                std::fprintf(stderr, "== error %s line %u: %s\n", name.c_str(), d.line, d.text.c_str());
+    }
     std::fprintf(stderr, "== %s %s [%zu, %zu)\n%s\n", what, name.c_str(), a, b,
                  fl::i18n::to_string(text.substr(a, b - a)).c_str());
 }
@@ -156,9 +164,11 @@ void measureFile(const CorpusFile& file, std::size_t stride, Tally& t) {
                 const std::size_t ends[2] = {cursor, std::min(text.size(), cursor + reach)};
                 for (int kind = 0; kind < 2; ++kind) {
                     ++t.windows[size][kind];
-                    if (!analyser->analyze(text.substr(a, ends[kind] - a))->hasParseErrors()) continue;
+                    const auto analysis = analyser->analyze(text.substr(a, ends[kind] - a));
+                    if (!analysis->hasParseErrors()) continue;
                     ++t.windowErrors[size][kind];
-                    report(kind == 0 ? "prefix" : "prefix+suffix", file.name, a, ends[kind], text);
+                    report(kind == 0 ? "prefix" : "prefix+suffix", file.name, a, ends[kind], text,
+                           analysis.get());
                 }
             }
         }
