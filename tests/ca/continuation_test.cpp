@@ -221,8 +221,9 @@ struct Example {
             return false;
         if (next < lineStarts.size() && tokens[n].offset >= lineStarts[next]) return false;
         if (opener[after] != kNone && roles[opener[after]] == Role::Parentheses) return false;
-        // After a row's `;` inside brackets a blank line only adds an empty row.
-        if (opener[after] != kNone && tokens[before].op == Op::Semicolon) return false;
+        // After a row's `;` or the opening bracket itself a blank line only adds an empty row.
+        if (opener[after] != kNone && (tokens[before].op == Op::Semicolon || opener[after] == before))
+            return false;
         return continuation || continuesAfter(tokens[before]) || continuesBefore(tokens[n]);
     }
 };
@@ -261,6 +262,8 @@ class Cutter {
         const std::size_t inside = e_.tokenAround(p);
         const TokenKind around = inside == kNone ? TokenKind::Blank : e_.tokens[inside].kind;
         if (around == TokenKind::BlockComment) return blockComment(line);
+        // A shell escape's text belongs to the operating system: a line end in it cuts the command.
+        if (around == TokenKind::CommandWord && e_.text[e_.tokens[inside].offset] == u'!') return;
         if (around == TokenKind::Comment ||
             (around == TokenKind::Continuation && p >= e_.tokens[inside].offset + 3)) {
             return comment(inside);

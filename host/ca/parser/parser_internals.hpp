@@ -313,6 +313,7 @@ class Parser {
     bool headWasCut(std::size_t firstCode) const;
     bool nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const;
     bool nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const;
+    bool readsFunctionOnlyNames() const;
     bool closesMarginFunction(const PTok& t) const;
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
