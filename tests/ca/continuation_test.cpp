@@ -224,7 +224,9 @@ struct Example {
         // After a row's `;` or the opening bracket itself a blank line only adds an empty row.
         if (opener[after] != kNone && (tokens[before].op == Op::Semicolon || opener[after] == before))
             return false;
-        return continuation || continuesAfter(tokens[before]) || continuesBefore(tokens[n]);
+        // A statement that cannot end there (an operator last) goes on past the blank line.
+        if (continuesAfter(tokens[before])) return false;
+        return continuation || continuesBefore(tokens[n]);
     }
 };
 
