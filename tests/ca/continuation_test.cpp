@@ -46,7 +46,7 @@ bool continuesAfter(const ScanToken& t) {
            (t.kind == TokenKind::Keyword && ca::lexer::expectsExpression(t.word));
 }
 bool continuesBefore(const ScanToken& t) {
-    return t.kind == TokenKind::Operator && ca::lexer::cannotBeginExpression(t.op);
+    return t.kind == TokenKind::Operator && (ca::lexer::cannotBeginExpression(t.op) || t.op == Op::Assign);
 }
 bool endsOperand(const ScanToken& t) {
     return t.kind == TokenKind::Identifier || t.kind == TokenKind::Number || t.kind == TokenKind::CharArray ||
@@ -422,7 +422,8 @@ TEST(ImplicitContinuation, NamedCases) {
     for (const char* text :
          {"y =\nx + 1;\n", "if a\n> 0\n    b = 1;\nend\n", "z = a &&\n    b;\n", "for k =\n1:3\nend\n",
           "c = 1 ...\n    + 2;\n", "f = @\nsin;\n", "w = a\n.* b;\n", "x = 1;\nfor (\nk = 1:3)\nend\n",
-          "x = 1;\n[a, ~\n, b] = f();\n", "function a\nx = f(\nend);\nfunction b\nz = 1;\n"}) {
+          "x = 1;\n[a, ~\n, b] = f();\n", "function a\nx = f(\nend);\nfunction b\nz = 1;\n",
+          "x = 1;\nRz\n= [x -x; ...\n    x x];\n", "x = 1;\ny = a + ...\n    \n    b;\n"}) {
         auto analysis = analyse(std::string(text));
         EXPECT_FALSE(analysis->hasParseErrors()) << text << ca::testing::describeErrors(*analysis);
     }

@@ -108,7 +108,7 @@ void Parser::buildTokens() {
 }
 
 // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
-// line that starts (with `next`) with an operator that cannot begin an expression.
+// line that starts (with `next`) with an operator that cannot begin an expression or with `=`.
 // A statement that cannot end where its line does (an operator or expression keyword last) goes on past
 // blank lines, as the cursor's line of blanks after `x = a + ...` leaves it when the library cuts that
 // line in two.
@@ -125,7 +125,9 @@ bool Parser::continuesAcrossLineEnd(const PTok& next) const {
         return true;
     // After `...` the line end of a blank line ends the statement: the continuation carries one line.
     if (last != n - 2 || prev.line != toks_[n - 1].line) return false;
-    return next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op);
+    // No statement starts with `=` either: `Rz` / `= [c -s; ...` is an assignment cut in two.
+    return next.kind == TokenKind::Operator &&
+           (lexer::cannotBeginExpression(next.op) || next.op == Op::Assign);
 }
 
 void Parser::markContent(const ScanToken& s, std::uint8_t bit) {
