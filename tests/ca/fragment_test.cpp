@@ -62,15 +62,18 @@ bool onlyASecondEndAtTheMargin(const ca::Analysis& analysis, const std::u16strin
            isEnd(codeLines[codeLines.size() - 2]);
 }
 
-// Every example is error-free, and so is any window cut out of one: at random points, and from or up to
-// every line start. In the sloppy programs a block whose body stands at its header's column, cut before its
-// `end`, reads as a block opened and never closed (which the same text is where an error was put in), and
-// the `end`s and clauses after it as misplaced; there these are the only errors allowed, and their count is
-// shown, as is the count of windows of margin-bodied functions that end in two `end`s at the margin.
+// Every example is error-free (also read as a whole file), and so is any window cut out of one: at random
+// points, and from or up to every line start. In the sloppy programs a block whose body stands at its
+// header's column, cut before its `end`, reads as a block opened and never closed (which the same text is
+// where an error was put in), and the `end`s and clauses after it as misplaced; there these are the only
+// errors allowed, and their count is shown, as is the count of windows of margin-bodied functions that end in
+// two `end`s at the margin.
 TEST(Fragments, WindowsOfErrorFreeExamplesHaveNoErrors) {
     ASSERT_GE(examples().size(), 20u);
     int checked = 0, ambiguous = 0;
     for (const auto& example : examples()) {
+        const auto whole = ca::analyzeWholeFile(example.text);
+        EXPECT_TRUE(ca::testing::errors(*whole).empty()) << example.name << "\n" << describeErrors(*whole);
         std::vector<std::pair<std::size_t, std::size_t>> windows{{0, example.text.size()}};
         std::mt19937 rng(20240611);
         for (int round = 0; round < 300; ++round) {
