@@ -794,19 +794,22 @@ std::vector<std::optional<int>> planIndentation(const std::vector<Token>& tokens
                                                 const Settings& settings) {
     auto plan = Planner(tokens, lines, settings, false).run();
     if (lines.size() < 2) return plan;
+    const bool continuation = firstLineMayContinue(tokens, lines[0]);
+    const bool bracket = mayStartInsideBracket(tokens, lines);
+    if (!continuation && !bracket) return plan;
     // Where several readings are possible, the one that fits the text as it stands wins.
     const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings.tabSize, 1, 1024));
     std::size_t changed = linesChanged(tokens, lines, plan, settings, tabSize);
-    const auto consider = [&](bool continuation, bool bracket) {
+    const auto consider = [&](bool cutContinuation, bool openBracket) {
         if (changed == 0) return;
-        auto other = Planner(tokens, lines, settings, continuation, bracket).run();
+        auto other = Planner(tokens, lines, settings, cutContinuation, openBracket).run();
         const std::size_t otherChanged = linesChanged(tokens, lines, other, settings, tabSize);
         if (otherChanged >= changed) return;
         plan = std::move(other);
         changed = otherChanged;
     };
-    if (firstLineMayContinue(tokens, lines[0])) consider(true, false);
-    if (mayStartInsideBracket(tokens, lines)) consider(false, true);
+    if (continuation) consider(true, false);
+    if (bracket) consider(false, true);
     return plan;
 }
 
