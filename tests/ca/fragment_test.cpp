@@ -2,9 +2,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -27,19 +24,6 @@ std::vector<std::size_t> lineStarts(const std::u16string& text) {
         if (text[i] == u'\n') starts.push_back(i + 1);
     }
     return starts;
-}
-
-// The style programs written sloppy on purpose (manifest: consistent=no).
-bool isSloppy(const std::string& name) {
-    static const std::string manifest = [] {
-        std::ifstream in(std::filesystem::path(OSTREL_SOURCE_DIR) / "tests/data/styles/manifest.txt");
-        return std::string(std::istreambuf_iterator<char>(in), {});
-    }();
-    const auto slash = name.rfind('/');
-    const std::string file = name.substr(slash == std::string::npos ? 0 : slash + 1);
-    const auto at = manifest.find(file + " ");
-    return at != std::string::npos &&
-           manifest.substr(at, manifest.find('\n', at) - at).ends_with("consistent=no");
 }
 
 // The one reading a window cannot settle: a loop's `end` and one more `end` at the margin ending the text
@@ -85,7 +69,7 @@ TEST(Fragments, WindowsOfErrorFreeExamplesHaveNoErrors) {
             windows.emplace_back(0, start);
         }
         int failures = 0;
-        const bool sloppy = isSloppy(example.name);
+        const bool sloppy = !example.consistent;
         for (const auto& [a, b] : windows) {
             ++checked;
             auto analysis = analyse(example.text.substr(a, b - a));
@@ -172,7 +156,7 @@ TEST(Fragments, AnErrorPutIntoTheMiddleOfAWindowIsReported) {
                                            << fl::i18n::to_string(window) << "\n---\n"
                                            << describeErrors(*analysis);
             auto clean = analyse(example.text.substr(a, b - a));
-            EXPECT_TRUE(!clean->hasParseErrors() || isSloppy(example.name) ||
+            EXPECT_TRUE(!clean->hasParseErrors() || !example.consistent ||
                         onlyASecondEndAtTheMargin(*clean, example.text.substr(a, b - a)))
                 << example.name << "\n"
                 << describeErrors(*clean);
