@@ -4,11 +4,15 @@
 
 #include <set>
 
-#include "model_stub.hpp"
+#include "qvai/backend.hpp"
 #include "server_process.hpp"
+#include "support/model_server.hpp"
+#include "support/temp_folder.hpp"
 
 namespace lsp_testing {
 namespace {
+
+using testing_support::ModelServer;
 
 const char* const kUri = "file:///work/stats.ost";
 const std::string kDraft = "function r = stats(A)\n    r.mean = mean(A);\n";
@@ -26,13 +30,19 @@ nlohmann::json change(int version, int line, int character, const std::string& t
             {"contentChanges", {{{"range", {{"start", position}, {"end", position}}}, {"text", text}}}}};
 }
 
-std::vector<std::string> modelArgs(const ModelStub& model, int debounceMs = 0) {
+// A model that answers every request with `kReply`, fenced as code.
+ModelServer fencedModel(bool held = false) {
+    return ModelServer(testing_support::chatReply(qvai::ostrelFence(kReply)), held);
+}
+
+std::vector<std::string> modelArgs(const ModelServer& model, int debounceMs = 0) {
     return {"--backend", "openai", "--endpoint", model.url(), "--debounce-ms", std::to_string(debounceMs)};
 }
 
 TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
-    const std::string reply = writeTempFile("reply.txt", "```ostrel\n" + kReply + "\n```\n");
-    ServerProcess server({"--backend", "reply-file", "--reply-file", reply});
+    const testing_support::TempFolder folder;
+    folder.write("reply.txt", qvai::ostrelFence(kReply));
+    ServerProcess server({"--backend", "reply-file", "--reply-file", (folder.path() / "reply.txt").string()});
     server.initialize();
     // A line with a character outside the basic plane: positions count UTF-16 code units.
     server.open(kUri, "function r = stats(A)\n    % \xF0\x9F\x98\x80 stats\n    ");
@@ -60,7 +70,7 @@ TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
 }
 
 TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
-    ModelStub model(kReply);
+    auto model = fencedModel();
     ServerProcess server(modelArgs(model));
     server.initialize();
     server.open(kUri, kDraft + "    ");
@@ -70,7 +80,7 @@ TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
     struct Step {
         std::string typed;
         std::string remaining;  // empty: the cache has nothing and the model is asked again
-        int modelRequests;
+        std::size_t modelRequests;
     };
     const std::vector<Step> steps = {
         {"r.sp", kReply.substr(4), 1},
@@ -88,31 +98,39 @@ TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
         if (!step.remaining.empty()) {
             EXPECT_EQ((*reply)["result"]["items"].at(0)["insertText"], step.remaining);
         }
-        EXPECT_EQ(model.requests(), step.modelRequests);
+        EXPECT_EQ(model.requests().size(), step.modelRequests);
     }
 }
 
-TEST(ServerCompletion, CancellationAndNewerVersionsEndAPendingRequestAtOnce) {
-    ModelStub model(kReply, /*held=*/true);
-    ServerProcess server(modelArgs(model));
+// An automatic request waits for a pause in typing, and typing on ends it before the model is asked. An
+// invoked request goes at once; a cancellation or a newer version ends it while the model still holds it,
+// and its late answer is dropped.
+TEST(ServerCompletion, TypingCancellationAndNewerVersionsEndPendingRequestsAtOnce) {
+    auto model = fencedModel(/*held=*/true);
+    ServerProcess server(modelArgs(model, /*debounceMs=*/10000));
     server.initialize();
     server.open(kUri, kDraft);
+    server.request(1, "textDocument/inlineCompletion", at(2, 0, /*triggerKind=*/2));
+    server.notify("textDocument/didChange", change(2, 2, 0, "r"));
+    const auto typedOn = server.responseTo(1);
+    ASSERT_TRUE(typedOn.has_value());
+    EXPECT_EQ((*typedOn)["error"]["code"], -32801);
+    EXPECT_EQ(model.requests().size(), 0u);
 
-    server.request(2, "textDocument/inlineCompletion", at(2, 0));
-    ASSERT_TRUE(model.awaitRequests(1));
+    server.request(2, "textDocument/inlineCompletion", at(2, 1));
+    ASSERT_TRUE(model.awaitRequests(1));  // long before the pause would be over
     server.notify("$/cancelRequest", {{"id", 2}});
-    const auto cancelled = server.responseTo(2, 2s);  // the model still holds the request
+    const auto cancelled = server.responseTo(2, 2s);
     ASSERT_TRUE(cancelled.has_value());
     EXPECT_EQ((*cancelled)["error"]["code"], -32800);
 
-    server.request(3, "textDocument/completion", at(2, 0));
+    server.request(3, "textDocument/completion", at(2, 1));
     ASSERT_TRUE(model.awaitRequests(2));
-    server.notify("textDocument/didChange", change(2, 2, 0, "r"));
+    server.notify("textDocument/didChange", change(3, 2, 1, "x"));
     const auto modified = server.responseTo(3, 2s);
     ASSERT_TRUE(modified.has_value());
     EXPECT_EQ((*modified)["error"]["code"], -32801);
 
-    // The late answers are dropped: nothing more arrives for either request once the model replies.
     model.release();
     server.request(4, "shutdown");
     ASSERT_TRUE(server.responseTo(4).has_value());
@@ -120,28 +138,9 @@ TEST(ServerCompletion, CancellationAndNewerVersionsEndAPendingRequestAtOnce) {
     EXPECT_FALSE(server.responseTo(3, 200ms).has_value());
 }
 
-TEST(ServerCompletion, AutomaticRequestsWaitForAPauseAndTypingOnCancelsThem) {
-    ModelStub model(kReply);
-    ServerProcess server(modelArgs(model, 10000));
-    server.initialize();
-    server.open(kUri, kDraft);
-    server.request(2, "textDocument/inlineCompletion", at(2, 0, /*triggerKind=*/2));
-    server.notify("textDocument/didChange", change(2, 2, 0, "r"));
-    const auto modified = server.responseTo(2);
-    ASSERT_TRUE(modified.has_value());
-    EXPECT_EQ((*modified)["error"]["code"], -32801);
-    EXPECT_EQ(model.requests(), 0);
-
-    // An invoked request does not wait for the pause.
-    server.request(3, "textDocument/inlineCompletion", at(2, 1, /*triggerKind=*/1));
-    const auto invoked = server.responseTo(3, 3s);
-    ASSERT_TRUE(invoked.has_value());
-    EXPECT_EQ(model.requests(), 1);
-}
-
 // Many documents and requests at once, a third of them cancelled: each request ends exactly once.
 TEST(ServerCompletion, ManyRequestsAtOnceEndExactlyOnceEach) {
-    ModelStub model(kReply);
+    auto model = fencedModel();
     ServerProcess server({"--backend", "openai", "--endpoint", model.url(), "--workers", "4"});
     server.initialize();
     constexpr int kDocuments = 8, kPerDocument = 50;

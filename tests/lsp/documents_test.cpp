@@ -2,8 +2,9 @@
 // text, formatting with the client's options, and settings from the client.
 #include <gtest/gtest.h>
 
-#include "model_stub.hpp"
 #include "server_process.hpp"
+#include "support/model_server.hpp"
+#include "support/temp_folder.hpp"
 
 namespace lsp_testing {
 namespace {
@@ -116,9 +117,11 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
 }
 
 TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) {
-    ModelStub trustedModel("t = 1;");
-    ModelStub projectModel("p = 1;");
-    const std::string settingsFile = writeTempFile(
+    const auto reply = testing_support::chatReply("```ostrel\nt = 1;\n```");
+    testing_support::ModelServer trustedModel(reply), projectModel(reply);
+    const testing_support::TempFolder folder;
+    const std::string settingsFile = (folder.path() / "settings.json").string();
+    folder.write(
         "settings.json",
         nlohmann::json{
             {"ostrel.ai",
@@ -137,7 +140,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
                                   {"position", {{"line", 3}, {"character", 0}}}};
     server.request(3, "textDocument/completion", where);
     ASSERT_TRUE(server.responseTo(3).has_value());
-    ASSERT_EQ(trustedModel.authorizations(), std::vector<std::string>{"Bearer secret-123"});
+    ASSERT_EQ(trustedModel.headers("Authorization"), std::vector<std::string>{"Bearer secret-123"});
 
     // A project's settings point the client at another server and name another variable.
     server.notify(
@@ -152,7 +155,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     EXPECT_EQ(applyLineEdits(text, (*server.responseTo(4))["result"]), "function f()\n    x = 1;\nend\n");
     server.request(5, "textDocument/completion", where);
     ASSERT_TRUE(server.responseTo(5).has_value());
-    EXPECT_EQ(projectModel.authorizations(), std::vector<std::string>{""});
+    EXPECT_EQ(projectModel.headers("Authorization"), std::vector<std::string>{""});
 
     // A settings object that does not fit is refused with a message, and the last good one stays.
     server.notify("workspace/didChangeConfiguration",
@@ -163,8 +166,8 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     server.request(6, "textDocument/completion",
                    {{"textDocument", {{"uri", kUri}}}, {"position", {{"line", 4}, {"character", 0}}}});
     ASSERT_TRUE(server.responseTo(6).has_value());
-    EXPECT_EQ(projectModel.requests(), 2);
-    EXPECT_EQ(trustedModel.requests(), 1);
+    EXPECT_EQ(projectModel.requests().size(), 2u);
+    EXPECT_EQ(trustedModel.requests().size(), 1u);
 }
 
 }  // namespace

@@ -1,33 +1,16 @@
 #include "server_process.hpp"
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <thread>
 
 namespace lsp_testing {
-
-std::string serverProgram() {
-    return OSTREL_LSP_PROGRAM;
-}
-
-std::string writeTempFile(const std::string& name, const std::string& text) {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string unique = std::string(test->test_suite_name()) + "-" + test->name() + "-" + name;
-    for (char& c : unique) {
-        if (c == '/') c = '_';
-    }
-    const std::string path = ::testing::TempDir() + unique;
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-}
 
 ServerProcess::ServerProcess(const std::vector<std::string>& args,
                              const std::map<std::string, std::string>& environment) {
@@ -41,7 +24,7 @@ ServerProcess::ServerProcess(const std::vector<std::string>& args,
         setenv("XDG_CONFIG_HOME", "/nonexistent", 1);
         for (const auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
-        std::vector<std::string> all{serverProgram()};
+        std::vector<std::string> all{OSTREL_LSP_PROGRAM};
         all.insert(all.end(), args.begin(), args.end());
         std::vector<char*> argv;
         for (std::string& arg : all)

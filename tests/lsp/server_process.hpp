@@ -56,9 +56,4 @@ class ServerProcess {
     std::optional<int> status_;
 };
 
-// The program built beside the tests.
-std::string serverProgram();
-// A file of the test's own under the temporary folder.
-std::string writeTempFile(const std::string& name, const std::string& text);
-
 }  // namespace lsp_testing
