@@ -15,7 +15,7 @@ struct Ping {
     int value;
 };
 
-TEST(ScopedConnection, EndsTheSubscriptionOnDestructionAssignAndMove) {
+TEST(ScopedConnection, EndsTheSubscriptionOnDestructionAssignMoveAndFromItsOwnListener) {
     eventmgr::Signal<Ping> signal;
     int a = 0, b = 0;
     {
@@ -41,6 +41,17 @@ TEST(ScopedConnection, EndsTheSubscriptionOnDestructionAssignAndMove) {
     signal.emit({1000});
     EXPECT_EQ(b, 110);
     EXPECT_EQ(signal.listenerCount(), 0u);
+
+    // A listener may end its own subscription.
+    eventmgr::ScopedConnection self;
+    int calls = 0;
+    self.assign(signal.connect([&](const Ping&) {
+        ++calls;
+        self.disconnect();
+    }));
+    signal.emit({0});
+    signal.emit({0});
+    EXPECT_EQ(calls, 1);
 }
 
 TEST(ScopedConnection, DestructionWaitsForACallRunningOnAnotherThread) {
@@ -64,19 +75,6 @@ TEST(ScopedConnection, DestructionWaitsForACallRunningOnAnotherThread) {
     EXPECT_TRUE(finished);
     emitter.join();
     releaser.join();
-}
-
-TEST(ScopedConnection, AListenerMayEndItsOwnSubscription) {
-    eventmgr::Signal<Ping> signal;
-    eventmgr::ScopedConnection scoped;
-    int calls = 0;
-    scoped.assign(signal.connect([&](const Ping&) {
-        ++calls;
-        scoped.disconnect();
-    }));
-    signal.emit({0});
-    signal.emit({0});
-    EXPECT_EQ(calls, 1);
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 
 #include "settings/context/context_registry.hpp"
 #include "settings/core/settings_store.hpp"
-#include "settings_test_files.hpp"
+#include "support/temp_folder.hpp"
 
 using mtcc::cache::SettingsValues;
 using namespace std::chrono_literals;
@@ -26,14 +26,14 @@ class InstalledStore {
     ~InstalledStore() { settings::context::installSettingsRoot(nullptr); }
 
     std::filesystem::path file() const { return dir_.path() / "settings.json"; }
-    void write(const std::string& json) const { testing_support::writeFile(file(), json); }
+    void write(const std::string& json) const { dir_.write("settings.json", json); }
     settings::core::SettingsStore& store() { return *store_; }
     std::shared_ptr<const settings::core::Settings> node(const std::string& name) const {
         return store_->root()->getSettingsByFullName(name);
     }
 
   private:
-    testing_support::TempDir dir_;
+    testing_support::TempFolder dir_;
     std::unique_ptr<settings::core::SettingsStore> store_;
 };
 
