@@ -7,10 +7,6 @@
 namespace lsp_testing {
 namespace {
 
-std::string framed(const std::string& body) {
-    return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
 struct BadInput {
     const char* name;
     std::string bytes;

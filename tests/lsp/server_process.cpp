@@ -56,9 +56,12 @@ void ServerProcess::sendRaw(const std::string& bytes) {
     }
 }
 
+std::string framed(const std::string& body) {
+    return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
 void ServerProcess::send(const nlohmann::json& message) {
-    const std::string body = message.dump();
-    sendRaw("Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    sendRaw(framed(message.dump()));
 }
 
 void ServerProcess::request(int id, const std::string& method, nlohmann::json params) {

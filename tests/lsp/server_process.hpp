@@ -13,6 +13,9 @@ namespace lsp_testing {
 
 using namespace std::chrono_literals;
 
+// `body` with the Content-Length header that frames it.
+std::string framed(const std::string& body);
+
 // The ostrel-lsp program on the other end of two pipes, as an editor runs it.
 class ServerProcess {
   public:
