@@ -2,6 +2,7 @@
 // the cache that serves typing into a shown completion, the debounce, the ways a pending request ends
 // early), documents (incremental changes in UTF-16 positions, diagnostics that follow the text, formatting
 // with the client's options) and settings from the client.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "qvai/backend.hpp"
@@ -56,24 +57,18 @@ TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
     // A line with a character outside the basic plane: positions count UTF-16 code units.
     server.open(kUri, "function r = stats(A)\n    % \xF0\x9F\x98\x80 stats\n    ");
     server.request(2, "textDocument/inlineCompletion", at(2, 4));
-    const auto inlined = server.responseTo(2);
-    ASSERT_TRUE(inlined.has_value());
-    const nlohmann::json& item = (*inlined)["result"]["items"].at(0);
+    const nlohmann::json item = server.answer(2)["result"]["items"].at(0);
     EXPECT_EQ(item["insertText"], kReply);
     EXPECT_EQ(item["range"]["start"], (nlohmann::json{{"line", 2}, {"character", 4}}));
 
     server.request(3, "textDocument/completion", at(2, 4));
-    const auto listed = server.responseTo(3);
-    ASSERT_TRUE(listed.has_value());
-    const nlohmann::json& entry = (*listed)["result"]["items"].at(0);
+    const nlohmann::json entry = server.answer(3)["result"]["items"].at(0);
     EXPECT_EQ(entry["textEdit"]["newText"], kReply);
     EXPECT_EQ(entry["label"], kReply);
 
     // A cursor past the end of a line means the line's end (the emoji counts two units).
     server.request(4, "textDocument/inlineCompletion", at(1, 400));
-    const auto clamped = server.responseTo(4);
-    ASSERT_TRUE(clamped.has_value());
-    for (const auto& found : (*clamped)["result"]["items"]) {
+    for (const auto& found : server.answer(4)["result"]["items"]) {
         EXPECT_EQ(found["range"]["start"], (nlohmann::json{{"line", 1}, {"character", 14}}));
     }
 }
@@ -84,7 +79,7 @@ TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
     server.initialize();
     server.open(kUri, kDraft + "    ");
     server.request(2, "textDocument/inlineCompletion", at(2, 4));
-    ASSERT_EQ((*server.responseTo(2))["result"]["items"].at(0)["insertText"], kReply);
+    ASSERT_EQ(server.answer(2)["result"]["items"].at(0)["insertText"], kReply);
 
     struct Step {
         std::string typed;
@@ -102,10 +97,9 @@ TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
         server.notify("textDocument/didChange", change(++version, 2, character, step.typed));
         character += static_cast<int>(step.typed.size());
         server.request(++id, "textDocument/inlineCompletion", at(2, character));
-        const auto reply = server.responseTo(id);
-        ASSERT_TRUE(reply.has_value());
+        const auto reply = server.answer(id);
         if (!step.remaining.empty()) {
-            EXPECT_EQ((*reply)["result"]["items"].at(0)["insertText"], step.remaining);
+            EXPECT_EQ(reply["result"]["items"].at(0)["insertText"], step.remaining);
         }
         EXPECT_EQ(model.requests().size(), step.modelRequests);
     }
@@ -121,28 +115,22 @@ TEST(ServerCompletion, TypingCancellationAndNewerVersionsEndPendingRequestsAtOnc
     server.open(kUri, kDraft);
     server.request(1, "textDocument/inlineCompletion", at(2, 0, /*triggerKind=*/2));
     server.notify("textDocument/didChange", change(2, 2, 0, "r"));
-    const auto typedOn = server.responseTo(1);
-    ASSERT_TRUE(typedOn.has_value());
-    EXPECT_EQ((*typedOn)["error"]["code"], -32801);
+    EXPECT_EQ(server.answer(1)["error"]["code"], -32801);
     EXPECT_EQ(model.requests().size(), 0u);
 
     server.request(2, "textDocument/inlineCompletion", at(2, 1));
     ASSERT_TRUE(model.awaitRequests(1));  // long before the pause would be over
     server.notify("$/cancelRequest", {{"id", 2}});
-    const auto cancelled = server.responseTo(2, 2s);
-    ASSERT_TRUE(cancelled.has_value());
-    EXPECT_EQ((*cancelled)["error"]["code"], -32800);
+    EXPECT_EQ(server.answer(2, 2s)["error"]["code"], -32800);
 
     server.request(3, "textDocument/completion", at(2, 1));
     ASSERT_TRUE(model.awaitRequests(2));
     server.notify("textDocument/didChange", change(3, 2, 1, "x"));
-    const auto modified = server.responseTo(3, 2s);
-    ASSERT_TRUE(modified.has_value());
-    EXPECT_EQ((*modified)["error"]["code"], -32801);
+    EXPECT_EQ(server.answer(3, 2s)["error"]["code"], -32801);
 
     model.release();
     server.request(4, "shutdown");
-    ASSERT_TRUE(server.responseTo(4).has_value());
+    server.answer(4);
     EXPECT_FALSE(server.responseTo(2, 200ms).has_value());
     EXPECT_FALSE(server.responseTo(3, 200ms).has_value());
 }
@@ -181,7 +169,7 @@ TEST(ServerCompletion, ManyRequestsAtOnceEndExactlyOnceEach) {
     EXPECT_GT(answered, 0);
     EXPECT_GT(cancelled, 0);
     server.request(1, "shutdown");
-    ASSERT_TRUE(server.responseTo(1).has_value());
+    server.answer(1);
     while (const auto extra = server.receive(200ms)) {  // no second ending for anything
         EXPECT_TRUE(extra->contains("method")) << extra->dump();
     }
@@ -219,7 +207,7 @@ TEST(ServerDocuments, DiagnosticsFollowIncrementalEditsInUtf16Positions) {
     server.initialize();
     // The emoji takes two UTF-16 code units: the error after it is at character 14, not 13 or 17.
     server.open(kUri, "a = 1;\ns = '\xF0\x9F\x98\x80';\n");
-    EXPECT_TRUE((*server.notification("textDocument/publishDiagnostics"))["params"]["diagnostics"].empty());
+    EXPECT_TRUE(server.notified("textDocument/publishDiagnostics")["params"]["diagnostics"].empty());
 
     struct Step {
         const char* name;
@@ -236,11 +224,10 @@ TEST(ServerDocuments, DiagnosticsFollowIncrementalEditsInUtf16Positions) {
     for (const Step& step : steps) {
         SCOPED_TRACE(step.name);
         server.notify("textDocument/didChange", step.change);
-        const auto published = server.notification("textDocument/publishDiagnostics");
-        ASSERT_TRUE(published.has_value());
-        const nlohmann::json& diagnostics = (*published)["params"]["diagnostics"];
+        auto published = server.notified("textDocument/publishDiagnostics");
+        const nlohmann::json& diagnostics = published["params"]["diagnostics"];
         EXPECT_EQ(static_cast<int>(diagnostics.size()), step.errors) << diagnostics.dump();
-        EXPECT_EQ((*published)["params"]["version"], step.change["textDocument"]["version"]);
+        EXPECT_EQ(published["params"]["version"], step.change["textDocument"]["version"]);
         if (step.errors > 0 && !diagnostics.empty()) {
             EXPECT_EQ(diagnostics[0]["severity"], 1);
             EXPECT_EQ(diagnostics[0]["range"]["start"],
@@ -248,7 +235,7 @@ TEST(ServerDocuments, DiagnosticsFollowIncrementalEditsInUtf16Positions) {
         }
     }
     server.notify("textDocument/didClose", {{"textDocument", {{"uri", kUri}}}});
-    EXPECT_TRUE((*server.notification("textDocument/publishDiagnostics"))["params"]["diagnostics"].empty());
+    EXPECT_TRUE(server.notified("textDocument/publishDiagnostics")["params"]["diagnostics"].empty());
 }
 
 TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
@@ -276,12 +263,12 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         server.request(++id, c.method, c.params);
-        const auto reply = server.responseTo(id);
-        ASSERT_TRUE(reply.has_value() && reply->contains("result")) << (reply ? reply->dump() : "");
-        EXPECT_EQ(applyLineEdits(text, (*reply)["result"]), c.expected);
+        const auto reply = server.answer(id);
+        ASSERT_TRUE(reply.contains("result")) << reply.dump();
+        EXPECT_EQ(applyLineEdits(text, reply["result"]), c.expected);
     }
     server.request(++id, "textDocument/formatting", formattingParams(0, true));
-    EXPECT_EQ((*server.responseTo(id))["error"]["code"], -32602);
+    EXPECT_EQ(server.answer(id)["error"]["code"], -32602);
 }
 
 TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) {
@@ -302,11 +289,11 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     server.open(kUri, text);
 
     server.request(2, "textDocument/formatting", formattingParams(4, true));
-    EXPECT_EQ(applyLineEdits(text, (*server.responseTo(2))["result"]), text);  // classic: body at the margin
+    EXPECT_EQ(applyLineEdits(text, server.answer(2)["result"]), text);  // classic: body at the margin
 
     const nlohmann::json where = at(3, 0);
     server.request(3, "textDocument/completion", where);
-    ASSERT_TRUE(server.responseTo(3).has_value());
+    server.answer(3);
     ASSERT_EQ(trustedModel.headers("Authorization"), std::vector<std::string>{"Bearer secret-123"});
 
     // A project's settings point the client at another server and name another variable.
@@ -315,24 +302,23 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
         {{"settings",
           {{"ostrel.ai", {{"Endpoint", projectModel.url()}, {"ApiKeyVariable", "HOME"}}},
            {"ostrel.editor.language.ostrel", {{"FunctionIndentingFormat", "AllFunctionIndent"}}}}}});
-    const auto warning = server.notification("window/logMessage");
-    ASSERT_TRUE(warning.has_value());
-    EXPECT_NE((*warning)["params"]["message"].get<std::string>().find("ApiKeyVariable"), std::string::npos);
+    EXPECT_THAT(server.notified("window/logMessage")["params"]["message"].dump(),
+                testing::HasSubstr("ApiKeyVariable"));
     server.request(4, "textDocument/formatting", formattingParams(4, true));
-    EXPECT_EQ(applyLineEdits(text, (*server.responseTo(4))["result"]), "function f()\n    x = 1;\nend\n");
+    EXPECT_EQ(applyLineEdits(text, server.answer(4)["result"]), "function f()\n    x = 1;\nend\n");
     server.request(5, "textDocument/completion", where);
-    ASSERT_TRUE(server.responseTo(5).has_value());
+    server.answer(5);
     EXPECT_EQ(projectModel.headers("Authorization"), std::vector<std::string>{""});
 
     // A settings object that does not fit is refused with a message, and the last good one stays.
     server.notify("workspace/didChangeConfiguration",
                   {{"settings", {{"ostrel.editor.tab", {{"TabSize", "wide"}}}}}});
-    EXPECT_TRUE(server.notification("window/logMessage").has_value());
+    server.notified("window/logMessage");
     server.notify("textDocument/didChange", {{"textDocument", {{"uri", kUri}, {"version", 2}}},
                                              {"contentChanges", {{{"text", text + "\n"}}}}});
     server.request(6, "textDocument/completion",
                    {{"textDocument", {{"uri", kUri}}}, {"position", {{"line", 4}, {"character", 0}}}});
-    ASSERT_TRUE(server.responseTo(6).has_value());
+    server.answer(6);
     EXPECT_EQ(projectModel.requests().size(), 2u);
     EXPECT_EQ(trustedModel.requests().size(), 1u);
 }

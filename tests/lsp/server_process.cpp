@@ -1,6 +1,7 @@
 #include "server_process.hpp"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -128,6 +129,18 @@ std::optional<nlohmann::json> ServerProcess::responseTo(int id, std::chrono::mil
 std::optional<nlohmann::json> ServerProcess::notification(const std::string& method,
                                                           std::chrono::milliseconds timeout) {
     return take([&](const nlohmann::json& m) { return m.value("method", "") == method; }, timeout);
+}
+
+nlohmann::json ServerProcess::answer(int id, std::chrono::milliseconds timeout) {
+    auto message = responseTo(id, timeout);
+    if (!message) ADD_FAILURE() << "no answer to request " << id;
+    return message.value_or(nlohmann::json());
+}
+
+nlohmann::json ServerProcess::notified(const std::string& method, std::chrono::milliseconds timeout) {
+    auto message = notification(method, timeout);
+    if (!message) ADD_FAILURE() << "no " << method << " notification";
+    return message.value_or(nlohmann::json());
 }
 
 nlohmann::json ServerProcess::initialize(nlohmann::json options) {

@@ -38,6 +38,10 @@ class ServerProcess {
     std::optional<nlohmann::json> notification(const std::string& method,
                                                std::chrono::milliseconds timeout = 5s);
 
+    // The same, as a test expects them: a missing one is a test failure, and null.
+    nlohmann::json answer(int id, std::chrono::milliseconds timeout = 5s);
+    nlohmann::json notified(const std::string& method, std::chrono::milliseconds timeout = 5s);
+
     // Sends initialize (with `options` as initializationOptions) and initialized; returns the result.
     nlohmann::json initialize(nlohmann::json options = nullptr);
     void open(const std::string& uri, const std::string& text, int version = 1);
