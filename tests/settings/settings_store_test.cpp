@@ -103,7 +103,7 @@ TEST(SettingsFile, AcceptsOverridesAndRejectsBadFilesNamingFileLineAndKey) {
 }
 
 // Each row once went wrong: the reply file could not be chosen, or a temperature JSON cannot carry
-// reached the server as null.
+// reached the server as null. The stores poll rarely, and must still stop at once.
 TEST(SettingsFile, TheAiNodeBecomesClientOptionsOrAClearError) {
     struct Case {
         const char* ai;
@@ -118,6 +118,7 @@ TEST(SettingsFile, TheAiNodeBecomesClientOptionsOrAClearError) {
         {R"({"Temperature": "0.7x"})", nullptr},
     };
     const testing_support::TempFolder dir;
+    const auto start = std::chrono::steady_clock::now();
     for (const auto& [ai, replyFile] : cases) {
         dir.write("s.json", std::string(R"({"ostrel.ai": )") + ai + "}");
         const SettingsStore store(dir.path() / "s.json", 10000ms);
@@ -131,6 +132,7 @@ TEST(SettingsFile, TheAiNodeBecomesClientOptionsOrAClearError) {
                 << ai;
         }
     }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
 }
 
 TEST(SettingsFile, DefaultPathFollowsXdgConfigHome) {
@@ -209,13 +211,6 @@ TEST(SettingsStore, EditsOnDiskArePublishedOnTheStoresThreadPerChangedNode) {
     EXPECT_EQ(otherNodeEvents, 0);
     connection.disconnect();
     other.disconnect();
-}
-
-TEST(SettingsStore, DestructionStopsPromptlyEvenWithALongPollInterval) {
-    testing_support::TempFolder dir;
-    const auto start = std::chrono::steady_clock::now();
-    { SettingsStore store(dir.path() / "s.json", 60s); }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
 }
 
 TEST(SettingsStore, ReadersAndTheWatcherDoNotRace) {

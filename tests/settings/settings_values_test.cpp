@@ -57,13 +57,20 @@ void waitUntil(Condition done) {
         std::this_thread::sleep_for(5ms);
 }
 
-TEST(SettingsValues, WithoutASettingsRootKeepsEveryDefaultAndSubscribesNothing) {
+TEST(SettingsValues, WithoutASettingsRootKeepsEveryDefaultAndWithABrokenOneThrows) {
     settings::context::installSettingsRoot(nullptr);
     SettingsValues values;
     EXPECT_EQ(fields(values), kDefaults);
     EXPECT_FALSE(values.tabListener.connected());
     EXPECT_FALSE(values.languageListener.connected());
     EXPECT_FALSE(values.indentListener.connected());
+
+    // A root without the nodes' leaves: the record asks for a leaf the node does not have.
+    auto root = std::make_shared<settings::core::Settings>("");
+    root->addChild("ostrel")->addChild("editor")->addChild("tab")->defineLeaf("TabSize", 4);
+    settings::context::installSettingsRoot(root);
+    EXPECT_THROW(SettingsValues(), settings::core::SettingsError);
+    settings::context::installSettingsRoot(nullptr);
 }
 
 TEST(SettingsValues, ReadsTheStoreTruncatingSizesAndMappingPadEmptyLines) {
@@ -136,15 +143,6 @@ TEST(SettingsValues, RecordsDestroyedWhileChangesArriveAreNeverCalledAfterwards)
     stop = true;
     writer.join();
     EXPECT_EQ(installed.node("ostrel.editor.tab")->listenerCount(), 0u);
-}
-
-TEST(SettingsValues, StoreErrorsSurfaceFromTheConstructor) {
-    // A root without the nodes' leaves: the record asks for a leaf the node does not have.
-    auto root = std::make_shared<settings::core::Settings>("");
-    root->addChild("ostrel")->addChild("editor")->addChild("tab")->defineLeaf("TabSize", 4);
-    settings::context::installSettingsRoot(root);
-    EXPECT_THROW(SettingsValues(), settings::core::SettingsError);
-    settings::context::installSettingsRoot(nullptr);
 }
 
 }  // namespace
