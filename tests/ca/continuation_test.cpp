@@ -48,6 +48,20 @@ bool continuesAfter(const ScanToken& t) {
 bool continuesBefore(const ScanToken& t) {
     return t.kind == TokenKind::Operator && (ca::lexer::cannotBeginExpression(t.op) || t.op == Op::Assign);
 }
+// `f` / `(a, b)`: a group with a comma at its top cannot stand alone and takes the name before it.
+template <typename It>
+bool callCutBeforeArguments(const ScanToken& before, It open, It end) {
+    if (open->op != Op::LParen || (before.kind != TokenKind::Identifier && before.op != Op::RParen))
+        return false;
+    int depth = 0;
+    for (It t = open; t != end; ++t) {
+        if (t->op == Op::LParen || t->op == Op::LBracket || t->op == Op::LBrace) ++depth;
+        if ((t->op == Op::RParen || t->op == Op::RBracket || t->op == Op::RBrace) && --depth == 0)
+            return false;
+        if (t->op == Op::Comma && depth == 1) return true;
+    }
+    return false;
+}
 bool endsOperand(const ScanToken& t) {
     return t.kind == TokenKind::Identifier || t.kind == TokenKind::Number || t.kind == TokenKind::CharArray ||
            t.kind == TokenKind::String || (t.kind == TokenKind::Keyword && t.word == ca::lexer::Word::End) ||
@@ -375,7 +389,8 @@ class Cutter {
         const std::size_t bracket = next < e_.opener.size() ? e_.opener[next] : kNone;
         const Role role = bracket == kNone ? Role::Parentheses : e_.roles[bracket];
         if ((bracket != kNone && role == Role::Parentheses) ||
-            (codeBefore && continuesAfter(*(before - 1))) || (codeAfter && continuesBefore(*after))) {
+            (codeBefore && continuesAfter(*(before - 1))) || (codeAfter && continuesBefore(*after)) ||
+            (codeBefore && codeAfter && callCutBeforeArguments(*(before - 1), after, tokens.end()))) {
             // Lines differ by one: the trees are compared without them.
             auto ref = analyse(with(u" "));
             return check("line end continues the statement", alike(*cut_, *ref, false), *ref);
@@ -423,7 +438,8 @@ TEST(ImplicitContinuation, NamedCases) {
          {"y =\nx + 1;\n", "if a\n> 0\n    b = 1;\nend\n", "z = a &&\n    b;\n", "for k =\n1:3\nend\n",
           "c = 1 ...\n    + 2;\n", "f = @\nsin;\n", "w = a\n.* b;\n", "x = 1;\nfor (\nk = 1:3)\nend\n",
           "x = 1;\n[a, ~\n, b] = f();\n", "function a\nx = f(\nend);\nfunction b\nz = 1;\n",
-          "x = 1;\nRz\n= [x -x; ...\n    x x];\n", "x = 1;\ny = a + ...\n    \n    b;\n"}) {
+          "x = 1;\nRz\n= [x -x; ...\n    x x];\n", "x = 1;\ns = f\n(x, 1);\n",
+          "x = 1;\ny = a + ...\n    \n    b;\n"}) {
         auto analysis = analyse(std::string(text));
         EXPECT_FALSE(analysis->hasParseErrors()) << text << ca::testing::describeErrors(*analysis);
     }

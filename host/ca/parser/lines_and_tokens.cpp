@@ -125,9 +125,30 @@ bool Parser::continuesAcrossLineEnd(const PTok& next) const {
         return true;
     // After `...` the line end of a blank line ends the statement: the continuation carries one line.
     if (last != n - 2 || prev.line != toks_[n - 1].line) return false;
+    // A call cut in two before its arguments (`s = f` / `(x, m);`): a group with a comma at its top
+    // cannot stand alone, so it belongs to the name before it.
+    if (next.op == Op::LParen && (prev.kind == TokenKind::Identifier || prev.op == Op::RParen))
+        return holdsTopLevelComma(next.scan);
     // No statement starts with `=` either: `Rz` / `= [c -s; ...` is an assignment cut in two.
     return next.kind == TokenKind::Operator &&
            (lexer::cannotBeginExpression(next.op) || next.op == Op::Assign);
+}
+
+// Whether the bracket opened by scan token `open` holds a `,` outside any inner bracket before it closes
+// (looked for over at most a few thousand tokens).
+bool Parser::holdsTopLevelComma(std::uint32_t open) const {
+    int depth = 0;
+    const std::size_t end = std::min<std::size_t>(d_.tokens.size(), open + 4096);
+    for (std::size_t k = open; k < end; ++k) {
+        const ScanToken& t = d_.tokens[k];
+        if (t.kind != TokenKind::Punctuation) continue;
+        if (t.op == Op::LParen || t.op == Op::LBracket || t.op == Op::LBrace) ++depth;
+        if (t.op == Op::RParen || t.op == Op::RBracket || t.op == Op::RBrace) {
+            if (--depth == 0) return false;
+        }
+        if (t.op == Op::Comma && depth == 1) return true;
+    }
+    return false;
 }
 
 void Parser::markContent(const ScanToken& s, std::uint8_t bit) {

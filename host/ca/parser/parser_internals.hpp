@@ -314,6 +314,7 @@ class Parser {
     bool nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const;
     bool nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const;
     bool readsFunctionOnlyNames() const;
+    bool holdsTopLevelComma(std::uint32_t open) const;
     bool closesMarginFunction(const PTok& t) const;
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
