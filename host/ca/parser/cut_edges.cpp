@@ -78,13 +78,17 @@ bool Parser::closesMarginFunction(const PTok& t) const {
     return next.eof || (next.kind == TokenKind::Keyword && next.word == Word::End);
 }
 
-// `nargin`, `nargout`, `varargin` and `varargout` only mean something inside a function.
+// `nargin`, `nargout`, `varargin` and `varargout` only mean something inside a function. Looked for once
+// per run, as many `end`s may ask.
 bool Parser::readsFunctionOnlyNames() const {
-    return std::any_of(toks_.begin(), toks_.end(), [&](const PTok& t) {
-        if (t.kind != TokenKind::Identifier) return false;
-        const std::u16string_view name = textOf(t);
-        return name == u"nargin" || name == u"nargout" || name == u"varargin" || name == u"varargout";
-    });
+    if (functionOnlyNames_ < 0) {
+        functionOnlyNames_ = std::any_of(toks_.begin(), toks_.end(), [&](const PTok& t) {
+            if (t.kind != TokenKind::Identifier) return false;
+            const std::u16string_view name = textOf(t);
+            return name == u"nargin" || name == u"nargout" || name == u"varargin" || name == u"varargout";
+        });
+    }
+    return functionOnlyNames_ == 1;
 }
 
 // Sloppy bodies stand left of their `end` in places; an `end` after which the code goes on further left
