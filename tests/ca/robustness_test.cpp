@@ -44,13 +44,15 @@ TEST(Robustness, LimitsThrowAndLongFlatTextsDoNot) {
     EXPECT_NO_THROW(analyse(controls + controls));
 }
 
-TEST(Robustness, ALineOfTwoMegabytesIsQuick) {
+TEST(Robustness, ALineOfTwoMegabytesAndThousandsOfEndsAreQuick) {
     std::u16string line = u"x = [";
     while (line.size() < 2'000'000)
         line += u"1, 'a', b ";
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(analyse(line + u"];\n")->hasParseErrors());
     EXPECT_EQ(analyse(u"% " + std::u16string(2'000'000, u'x'))->getComments().size(), 1u);
+    // Every second `end` at the margin asks what the whole text reads.
+    EXPECT_TRUE(analyse("x = 1;\n" + repeat("if a\nend\nend\n", 30000))->hasParseErrors());
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 2.0);
 }
 
