@@ -197,14 +197,15 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
 }
 
 // Whether the commas typed on the line are followed by a blank, more often than not; a line without
-// one says so unless a number comes before the comma (`(1,1)`, `[1,2,3]` are often written tight).
+// one says so unless a number or a colon comes before the comma (sizes as `(1,1)` and `(:,1)`, and
+// `[1,2,3]` are often written tight).
 bool commasTakeBlanks(std::u16string_view typed) {
     int withBlank = 0, without = 0;
     for (std::size_t i = 0; i + 1 < typed.size(); ++i)
         if (typed[i] == u',') (text::isBlank(typed[i + 1]) ? withBlank : without) += 1;
     if (withBlank + without == 0) {
         const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
-        return !before.empty() && !(before.back() >= u'0' && before.back() <= u'9');
+        return !before.empty() && !(before.back() >= u'0' && before.back() <= u'9') && before.back() != u':';
     }
     return withBlank >= without;
 }
