@@ -275,16 +275,17 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         // Out of reach, the closing lines below are held to their blocks.
         mendsEveryError = false;
     }
-    // A new error may be the window's edge too: an `end` without its block that the edit frees from a
-    // block it closed by mistake closes a function that opens above the window; a nested function the
-    // edit adds is reported when the window ends before the `end` of the function around it. Read
-    // again from the top of the file (to its end for the latter), when that is within reach.
-    const bool functionForms =
-        newErrorKind == "NestedFunctionNotClosed" || newErrorKind == "MixedFunctionForms";
-    if (newErrorKind == "EndWithoutBlock" || functionForms) {
-        const std::size_t wideEnd = functionForms ? file.size() : end;
-        if ((start > 0 || wideEnd > end) && wideEnd <= kMostTopReach)
-            return checkWindow(file, edit, 0, wideEnd);
+    // A new error may be the window's edge: an `end` without its block that the edit frees from a block
+    // it closed by mistake closes a function that opens above the window, or one the window cuts off
+    // below reads the indentation of a window whose functions do not all close in it; a nested function
+    // the edit adds is reported when the window ends before the `end` of the function around it. Read
+    // again as the whole file when that is within reach.
+    if (newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
+        newErrorKind == "MixedFunctionForms") {
+        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
+            return checkWindow(file, edit, 0, file.size());
+        // In a longer file, from its top when that is within reach.
+        if (start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end);
     }
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
