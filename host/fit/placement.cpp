@@ -48,12 +48,11 @@ std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t
 // some whole lines above it), or the word the cursor is in, drops that and says which.
 enum class Restatement { None, Word, Line };
 
-Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
+Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
                             std::vector<fl::ustring>& lines) {
     const std::u16string_view typed = trimLeft(line.before);
     if (typed.empty()) return Restatement::None;
-    // Lines that deduplication removed ended where the cursor is: the lines above are not looked for.
-    const std::size_t most = shape.headRemoved ? 0 : std::min(kMostRestatedLines, lines.size() - 1);
+    const std::size_t most = std::min(mostLinesAbove, lines.size() - 1);
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     // The most lines first: lines that repeat those above are a stronger sign than a line that only
     // starts like the cursor's.
@@ -286,9 +285,14 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     if (onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
     std::vector<Edit> candidates, restated;
     std::vector<fl::ustring> rest = lines;
-    const Restatement found = shape.keepsRepeats && text::isClosingLine(typedCode)
-                                  ? Restatement::None
-                                  : dropRestatement(file, line, shape, rest);
+    // Lines that deduplication removed ended where the cursor is: what follows them restates the
+    // cursor's line only when it writes it out as it stands, indentation and all (deduplication may have
+    // taken the line above for it, when both end alike).
+    const bool mayRestate = shape.headRemoved ? trimRight(lines.front()).starts_with(line.before)
+                                              : !(shape.keepsRepeats && text::isClosingLine(typedCode));
+    const Restatement found =
+        mayRestate ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
+                   : Restatement::None;
     if (found != Restatement::None)
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
