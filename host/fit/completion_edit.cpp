@@ -104,8 +104,8 @@ class EditFitter {
         return attempt;
     }
 
-    // The last resort: the completion without its last lines when they only close blocks and write
-    // out again the closing lines below the cursor's line (`end` one time too many).
+    // The completion without its last lines when they only close blocks and write out again the closing
+    // lines below the cursor's line; nothing when there are none.
     Attempt fitWithoutRepeatedClosers(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, true);
         if (shorter.size() == lines.size() || shorter.empty()) return {};
@@ -241,7 +241,9 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
     // the end of the cursor's line (`    end|` + `⏎end`) are its own.
     if (shape.leadingLineBreak && headCloses) {
-        Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
+        const std::vector<fl::ustring> reply = completionLines(stages.extracted);
+        Attempt withHead = fitter.fit(reply, kept);
+        if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
         if (withHead.edit && (!attempt.edit || withHead.errorsLeft <= attempt.errorsLeft)) {
             withHead.repairs.push_back(kRepair);
             return withHead;
@@ -266,6 +268,16 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     if (!better(again, attempt)) return attempt;
     again.repairs.push_back(kRepair);
     return again;
+}
+
+// The completion without its last lines when they only close blocks and write out again the closing
+// lines below the cursor's line: offered when nothing else fits, or when it leaves fewer errors (an
+// `end` one time too many).
+Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
+                               const ReplyShape& shape, Attempt attempt) {
+    if (lines.empty() || (attempt.edit && attempt.errorsLeft == 0)) return attempt;
+    Attempt shorter = fitter.fitWithoutRepeatedClosers(lines, shape);
+    return shorter.edit && (!attempt.edit || shorter.errorsLeft < attempt.errorsLeft) ? shorter : attempt;
 }
 
 Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
@@ -299,10 +311,7 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 }
             }
             attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
-            if (!attempt.edit) {
-                if (Attempt noClosers = fitter.fitWithoutRepeatedClosers(lines, shape); noClosers.edit)
-                    attempt = std::move(noClosers);
-            }
+            attempt = withoutRepeatedClosers(fitter, lines, shape, std::move(attempt));
             out = fitted(std::move(attempt), "final check");
             if (!out.edit && out.emptyStage == "final check")
                 out.reason = "the final check found " + out.reason;
@@ -316,10 +325,7 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
             }
             attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
-            if (!attempt.edit && !fallback.empty()) {
-                if (Attempt noClosers = fitter.fitWithoutRepeatedClosers(fallback, shape); noClosers.edit)
-                    attempt = std::move(noClosers);
-            }
+            attempt = withoutRepeatedClosers(fitter, fallback, shape, std::move(attempt));
             if (attempt.edit)
                 attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
             out = fitted(std::move(attempt), "");
