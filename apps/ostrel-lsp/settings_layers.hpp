@@ -50,6 +50,10 @@ class SettingsLayers {
     std::map<std::string, settings::core::LeafValues> clientOverrides_;
 };
 
+// The client options of a settings tree (the store's or the layers'), read as one set of values under
+// the tree's reading lock: a backend never goes with another file's endpoint or key variable.
+qvai::ClientOptions consistentClientOptions(const settings::core::Settings& root);
+
 // The model options to use: `effective` (from the merged settings) with the API key variable of
 // `trusted` (the user's own file and command line) only while the backend and endpoint are the trusted
 // ones; a project's settings may point the client elsewhere, but never with the user's key.
