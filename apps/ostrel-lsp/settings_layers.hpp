@@ -25,7 +25,8 @@ struct ClientSettingsOutcome {
 // client sends (initializationOptions, workspace/didChangeConfiguration), in a tree of its own that the
 // runtime context reads and that publishes change events like the store's. A merge writes the tree node
 // by node; whoever reads several values that must go together holds readingLock() meanwhile, and a
-// merge waits for it (and it for a merge, change events included).
+// merge waits for it (and it for a merge, change events included). The tree's own reading lock gives
+// one set too, without waiting for the change events. A merge reads the user's tree as one set.
 class SettingsLayers {
   public:
     explicit SettingsLayers(std::shared_ptr<const settings::core::Settings> userRoot);
