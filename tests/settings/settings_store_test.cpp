@@ -11,7 +11,9 @@
 #include <mutex>
 #include <thread>
 
+#include "mtcc/cache/settings_values.hpp"
 #include "qvai/client_options_from_settings.hpp"
+#include "settings/context/context_registry.hpp"
 #include "settings/core/default_settings.hpp"
 #include "settings/core/settings_file.hpp"
 #include "support/scoped_env.hpp"
@@ -216,8 +218,9 @@ TEST(SettingsStore, EditsOnDiskArePublishedOnTheStoresThreadPerChangedNode) {
     other.disconnect();
 }
 
-// Two files whose values go together across nodes: readers of the tree see one whole file or the other,
-// whichever thread reloads (the watcher polls, the writer calls reload()), and never a mix.
+// Two files whose values go together across nodes: readers of the tree (the completion library's record
+// among them) see one whole file or the other, whichever thread reloads (the watcher polls, the writer
+// calls reload()), and never a mix.
 TEST(SettingsStore, ReadersSeeOneWholeFileWhileItIsReloaded) {
     testing_support::TempFolder dir;
     const std::string files[] = {
@@ -233,8 +236,15 @@ TEST(SettingsStore, ReadersSeeOneWholeFileWhileItIsReloaded) {
         }
         done = true;
     });
+    settings::context::installSettingsRoot(store.root());
     int reads = 0, mixed = 0;
     while (!done) {
+        {
+            const auto reading = store.root()->readingLock();
+            mtcc::cache::SettingsValues record;
+            const std::lock_guard recordLock(record.mutex);
+            mixed += (record.tabSize == 2) != (record.blankLineSetting == u"Indent");
+        }
         const auto values = core::subtreeValues(*store.root());
         const bool two = std::get<int>(values.at("ostrel.editor.tab").at("TabSize")) == 2;
         const bool padded = std::get<bool>(values.at("ostrel.editor.indent").at("PadEmptyLines"));
@@ -243,6 +253,7 @@ TEST(SettingsStore, ReadersSeeOneWholeFileWhileItIsReloaded) {
         ++reads;
     }
     writer.join();
+    settings::context::installSettingsRoot(nullptr);
     EXPECT_EQ(mixed, 0) << "of " << reads << " reads";
 }
 
