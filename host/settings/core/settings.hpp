@@ -49,7 +49,8 @@ class Settings : public std::enable_shared_from_this<Settings> {
     LeafValues values() const;
     std::vector<std::shared_ptr<const Settings>> children() const;
 
-    // Shared with other readers of the tree, exclusive of updates. Do not update while holding it.
+    // Shared with other readers of the tree, exclusive of updates. Do not update while holding it, nor
+    // take it again on the same thread (subtreeValues() takes it).
     std::shared_lock<std::shared_mutex> readingLock() const { return std::shared_lock(*treeLock_); }
 
     // Listeners for changes of this node's leaves; called on the thread that publishes the change.
