@@ -105,8 +105,10 @@ TEST(SettingsRace, EachCompletionSeesOneWholeSetWhileSettingsChange) {
 TEST(SettingsRace, TrustedOptionsAndMergesReadOneWholeUserFile) {
     const testing_support::TempFolder dir;
     const std::string files[] = {
-        R"({"ostrel.ai": {"Backend": "openai", "Endpoint": "http://a", "ApiKeyVariable": "KEY_A"}})",
-        R"({"ostrel.ai": {"Backend": "infill", "Endpoint": "http://b", "ApiKeyVariable": "KEY_B"}})"};
+        R"({"ostrel.ai": {"Backend": "openai", "Endpoint": "http://a", "ApiKeyVariable": "KEY_A"},
+            "ostrel.editor.tab": {"TabSize": 2}})",
+        R"({"ostrel.ai": {"Backend": "infill", "Endpoint": "http://b", "ApiKeyVariable": "KEY_B"},
+            "ostrel.editor.tab": {"TabSize": 8}})"};
     dir.write("s.json", files[0]);
     settings::core::SettingsStore store(dir.path() / "s.json", std::chrono::seconds(10));
     SettingsLayers layers(store.root());
@@ -118,15 +120,18 @@ TEST(SettingsRace, TrustedOptionsAndMergesReadOneWholeUserFile) {
         }
         done = true;
     });
-    const auto whole = [](const qvai::ClientOptions& o) {
-        return (o.Backend == "openai") == (o.Endpoint == "http://a") &&
-               (o.Backend == "openai") == (o.ApiKeyVariable == "KEY_A");
+    const auto whole = [](const qvai::ClientOptions& o, bool tabOfA) {
+        const bool a = o.Backend == "openai";
+        return a == (o.Endpoint == "http://a") && a == (o.ApiKeyVariable == "KEY_A") && a == tabOfA;
     };
     int reads = 0, mixed = 0;
     while (!done) {
-        layers.refresh();
-        mixed +=
-            !whole(consistentClientOptions(*store.root())) + !whole(consistentClientOptions(*layers.root()));
+        const qvai::ClientOptions trusted = consistentClientOptions(*store.root());
+        layers.refresh();  // only this thread merges: the merged tree holds still while it is read
+        const int mergedTab =
+            layers.root()->getSettingsByFullName("ostrel.editor.tab")->get<int>("TabSize", "");
+        mixed += !whole(trusted, trusted.Backend == "openai") +
+                 !whole(consistentClientOptions(*layers.root()), mergedTab == 2);
         ++reads;
     }
     writer.join();
