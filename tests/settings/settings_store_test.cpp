@@ -230,7 +230,7 @@ TEST(SettingsStore, ReadersSeeOneWholeFileWhileItIsReloaded) {
     SettingsStore store(dir.path() / "s.json", 1ms);
     std::atomic<bool> done{false};
     std::thread writer([&] {
-        for (int i = 1; i <= 300; ++i) {
+        for (int i = 1; i <= 200; ++i) {
             dir.write("s.json", files[i % 2]);
             store.reload();
         }
