@@ -205,9 +205,9 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
     } else {
         const EditFitter fitter(file, cursor, settings);
         const ReplyShape shape = shapeOf(stages);
-        // The formatting stage can only re-indent what pruning kept: with nothing kept, its text is the
-        // code that already follows the cursor, never a completion.
-        const fl::ustring& finalText = stages.pruned.empty() ? fl::ustring() : stages.completion;
+        // The formatting stage only re-indents what pruning kept; the edit is re-indented in the file
+        // anyway, and where the model's own indentation fits it stays, so the edit starts from that.
+        const fl::ustring& finalText = stages.pruned;
         if (const auto lines = completionLines(finalText); !lines.empty()) {
             Attempt attempt = fitter.fit(lines, shape);
             // The library's cut may be what breaks the file: the reply as it came may fit.

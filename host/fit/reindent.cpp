@@ -2,105 +2,48 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
+#include <optional>
+#include <vector>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
+#include "fit/reindent_style.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
 namespace {
 
-// How far the formatter and the style detection look above the edit.
+// How far the formatter looks above the edit.
 constexpr std::size_t kFormatLinesAbove = 60;
-constexpr std::size_t kStyleLinesAbove = 400;
-
-struct LineView {
-    std::u16string_view text;
-    std::size_t start;
-};
-
-// Up to `count` lines ending with the one that holds `pos`, in file order.
-std::vector<LineView> linesUpTo(const fl::ustring& file, std::size_t pos, std::size_t count) {
-    std::vector<LineView> lines;
-    std::size_t start = text::lineStart(file, pos);
-    for (;;) {
-        const std::size_t end = text::lineEnd(file, start);
-        lines.push_back({std::u16string_view(file).substr(start, end - start), start});
-        if (lines.size() >= count || start == 0) break;
-        start = text::lineStart(file, start - 1);
-    }
-    return {lines.rbegin(), lines.rend()};
-}
+// Code lines above the edit whose indentation tells whether the file follows the formatter there.
+constexpr std::size_t kNearbyCodeLines = 8;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
 }
 
-int columnsOf(std::u16string_view indentation, unsigned tabSize) {
-    int columns = 0;
-    for (char16_t c : indentation)
-        columns =
-            c == u'\t' ? (columns / static_cast<int>(tabSize) + 1) * static_cast<int>(tabSize) : columns + 1;
-    return columns;
+bool startsWithAnyWord(std::u16string_view code, std::initializer_list<std::u16string_view> words) {
+    return std::any_of(words.begin(), words.end(), [&](auto word) { return startsWithWord(code, word); });
 }
 
-bool isCodeLine(std::u16string_view line) {
-    const std::u16string_view code = text::trimLeft(line);
-    return !code.empty() && code.front() != u'%';
+// A line that closes a block or a clause of one: it stands at its construct's level, not the body's.
+bool isCloser(std::u16string_view code) {
+    return startsWithAnyWord(code, {u"end", u"else", u"elseif", u"case", u"catch", u"otherwise"});
 }
 
 // A line where the formatter can start reading levels: code at the margin that closes nothing.
 bool isTopLevelStart(std::u16string_view line) {
-    if (line.empty() || !text::isWordChar(line.front())) return false;
-    static constexpr std::array<std::u16string_view, 6> kClosers = {u"end",  u"else",  u"elseif",
-                                                                    u"case", u"catch", u"otherwise"};
-    for (std::u16string_view closer : kClosers)
-        if (startsWithWord(line, closer)) return false;
-    return true;
+    return !line.empty() && text::isWordChar(line.front()) && !isCloser(line);
 }
 
-}  // namespace
-
-IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings) {
-    IndentSettings style = settings;
-    const std::vector<LineView> lines = linesUpTo(file, cursor, kStyleLinesAbove);
-    std::size_t tabbed = 0, spaced = 0;
-    std::array<std::size_t, 9> steps{};
-    int bodyEvidence = 0;  // > 0: function bodies indented; < 0: at the function's column
-    const LineView* previous = nullptr;
-    const LineView* functionLine = nullptr;
-    for (const LineView& line : lines) {
-        if (!isCodeLine(line.text)) continue;
-        const std::u16string_view indentation = text::indentationOf(line.text);
-        if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
-        if (previous && indentation.find(u'\t') == std::u16string_view::npos) {
-            const int step = columnsOf(indentation, settings.tabSize) -
-                             columnsOf(text::indentationOf(previous->text), settings.tabSize);
-            if (step > 0 && step < static_cast<int>(steps.size())) ++steps[static_cast<std::size_t>(step)];
-        }
-        if (functionLine) {
-            const int step = columnsOf(indentation, settings.tabSize) -
-                             columnsOf(text::indentationOf(functionLine->text), settings.tabSize);
-            bodyEvidence += step > 0 ? 1 : -1;
-            functionLine = nullptr;
-        }
-        if (startsWithWord(text::trimLeft(line.text), u"function")) functionLine = &line;
-        previous = &line;
-    }
-    if (tabbed != spaced) style.insertSpaces = spaced > tabbed;
-    std::size_t best = 0;
-    for (std::size_t step = 1; step < steps.size(); ++step)
-        if (steps[step] > steps[best]) best = step;
-    if (tabbed > spaced)
-        style.indentSize = style.tabSize;
-    else if (spaced > tabbed && best > 0)
-        style.indentSize = static_cast<unsigned>(best);
-    if (bodyEvidence > 0 && style.functionIndent == 0) style.functionIndent = 2;
-    if (bodyEvidence < 0) style.functionIndent = 0;
-    return style;
+bool isComment(std::u16string_view line) {
+    return text::trimLeft(line).starts_with(u"%");
 }
 
-namespace {
+bool isCode(std::u16string_view line) {
+    return !text::isBlankText(line) && !isComment(line);
+}
 
 // Where the formatter's window starts, and the lines put in front of it. The formatter keeps a
 // window's first line as it is and reads the level of the first code line after it from that line's
@@ -122,37 +65,24 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart) {
     return {start, start == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
 }
 
-}  // namespace
+struct Line {
+    std::size_t start;  // offset in its text
+    std::u16string_view text;
+};
 
-void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& settings) {
-    const FormatWindow windowStart = formatWindow(file, text::lineStart(file, edit.start));
-    const std::size_t windowEnd = text::lineEnd(file, edit.end);
-    fl::ustring before(windowStart.lead);
-    before.append(std::u16string_view(file).substr(windowStart.start, edit.start - windowStart.start));
-    // A line end after the window: the formatter leaves a last line without one as it is.
-    const fl::ustring after =
-        fl::ustring(std::u16string_view(file).substr(edit.end, windowEnd - edit.end)) + u"\n";
-    fl::ustring window;
-    window.reserve(before.size() + edit.text.size() + after.size());
-    window.append(before).append(edit.text).append(after);
-
-    // The lines that start inside the edit's text.
-    const std::size_t editFrom = before.size(), editTo = before.size() + edit.text.size();
-    std::uint32_t firstLine = 0, lastLine = 0;
-    std::uint32_t lineNumber = 1;
-    for (std::size_t i = 0; i < editTo; ++i) {
-        const bool lineStartsHere = i == 0 || window[i - 1] == u'\n';
-        if (i > 0 && window[i - 1] == u'\n') ++lineNumber;
-        if (lineStartsHere && i >= editFrom) {
-            if (firstLine == 0) firstLine = lineNumber;
-            lastLine = lineNumber;
-        }
+std::vector<Line> linesOf(std::u16string_view text) {
+    std::vector<Line> lines;
+    for (std::size_t start = 0;;) {
+        const std::size_t end = text.find(u'\n', start);
+        lines.push_back({start, text.substr(start, end == std::u16string_view::npos ? end : end - start)});
+        if (end == std::u16string_view::npos) return lines;
+        start = end + 1;
     }
-    if (firstLine == 0) return;
+}
 
-    const IndentSettings style = fileIndentation(file, edit.start, settings);
+fl::ustring formatted(const fl::ustring& window, std::uint32_t lastLine, const IndentSettings& style) {
     ca::formatting::legacy::Settings formatting;
-    formatting.startLine = firstLine;
+    formatting.startLine = 2;  // the first line is the lead the formatter keeps anyway
     formatting.endLine = lastLine;
     formatting.insertSpaces = style.insertSpaces;
     formatting.tabSize = std::max(1u, style.tabSize);
@@ -162,12 +92,115 @@ void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& set
     formatting.blankLines =
         static_cast<ca::formatting::legacy::BlankLines>(std::clamp(style.blankLines, 0, 2));
     const ca::formatting::legacy::LegacyFormatter formatter(formatting);
-    const fl::ustring formatted = formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(window)));
-    if (formatted.size() < before.size() + after.size() ||
-        !std::u16string_view(formatted).starts_with(before) ||
-        !std::u16string_view(formatted).ends_with(after))
-        return;
-    edit.text = formatted.substr(before.size(), formatted.size() - before.size() - after.size());
+    return formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(window)));
+}
+
+// One line of the window as the file or the model indented it and as the formatter would.
+struct Placed {
+    std::size_t index;  // in the window's lines
+    int own;            // columns of its own indentation
+    int formatted;      // columns of the formatter's
+};
+
+int sign(int value) {
+    return (value > 0) - (value < 0);
+}
+
+// In a file that does not follow the formatter near the cursor, the model's indentation fits when it
+// moves as the formatter's does: deeper, back or level where the formatter goes deeper, back or stays,
+// and at the column it had for an earlier line of the same block level. The first line is the code line
+// above the edit.
+bool movesLikeTheFormatter(const std::vector<Placed>& lines) {
+    std::map<int, int> columnOfLevel;  // formatter column -> own column, of the open levels
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const Placed& line = lines[i];
+        if (i > 0 && sign(line.own - lines[i - 1].own) != sign(line.formatted - lines[i - 1].formatted))
+            return false;
+        columnOfLevel.erase(columnOfLevel.upper_bound(line.formatted), columnOfLevel.end());
+        if (const auto known = columnOfLevel.find(line.formatted);
+            known != columnOfLevel.end() && known->second != line.own)
+            return false;
+        columnOfLevel[line.formatted] = line.own;
+    }
+    return true;
+}
+
+}  // namespace
+
+void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& settings) {
+    const FormatWindow windowStart = formatWindow(file, text::lineStart(file, edit.start));
+    const std::size_t windowEnd = text::lineEnd(file, edit.end);
+    fl::ustring window(windowStart.lead);
+    window.append(std::u16string_view(file).substr(windowStart.start, edit.start - windowStart.start));
+    const std::size_t editFrom = window.size(), editTo = editFrom + edit.text.size();
+    window.append(edit.text);
+    // A line end after the window: the formatter leaves a last line without one as it is.
+    window.append(std::u16string_view(file).substr(edit.end, windowEnd - edit.end)).append(u"\n");
+
+    const std::vector<Line> lines = linesOf(window);
+    // The lines the edit starts whose leading blanks are all its own.
+    std::vector<std::size_t> started;
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        const Line& line = lines[i];
+        if (line.start < editFrom || line.start >= editTo) continue;
+        const std::size_t blanks = text::indentationOf(line.text).size();
+        const bool blankInEdit = text::isBlankText(line.text) && line.start + line.text.size() <= editTo;
+        if (line.start + blanks < editTo || blankInEdit) started.push_back(i);
+    }
+    if (started.empty()) return;
+
+    const IndentSettings style = fileIndentation(file, edit.start, settings);
+    const fl::ustring after = formatted(window, static_cast<std::uint32_t>(started.back() + 1), style);
+    const std::vector<Line> afterLines = linesOf(after);
+    if (afterLines.size() != lines.size()) return;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (text::trimLeft(lines[i].text) != text::trimLeft(afterLines[i].text)) return;
+    const auto placed = [&](std::size_t i) {
+        return Placed{i, columnsOf(text::indentationOf(lines[i].text), style.tabSize),
+                      columnsOf(text::indentationOf(afterLines[i].text), style.tabSize)};
+    };
+
+    // The code lines above the edit: does the file follow the formatter near the cursor?
+    std::vector<Placed> above;
+    for (std::size_t i = started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
+        if (isCode(lines[i].text) && lines[i].start < editFrom) above.push_back(placed(i));
+    const bool fileFollowsFormatter =
+        std::all_of(above.begin(), above.end(), [](const Placed& p) { return p.own == p.formatted; });
+    std::vector<Placed> code;
+    if (!above.empty()) code.push_back(above.front());
+    for (std::size_t i : started)
+        if (isCode(lines[i].text)) code.push_back(placed(i));
+    const bool modelFits =
+        std::all_of(code.begin(), code.end(), [](const Placed& p) { return p.own == p.formatted; }) ||
+        (!fileFollowsFormatter && movesLikeTheFormatter(code));
+    if (modelFits) return;
+
+    // The formatter keeps a comment line where it may belong; the model's column means nothing here, so
+    // a comment takes the level of the code below it (of the code above it before a closing line).
+    std::vector<std::optional<int>> commentColumns(lines.size());
+    std::optional<int> below;
+    for (std::size_t i = lines.size(); i-- > 1;) {
+        if (isCode(lines[i].text)) {
+            below = isCloser(text::trimLeft(lines[i].text)) ? std::nullopt : std::optional(placed(i).formatted);
+        } else if (isComment(lines[i].text)) {
+            commentColumns[i] = below;
+        }
+    }
+    fl::ustring text;
+    std::size_t next = editFrom;  // what of the edit is copied so far, as an offset in the window
+    for (std::size_t i : started) {
+        const Line& line = lines[i];
+        text.append(window, next, line.start - next);
+        const std::u16string_view code = text::trimLeft(line.text);
+        if (commentColumns[i] && placed(i).formatted == placed(i).own)
+            text.append(indentationFor(*commentColumns[i], style));
+        else
+            text.append(text::indentationOf(afterLines[i].text));
+        next = line.start + text::indentationOf(line.text).size();
+        if (code.empty()) next = std::min(next, editTo);
+    }
+    text.append(window, next, editTo - next);
+    edit.text = std::move(text);
 }
 
 }  // namespace fit
