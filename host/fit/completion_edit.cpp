@@ -136,14 +136,14 @@ class EditFitter {
     // Re-indents and checks one candidate; at the end of the file, closes the blocks it leaves open.
     bool tryEdit(Edit edit, Attempt& attempt, const char* repair = nullptr) const {
         edit.text = text::withLineEnds(edit.text, lineEnd_);
-        reindentEdit(file_, edit, settings_);
+        reindentEdit(file_, cursor_, edit, settings_);
         CheckResult check = checkEdit(file_, edit);
         if (!check.passed && check.atEndOfFile && check.unclosedBlocks > 0 &&
             check.unclosedBlocks <= kMostClosedBlocks) {
             Edit closed = edit;
             for (std::size_t i = 0; i < check.unclosedBlocks; ++i)
                 closed.text += fl::ustring(lineEnd_) + u"end";
-            reindentEdit(file_, closed, settings_);
+            reindentEdit(file_, cursor_, closed, settings_);
             if (CheckResult closedCheck = checkEdit(file_, closed); closedCheck.passed) {
                 attempt.repairs.push_back(
                     "closed the blocks the completion leaves open at the end of the file");

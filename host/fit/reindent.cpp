@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <map>
 #include <optional>
 #include <vector>
@@ -32,11 +33,6 @@ bool isCloser(std::u16string_view code) {
     return startsWithAnyWord(code, {u"end", u"else", u"elseif", u"case", u"catch", u"otherwise"});
 }
 
-// A line where the formatter can start reading levels: code at the margin that closes nothing.
-bool isTopLevelStart(std::u16string_view line) {
-    return !line.empty() && text::isWordChar(line.front()) && !isCloser(line);
-}
-
 bool isComment(std::u16string_view line) {
     return text::trimLeft(line).starts_with(u"%");
 }
@@ -54,15 +50,33 @@ struct FormatWindow {
     std::u16string_view lead;
 };
 
-FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart) {
-    std::size_t start = editLineStart;
+FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, unsigned tabSize) {
+    // The nearest code line that stands left of every code line between it and the edit, the leftmost
+    // such line within reach: the formatter then sees the opening line of every block the lines below
+    // it close, and no closing line takes the levels below the window's first.
+    std::size_t start = editLineStart, best = editLineStart;
+    int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
     for (std::size_t linesAbove = 0; start > 0 && linesAbove < kFormatLinesAbove; ++linesAbove) {
         start = text::lineStart(file, start - 1);
-        if (isTopLevelStart(std::u16string_view(file).substr(start, text::lineEnd(file, start) - start)))
-            break;
+        const std::u16string_view line =
+            std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+        if (!isCode(line)) continue;
+        const int columns = columnsOf(text::indentationOf(line), tabSize);
+        const bool continued = start > 0 && text::trimRight(std::u16string_view(file).substr(
+                                                                text::lineStart(file, start - 1),
+                                                                start - 1 - text::lineStart(file, start - 1)))
+                                                .ends_with(u"...");
+        if (!isCloser(text::trimLeft(line)) && !continued && columns < bestColumns &&
+            columns <= leftmostBelow) {
+            best = start;
+            bestColumns = columns;
+            if (columns == 0) break;
+        }
+        leftmostBelow = std::min(leftmostBelow, columns);
     }
+    if (best == editLineStart) best = start;
     // On the file's first line, a statement at the margin stands in for the lines above.
-    return {start, start == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
+    return {best, best == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
 }
 
 struct Line {
@@ -125,81 +139,128 @@ bool movesLikeTheFormatter(const std::vector<Placed>& lines) {
     return true;
 }
 
-}  // namespace
+// The window the formatter reads: the lines above the edit, the edit, and the rest of its last line.
+struct Window {
+    fl::ustring text;
+    std::size_t editFrom = 0, editTo = 0;  // the edit's text in it
+    std::vector<Line> lines;
+    std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
+};
 
-void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& settings) {
-    const FormatWindow windowStart = formatWindow(file, text::lineStart(file, edit.start));
-    const std::size_t windowEnd = text::lineEnd(file, edit.end);
-    fl::ustring window(windowStart.lead);
-    window.append(std::u16string_view(file).substr(windowStart.start, edit.start - windowStart.start));
-    const std::size_t editFrom = window.size(), editTo = editFrom + edit.text.size();
-    window.append(edit.text);
+Window windowAround(const fl::ustring& file, const Edit& edit, unsigned tabSize) {
+    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), tabSize);
+    Window window;
+    window.text.assign(start.lead);
+    window.text.append(std::u16string_view(file).substr(start.start, edit.start - start.start));
+    window.editFrom = window.text.size();
+    window.editTo = window.editFrom + edit.text.size();
+    window.text.append(edit.text);
     // A line end after the window: the formatter leaves a last line without one as it is.
-    window.append(std::u16string_view(file).substr(edit.end, windowEnd - edit.end)).append(u"\n");
-
-    const std::vector<Line> lines = linesOf(window);
-    // The lines the edit starts whose leading blanks are all its own.
-    std::vector<std::size_t> started;
-    for (std::size_t i = 1; i < lines.size(); ++i) {
-        const Line& line = lines[i];
-        if (line.start < editFrom || line.start >= editTo) continue;
+    const std::size_t end = text::lineEnd(file, edit.end);
+    window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
+    window.lines = linesOf(window.text);
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        const Line& line = window.lines[i];
+        if (line.start < window.editFrom || line.start >= window.editTo) continue;
         const std::size_t blanks = text::indentationOf(line.text).size();
-        const bool blankInEdit = text::isBlankText(line.text) && line.start + line.text.size() <= editTo;
-        if (line.start + blanks < editTo || blankInEdit) started.push_back(i);
+        const bool blankInEdit =
+            text::isBlankText(line.text) && line.start + line.text.size() <= window.editTo;
+        if (line.start + blanks < window.editTo || blankInEdit) window.started.push_back(i);
     }
-    if (started.empty()) return;
+    return window;
+}
 
-    const IndentSettings style = fileIndentation(file, edit.start, settings);
-    const fl::ustring after = formatted(window, static_cast<std::uint32_t>(started.back() + 1), style);
-    const std::vector<Line> afterLines = linesOf(after);
-    if (afterLines.size() != lines.size()) return;
-    for (std::size_t i = 0; i < lines.size(); ++i)
-        if (text::trimLeft(lines[i].text) != text::trimLeft(afterLines[i].text)) return;
-    const auto placed = [&](std::size_t i) {
-        return Placed{i, columnsOf(text::indentationOf(lines[i].text), style.tabSize),
-                      columnsOf(text::indentationOf(afterLines[i].text), style.tabSize)};
+// The blanks typed before the cursor when the edit's first line replaces the cursor's blank line: a model
+// that gives that line no blanks of its own wrote it from the cursor, not from the margin.
+std::u16string_view typedBlanks(const fl::ustring& file, std::size_t cursor, const Edit& edit) {
+    const std::size_t lineStart = text::lineStart(file, std::min(cursor, file.size()));
+    if (edit.start != lineStart || cursor < lineStart) return {};
+    const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    return text::isBlankText(typed) ? typed : std::u16string_view();
+}
+
+// Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
+// does not follow the formatter, moving with it. `own` holds the started lines' columns.
+bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+               unsigned tabSize) {
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
-
-    // The code lines above the edit: does the file follow the formatter near the cursor?
-    std::vector<Placed> above;
-    for (std::size_t i = started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
-        if (isCode(lines[i].text) && lines[i].start < editFrom) above.push_back(placed(i));
-    const bool fileFollowsFormatter =
-        std::all_of(above.begin(), above.end(), [](const Placed& p) { return p.own == p.formatted; });
+    std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
+    for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
+        if (isCode(window.lines[i].text) && window.lines[i].start < window.editFrom)
+            above.push_back(
+                {i, columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
+    const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
-    for (std::size_t i : started)
-        if (isCode(lines[i].text)) code.push_back(placed(i));
-    const bool modelFits =
-        std::all_of(code.begin(), code.end(), [](const Placed& p) { return p.own == p.formatted; }) ||
-        (!fileFollowsFormatter && movesLikeTheFormatter(code));
-    if (modelFits) return;
+    for (std::size_t k = 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; isCode(window.lines[i].text))
+            code.push_back({i, own[k], formattedColumns(i)});
+    return std::all_of(code.begin(), code.end(), followed) ||
+           (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(code));
+}
 
-    // The formatter keeps a comment line where it may belong; the model's column means nothing here, so
-    // a comment takes the level of the code below it (of the code above it before a closing line).
-    std::vector<std::optional<int>> commentColumns(lines.size());
+// The formatter keeps a comment line where it may belong; a model's column that does not fit means
+// nothing, so such a comment takes the level of the code below it (unless that code closes a block).
+std::vector<std::optional<int>> commentColumns(const std::vector<Line>& formattedLines, unsigned tabSize) {
+    std::vector<std::optional<int>> columns(formattedLines.size());
     std::optional<int> below;
-    for (std::size_t i = lines.size(); i-- > 1;) {
-        if (isCode(lines[i].text)) {
-            below = isCloser(text::trimLeft(lines[i].text)) ? std::nullopt : std::optional(placed(i).formatted);
-        } else if (isComment(lines[i].text)) {
-            commentColumns[i] = below;
+    for (std::size_t i = formattedLines.size(); i-- > 1;) {
+        const std::u16string_view line = formattedLines[i].text;
+        if (isCode(line))
+            below = isCloser(text::trimLeft(line))
+                        ? std::nullopt
+                        : std::optional(columnsOf(text::indentationOf(line), tabSize));
+        else if (isComment(line))
+            columns[i] = below;
+    }
+    return columns;
+}
+
+}  // namespace
+
+void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
+    const IndentSettings style = fileIndentation(file, edit.start, settings);
+    const Window window = windowAround(file, edit, style.tabSize);
+    if (window.started.empty()) return;
+    const fl::ustring after =
+        formatted(window.text, static_cast<std::uint32_t>(window.started.back() + 1), style);
+    const std::vector<Line> afterLines = linesOf(after);
+    if (afterLines.size() != window.lines.size()) return;
+    for (std::size_t i = 0; i < window.lines.size(); ++i)
+        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
+
+    std::vector<fl::ustring> indentation;  // of each started line
+    std::vector<int> own;
+    for (std::size_t i : window.started) {
+        indentation.emplace_back(text::indentationOf(window.lines[i].text));
+        own.push_back(columnsOf(indentation.back(), style.tabSize));
+    }
+    const std::u16string_view typed = typedBlanks(file, cursor, edit);
+    if (!typed.empty() && own.front() == 0 && window.lines[window.started.front()].start == window.editFrom) {
+        indentation.front().insert(0, typed);
+        own.front() = columnsOf(indentation.front(), style.tabSize);
+    }
+    if (!modelFits(window, afterLines, own, style.tabSize)) {
+        const std::vector<std::optional<int>> comments = commentColumns(afterLines, style.tabSize);
+        for (std::size_t k = 0; k < window.started.size(); ++k) {
+            const std::size_t i = window.started[k];
+            const std::u16string_view formattedIndentation = text::indentationOf(afterLines[i].text);
+            indentation[k] = comments[i] && columnsOf(formattedIndentation, style.tabSize) == own[k]
+                                 ? indentationFor(*comments[i], style)
+                                 : fl::ustring(formattedIndentation);
         }
     }
+
     fl::ustring text;
-    std::size_t next = editFrom;  // what of the edit is copied so far, as an offset in the window
-    for (std::size_t i : started) {
-        const Line& line = lines[i];
-        text.append(window, next, line.start - next);
-        const std::u16string_view code = text::trimLeft(line.text);
-        if (commentColumns[i] && placed(i).formatted == placed(i).own)
-            text.append(indentationFor(*commentColumns[i], style));
-        else
-            text.append(text::indentationOf(afterLines[i].text));
-        next = line.start + text::indentationOf(line.text).size();
-        if (code.empty()) next = std::min(next, editTo);
+    std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const Line& line = window.lines[window.started[k]];
+        text.append(window.text, next, line.start - next).append(indentation[k]);
+        next = std::min(line.start + text::indentationOf(line.text).size(), window.editTo);
     }
-    text.append(window, next, editTo - next);
+    text.append(window.text, next, window.editTo - next);
     edit.text = std::move(text);
 }
 
