@@ -17,6 +17,7 @@ namespace {
 
 // How far the formatter looks above the edit.
 constexpr std::size_t kFormatLinesAbove = 60;
+constexpr std::size_t kFormatLinesBelow = 60;
 // Code lines above the edit whose indentation tells whether the file follows the formatter there.
 constexpr std::size_t kNearbyCodeLines = 8;
 
@@ -155,8 +156,15 @@ Window windowAround(const fl::ustring& file, const Edit& edit, unsigned tabSize)
     window.editFrom = window.text.size();
     window.editTo = window.editFrom + edit.text.size();
     window.text.append(edit.text);
-    // A line end after the window: the formatter leaves a last line without one as it is.
-    const std::size_t end = text::lineEnd(file, edit.end);
+    // A line end after the window: the formatter leaves a last line without one as it is. The lines
+    // below down to one at the margin show the formatter which blocks are still open at the edit.
+    std::size_t end = text::lineEnd(file, edit.end);
+    for (std::size_t linesBelow = 0; end < file.size() && linesBelow < kFormatLinesBelow; ++linesBelow) {
+        const std::size_t next = text::nextLineStart(file, end);
+        end = text::lineEnd(file, next);
+        const std::u16string_view line = std::u16string_view(file).substr(next, end - next);
+        if (isCode(line) && !text::isBlank(line.front())) break;
+    }
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
     window.lines = linesOf(window.text);
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
@@ -222,6 +230,10 @@ std::vector<std::optional<int>> commentColumns(const std::vector<Line>& formatte
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
     const IndentSettings style = fileIndentation(file, edit.start, settings);
+    if (const std::u16string_view typed = typedBlanks(file, cursor, edit); !typed.empty()) {
+        const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
+        if (text::indentationOf(first).empty() && !first.empty()) edit.text.insert(0, typed);
+    }
     const Window window = windowAround(file, edit, style.tabSize);
     if (window.started.empty()) return;
     const fl::ustring after =
@@ -236,11 +248,6 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     for (std::size_t i : window.started) {
         indentation.emplace_back(text::indentationOf(window.lines[i].text));
         own.push_back(columnsOf(indentation.back(), style.tabSize));
-    }
-    const std::u16string_view typed = typedBlanks(file, cursor, edit);
-    if (!typed.empty() && own.front() == 0 && window.lines[window.started.front()].start == window.editFrom) {
-        indentation.front().insert(0, typed);
-        own.front() = columnsOf(indentation.front(), style.tabSize);
     }
     if (!modelFits(window, afterLines, own, style.tabSize)) {
         const std::vector<std::optional<int>> comments = commentColumns(afterLines, style.tabSize);
