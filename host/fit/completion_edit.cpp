@@ -6,6 +6,7 @@
 #include "fit/final_check.hpp"
 #include "fit/placement.hpp"
 #include "fit/reindent.hpp"
+#include "fit/reindent_glue.hpp"
 #include "fit/reply_shape.hpp"
 #include "fit/text_lines.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
@@ -136,6 +137,7 @@ class EditFitter {
     // Re-indents and checks one candidate; at the end of the file, closes the blocks it leaves open.
     bool tryEdit(Edit edit, Attempt& attempt, const char* repair = nullptr) const {
         edit.text = text::withLineEnds(edit.text, lineEnd_);
+        separateFromTypedCode(file_, cursor_, edit);
         reindentEdit(file_, cursor_, edit, settings_);
         CheckResult check = checkEdit(file_, edit);
         if (!check.passed && check.atEndOfFile && check.unclosedBlocks > 0 &&

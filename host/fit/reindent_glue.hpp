@@ -1,0 +1,16 @@
+#pragma once
+
+#include <cstddef>
+
+#include "fit/completion_edit.hpp"
+#include "fl/ustring.hpp"
+
+namespace fit {
+
+// A completion that continues the code before the cursor without a blank of its own gets one where the
+// two would otherwise run together: after a keyword (`for` + `k = 1:n`), between a closing bracket, a
+// number or a text and a value (`[1 0` + `dt`), and after a comma where the lines around the cursor
+// write ", ". A model's blank there is what extraction trims; a reply without indentation has none.
+void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit);
+
+}  // namespace fit
