@@ -226,6 +226,31 @@ std::vector<std::optional<int>> commentColumns(const std::vector<Line>& formatte
     return columns;
 }
 
+// The columns the file gives each of the formatter's levels in the code lines above the edit, the
+// nearest line's for each: in a file that does not follow the formatter, a re-indented line follows its
+// neighbours.
+std::map<int, int> fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
+                                       unsigned tabSize) {
+    std::map<int, int> columns;
+    std::size_t seen = 0;
+    for (std::size_t i = window.started.front(); i-- > 1 && seen < kNearbyCodeLines;) {
+        if (!isCode(window.lines[i].text) || window.lines[i].start >= window.editFrom) continue;
+        ++seen;
+        columns.emplace(columnsOf(text::indentationOf(formattedLines[i].text), tabSize),
+                        columnsOf(text::indentationOf(window.lines[i].text), tabSize));
+    }
+    return columns;
+}
+
+// A formatter column in the file's columns: a level the lines above show, or as far from the deepest
+// shallower level they show as the formatter puts it.
+int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
+    auto level = fileColumns.upper_bound(formatted);
+    if (level == fileColumns.begin()) return formatted;
+    --level;
+    return std::max(0, level->second + formatted - level->first);
+}
+
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
@@ -251,12 +276,16 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     }
     if (!modelFits(window, afterLines, own, style.tabSize)) {
         const std::vector<std::optional<int>> comments = commentColumns(afterLines, style.tabSize);
+        const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
             const std::u16string_view formattedIndentation = text::indentationOf(afterLines[i].text);
-            indentation[k] = comments[i] && columnsOf(formattedIndentation, style.tabSize) == own[k]
-                                 ? indentationFor(*comments[i], style)
-                                 : fl::ustring(formattedIndentation);
+            int columns = columnsOf(formattedIndentation, style.tabSize);
+            if (comments[i] && columns == own[k]) columns = *comments[i];
+            const int inFile = inFileColumns(fileColumns, columns);
+            indentation[k] = inFile == columnsOf(formattedIndentation, style.tabSize)
+                                 ? fl::ustring(formattedIndentation)
+                                 : indentationFor(inFile, style);
         }
     }
 
