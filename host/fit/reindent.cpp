@@ -15,8 +15,10 @@
 namespace fit {
 namespace {
 
-// How far the formatter looks above the edit.
+// How far the formatter looks above the edit,
 constexpr std::size_t kFormatLinesAbove = 60;
+// ... and further when no line there stands left of the lines below it (a long class).
+constexpr std::size_t kMostFormatLinesAbove = 400;
 constexpr std::size_t kFormatLinesBelow = 60;
 // Code lines above the edit whose indentation tells whether the file follows the formatter there.
 constexpr std::size_t kNearbyCodeLines = 8;
@@ -57,7 +59,9 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, un
     // it close, and no closing line takes the levels below the window's first.
     std::size_t start = editLineStart, best = editLineStart;
     int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
-    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kFormatLinesAbove; ++linesAbove) {
+    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove &&
+                                     (linesAbove < kFormatLinesAbove || best == editLineStart);
+         ++linesAbove) {
         start = text::lineStart(file, start - 1);
         const std::u16string_view line =
             std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
@@ -187,10 +191,47 @@ std::u16string_view typedBlanks(const fl::ustring& file, std::size_t cursor, con
     return text::isBlankText(typed) ? typed : std::u16string_view();
 }
 
+// The formatter keeps a comment line where it may belong (a help comment at the margin under a
+// `function` line); a model's column that does not fit means nothing, so a comment of the edit goes on
+// the comment lines just above it at their column, or else stands where the formatter would put a
+// statement in its place.
+std::vector<std::optional<int>> commentColumns(const Window& window, const IndentSettings& style) {
+    std::vector<std::optional<int>> columns(window.lines.size());
+    fl::ustring statements;  // the window with the edit's comment lines made statements
+    std::size_t copied = 0;
+    bool anyComment = false;
+    for (std::size_t i : window.started) {
+        const Line& line = window.lines[i];
+        if (!isComment(line.text)) continue;
+        anyComment = true;
+        const std::size_t code = line.start + text::indentationOf(line.text).size();
+        statements.append(window.text, copied, code - copied).append(u"0");
+        copied = line.start + text::trimRight(line.text).size();
+    }
+    if (!anyComment) return columns;
+    statements.append(window.text, copied);
+    const std::vector<Line> placed =
+        linesOf(formatted(statements, static_cast<std::uint32_t>(window.started.back() + 1), style));
+    if (placed.size() != window.lines.size()) return columns;
+    std::optional<int> commentAbove;  // the column of the file's comment line just above
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        const std::u16string_view line = window.lines[i].text;
+        if (!isComment(line)) {
+            commentAbove.reset();
+        } else if (window.lines[i].start < window.editFrom) {
+            commentAbove = columnsOf(text::indentationOf(line), style.tabSize);
+        } else {
+            columns[i] =
+                commentAbove ? *commentAbove : columnsOf(text::indentationOf(placed[i].text), style.tabSize);
+        }
+    }
+    return columns;
+}
+
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
 // does not follow the formatter, moving with it. `own` holds the started lines' columns.
 bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               unsigned tabSize) {
+               const std::vector<std::optional<int>>& comments, unsigned tabSize) {
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
@@ -205,25 +246,16 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     for (std::size_t k = 0; k < window.started.size(); ++k)
         if (const std::size_t i = window.started[k]; isCode(window.lines[i].text))
             code.push_back({i, own[k], formattedColumns(i)});
+    if (code.size() == std::min<std::size_t>(above.size(), 1)) {
+        // Only comments: they fit at the column they would take, or where the formatter keeps them.
+        for (std::size_t k = 0; k < window.started.size(); ++k)
+            if (const std::size_t i = window.started[k];
+                isComment(window.lines[i].text) && own[k] != comments[i].value_or(formattedColumns(i)))
+                return false;
+        return true;
+    }
     return std::all_of(code.begin(), code.end(), followed) ||
            (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(code));
-}
-
-// The formatter keeps a comment line where it may belong; a model's column that does not fit means
-// nothing, so such a comment takes the level of the code below it (unless that code closes a block).
-std::vector<std::optional<int>> commentColumns(const std::vector<Line>& formattedLines, unsigned tabSize) {
-    std::vector<std::optional<int>> columns(formattedLines.size());
-    std::optional<int> below;
-    for (std::size_t i = formattedLines.size(); i-- > 1;) {
-        const std::u16string_view line = formattedLines[i].text;
-        if (isCode(line))
-            below = isCloser(text::trimLeft(line))
-                        ? std::nullopt
-                        : std::optional(columnsOf(text::indentationOf(line), tabSize));
-        else if (isComment(line))
-            columns[i] = below;
-    }
-    return columns;
 }
 
 // The columns the file gives each of the formatter's levels in the code lines above the edit, the
@@ -274,8 +306,8 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         indentation.emplace_back(text::indentationOf(window.lines[i].text));
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
-    if (!modelFits(window, afterLines, own, style.tabSize)) {
-        const std::vector<std::optional<int>> comments = commentColumns(afterLines, style.tabSize);
+    const std::vector<std::optional<int>> comments = commentColumns(window, style);
+    if (!modelFits(window, afterLines, own, comments, style.tabSize)) {
         const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
