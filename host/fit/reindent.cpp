@@ -17,7 +17,8 @@ namespace {
 
 // How far the formatter looks above the edit,
 constexpr std::size_t kFormatLinesAbove = 60;
-// ... and further when no line there stands left of the lines below it (a long class).
+// ... and further up to a line at the margin (the first line of a long class: a `methods` line is a
+// block only inside one).
 constexpr std::size_t kMostFormatLinesAbove = 400;
 constexpr std::size_t kFormatLinesBelow = 60;
 // Code lines above the edit whose indentation tells whether the file follows the formatter there.
@@ -60,7 +61,7 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, un
     std::size_t start = editLineStart, best = editLineStart;
     int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
     for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove &&
-                                     (linesAbove < kFormatLinesAbove || best == editLineStart);
+                                     (linesAbove < kFormatLinesAbove || bestColumns > 0);
          ++linesAbove) {
         start = text::lineStart(file, start - 1);
         const std::u16string_view line =
