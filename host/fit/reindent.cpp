@@ -9,6 +9,7 @@
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
+#include "fit/reindent_continuation.hpp"
 #include "fit/reindent_style.hpp"
 #include "fit/text_lines.hpp"
 
@@ -284,6 +285,31 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
     return std::max(0, level->second + formatted - level->first);
 }
 
+// In a file that lines continuation lines up with their open bracket, a continuation line of the edit
+// that the model did not indent past its statement's first line stands just after that bracket.
+void alignContinuations(const Window& window, const std::vector<int>& own, const IndentSettings& style,
+                        std::vector<fl::ustring>& indentation) {
+    StatementScan scan;
+    int statementColumns = 0;  // the own columns of the statement's first line
+    std::size_t k = 0;         // the next started line
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        const bool started = k < window.started.size() && window.started[k] == i;
+        const std::u16string_view line = window.lines[i].text;
+        if (!text::isBlankText(line)) {
+            const int columns = started ? own[k] : columnsOf(text::indentationOf(line), style.tabSize);
+            if (!scan.goesOn()) {
+                scan = StatementScan{};
+                statementColumns = columns;
+            } else if (started && !scan.openBrackets.empty() && columns <= statementColumns) {
+                indentation[k] = indentationFor(scan.openBrackets.back(), style);
+            }
+            scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
+                     style.tabSize, scan);
+        }
+        if (started) ++k;
+    }
+}
+
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
@@ -320,6 +346,8 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFile, style);
         }
+        if (alignsContinuationsWithBrackets(file, edit.start, style.tabSize))
+            alignContinuations(window, own, style, indentation);
     }
 
     fl::ustring text;

@@ -1,0 +1,80 @@
+#include "fit/reindent_continuation.hpp"
+
+#include <algorithm>
+
+#include "fit/reindent_style.hpp"
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+// How far above the cursor the file's continuation lines are read.
+constexpr std::size_t kStyleLinesAbove = 400;
+
+bool isOpening(char16_t c) {
+    return c == u'(' || c == u'[' || c == u'{';
+}
+
+bool isClosing(char16_t c) {
+    return c == u')' || c == u']' || c == u'}';
+}
+
+// A quote after a value (a name, a closing bracket, a transpose, a field's dot) is a transpose.
+bool quoteIsTranspose(char16_t previous) {
+    return text::isWordChar(previous) || isClosing(previous) || previous == u'\'' || previous == u'.';
+}
+
+}  // namespace
+
+void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
+    const int tab = static_cast<int>(std::max(1u, tabSize));
+    scan.continues = false;
+    int column = 0;  // the column after the code unit read
+    char16_t quote = 0, previous = 0;
+    for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
+        const char16_t c = line[i];
+        column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
+        if (quote) {
+            if (c == quote) quote = 0;
+            continue;
+        }
+        if (c == u'%') return;
+        if (line.substr(i).starts_with(u"...")) {
+            scan.continues = true;
+            return;
+        }
+        if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous)))
+            quote = c;
+        else if (isOpening(c))
+            scan.openBrackets.push_back(column);
+        else if (isClosing(c) && !scan.openBrackets.empty())
+            scan.openBrackets.pop_back();
+    }
+}
+
+bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t pos, unsigned tabSize) {
+    std::size_t start = text::lineStart(file, std::min(pos, file.size()));
+    for (std::size_t lines = 0; start > 0 && lines < kStyleLinesAbove; ++lines)
+        start = text::lineStart(file, start - 1);
+    std::size_t aligned = 0, indented = 0;
+    StatementScan scan;
+    int statementColumns = 0;
+    for (std::size_t at = start; at < pos && at < file.size(); at = text::nextLineStart(file, at)) {
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        if (text::isBlankText(line)) continue;
+        const int columns = columnsOf(text::indentationOf(line), tabSize);
+        if (!scan.goesOn()) {
+            scan = StatementScan{};
+            statementColumns = columns;
+        } else if (!scan.openBrackets.empty()) {
+            if (columns == scan.openBrackets.back())
+                ++aligned;
+            else if (columns > statementColumns)
+                ++indented;
+        }
+        scanLine(line, tabSize, scan);
+    }
+    return aligned > indented;
+}
+
+}  // namespace fit
