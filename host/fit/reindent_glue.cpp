@@ -9,8 +9,8 @@
 namespace fit {
 namespace {
 
-// Lines above the cursor's line whose commas tell how the file writes them.
-constexpr std::size_t kCommaLinesAbove = 10;
+// Lines above the cursor's line whose commas and semicolons tell how the file writes them.
+constexpr std::size_t kSeparatorLinesAbove = 10;
 
 // Words that open a block of a class or a function and take what follows on their line.
 constexpr std::array<std::u16string_view, 5> kBlockWords = {u"methods", u"properties", u"events",
@@ -43,40 +43,67 @@ bool endsInClosedValue(std::u16string_view typed, char16_t next) {
     return typed[start] >= u'0' && typed[start] <= u'9' && (start == 0 || typed[start - 1] != u'.');
 }
 
-// Whether the lines from `from` to the cursor write more commas with a blank after them than without.
-bool writesBlankAfterComma(std::u16string_view code) {
+// Whether the lines from `from` to the cursor write more of `separator` with a blank after it than
+// without (line ends aside).
+bool writesBlankAfter(std::u16string_view code, char16_t separator) {
     std::size_t with = 0, without = 0;
     for (std::size_t i = 0; i + 1 < code.size(); ++i)
-        if (code[i] == u',' && code[i + 1] != u'\n' && code[i + 1] != u'\r')
+        if (code[i] == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r')
             ++(text::isBlank(code[i + 1]) ? with : without);
     return with > without;
 }
 
-// `(1,` or `x(i,`: a comma after one plain token in parentheses, as in sizes and indexes, which files
-// often write without a blank even where their other commas have one.
-bool afterFirstIndex(std::u16string_view typed) {
+// `Name (1,`: the size of a property or an argument, which files write without a blank even where their
+// other commas have one.
+bool inSize(std::u16string_view typed) {
     std::size_t start = typed.size() - 1;
     while (start > 0 && text::isWordChar(typed[start - 1]))
         --start;
-    return start + 1 < typed.size() && start > 0 && typed[start - 1] == u'(';
+    return start > 0 && typed[start - 1] == u'(' && (start == 1 || text::isBlank(typed[start - 2]));
+}
+
+// A binary operator written with a blank before it: `a *` goes on as `a * (b)`. A sign may start a number
+// (`[1 -2]`), so `+` and `-` need a name or a bracket after them.
+bool endsInSpacedOperator(std::u16string_view typed, char16_t next) {
+    static constexpr std::u16string_view kOperators[] = {u"==", u"~=", u"<=", u">=", u"&&", u"||", u".*",
+                                                         u"./", u".^", u"=",  u"<",  u">",  u"&",  u"|",
+                                                         u"*",  u"/",  u"\\", u"^",  u"+",  u"-"};
+    for (std::u16string_view op : kOperators) {
+        if (!typed.ends_with(op) || typed.size() <= op.size() ||
+            !text::isBlank(typed[typed.size() - op.size() - 1]))
+            continue;
+        // Only after an operand: `x = -` starts a negation.
+        const std::u16string_view left = text::trimRight(typed.substr(0, typed.size() - op.size()));
+        if (left.empty() || !(text::isWordChar(left.back()) ||
+                              std::u16string_view(u")]}'\"").find(left.back()) != std::u16string_view::npos))
+            return false;
+        const bool sign = op == u"+" || op == u"-";
+        return next == u'(' ||
+               (sign ? text::isWordChar(next) && !(next >= u'0' && next <= u'9') : startsValue(next));
+    }
+    return false;
 }
 
 }  // namespace
 
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit) {
-    if (edit.start != cursor || edit.text.empty() ||
-        (!startsValue(edit.text.front()) && edit.text.front() != u'('))
-        return;
+    if (edit.start != cursor || edit.text.empty()) return;
     const std::size_t lineStart = text::lineStart(file, cursor);
     const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
     if (text::isBlankText(typed) || text::isBlank(typed.back())) return;
     const char16_t next = edit.text.front();
-    bool separate = endsInKeyword(typed, next) || endsInClosedValue(typed, next);
-    if (!separate && typed.back() == u',' && startsValue(next) && !afterFirstIndex(typed)) {
+    // A continuation marker stands apart from the code before it.
+    bool separate = std::u16string_view(edit.text).starts_with(u"...");
+    if (startsValue(next) || next == u'(')
+        separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
+                   endsInSpacedOperator(typed, next);
+    const char16_t last = typed.back();
+    if (!separate && (last == u',' || last == u';') && startsValue(next) &&
+        !(last == u',' && inSize(typed))) {
         std::size_t from = lineStart;
-        for (std::size_t lines = 0; from > 0 && lines < kCommaLinesAbove; ++lines)
+        for (std::size_t lines = 0; from > 0 && lines < kSeparatorLinesAbove; ++lines)
             from = text::lineStart(file, from - 1);
-        separate = writesBlankAfterComma(std::u16string_view(file).substr(from, cursor - from));
+        separate = writesBlankAfter(std::u16string_view(file).substr(from, cursor - from), last);
     }
     if (separate) edit.text.insert(0, 1, u' ');
 }

@@ -75,6 +75,9 @@ const Row kRows[] = {
     {"after a comma where the lines above write a blank", "A = zeros(2, 3);\n[r,<|>\n", "c] = size(A);",
      "A = zeros(2, 3);\n[r, c] = size(A);\n"},
     {"after a number in a matrix", "M = [1 0<|>\n", "2];", "M = [1 0 2];\n"},
+    {"after an operator written with a blank before it", "x = 2;\ny = x *<|>\n", "(x + 1);",
+     "x = 2;\ny = x * (x + 1);\n"},
+    {"a negation stays joined", "x = 2;\ny = -<|>\n", "(x + 1);", "x = 2;\ny = -(x + 1);\n"},
     {"a transpose stays joined", "v = (1:3)<|>\n", "';", "v = (1:3)';\n"},
 };
 
