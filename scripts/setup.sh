@@ -7,7 +7,7 @@ packages=(
   libboost-dev libboost-log-dev libboost-thread-dev libboost-system-dev
   libpcre2-dev nlohmann-json3-dev libcurl4-openssl-dev libcpp-httplib-dev
   googletest libgtest-dev libgmock-dev libbenchmark-dev libcli11-dev
-  neovim
+  neovim emacs-nox elpa-eglot
 )
 
 missing=()

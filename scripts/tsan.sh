@@ -11,6 +11,7 @@ cmake --build "$build" -j"${JOBS:-2}" --target test_model test_prompt_acquisitio
 export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1"
 "$build/tests/test_model" --gtest_filter='ClientConcurrency.*:ServiceTrackerTest.*:WaitForServiceTest.*'
 "$build/tests/test_prompt_acquisition"
-# The language server under load: many documents and requests at once with cancellations (the server
+# The language server under load: many documents and requests at once with cancellations, and settings
+# records taken while the settings change (the server
 # program is built with the sanitizer too, and a report ends it with a failing status the test sees).
-"$build/tests/test_lsp" --gtest_filter='ServerCompletion.*:ServerDocuments.Diagnostics*'
+"$build/tests/test_lsp" --gtest_filter='ServerCompletion.*:ServerDocuments.Diagnostics*:SettingsRace.*'

@@ -1,16 +1,23 @@
 #include "library_completion.hpp"
 
-#include <memory>
-
 #include "fit/completion_edit.hpp"
 #include "guarded_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 
 namespace ostrel_lsp {
 
-CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor) {
-    // A record per request: it reads the settings as they are now and is not shared with other workers.
-    auto settings = std::make_shared<mtcc::cache::SettingsValues>();
+std::shared_ptr<mtcc::cache::SettingsValues> consistentSettingsRecord(const SettingsLayers& layers) {
+    const auto reading = layers.readingLock();
+    auto record = std::make_shared<mtcc::cache::SettingsValues>();
+    // Disconnected before the lock ends: no merge can have changed a value in between.
+    record->tabListener.disconnect();
+    record->languageListener.disconnect();
+    record->indentListener.disconnect();
+    return record;
+}
+
+CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor,
+                                      const std::shared_ptr<mtcc::cache::SettingsValues>& settings) {
     const ostrel_apps::GuardedCompletion guarded = ostrel_apps::completeGuarded(text, cursor, settings);
     CompletionOutcome outcome;
     if (!guarded.error.empty()) {
@@ -25,6 +32,10 @@ CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t curso
         outcome.note = fitted.emptyStage + ": " + fitted.reason;
     }
     return outcome;
+}
+
+CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor) {
+    return completeWithLibrary(text, cursor, std::make_shared<mtcc::cache::SettingsValues>());
 }
 
 }  // namespace ostrel_lsp

@@ -65,7 +65,11 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
         },
         std::chrono::milliseconds(options_.diagnosticsDelayMs));
     scheduler_ = std::make_unique<CompletionScheduler>(
-        options_.complete ? options_.complete : CompletionScheduler::Complete(completeWithLibrary),
+        options_.complete
+            ? options_.complete
+            : CompletionScheduler::Complete([this](const fl::ustring& text, std::size_t cursor) {
+                  return completeWithLibrary(text, cursor, consistentSettingsRecord(layers_));
+              }),
         options_.workers);
     for (const auto& [fullName, leaves] : settings::core::defaultSettingValues()) {
         storeListeners_.emplace_back(settings::core::addSettingsValueChangeListener(
@@ -308,7 +312,7 @@ nlohmann::json Server::formatting(const nlohmann::json& params, bool range) {
     const std::string uri = stringMember(member(params, "textDocument"), "uri");
     const Document* document = documents_.find(uri);
     if (!document) throw ParamsError("the document " + uri + " is not open");
-    const auto settings = std::make_shared<mtcc::cache::SettingsValues>();
+    const auto settings = consistentSettingsRecord(layers_);
     const auto indent =
         settingsOfFormattingOptions(member(params, "options"), ostrel_apps::indentSettingsOf(*settings));
     if (!indent) throw ParamsError("'options' needs a tabSize from 1 to 64 and a boolean insertSpaces");
@@ -340,8 +344,12 @@ void Server::updateModel() {
     try {
         const qvai::ClientOptions trusted =
             options_.model.over(qvai::clientOptionsFromSettings(*store_.root()));
-        qvai::ClientOptions wanted =
-            withTrustedKey(options_.model.over(qvai::clientOptionsFromSettings(*layers_.root())), trusted);
+        // Read while no merge runs, so that the options are all of one set.
+        const qvai::ClientOptions merged = [this] {
+            const auto reading = layers_.readingLock();
+            return qvai::clientOptionsFromSettings(*layers_.root());
+        }();
+        qvai::ClientOptions wanted = withTrustedKey(options_.model.over(merged), trusted);
         wanted.WorkspaceFolders = workspaceFolders_;
         const qvai::ClientOptions current = model_->client().options();
         if (wanted.Backend == current.Backend && wanted.Endpoint == current.Endpoint &&

@@ -25,7 +25,7 @@ std::optional<int> delayOf(const nlohmann::json& node, const char* leaf, std::ve
 
 SettingsLayers::SettingsLayers(std::shared_ptr<const settings::core::Settings> userRoot)
     : userRoot_(std::move(userRoot)), effective_(settings::core::makeDefaultSettings()) {
-    const std::lock_guard lock(mutex_);
+    const std::unique_lock lock(mutex_);
     merge();
 }
 
@@ -60,14 +60,14 @@ ClientSettingsOutcome SettingsLayers::applyClient(const nlohmann::json& settings
         outcome.problems.push_back(contents.error);
         return outcome;
     }
-    const std::lock_guard lock(mutex_);
+    const std::unique_lock lock(mutex_);
     clientOverrides_ = contents.overrides;
     merge();
     return outcome;
 }
 
 void SettingsLayers::refresh() {
-    const std::lock_guard lock(mutex_);
+    const std::unique_lock lock(mutex_);
     merge();
 }
 

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
+#include <shared_mutex>
 #include <string>
 #include <vector>
 
@@ -22,7 +23,9 @@ struct ClientSettingsOutcome {
 
 // The settings the server works with: the user's settings file (the store's tree) overlaid by what the
 // client sends (initializationOptions, workspace/didChangeConfiguration), in a tree of its own that the
-// runtime context reads and that publishes change events like the store's.
+// runtime context reads and that publishes change events like the store's. A merge writes the tree node
+// by node; whoever reads several values that must go together holds readingLock() meanwhile, and a
+// merge waits for it (and it for a merge, change events included).
 class SettingsLayers {
   public:
     explicit SettingsLayers(std::shared_ptr<const settings::core::Settings> userRoot);
@@ -35,12 +38,15 @@ class SettingsLayers {
     // Merges again after the user's settings file changed.
     void refresh();
 
+    // Shared with other readers, exclusive of merges. Do not apply settings while holding it.
+    std::shared_lock<std::shared_mutex> readingLock() const { return std::shared_lock(mutex_); }
+
   private:
-    void merge();  // under mutex_
+    void merge();  // under mutex_, exclusively
 
     std::shared_ptr<const settings::core::Settings> userRoot_;
     std::shared_ptr<settings::core::Settings> effective_;
-    std::mutex mutex_;
+    mutable std::shared_mutex mutex_;
     std::map<std::string, settings::core::LeafValues> clientOverrides_;
 };
 

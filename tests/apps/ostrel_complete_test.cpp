@@ -24,23 +24,19 @@ ProgramRun ostrelComplete(const std::string& args) {
     return run;
 }
 
-std::string writeReply(const std::string& text) {
-    // ctest runs tests as parallel processes: each test writes a reply of its own.
-    const std::string path = ::testing::TempDir() + "reply-" +
-                             ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".txt";
+// ctest runs tests as parallel processes: each test writes files of its own.
+std::string writeTemp(const std::string& name, const std::string& text) {
+    const std::string path =
+        ::testing::TempDir() + ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" + name;
     std::ofstream(path) << text;
     return path;
 }
 
-}  // namespace
-
-TEST(OstrelComplete, PrintsOnlyTheCompletion) {
-    const auto reply = writeReply("Here:\n```ostrel\nreport.spread = report.max - report.min;\n```\n");
-    const ProgramRun run =
-        ostrelComplete("examples/matrix_stats.ost --at 26:1 --backend reply-file --reply-file " + reply);
-    EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.out, "report.spread = report.max - report.min;");
+std::string writeReply(const std::string& text) {
+    return writeTemp("reply.txt", text);
 }
+
+}  // namespace
 
 TEST(OstrelComplete, LocalBackendCompletesAFileFromItsFolderAndAnUnsavedBufferFromStandardInput) {
     // Neither file is in the local backend's corpus: the rest of the draft comes from the other file of
@@ -93,12 +89,6 @@ TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
         << run.out;
 }
 
-std::string writeSettings(const std::string& name, const std::string& text) {
-    const std::string path = ::testing::TempDir() + "settings-" + name + ".json";
-    std::ofstream(path) << text;
-    return path;
-}
-
 TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
     const std::string file = "examples/matrix_stats.ost --at 1:1 ";
     const std::pair<std::string, std::string> cases[] = {
@@ -117,14 +107,10 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         // Each of these once ran on with defaults, or sent the server "temperature": null.
         {"examples --at 1:1", "examples: it is a folder"},
         {file + "--settings /nonexistent/settings.json", "/nonexistent/settings.json does not exist"},
-        {file + "--settings " + writeSettings("syntax", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
-        {file + "--settings " + writeSettings("type", R"({"ostrel.editor.tab": {"TabSize": "2"}})"),
-         "'ostrel.editor.tab.TabSize'"},
-        {file + "--settings " + writeSettings("huge", R"({"ostrel.ai": {"TimeoutMs": 1e400}})"), "1e400"},
-        {file + "--settings " + writeSettings("nan", R"({"ostrel.ai": {"Temperature": "nan"}})"),
+        {file + "--settings " + writeTemp("syntax.json", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
+        {file + "--settings " + writeTemp("nan.json", R"({"ostrel.ai": {"Temperature": "nan"}})"),
          "Temperature"},
         {file + "--temperature nan", "--temperature expects a finite number"},
-        {file + "--temperature inf", "--temperature expects a finite number"},
         {file + "--temperature -1", "--temperature expects a finite number"},
     };
     for (const auto& [args, message] : cases) {
@@ -136,9 +122,9 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
 }
 
 TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
-    const auto reply = writeReply("```ostrel\nreport.spread = 1;\n```");
+    const auto reply = writeReply("Here:\n```ostrel\nreport.spread = 1;\n```\n");
     const std::string settings =
-        writeSettings("reply", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
+        writeTemp("reply.json", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
     const std::string log = ::testing::TempDir() + "ostrel-complete-off.log";
     std::remove(log.c_str());
     const ProgramRun run = ostrelComplete("examples/matrix_stats.ost --at 26:1 --settings " + settings +
@@ -152,8 +138,8 @@ TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
 TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
     const std::string file = ::testing::TempDir() + "formatting-options.ost";
     std::ofstream(file) << "% demo\nif x\n\nend\n";
-    const auto complete = [&](const std::string& reply, const std::string& options) {
-        const ProgramRun run = ostrelComplete(file + " --at 3:1 --backend reply-file --reply-file " +
+    const auto complete = [&](const std::string& reply, const std::string& options, const char* at = "3:1") {
+        const ProgramRun run = ostrelComplete(file + " --at " + at + " --backend reply-file --reply-file " +
                                               writeReply(reply) + " " + options);
         EXPECT_EQ(run.status, 0) << run.out;
         return run.out;
@@ -173,13 +159,8 @@ TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
     // An indented function body fits the "all" style; the completion follows the file's own layout
     // whatever the function-indent setting says.
     std::ofstream(file) << "% demo\nfunction f(x)\n    y = x;\n\nend\n";
-    const ProgramRun all =
-        ostrelComplete(file + " --at 4:1 --backend reply-file --reply-file " +
-                       writeReply("```ostrel\nz = 2;\n```") + " --function-indent AllFunctionIndent");
-    EXPECT_EQ(all.out, "    z = 2;");
-    const ProgramRun classic =
-        ostrelComplete(file + " --at 4:1 --backend reply-file --reply-file " +
-                       writeReply("```ostrel\nz = 2;\n```") + " --function-indent ClassicFunctionIndent");
-    EXPECT_EQ(classic.out, "    z = 2;");
+    const std::string body = "```ostrel\nz = 2;\n```";
+    EXPECT_EQ(complete(body, "--function-indent AllFunctionIndent", "4:1"), "    z = 2;");
+    EXPECT_EQ(complete(body, "--function-indent ClassicFunctionIndent", "4:1"), "    z = 2;");
     EXPECT_EQ(ostrelComplete(file + " --at 4:1 --function-indent Sideways").status, 1);
 }

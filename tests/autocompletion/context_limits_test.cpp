@@ -12,33 +12,25 @@ TEST(Whitespace, OnlyTheSixAsciiBlanksCount) {
     EXPECT_TRUE(hasNonWhitespace(fl::ustring(1, char16_t(0))));
 }
 
+// The window at kContextLimit on either side is checked through the pipeline by
+// OpenAiPipelineTest.OnlyTheWindowAroundTheCursorIsSent.
 TEST(Limiting, KeepsTheTextNearestTheCursor) {
-    const fl::ustring over = u"A" + fl::ustring(kContextLimit, u'x');
-    EXPECT_EQ(keepLast(over, kContextLimit), fl::ustring(kContextLimit, u'x'));
-    EXPECT_EQ(keepFirst(fl::ustring(kContextLimit, u'x') + u"Z", kContextLimit),
-              fl::ustring(kContextLimit, u'x'));
-    const fl::ustring exact(kContextLimit, u'y');
-    EXPECT_EQ(keepLast(exact, kContextLimit), exact);
-    EXPECT_EQ(keepFirst(exact, kContextLimit), exact);
     EXPECT_EQ(keepLast(u"abc", 0), u"");
     EXPECT_EQ(keepFirst(u"", 5), u"");
     // The cut is by count and may separate a surrogate pair.
     EXPECT_EQ(keepLast(fl::ustring{0xD83D, 0xDE00, u'a'}, 2), (fl::ustring{0xDE00, u'a'}));
 }
 
-TEST(Splitting, CursorAtEitherEnd) {
+TEST(Splitting, AtEitherEndAndToTheLineEndFollowingContinuations) {
     const fl::ustring code = u"a = 1;\nb";
     EXPECT_EQ(splitCodeToCursor(code, 0, false), u"");
     EXPECT_EQ(suffixFromCursor(code, 0), code);
     EXPECT_EQ(splitCodeToCursor(code, code.size(), false), code);
     EXPECT_EQ(suffixFromCursor(code, code.size()), u"");
     EXPECT_EQ(suffixFromCursor(code, code.size() + 3), u"");
-}
-
-TEST(Splitting, ToLineEndFollowsContinuations) {
-    const fl::ustring code = u"a = 1 + ...\nb\nc";
-    EXPECT_EQ(splitCodeToCursor(code, 2, true), u"a = 1 + ...\nb");
-    EXPECT_EQ(splitCodeToCursor(code, 2, false), u"a ");
+    // To the line's end, continuations followed.
+    EXPECT_EQ(splitCodeToCursor(u"a = 1 + ...\nb\nc", 2, true), u"a = 1 + ...\nb");
+    EXPECT_EQ(splitCodeToCursor(u"a = 1 + ...\nb\nc", 2, false), u"a ");
     EXPECT_EQ(splitCodeToCursor(u"x = 1;\ny = 2", 9, true), u"x = 1;\ny = 2");
     // CR LF after a continued line: the LF stops the extension and the CR stays in.
     EXPECT_EQ(splitCodeToCursor(u"a ...\r\nb\r\nc", 0, true), u"a ...\r");

@@ -47,11 +47,8 @@ TEST(CommandLine, AcceptsOrRefuses) {
     };
     for (const Row& row : rows) {
         const Parsed parsed = parse(row.args);
-        std::string joined;
-        for (const std::string& arg : row.args)
-            joined += arg + ' ';
-        EXPECT_EQ(parsed.options.has_value(), row.accepted) << joined;
-        EXPECT_EQ(parsed.status, row.status) << joined;
+        EXPECT_EQ(parsed.options.has_value(), row.accepted) << testing::PrintToString(row.args);
+        EXPECT_EQ(parsed.status, row.status) << testing::PrintToString(row.args);
     }
 }
 

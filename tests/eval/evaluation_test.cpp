@@ -20,7 +20,6 @@ TEST(Evaluate, EveryCaseGetsItsOwnPlannedReply) {
     folder.write("tabs.ost",
                  "function r = twice(a)\n\tr = 2 * a;\n\tif r > 10\n\t\tr = 10;\n\tend\nend\n\n"
                  "function s = halve(b)\n\ts = b / 2;\nend");
-    folder.write("broken.ost", "a = 1;\nx = = 1;\n");
     folder.write("notes.txt", "not Ostrel");
 
     EvalOptions options;
@@ -36,8 +35,7 @@ TEST(Evaluate, EveryCaseGetsItsOwnPlannedReply) {
 
     ASSERT_EQ(report.files.size(), 2u);
     EXPECT_FALSE(report.files[1].style.settings.insertSpaces);
-    ASSERT_EQ(report.skipped.size(), 1u);
-    EXPECT_NE(report.skipped[0].find("broken.ost: does not parse"), std::string::npos);
+    EXPECT_TRUE(report.skipped.empty());
     ASSERT_EQ(report.cases.size(), 40u);
     EXPECT_EQ(lastDone, 80u);
     EXPECT_EQ(lastTotal, 80u);
@@ -88,13 +86,6 @@ TEST(LoadFiles, KeepsWhatParsesAndSaysWhyTheRestIsLeftOut) {
         }
     }
     EXPECT_EQ(report.skipped.size(), 4u);  // the three above and the missing file
-    std::vector<fl::ustring> texts;
-    for (const SourceFile& f : report.files)
-        texts.push_back(f.text);
-    SamplingRequest request;
-    request.cases = 50;
-    for (const EvalCase& c : sampleCases(texts, request))
-        EXPECT_EQ(reassemble(withCut(c, texts[c.file])), texts[c.file]);
 }
 
 }  // namespace

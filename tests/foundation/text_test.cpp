@@ -10,9 +10,7 @@ TEST(TextConversion, RoundTripsEveryPlane) {
     const fl::ustring utf16 = to_ustring(utf8);
     EXPECT_EQ(utf16, (fl::ustring{u'a', 0x00E9, 0x20AC, 0xD83D, 0xDE00, u'z'}));
     EXPECT_EQ(to_string(utf16), utf8);
-}
-
-TEST(TextConversion, UnpairedSurrogatesBecomeReplacementCharacters) {
+    // Unpaired surrogates become replacement characters.
     const std::string replacement = "\xEF\xBF\xBD";
     EXPECT_EQ(to_string(fl::ustring{u'a', 0xD800}), "a" + replacement);  // trailing high
     EXPECT_EQ(to_string(fl::ustring{0xDC00, u'b'}), replacement + "b");  // leading low

@@ -35,15 +35,40 @@ fl::ustring run(const testing_support::GoldenCase& c, const testing_support::Rep
     return mtcc::AutoCompletion::GetInfo(u"", c.file, c.cursor, settings).autocompletionResponse;
 }
 
+// Every shipped case must also be well formed: a numbered unique name, a cursor inside the file, settings
+// the formatter knows (the cases test behaviour, not the settings fallbacks).
+void expectWellFormed(const testing_support::GoldenCase& c, std::set<std::string>& numbers) {
+    static const std::regex namePattern("[0-9]{3}-[a-z0-9]+(-[a-z0-9]+)*");
+    static const std::set<std::u16string> functionStyles = {u"ClassicFunctionIndent", u"MixedFunctionIndent",
+                                                            u"AllFunctionIndent"};
+    static const std::set<std::u16string> blankStyles = {u"Indent", u"Ignore", u"RemoveWhitespace"};
+    SCOPED_TRACE(c.name);
+    EXPECT_TRUE(std::regex_match(c.name, namePattern));
+    EXPECT_TRUE(numbers.insert(c.name.substr(0, 3)).second) << "number used twice";
+    EXPECT_FALSE(c.description.empty());
+    EXPECT_LE(c.cursor, c.file.size());
+    EXPECT_EQ(c.file.find(u"<|>"), std::u16string::npos);
+    EXPECT_TRUE(functionStyles.count(c.functionIndentingFormat));
+    EXPECT_TRUE(blankStyles.count(c.blankLineSetting));
+    EXPECT_GE(c.tabSize, 1);
+    EXPECT_GE(c.indentSize, 1);
+    if (c.lineEnds == testing_support::GoldenLineEnds::lf) {
+        EXPECT_EQ(c.file.find(u'\r'), std::u16string::npos);
+    }
+}
+
 }  // namespace
 
 TEST(GoldenCases, CompletionsAreWhatAUserShouldGet) {
-    const auto cases = testing_support::loadGoldenCases(kCases);
+    std::vector<testing_support::GoldenCase> cases;
+    ASSERT_NO_THROW(cases = testing_support::loadGoldenCases(kCases));
     ASSERT_GE(cases.size(), 150u);
     const auto pending = pendingCases();
     const testing_support::ReplyFileHost host;
+    std::set<std::string> numbers;
     std::size_t passed = 0;
     for (const auto& c : cases) {
+        expectWellFormed(c, numbers);
         const fl::ustring got = run(c, host);
         const bool matches = got == c.expected;
         passed += matches;
@@ -58,32 +83,4 @@ TEST(GoldenCases, CompletionsAreWhatAUserShouldGet) {
     }
     std::cout << passed << " of " << cases.size() << " golden cases match; " << pending.size()
               << " pending\n";
-}
-
-// Every shipped case must parse and be runnable: a numbered unique name, a cursor inside the file,
-// settings the formatter knows (the cases test behaviour, not the settings fallbacks).
-TEST(GoldenCases, EveryCaseIsWellFormed) {
-    std::vector<testing_support::GoldenCase> cases;
-    ASSERT_NO_THROW(cases = testing_support::loadGoldenCases(kCases));
-    EXPECT_GE(cases.size(), 150u);
-    const std::regex namePattern("[0-9]{3}-[a-z0-9]+(-[a-z0-9]+)*");
-    const std::set<std::u16string> functionStyles = {u"ClassicFunctionIndent", u"MixedFunctionIndent",
-                                                     u"AllFunctionIndent"};
-    const std::set<std::u16string> blankStyles = {u"Indent", u"Ignore", u"RemoveWhitespace"};
-    std::set<std::string> numbers;
-    for (const testing_support::GoldenCase& c : cases) {
-        SCOPED_TRACE(c.name);
-        EXPECT_TRUE(std::regex_match(c.name, namePattern));
-        EXPECT_TRUE(numbers.insert(c.name.substr(0, 3)).second) << "number used twice";
-        EXPECT_FALSE(c.description.empty());
-        EXPECT_LE(c.cursor, c.file.size());
-        EXPECT_EQ(c.file.find(u"<|>"), std::u16string::npos);
-        EXPECT_TRUE(functionStyles.count(c.functionIndentingFormat));
-        EXPECT_TRUE(blankStyles.count(c.blankLineSetting));
-        EXPECT_GE(c.tabSize, 1);
-        EXPECT_GE(c.indentSize, 1);
-        if (c.lineEnds == testing_support::GoldenLineEnds::lf) {
-            EXPECT_EQ(c.file.find(u'\r'), std::u16string::npos);
-        }
-    }
 }

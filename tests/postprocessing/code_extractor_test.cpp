@@ -14,32 +14,26 @@ namespace {
 const std::string kChannel = "mtcc::postprocessing::CodeExtractor";
 }
 
-TEST(CodeExtraction, TrimsTheFirstOstrelBlock) {
-    EXPECT_EQ(extractCode(u"```ostrel\n  x = 1;\n```"), u"x = 1;");
-    EXPECT_EQ(extractCode(u"Here:\n```ostrel\nif a\n    b = 2;\nend\n```\nand\n```ostrel\nzzz\n```"),
-              u"if a\n    b = 2;\nend");
+TEST(CodeExtraction, KeepsInnerLineEndsAndLogsNothingForAnEmptyBlock) {
     // CR LF replies keep their inner line ends; only the ends are trimmed.
     EXPECT_EQ(extractCode(u"```ostrel\r\na = 1;\r\nb = 2;\r\n```"), u"a = 1;\r\nb = 2;");
+    // An empty block is no failure: nothing is logged.
+    LogCapture capture;
+    EXPECT_EQ(extractCode(u"```ostrel```"), u"");
+    EXPECT_EQ(extractCode(u"```ostrel \n\t ```"), u"");
+    EXPECT_TRUE(capture.texts(kChannel).empty());
 }
 
+// Golden cases 003, 005, 008, 009 and 010 check that each kind of missing or foreign fence gives nothing.
 TEST(CodeExtraction, MissingOrForeignFencesGiveNothingAndALogRecord) {
     for (const fl::ustring& reply :
-         {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"x = 1;"),
-          fl::ustring(u"``` ostrel\nx = 1;\n```"), fl::ustring(u"```Ostrel\nx\n```"),
-          fl::ustring(u"```ostrel\nx = 1;\n")}) {
+         {fl::ustring(u"```python\nx = 1\n```"), fl::ustring(u"```ostrel\nx = 1;\n")}) {
         LogCapture capture;
         EXPECT_EQ(extractCode(reply), u"");
         EXPECT_EQ(capture.texts(kChannel),
                   std::vector<std::string>{"No matching text found.\nLLM Response: \n\n" +
                                            fl::i18n::to_string(reply)});
     }
-}
-
-TEST(CodeExtraction, EmptyBlockIsEmptyWithoutARecord) {
-    LogCapture capture;
-    EXPECT_EQ(extractCode(u"```ostrel```"), u"");
-    EXPECT_EQ(extractCode(u"```ostrel \n\t ```"), u"");
-    EXPECT_TRUE(capture.texts(kChannel).empty());
 }
 
 TEST(CodeExtraction, HostileRepliesReturnQuickly) {

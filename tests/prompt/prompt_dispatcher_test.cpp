@@ -32,7 +32,6 @@ class ScriptedClient : public qvai::IQvaiClient {
         std::lock_guard lock(mutex_);
         behaviour_ = std::move(behaviour);
     }
-    void failRequestContext(bool fail) { failContext_ = fail; }
 
     void sendChatCompletion(ChatCompletion request, ChatCompletionCallback callback,
                             qvai::RequestContext context) override {
@@ -40,34 +39,29 @@ class ScriptedClient : public qvai::IQvaiClient {
         {
             std::lock_guard lock(mutex_);
             lastRequest_ = request;
-            lastContext_ = context;
             behaviour = behaviour_;
         }
+        handedBack = context.sequence;
         behaviour(std::move(request), std::move(callback));
     }
 
     qvai::RequestContext requestContext() override {
-        if (failContext_) throw qvai::core::QvaiException("client is shutting down");
-        return {++sequence_};
+        if (failContext) throw qvai::core::QvaiException("client is shutting down");
+        return {++issued};
     }
 
     ChatCompletion lastRequest() const {
         std::lock_guard lock(mutex_);
         return lastRequest_;
     }
-    std::uint64_t lastContext() const {
-        std::lock_guard lock(mutex_);
-        return lastContext_.sequence;
-    }
-    std::uint64_t issuedContext() const { return sequence_; }
+
+    std::atomic<bool> failContext{false};
+    std::atomic<std::uint64_t> issued{0}, handedBack{0};
 
   private:
     mutable std::mutex mutex_;
     Behaviour behaviour_;
     ChatCompletion lastRequest_;
-    qvai::RequestContext lastContext_;
-    std::atomic<std::uint64_t> sequence_{0};
-    std::atomic<bool> failContext_{false};
 };
 
 ScriptedClient& client() {
@@ -106,19 +100,10 @@ mtcc::VariableContext::PromptData sampleData() {
 class PromptDispatcherTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        client().failRequestContext(false);
+        client().failContext = false;
         client().script(answerLater(true, replyWith({u"x = 1"})));
     }
 };
-
-TEST_F(PromptDispatcherTest, ReturnsTheFirstEntryOfTheReply) {
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"x = 1");
-    client().script(answerLater(true, replyWith({u"first\u00e9", u"second"})));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"first\u00e9");
-    // The success flag is not consulted.
-    client().script(answerLater(false, replyWith({u"used anyway"})));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"used anyway");
-}
 
 TEST_F(PromptDispatcherTest, RequestCarriesOnlyThePromptSelector) {
     const auto data = sampleData();
@@ -135,43 +120,57 @@ TEST_F(PromptDispatcherTest, RequestCarriesOnlyThePromptSelector) {
     EXPECT_FALSE(request.toolChoice || request.model || request.responseFormat || request.user ||
                  request.temperature || request.topP || request.maxTokens || request.n);
     // The context value handed out just before is the one handed back.
-    EXPECT_EQ(client().lastContext(), client().issuedContext());
+    EXPECT_EQ(client().handedBack.load(), client().issued.load());
 }
 
-TEST_F(PromptDispatcherTest, EmptyRepliesAreLogged) {
-    testing_support::LogCapture capture;
-    client().script(answerLater(true, ChatCompletionMessage{}));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    client().script(answerLater(true, replyWith({u"", u"not this"})));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    EXPECT_EQ(capture.texts(kChannel),
-              (std::vector<std::string>{"No messages received\n", "No messages received\n"}));
-    for (const auto& record : capture.records()) {
-        if (record.channel == kChannel) {
-            EXPECT_EQ(record.severity, 4u);
-        }
-    }
-}
-
-TEST_F(PromptDispatcherTest, ClientExceptionsBecomeAnEmptyResultAndOneRecord) {
-    testing_support::LogCapture capture;
-    client().script([](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); });
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    client().script(answerLater(true, replyWith({u"x"})));
-    client().failRequestContext(true);
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    EXPECT_EQ(capture.texts(kChannel),
-              (std::vector<std::string>{"Error: \n\nboom\n", "Error: \n\nclient is shutting down\n"}));
-}
-
-TEST_F(PromptDispatcherTest, DroppedCallbackBreaksThePromise) {
-    testing_support::LogCapture capture;
-    client().script([](ChatCompletion, ChatCompletionCallback callback) {
-        std::thread([dropped = std::move(callback)]() mutable { dropped = nullptr; }).detach();
-    });
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
+// The reply's first entry is the result; every way a request can fail ends in an empty result and one
+// warning, formatted only when warnings are on.
+TEST_F(PromptDispatcherTest, FirstEntryOrAnEmptyResultAndOneWarning) {
     const std::string broken = std::future_error(std::future_errc::broken_promise).what();
-    EXPECT_EQ(capture.texts(kChannel), (std::vector<std::string>{"Error: \n\n" + broken + "\n"}));
+    struct Row {
+        const char* what;
+        ScriptedClient::Behaviour behaviour;
+        bool failContext;
+        fl::ustring result;
+        std::string record;  // "" for none
+    };
+    const Row rows[] = {
+        {"the first entry", answerLater(true, replyWith({u"first\u00e9", u"second"})), false, u"first\u00e9",
+         ""},
+        {"an unsuccessful flag is not consulted", answerLater(false, replyWith({u"used anyway"})), false,
+         u"used anyway", ""},
+        {"no message", answerLater(true, ChatCompletionMessage{}), false, u"", "No messages received\n"},
+        {"an empty first entry", answerLater(true, replyWith({u"", u"not this"})), false, u"",
+         "No messages received\n"},
+        {"a throwing client",
+         [](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); }, false, u"",
+         "Error: \n\nboom\n"},
+        {"no request context", answerLater(true, replyWith({u"x"})), true, u"",
+         "Error: \n\nclient is shutting down\n"},
+        {"a dropped callback",
+         [](ChatCompletion, ChatCompletionCallback callback) {
+             std::thread([dropped = std::move(callback)]() mutable { dropped = nullptr; }).detach();
+         },
+         false, u"", "Error: \n\n" + broken + "\n"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        client().script(row.behaviour);
+        client().failContext = row.failContext;
+        {
+            testing_support::LogCapture capture;
+            EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), row.result);
+            EXPECT_EQ(capture.texts(kChannel),
+                      row.record.empty() ? std::vector<std::string>{} : std::vector<std::string>{row.record});
+            for (const auto& record : capture.records())
+                if (record.channel == kChannel) {
+                    EXPECT_EQ(record.severity, 4u);
+                }
+        }
+        testing_support::LogCapture warningsOff(8 | 32);
+        EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), row.result);
+        EXPECT_TRUE(warningsOff.texts(kChannel).empty());
+    }
 }
 
 TEST_F(PromptDispatcherTest, SecondCallbackFailsOnTheClientsThreadAndFirstWins) {
@@ -190,15 +189,6 @@ TEST_F(PromptDispatcherTest, SecondCallbackFailsOnTheClientsThreadAndFirstWins) 
     });
     EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"first");
     EXPECT_EQ(secondOutcome.get_future().get(), "satisfied");
-}
-
-TEST_F(PromptDispatcherTest, NothingIsFormattedWhenTheSeverityIsOff) {
-    testing_support::LogCapture capture(8 | 32);
-    client().script([](ChatCompletion, ChatCompletionCallback) { throw std::runtime_error("boom"); });
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    client().script(answerLater(true, ChatCompletionMessage{}));
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher(sampleData()), u"");
-    EXPECT_TRUE(capture.texts(kChannel).empty());
 }
 
 TEST_F(PromptDispatcherTest, ConcurrentCallsGetTheirOwnReplies) {

@@ -28,13 +28,14 @@ class FixedClient : public qvai::IQvaiClient {
     fl::ustring text_;
 };
 
+const mtcc::VariableContext::PromptData kData{u"ostrel-autocompletion", u"v1", u"x", u"", u"", u"", u""};
+
 // The client is held process-wide from its first successful acquisition on, so the whole life cycle is
 // one test in a program of its own: failure, retry, blocking, then holding on to the first client.
 TEST(ClientAcquisition, FailsThenBlocksThenKeepsTheFirstClientForever) {
     testing_support::LogCapture capture;
     foundation::cppmicroservices::setFramework(std::nullopt);
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher({u"ostrel-autocompletion", u"v1", u"x", u"", u"", u"", u""}),
-              u"");
+    EXPECT_EQ(mtcc::Prompt::promptDispatcher(kData), u"");
     EXPECT_EQ(capture.texts("mtcc::Prompt::PromptManager"),
               (std::vector<std::string>{"Error: \n\nNo BundleContext\n"}));
     EXPECT_THROW(mtcc::Prompt::getQvaiClient(), std::runtime_error);
@@ -44,9 +45,7 @@ TEST(ClientAcquisition, FailsThenBlocksThenKeepsTheFirstClientForever) {
     foundation::cppmicroservices::setFramework(framework);
     auto context = framework.GetBundleContext();
 
-    auto completion = std::async(std::launch::async, [] {
-        return mtcc::Prompt::promptDispatcher({u"ostrel-autocompletion", u"v1", u"x", u"", u"", u"", u""});
-    });
+    auto completion = std::async(std::launch::async, [] { return mtcc::Prompt::promptDispatcher(kData); });
     auto secondCaller = std::async(std::launch::async, [] { return mtcc::Prompt::getQvaiClient(); });
     EXPECT_EQ(completion.wait_for(100ms), std::future_status::timeout);
     EXPECT_EQ(secondCaller.wait_for(0ms), std::future_status::timeout);
@@ -64,8 +63,7 @@ TEST(ClientAcquisition, FailsThenBlocksThenKeepsTheFirstClientForever) {
     framework.Stop();
     foundation::cppmicroservices::setFramework(std::nullopt);
     EXPECT_EQ(mtcc::Prompt::getQvaiClient(), first);
-    EXPECT_EQ(mtcc::Prompt::promptDispatcher({u"ostrel-autocompletion", u"v1", u"x", u"", u"", u"", u""}),
-              u"from first");
+    EXPECT_EQ(mtcc::Prompt::promptDispatcher(kData), u"from first");
 }
 
 }  // namespace

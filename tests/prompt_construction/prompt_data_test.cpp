@@ -5,13 +5,6 @@
 using namespace mtcc::Prompt;
 using mtcc::Tokens::TokenCategories;
 
-TEST(PromptContent, EmptyInputsGiveTheBareObject) {
-    const auto data = makePromptData(u"ostrel-autocompletion", u"v1", u"", u"", TokenCategories{});
-    EXPECT_EQ(
-        buildUserContent(data),
-        uR"({"ostrel_code":"", "suffix":"", "user_functions":"", "user_variables":"", "ostrel_functions":""})");
-}
-
 TEST(PromptContent, CodeIsEscapedAndNamesAreNot) {
     TokenCategories categories;
     categories.userVariables = {u"total"};
@@ -24,22 +17,18 @@ TEST(PromptContent, CodeIsEscapedAndNamesAreNot) {
               uR"({"ostrel_code":"a\r\n\t\"q\"\\\v\b\f", "suffix":")"
               u"\u00E9\u0001/"
               uR"(", "user_functions":"helper", "user_variables":"total", "ostrel_functions":"say"x"})");
-}
-
-TEST(PromptContent, SurrogatesPassThroughEscaping) {
+    // Surrogates pass through escaping.
     const fl::ustring lone{0xD800, u'\n', 0xDC00};
     EXPECT_EQ(escapeForJson(lone), (fl::ustring{0xD800, u'\\', u'n', 0xDC00}));
 }
 
-TEST(NameJoining, SeparatesInIterationOrder) {
+TEST(NameJoining, SeparatesInIterationOrderAndSkipsALeadingEmptyName) {
     const std::unordered_set<fl::ustring> two{u"a", u"b"};
     const fl::ustring expected = *two.begin() + u", " + *std::next(two.begin());
     EXPECT_EQ(joinNames(two), expected);
     EXPECT_EQ(joinNames({u""}), u"");
     EXPECT_EQ(joinNames({}), u"");
-}
-
-TEST(NameJoining, EmptyNameWritesNothingOnlyWhileTheResultIsEmpty) {
+    // An empty name writes nothing only while the result is empty.
     const std::unordered_set<fl::ustring> names{u"", u"x"};
     const fl::ustring joined = joinNames(names);
     // Empty first: "x"; empty after "x": "x, ".

@@ -36,12 +36,10 @@ std::string dispatchError(const ca::astapi::SyntaxTree& tree) {
 }  // namespace
 
 TEST(AstDispatcher, UnknownKindsAndBareInputArgumentsFailLoudly) {
-    EXPECT_EQ(
-        dispatchError(treeOf(static_cast<lf::astapi::NodeKind>(0))), "Unhandled node kind \"" + [] {
-            std::ostringstream kind;
-            kind << static_cast<lf::astapi::NodeKind>(0);
-            return kind.str();
-        }() + "\" encountered in AstDispatcher.");
+    std::ostringstream firstKind;
+    firstKind << static_cast<lf::astapi::NodeKind>(0);
+    EXPECT_EQ(dispatchError(treeOf(static_cast<lf::astapi::NodeKind>(0))),
+              "Unhandled node kind \"" + firstKind.str() + "\" encountered in AstDispatcher.");
     EXPECT_EQ(dispatchError(treeOf(static_cast<lf::astapi::NodeKind>(200))),
               "Unhandled node kind encountered in AstDispatcher");
     EXPECT_EQ(dispatchError(treeOf(lf::astapi::NodeKind::InputArgument)),

@@ -37,6 +37,19 @@ fl::ustring joinLines(const std::vector<fl::ustring>& lines, std::size_t from, s
     return text;
 }
 
+// A blank line, or one that opens or closes a construct or is a comment.
+bool isBoundary(fl::ustring line) {
+    line = fl::i18n::trim(line, u" \t");
+    if (line.empty()) return true;
+    for (const char16_t* word :
+         {u"end",       u"function", u"if ",   u"for ",       u"for(",    u"while ", u"switch ",
+          u"try",       u"parfor",   u"spmd",  u"properties", u"methods", u"events", u"enumeration",
+          u"arguments", u"else",     u"case ", u"otherwise",  u"catch",   u"%"}) {
+        if (line.starts_with(word)) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 TEST(ExamplesAsCompletions, ValidationKeepsAndPruningCutsAtWholeLines) {
@@ -64,23 +77,11 @@ TEST(ExamplesAsCompletions, ValidationKeepsAndPruningCutsAtWholeLines) {
             // A cut falls where a paragraph or a block ends: before a blank line or a line that opens or
             // closes a construct, never in the middle of a run of plain statements.
             if (!first.empty() && first.size() < completion.size()) {
-                const fl::ustring next = completion.substr(
-                    first.size() + 1, completion.find(u'\n', first.size() + 1) - first.size() - 1);
-                const fl::ustring last =
-                    first.substr(first.rfind(u'\n') == fl::ustring::npos ? 0 : first.rfind(u'\n') + 1);
-                const auto trimmed = [](fl::ustring t) { return fl::i18n::trim(t, u" \t"); };
-                const auto opensOrCloses = [](const fl::ustring& line) {
-                    for (const char16_t* word :
-                         {u"end",        u"function", u"if ",       u"for ",        u"for(",
-                          u"while ",     u"switch ",  u"try",       u"parfor",      u"spmd",
-                          u"properties", u"methods",  u"events",    u"enumeration", u"arguments",
-                          u"else",       u"case ",    u"otherwise", u"catch",       u"%"}) {
-                        if (line.starts_with(word)) return true;
-                    }
-                    return false;
-                };
-                const bool boundary = trimmed(next).empty() || trimmed(last).empty() ||
-                                      opensOrCloses(trimmed(next)) || opensOrCloses(trimmed(last));
+                const std::size_t lastStart = first.rfind(u'\n') + 1;  // npos + 1 is 0: one line
+                const std::size_t nextStart = first.size() + 1;
+                const bool boundary =
+                    isBoundary(first.substr(lastStart)) ||
+                    isBoundary(completion.substr(nextStart, completion.find(u'\n', nextStart) - nextStart));
                 if (!boundary) ++unexpectedCuts;
             }
             ++checked;
