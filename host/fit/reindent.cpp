@@ -301,7 +301,7 @@ void alignContinuations(const Window& window, const std::vector<int>& own, const
                 scan = StatementScan{};
                 statementColumns = columns;
             } else if (started && !scan.openBrackets.empty() && columns <= statementColumns) {
-                indentation[k] = indentationFor(scan.openBrackets.back(), style);
+                indentation[k] = indentationFor(scan.openBrackets.back().column, style);
             }
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
                      style.tabSize, scan);

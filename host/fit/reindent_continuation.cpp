@@ -35,7 +35,11 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         const char16_t c = line[i];
         column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
         if (quote) {
-            if (c == quote) quote = 0;
+            // A doubled quote stands for one inside the text.
+            if (c == quote && i + 1 < line.size() && line[i + 1] == quote)
+                ++i, ++column;
+            else if (c == quote)
+                quote = 0;
             continue;
         }
         if (c == u'%') return;
@@ -46,7 +50,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous)))
             quote = c;
         else if (isOpening(c))
-            scan.openBrackets.push_back(column);
+            scan.openBrackets.push_back({c, column});
         else if (isClosing(c) && !scan.openBrackets.empty())
             scan.openBrackets.pop_back();
     }
@@ -67,7 +71,7 @@ bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t pos, u
             scan = StatementScan{};
             statementColumns = columns;
         } else if (!scan.openBrackets.empty()) {
-            if (columns == scan.openBrackets.back())
+            if (columns == scan.openBrackets.back().column)
                 ++aligned;
             else if (columns > statementColumns)
                 ++indented;

@@ -8,14 +8,22 @@
 
 namespace fit {
 
-// What the lines of a statement read so far leave open: the columns just after the brackets still open
-// (innermost last), and whether the last line ended in `...`. Text literals and comments are skipped.
+// What the lines of a statement read so far leave open: the brackets still open (innermost last) with
+// the column just after each, and whether the last line ended in `...`. Text literals and comments are
+// skipped.
 struct StatementScan {
-    std::vector<int> openBrackets;
+    struct Bracket {
+        char16_t opening;
+        int column;
+    };
+    std::vector<Bracket> openBrackets;
     bool continues = false;
 
-    // The next line belongs to the same statement.
-    bool goesOn() const { return continues || !openBrackets.empty(); }
+    // The next line belongs to the same statement: after `...`, or inside a matrix or a cell, whose rows
+    // go on without it.
+    bool goesOn() const {
+        return continues || (!openBrackets.empty() && openBrackets.back().opening != u'(');
+    }
 };
 
 // Reads one line (its indentation included) into the scan of its statement.

@@ -70,6 +70,8 @@ const Row kRows[] = {
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
     {"continuation lines where the file lines them up with the bracket", "x = max(1, ...\n        2);\n<|>",
      "y = min(3, ...\n4);", "x = max(1, ...\n        2);\ny = min(3, ...\n        4);"},
+    {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
+     "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
     {"after a keyword", "for<|>\n    x = k;\nend\n", "k = 1:3", "for k = 1:3\n    x = k;\nend\n"},
     {"after a comma where the lines above write a blank", "A = zeros(2, 3);\n[r,<|>\n", "c] = size(A);",
