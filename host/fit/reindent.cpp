@@ -1,7 +1,6 @@
 #include "fit/reindent.hpp"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <map>
 #include <optional>
@@ -16,7 +15,7 @@
 namespace fit {
 namespace {
 
-// How far the formatter looks above the edit,
+// How far the formatter looks above the edit, at least,
 constexpr std::size_t kFormatLinesAbove = 60;
 // ... and further up to a line at the margin (the first line of a long class: a `methods` line is a
 // block only inside one).
@@ -116,11 +115,10 @@ fl::ustring formatted(const fl::ustring& window, std::uint32_t lastLine, const I
     return formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(window)));
 }
 
-// One line of the window as the file or the model indented it and as the formatter would.
+// A line's columns as the file or the model indented it and as the formatter would.
 struct Placed {
-    std::size_t index;  // in the window's lines
-    int own;            // columns of its own indentation
-    int formatted;      // columns of the formatter's
+    int own;
+    int formatted;
 };
 
 int sign(int value) {
@@ -204,7 +202,9 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     bool anyComment = false;
     for (std::size_t i : window.started) {
         const Line& line = window.lines[i];
-        if (!isComment(line.text)) continue;
+        // A block comment's own lines stay: made statements, they would end or start one.
+        const std::u16string_view comment = text::trim(line.text);
+        if (!isComment(line.text) || comment == u"%{" || comment == u"%}") continue;
         anyComment = true;
         const std::size_t code = line.start + text::indentationOf(line.text).size();
         statements.append(window.text, copied, code - copied).append(u"0");
@@ -241,13 +241,13 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
         if (isCode(window.lines[i].text) && window.lines[i].start < window.editFrom)
             above.push_back(
-                {i, columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
+                {columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
     const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
     for (std::size_t k = 0; k < window.started.size(); ++k)
         if (const std::size_t i = window.started[k]; isCode(window.lines[i].text))
-            code.push_back({i, own[k], formattedColumns(i)});
+            code.push_back({own[k], formattedColumns(i)});
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
         for (std::size_t k = 0; k < window.started.size(); ++k)
