@@ -35,9 +35,10 @@ LineBrackets scanBrackets(const fl::ustring& code) {
             continue;
         }
         if (c == u'%') break;
-        // A quote after a value is its transpose, not a text.
-        const bool afterValue = i > 0 && (isWordChar(code[i - 1]) || code[i - 1] == u')' ||
-                                          code[i - 1] == u']' || code[i - 1] == u'}' || code[i - 1] == u'\'');
+        // A quote after a value (or after `.`, as in `x.'`) is its transpose, not a text.
+        const bool afterValue =
+            i > 0 && (isWordChar(code[i - 1]) || code[i - 1] == u')' || code[i - 1] == u']' ||
+                      code[i - 1] == u'}' || code[i - 1] == u'\'' || code[i - 1] == u'.');
         if (c == u'"' || (c == u'\'' && !afterValue)) quote = c;
         if (c == u'(' || c == u'[' || c == u'{') ++depth, ++out.balance;
         if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1), --out.balance;
