@@ -310,16 +310,41 @@ void alignContinuations(const Window& window, const std::vector<int>& own, const
     }
 }
 
+// With only nested functions' bodies indented, the formatter tells them apart by the function they are
+// in; a window that starts at a function line does not show it, so that function's own body, where the
+// file shows it, says whether bodies are indented there.
+void followTheWindowsFunction(const Window& window, IndentSettings& style) {
+    if (style.functionIndent != 1) return;
+    std::size_t first = 1;
+    while (first < window.lines.size() && !isCode(window.lines[first].text))
+        ++first;
+    if (first >= window.lines.size() ||
+        !startsWithWord(text::trimLeft(window.lines[first].text), u"function"))
+        return;
+    // Only when the edit is in that function: no other function line up to the edit's first line.
+    for (std::size_t i = first + 1; i < window.lines.size() && i <= window.started.front(); ++i)
+        if (startsWithWord(text::trimLeft(window.lines[i].text), u"function")) return;
+    for (std::size_t i = first + 1; i < window.lines.size() && window.lines[i].start < window.editFrom; ++i) {
+        if (!isCode(window.lines[i].text)) continue;
+        const auto columns = [&](std::size_t k) {
+            return columnsOf(text::indentationOf(window.lines[k].text), style.tabSize);
+        };
+        style.functionIndent = columns(i) > columns(first) ? 2 : 0;
+        return;
+    }
+}
+
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
-    const IndentSettings style = fileIndentation(file, edit.start, settings);
+    IndentSettings style = fileIndentation(file, edit.start, settings);
     if (const std::u16string_view typed = typedBlanks(file, cursor, edit); !typed.empty()) {
         const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
         if (text::indentationOf(first).empty() && !first.empty()) edit.text.insert(0, typed);
     }
     const Window window = windowAround(file, edit, style.tabSize);
     if (window.started.empty()) return;
+    followTheWindowsFunction(window, style);
     const fl::ustring after =
         formatted(window.text, static_cast<std::uint32_t>(window.started.back() + 1), style);
     const std::vector<Line> afterLines = linesOf(after);
