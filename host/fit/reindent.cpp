@@ -371,7 +371,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFile, style);
         }
-        if (alignsContinuationsWithBrackets(file, edit.start, style.tabSize))
+        if (alignsContinuationsWithBrackets(file, edit.start, edit.end, style.tabSize))
             alignContinuations(window, own, style, indentation);
     }
 

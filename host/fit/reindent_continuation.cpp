@@ -8,8 +8,8 @@
 namespace fit {
 namespace {
 
-// How far above the cursor the file's continuation lines are read.
-constexpr std::size_t kStyleLinesAbove = 400;
+// How far above and below the edit the file's continuation lines are read.
+constexpr std::size_t kStyleLines = 400;
 
 bool isOpening(char16_t c) {
     return c == u'(' || c == u'[' || c == u'{';
@@ -56,14 +56,18 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     }
 }
 
-bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t pos, unsigned tabSize) {
-    std::size_t start = text::lineStart(file, std::min(pos, file.size()));
-    for (std::size_t lines = 0; start > 0 && lines < kStyleLinesAbove; ++lines)
-        start = text::lineStart(file, start - 1);
+namespace {
+
+struct ContinuationCounts {
     std::size_t aligned = 0, indented = 0;
+};
+
+// Counts the continuation lines inside brackets in the lines from `from` up to `to`.
+void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
+                        ContinuationCounts& counts) {
     StatementScan scan;
     int statementColumns = 0;
-    for (std::size_t at = start; at < pos && at < file.size(); at = text::nextLineStart(file, at)) {
+    for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         if (text::isBlankText(line)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
@@ -72,13 +76,28 @@ bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t pos, u
             statementColumns = columns;
         } else if (!scan.openBrackets.empty()) {
             if (columns == scan.openBrackets.back().column)
-                ++aligned;
+                ++counts.aligned;
             else if (columns > statementColumns)
-                ++indented;
+                ++counts.indented;
         }
         scanLine(line, tabSize, scan);
     }
-    return aligned > indented;
+}
+
+}  // namespace
+
+bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t from, std::size_t to,
+                                     unsigned tabSize) {
+    std::size_t start = text::lineStart(file, std::min(from, file.size()));
+    for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
+        start = text::lineStart(file, start - 1);
+    std::size_t end = text::nextLineStart(file, std::min(to, file.size()));
+    for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
+        end = text::nextLineStart(file, end);
+    ContinuationCounts counts;
+    countContinuations(file, start, from, tabSize, counts);
+    countContinuations(file, text::nextLineStart(file, std::min(to, file.size())), end, tabSize, counts);
+    return counts.aligned > counts.indented;
 }
 
 }  // namespace fit

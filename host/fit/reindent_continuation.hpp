@@ -29,8 +29,10 @@ struct StatementScan {
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
 
-// Whether the file, in the 400 lines above `pos`, lines up the continuation lines of a statement with the
-// bracket they are inside (`f(a, ...` / `  b)` under `a`) more often than it indents them by a level.
-bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t pos, unsigned tabSize);
+// Whether the file, in the 400 lines above `from` and the 400 below the line of `to`, lines up the
+// continuation lines of a statement with the bracket they are inside (`f(a, ...` / `  b)` under `a`) more
+// often than it indents them.
+bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t from, std::size_t to,
+                                     unsigned tabSize);
 
 }  // namespace fit
