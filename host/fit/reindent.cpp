@@ -285,23 +285,33 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
     return std::max(0, level->second + formatted - level->first);
 }
 
-// In a file that lines continuation lines up with their open bracket, a continuation line of the edit
-// that the model did not indent past its statement's first line stands just after that bracket.
-void alignContinuations(const Window& window, const std::vector<int>& own, const IndentSettings& style,
-                        std::vector<fl::ustring>& indentation) {
+// A continuation line of the edit that the model did not indent past its statement's first line goes
+// where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
+void placeContinuations(const Window& window, const std::vector<int>& own, const ContinuationHabit& habit,
+                        const IndentSettings& style, std::vector<fl::ustring>& indentation) {
     StatementScan scan;
-    int statementColumns = 0;  // the own columns of the statement's first line
-    std::size_t k = 0;         // the next started line
+    int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
+    std::size_t k = 0;                          // the next started line
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
         const std::u16string_view line = window.lines[i].text;
         if (!text::isBlankText(line)) {
-            const int columns = started ? own[k] : columnsOf(text::indentationOf(line), style.tabSize);
+            const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
+            const int columns = started ? own[k] : fileColumns;
             if (!scan.goesOn()) {
                 scan = StatementScan{};
-                statementColumns = columns;
-            } else if (started && !scan.openBrackets.empty() && columns <= statementColumns) {
-                indentation[k] = indentationFor(scan.openBrackets.back().column, style);
+                statementOwn = columns;
+                statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+            } else if (started && columns <= statementOwn) {
+                std::optional<int> placed;
+                if (scan.openBrackets.empty())
+                    placed = habit.plainOffset ? std::optional(statementPlaced + *habit.plainOffset)
+                                               : std::nullopt;
+                else if (habit.alignsWithBracket)
+                    placed = scan.openBrackets.back().column;
+                else if (habit.bracketOffset)
+                    placed = statementPlaced + *habit.bracketOffset;
+                if (placed) indentation[k] = indentationFor(*placed, style);
             }
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
                      style.tabSize, scan);
@@ -371,8 +381,8 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFile, style);
         }
-        if (alignsContinuationsWithBrackets(file, edit.start, edit.end, style.tabSize))
-            alignContinuations(window, own, style, indentation);
+        placeContinuations(window, own, continuationHabit(file, edit.start, edit.end, style.tabSize), style,
+                           indentation);
     }
 
     fl::ustring text;

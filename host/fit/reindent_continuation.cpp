@@ -1,6 +1,8 @@
 #include "fit/reindent_continuation.hpp"
 
 #include <algorithm>
+#include <map>
+#include <utility>
 
 #include "fit/reindent_style.hpp"
 #include "fit/text_lines.hpp"
@@ -59,10 +61,11 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
 namespace {
 
 struct ContinuationCounts {
-    std::size_t aligned = 0, indented = 0;
+    std::size_t aligned = 0;
+    std::map<int, std::size_t> bracketOffsets, plainOffsets;  // offset from the statement -> lines
 };
 
-// Counts the continuation lines inside brackets in the lines from `from` up to `to`.
+// Counts the continuation lines in the lines from `from` up to `to`.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
                         ContinuationCounts& counts) {
     StatementScan scan;
@@ -74,30 +77,44 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
         if (!scan.goesOn()) {
             scan = StatementScan{};
             statementColumns = columns;
-        } else if (!scan.openBrackets.empty()) {
-            if (columns == scan.openBrackets.back().column)
-                ++counts.aligned;
-            else if (columns > statementColumns)
-                ++counts.indented;
+        } else if (!scan.openBrackets.empty() && columns == scan.openBrackets.back().column) {
+            ++counts.aligned;
+        } else if (columns > statementColumns) {
+            ++(scan.openBrackets.empty() ? counts.plainOffsets
+                                         : counts.bracketOffsets)[columns - statementColumns];
         }
         scanLine(line, tabSize, scan);
     }
 }
 
+// The most common offset and how many lines have it.
+std::pair<std::optional<int>, std::size_t> mostCommon(const std::map<int, std::size_t>& offsets) {
+    std::pair<std::optional<int>, std::size_t> best{std::nullopt, 0};
+    for (const auto& [offset, lines] : offsets)
+        if (lines > best.second) best = {offset, lines};
+    return best;
+}
+
 }  // namespace
 
-bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t from, std::size_t to,
-                                     unsigned tabSize) {
+ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
+                                    unsigned tabSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
         start = text::lineStart(file, start - 1);
-    std::size_t end = text::nextLineStart(file, std::min(to, file.size()));
+    const std::size_t below = text::nextLineStart(file, std::min(to, file.size()));
+    std::size_t end = below;
     for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
         end = text::nextLineStart(file, end);
     ContinuationCounts counts;
     countContinuations(file, start, from, tabSize, counts);
-    countContinuations(file, text::nextLineStart(file, std::min(to, file.size())), end, tabSize, counts);
-    return counts.aligned > counts.indented;
+    countContinuations(file, below, end, tabSize, counts);
+    ContinuationHabit habit;
+    const auto [bracketOffset, offsetLines] = mostCommon(counts.bracketOffsets);
+    habit.alignsWithBracket = counts.aligned > offsetLines;
+    if (!habit.alignsWithBracket) habit.bracketOffset = bracketOffset;
+    habit.plainOffset = mostCommon(counts.plainOffsets).first;
+    return habit;
 }
 
 }  // namespace fit

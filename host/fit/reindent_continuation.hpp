@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -29,10 +30,16 @@ struct StatementScan {
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
 
-// Whether the file, in the 400 lines above `from` and the 400 below the line of `to`, lines up the
-// continuation lines of a statement with the bracket they are inside (`f(a, ...` / `  b)` under `a`) more
-// often than it indents them.
-bool alignsContinuationsWithBrackets(const fl::ustring& file, std::size_t from, std::size_t to,
-                                     unsigned tabSize);
+// How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
+// below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
+// an offset from the statement's first line; after `...` outside brackets, at an offset. Each is what the
+// file does most often; nothing where it shows no such line.
+struct ContinuationHabit {
+    bool alignsWithBracket = false;
+    std::optional<int> bracketOffset;
+    std::optional<int> plainOffset;
+};
+ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
+                                    unsigned tabSize);
 
 }  // namespace fit
