@@ -7,27 +7,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <thread>
 
 namespace lsp_testing {
-
-std::string serverProgram() {
-    return OSTREL_LSP_PROGRAM;
-}
-
-std::string writeTempFile(const std::string& name, const std::string& text) {
-    const auto* test = ::testing::UnitTest::GetInstance()->current_test_info();
-    std::string unique = std::string(test->test_suite_name()) + "-" + test->name() + "-" + name;
-    for (char& c : unique) {
-        if (c == '/') c = '_';
-    }
-    const std::string path = ::testing::TempDir() + unique;
-    std::ofstream(path, std::ios::binary) << text;
-    return path;
-}
 
 ServerProcess::ServerProcess(const std::vector<std::string>& args,
                              const std::map<std::string, std::string>& environment) {
@@ -41,7 +25,7 @@ ServerProcess::ServerProcess(const std::vector<std::string>& args,
         setenv("XDG_CONFIG_HOME", "/nonexistent", 1);
         for (const auto& [name, value] : environment)
             setenv(name.c_str(), value.c_str(), 1);
-        std::vector<std::string> all{serverProgram()};
+        std::vector<std::string> all{OSTREL_LSP_PROGRAM};
         all.insert(all.end(), args.begin(), args.end());
         std::vector<char*> argv;
         for (std::string& arg : all)
@@ -73,9 +57,12 @@ void ServerProcess::sendRaw(const std::string& bytes) {
     }
 }
 
+std::string framed(const std::string& body) {
+    return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
 void ServerProcess::send(const nlohmann::json& message) {
-    const std::string body = message.dump();
-    sendRaw("Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body);
+    sendRaw(framed(message.dump()));
 }
 
 void ServerProcess::request(int id, const std::string& method, nlohmann::json params) {
@@ -142,6 +129,18 @@ std::optional<nlohmann::json> ServerProcess::responseTo(int id, std::chrono::mil
 std::optional<nlohmann::json> ServerProcess::notification(const std::string& method,
                                                           std::chrono::milliseconds timeout) {
     return take([&](const nlohmann::json& m) { return m.value("method", "") == method; }, timeout);
+}
+
+nlohmann::json ServerProcess::answer(int id, std::chrono::milliseconds timeout) {
+    auto message = responseTo(id, timeout);
+    if (!message) ADD_FAILURE() << "no answer to request " << id;
+    return message.value_or(nlohmann::json());
+}
+
+nlohmann::json ServerProcess::notified(const std::string& method, std::chrono::milliseconds timeout) {
+    auto message = notification(method, timeout);
+    if (!message) ADD_FAILURE() << "no " << method << " notification";
+    return message.value_or(nlohmann::json());
 }
 
 nlohmann::json ServerProcess::initialize(nlohmann::json options) {

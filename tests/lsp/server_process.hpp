@@ -13,6 +13,9 @@ namespace lsp_testing {
 
 using namespace std::chrono_literals;
 
+// `body` with the Content-Length header that frames it.
+std::string framed(const std::string& body);
+
 // The ostrel-lsp program on the other end of two pipes, as an editor runs it.
 class ServerProcess {
   public:
@@ -35,6 +38,10 @@ class ServerProcess {
     std::optional<nlohmann::json> notification(const std::string& method,
                                                std::chrono::milliseconds timeout = 5s);
 
+    // The same, as a test expects them: a missing one is a test failure, and null.
+    nlohmann::json answer(int id, std::chrono::milliseconds timeout = 5s);
+    nlohmann::json notified(const std::string& method, std::chrono::milliseconds timeout = 5s);
+
     // Sends initialize (with `options` as initializationOptions) and initialized; returns the result.
     nlohmann::json initialize(nlohmann::json options = nullptr);
     void open(const std::string& uri, const std::string& text, int version = 1);
@@ -55,10 +62,5 @@ class ServerProcess {
     std::vector<nlohmann::json> kept_;
     std::optional<int> status_;
 };
-
-// The program built beside the tests.
-std::string serverProgram();
-// A file of the test's own under the temporary folder.
-std::string writeTempFile(const std::string& name, const std::string& text);
 
 }  // namespace lsp_testing

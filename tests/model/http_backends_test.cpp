@@ -3,18 +3,18 @@
 #include <stdlib.h>
 
 #include <condition_variable>
-#include <fstream>
 #include <mutex>
 #include <nlohmann/json.hpp>
 
 #include "client_test_support.hpp"
 #include "qvai/ai_client.hpp"
 #include "support/log_capture.hpp"
-#include "support/loopback_server.hpp"
+#include "support/model_server.hpp"
 
 using namespace std::chrono_literals;
 using namespace model_test;
 using testing_support::LoopbackServer;
+using testing_support::ModelServer;
 
 namespace {
 
@@ -35,30 +35,6 @@ std::string askThrough(const std::string& backend, const std::string& endpoint,
     return answer(client, std::move(request));
 }
 
-// Answers every POST with one reply and keeps the last request.
-class RecordingServer {
-  public:
-    explicit RecordingServer(std::string reply) {
-        loopback_.server().Post(".*",
-                                [this, reply](const httplib::Request& request, httplib::Response& response) {
-                                    std::lock_guard lock(mutex_);
-                                    last_ = request;
-                                    response.set_content(reply, "application/json");
-                                });
-    }
-    std::string url() const { return loopback_.url(); }
-    httplib::Request last() {
-        std::lock_guard lock(mutex_);
-        return last_;
-    }
-    nlohmann::json body() { return nlohmann::json::parse(last().body); }
-
-  private:
-    std::mutex mutex_;
-    httplib::Request last_;
-    LoopbackServer loopback_;  // last, so that it stops before what its handler uses goes
-};
-
 class HttpBackendTest : public ::testing::Test {
   protected:
     void SetUp() override { setenv(kKeyVariable, kKey, 1); }
@@ -66,13 +42,13 @@ class HttpBackendTest : public ::testing::Test {
 };
 
 TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply) {
-    RecordingServer server(R"({"id":"r1","choices":[{"index":0,"message":{"role":"assistant",)"
-                           R"("content":"```ostrel\ntotal = total + x(i);\n```"},"finish_reason":"stop"}]})");
+    ModelServer server(R"({"id":"r1","choices":[{"index":0,"message":{"role":"assistant",)"
+                       R"("content":"```ostrel\ntotal = total + x(i);\n```"},"finish_reason":"stop"}]})");
     EXPECT_EQ(askThrough("openai", server.url(), completionRequest("for i = 1:n\\n", "\\nend")),
               "```ostrel\ntotal = total + x(i);\n```");
 
     EXPECT_EQ(server.last().get_header_value("Authorization"), std::string("Bearer ") + kKey);
-    const auto sent = server.body();
+    const auto sent = nlohmann::json::parse(server.last().body);
     EXPECT_EQ(sent["model"], "test-model");
     EXPECT_EQ(sent["max_tokens"], 77);
     EXPECT_DOUBLE_EQ(sent["temperature"].get<double>(), 0.5);
@@ -88,18 +64,18 @@ TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply
 }
 
 TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
-    RecordingServer server(R"({"content":"    total = total + x(i);","stop":true})");
+    ModelServer server(R"({"content":"    total = total + x(i);","stop":true})");
     EXPECT_EQ(askThrough("infill", server.url(), completionRequest("for i = 1:n\\n", "\\nend\\t\\\"q\\\"")),
               "```ostrel\n    total = total + x(i);\n```");
     EXPECT_EQ(server.last().get_header_value("Authorization"), std::string("Bearer ") + kKey);
-    const auto sent = server.body();
+    const auto sent = nlohmann::json::parse(server.last().body);
     EXPECT_EQ(sent["input_prefix"], "for i = 1:n\n");
     EXPECT_EQ(sent["input_suffix"], "\nend\t\"q\"");
     EXPECT_EQ(sent["n_predict"], 77);
 }
 
 TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
-    RecordingServer server(R"({"choices":[{"message":{"content":"ok"}}],"content":"ok"})");
+    ModelServer server(R"({"choices":[{"message":{"content":"ok"}}],"content":"ok"})");
     const std::tuple<const char*, const char*, const char*> cases[] = {
         {"openai", "", "/v1/chat/completions"},
         {"openai", "/", "/v1/chat/completions"},
@@ -116,7 +92,7 @@ TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
 }
 
 TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
-    RecordingServer server(R"({"choices":[{"message":{"content":"ok"}}]})");
+    ModelServer server(R"({"choices":[{"message":{"content":"ok"}}]})");
     qvai::core::gen::ChatCompletion request;
     request.messages.push_back({"user", u"say ok", std::nullopt, std::nullopt});
     request.maxTokens = 5;
@@ -124,7 +100,7 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     unsetenv(kKeyVariable);
     EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
     EXPECT_FALSE(server.last().has_header("Authorization"));
-    const auto sent = server.body();
+    const auto sent = nlohmann::json::parse(server.last().body);
     EXPECT_EQ(sent["max_tokens"], 5);
     EXPECT_EQ(sent["model"], "other");
     EXPECT_EQ(sent["messages"][0]["content"], "say ok");
@@ -138,22 +114,23 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
 // the time limit, and nothing in the log that gives the key away.
 TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) {
     testing_support::LogCapture capture;
-    LoopbackServer server;
     std::mutex mutex;
     std::condition_variable released;
     bool release = false;
     const std::string huge(50 * 1024 * 1024, 'x');
-    server.server().Post(R"(/(\w*)/?(v1/chat/completions|infill))", [&](const httplib::Request& request,
-                                                                        httplib::Response& response) {
-        const std::string kind = request.matches[1];
-        std::unique_lock lock(mutex);
-        if (kind == "hang") released.wait_for(lock, 10s, [&] { return release; });
-        if (kind == "malformed") response.set_content("{\"choices\": [", "application/json");
-        if (kind == "huge") response.set_content(huge, "application/json");
-        if (kind == "nocontent")
-            response.set_content(R"({"choices":[{"message":{"content":null}}]})", "application/json");
-        if (kind == "echo") response.set_content(request.get_header_value("Authorization"), "text/plain");
-        if (kind == "echo" || kind.empty()) response.status = kind.empty() ? 500 : 401;
+    LoopbackServer server([&](httplib::Server& routes) {
+        routes.Post(R"(/(\w*)/?(v1/chat/completions|infill))", [&](const httplib::Request& request,
+                                                                   httplib::Response& response) {
+            const std::string kind = request.matches[1];
+            std::unique_lock lock(mutex);
+            if (kind == "hang") released.wait_for(lock, 10s, [&] { return release; });
+            if (kind == "malformed") response.set_content("{\"choices\": [", "application/json");
+            if (kind == "huge") response.set_content(huge, "application/json");
+            if (kind == "nocontent")
+                response.set_content(R"({"choices":[{"message":{"content":null}}]})", "application/json");
+            if (kind == "echo") response.set_content(request.get_header_value("Authorization"), "text/plain");
+            if (kind == "echo" || kind.empty()) response.status = kind.empty() ? 500 : 401;
+        });
     });
     LoopbackServer closed;
     std::vector<std::string> endpoints{closed.url(), server.url()};
@@ -177,25 +154,6 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     const std::string log = capture.joined();
     EXPECT_NE(log.find("HTTP status 500"), std::string::npos) << "failures are logged";
     EXPECT_EQ(log.find(kKey), std::string::npos);
-}
-
-TEST(ReplyFileTest, RepliesWithTheFileAndFailsCleanlyOtherwise) {
-    const std::string path = std::string(OSTREL_BINARY_DIR) + "/reply_file_test_reply.txt";
-    std::ofstream(path, std::ios::binary) << "Here you go:\n```ostrel\ny = 2;\n```\n";
-    qvai::ClientOptions options;
-    options.Backend = "reply-file";
-    options.ReplyFile = path;
-    qvai::AiClient client(options);
-    EXPECT_EQ(answer(client, completionRequest("x = 1\\n", "")), "Here you go:\n```ostrel\ny = 2;\n```\n");
-
-    auto unknownVersion = completionRequest("x", "");
-    unknownVersion.promptSelector->promptVersion = "v9";
-    auto garbled = completionRequest("x", "");
-    garbled.promptSelector->input = u"not json";
-    EXPECT_EQ(answer(client, unknownVersion), kFailed);
-    EXPECT_EQ(answer(client, garbled), kFailed);
-    std::remove(path.c_str());
-    EXPECT_EQ(answer(client, completionRequest("x", "")), kFailed);
 }
 
 }  // namespace

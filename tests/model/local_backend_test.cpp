@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <set>
 
 #include "client_test_support.hpp"
@@ -13,6 +12,7 @@
 #include "qvai/ai_client.hpp"
 #include "qvai/corpus_index.hpp"
 #include "qvai/name_fit.hpp"
+#include "support/temp_folder.hpp"
 
 namespace fs = std::filesystem;
 using qvai::CorpusIndex;
@@ -85,9 +85,7 @@ TEST(CorpusIndexTest, PassesOverAPlaceWhoseContinuationIsAlreadyAfterTheCursor) 
     // Code standing a few lines further down is passed over when it is long enough to tell; a short
     // line may repeat below by chance and is still offered.
     EXPECT_EQ(two.complete(text.substr(0, cut), u"\nx = 1;\ndisp(total)\n"), u"disp(total)");
-    CorpusIndex loopsOnly({{"a.ost", text}});
-    EXPECT_EQ(loopsOnly.complete(u"for i = 1:n\n", u"\ny = 2;\n    total = total + x(i);\nend\n"),
-              std::nullopt);
+    EXPECT_EQ(alone.complete(u"for i = 1:n\n", u"\ny = 2;\n    total = total + x(i);\nend\n"), std::nullopt);
 }
 
 TEST(CorpusIndexTest, HostileTextNeverBreaksIt) {
@@ -227,31 +225,29 @@ TEST(LocalBackendTest, CompletesExamplesQuicklyAndFromTheOtherExamplesWhenLeftOu
 }
 
 TEST(LocalBackendTest, ThroughTheClientIndexIsBuiltOnceAndRepliesAreFenced) {
-    const fs::path folder = fs::path(OSTREL_BINARY_DIR) / "local_backend_test_corpus";
-    fs::remove_all(folder);
-    fs::create_directories(folder / "nested");
-    std::ofstream(folder / "nested" / "loops.ost", std::ios::binary) << fl::i18n::to_string(kLoops);
+    const testing_support::TempFolder corpus;
+    fs::create_directories(corpus.path() / "nested");
+    corpus.write("nested/loops.ost", fl::i18n::to_string(kLoops));
     qvai::ClientOptions options;
     options.UseBuiltinCorpus = false;
-    options.CorpusFolders = {folder.string()};
+    options.CorpusFolders = {corpus.path().string()};
     qvai::AiClient client(options);
     const auto request = completionRequest("s = 0;\\nfor i = 1:n\\n", "\\nend");
     const std::string fenced = "```ostrel\n    % running sum\n    total = total + x(i);\n```";
     EXPECT_EQ(answer(client, request), fenced);
-    fs::remove_all(folder);  // the index was built at start-up and does not read the files again
+    fs::remove_all(corpus.path() / "nested");  // the index was built at start-up and does not read again
     EXPECT_EQ(answer(client, request), fenced);
     EXPECT_EQ(answer(client, completionRequest("qqq_nowhere(", "")), kFailed);
 
     // A workspace folder is read once too; one that does not exist is passed over.
-    fs::create_directories(folder / ".hidden");
-    std::ofstream(folder / "mine.ost") << "for i = 1:n\n    total = total + 2*x(i);\nend\n";
-    std::ofstream(folder / ".hidden" / "old.ost") << "for i = 1:n\n    total = total + 3*x(i);\nend\n";
+    fs::create_directories(corpus.path() / ".hidden");
+    corpus.write("mine.ost", "for i = 1:n\n    total = total + 2*x(i);\nend\n");
+    corpus.write(".hidden/old.ost", "for i = 1:n\n    total = total + 3*x(i);\nend\n");
     options.CorpusFolders.clear();
-    options.WorkspaceFolders = {folder.string(), (folder / "gone").string()};
+    options.WorkspaceFolders = {corpus.path().string(), (corpus.path() / "gone").string()};
     qvai::AiClient workspaceClient(options);
     EXPECT_EQ(answer(workspaceClient, completionRequest("total = 0;\\nfor i = 1:n\\n", "")),
               "```ostrel\n    total = total + 2*x(i);\n```");
-    fs::remove_all(folder);
 }
 
 }  // namespace

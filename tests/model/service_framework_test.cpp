@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
+#include <future>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -10,26 +10,51 @@
 #include "cppmicroservices/framework_factory.hpp"
 #include "cppmicroservices/ldap_filter.hpp"
 #include "cppmicroservices/service_tracker.hpp"
-#include "service_test_types.hpp"
+#include "foundation/cppmicroservices/framework_access.hpp"
+#include "foundation/cppmicroservices/wait_for_service.hpp"
 
 namespace cms = cppmicroservices;
-using model_test::Numbered;
-using model_test::Service;
+using foundation::cppmicroservices::i_waitForService;
+using foundation::cppmicroservices::setFramework;
+using namespace std::chrono_literals;
 using testing::ThrowsMessage;
 
 namespace {
+
+// A service interface to register, and an implementation that says which one it is.
+struct Service {
+    virtual ~Service() = default;
+    virtual int id() const = 0;
+};
+
+struct Numbered : Service {
+    explicit Numbered(int n) : n(n) {}
+    int id() const override { return n; }
+    int n;
+};
 
 struct Other {
     virtual ~Other() = default;
 };
 
-cms::Framework startedFramework() {
-    auto framework = cms::FrameworkFactory().NewFramework();
-    framework.Start();
-    return framework;
-}
+// A started framework, installed as the process's framework for the test's duration.
+class Started : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        framework.Start();
+        setFramework(framework);
+        context = framework.GetBundleContext();
+    }
+    void TearDown() override {
+        setFramework(std::nullopt);
+        framework.Stop();
+    }
 
-TEST(LDAPFilterTest, MatchesItemsAndCompositions) {
+    cms::Framework framework = cms::FrameworkFactory().NewFramework();
+    cms::BundleContext context;
+};
+
+TEST(LDAPFilterTest, MatchesItemsAndCompositionsAndRejectsMalformedText) {
     const cms::ServiceProperties props{
         {"Backend", "local"}, {"service.ranking", "10"}, {"name", "ostrel client"}};
     // Keys are case-insensitive and values are not; ranges compare numbers, not text.
@@ -51,9 +76,6 @@ TEST(LDAPFilterTest, MatchesItemsAndCompositions) {
     EXPECT_FALSE(copy);
     EXPECT_EQ(empty.ToString(), "");
     EXPECT_TRUE(empty.Match(props));
-}
-
-TEST(LDAPFilterTest, MalformedFiltersAreRejected) {
     for (const char* text : {"", "backend=local", "(backend=local", "(=x)", "(&)", "(a=b))", "(a=(b))"})
         EXPECT_THROW(cms::LDAPFilter{text}, std::invalid_argument) << text;
 }
@@ -86,9 +108,7 @@ TEST(FrameworkTest, ContextIsValidOnlyWhileStarted) {
     EXPECT_TRUE(framework.GetBundleContext().GetServiceReferences<Service>().empty());
 }
 
-TEST(FrameworkTest, RegistryFindsByInterfaceAndFilterInRegistrationOrder) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
+TEST_F(Started, RegistryFindsByInterfaceAndFilterInRegistrationOrder) {
     auto first = std::make_shared<Numbered>(1);
     auto second = std::make_shared<Numbered>(2);
     context.RegisterService<Service>(first, {{"kind", "b"}});
@@ -140,9 +160,7 @@ class RecordingCustomizer : public cms::ServiceTrackerCustomizer<Service> {
     std::mutex mutex_;
 };
 
-TEST(ServiceTrackerTest, TracksExistingAndLaterServicesUntilClosed) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
+TEST_F(Started, TrackerTracksExistingAndLaterServicesUntilClosed) {
     context.RegisterService<Service>(std::make_shared<Numbered>(1));
     RecordingCustomizer customizer(context);
     cms::ServiceTracker<Service> tracker(context, &customizer);
@@ -164,18 +182,16 @@ TEST(ServiceTrackerTest, TracksExistingAndLaterServicesUntilClosed) {
     EXPECT_EQ(customizer.added, (std::vector<int>{1, 2}));  // closed trackers hear nothing
 }
 
-TEST(ServiceTrackerTest, FilterRestrictsWaitsWakeOnRegistrationAndInvalidContextIsRejected) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
+TEST_F(Started, TrackerFilterRestrictsWaitsWakeOnRegistrationAndInvalidContextIsRejected) {
     cms::ServiceTracker<Service> tracker(context, cms::LDAPFilter("(backend=openai)"));
     tracker.Open();
-    EXPECT_EQ(tracker.WaitForService(std::chrono::milliseconds(10)), nullptr);
+    EXPECT_EQ(tracker.WaitForService(10ms), nullptr);
     std::thread registrar([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        std::this_thread::sleep_for(20ms);
         context.RegisterService<Service>(std::make_shared<Numbered>(1), {{"backend", "local"}});
         context.RegisterService<Service>(std::make_shared<Numbered>(2), {{"backend", "openai"}});
     });
-    const auto service = tracker.WaitForService(std::chrono::seconds(5));
+    const auto service = tracker.WaitForService(5s);
     registrar.join();
     ASSERT_NE(service, nullptr);
     EXPECT_EQ(service->id(), 2);
@@ -184,9 +200,7 @@ TEST(ServiceTrackerTest, FilterRestrictsWaitsWakeOnRegistrationAndInvalidContext
                 ThrowsMessage<std::invalid_argument>("The bundle context cannot be null."));
 }
 
-TEST(ServiceTrackerTest, ConcurrentRegistrationsAreEachTrackedOnce) {
-    auto framework = startedFramework();
-    auto context = framework.GetBundleContext();
+TEST_F(Started, TrackerConcurrentRegistrationsAreEachTrackedOnce) {
     RecordingCustomizer customizer(context);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t) {
@@ -201,6 +215,67 @@ TEST(ServiceTrackerTest, ConcurrentRegistrationsAreEachTrackedOnce) {
         thread.join();
     EXPECT_EQ(tracker.Size(), 100u);
     EXPECT_EQ(customizer.added.size(), 100u);
+}
+
+std::shared_ptr<Service> waitFor(std::optional<std::chrono::milliseconds> limit,
+                                 const char* filter = nullptr) {
+    return i_waitForService<Service>(limit, filter ? cms::LDAPFilter(filter) : cms::LDAPFilter());
+}
+
+// A registered service comes back at once, and stays usable after it is unregistered.
+TEST_F(Started, WaitReturnsARegisteredServiceAtOnce) {
+    auto registration = context.RegisterService<Service>(std::make_shared<Numbered>(1));
+    context.RegisterService<Service>(std::make_shared<Numbered>(2));
+    const auto first = waitFor(std::nullopt);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->id(), 1);                            // the first reference the registry returns
+    EXPECT_EQ(waitFor(100ms, "(role=second)"), nullptr);  // the filter matches nothing
+    context.RegisterService<Service>(std::make_shared<Numbered>(3), {{"role", "second"}});
+    const auto second = waitFor(100ms, "(role=second)");
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(second->id(), 3);
+    registration.Unregister();
+    framework.Stop();
+    EXPECT_EQ(first->id(), 1);
+}
+
+// Waiters with and without a limit and filter each get the first arrival they accept; later arrivals do
+// not touch a fulfilled wait.
+TEST_F(Started, WaitBlocksUntilAMatchingServiceIsRegistered) {
+    auto any = std::async(std::launch::async, [] { return waitFor(std::nullopt); });
+    auto wanted = std::async(std::launch::async, [] { return waitFor(5s, "(role=wanted)"); });
+    EXPECT_EQ(any.wait_for(50ms), std::future_status::timeout);
+    context.RegisterService<Service>(std::make_shared<Numbered>(5), {{"role", "other"}});
+    context.RegisterService<Service>(std::make_shared<Numbered>(6), {{"role", "wanted"}});
+    context.RegisterService<Service>(std::make_shared<Numbered>(7), {{"role", "wanted"}});
+    ASSERT_EQ(any.wait_for(5s), std::future_status::ready);
+    EXPECT_EQ(any.get()->id(), 5);
+    const auto service = wanted.get();
+    ASSERT_NE(service, nullptr);
+    EXPECT_EQ(service->id(), 6);
+}
+
+TEST_F(Started, WaitTimeLimitsReturnNull) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(waitFor(60ms), nullptr);
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, 60ms);
+    EXPECT_LT(waited, 2s);
+    EXPECT_EQ(waitFor(0ms), nullptr);
+    EXPECT_EQ(waitFor(-5ms), nullptr);
+    // A zero limit returns at once even when the service is there.
+    context.RegisterService<Service>(std::make_shared<Numbered>(1));
+    EXPECT_EQ(waitFor(0ms), nullptr);
+    EXPECT_NE(waitFor(10ms), nullptr);
+}
+
+TEST_F(Started, WaitMissingOrDeadContextsThrowTheirMessages) {
+    setFramework(std::nullopt);
+    EXPECT_THAT([] { waitFor(std::nullopt); }, ThrowsMessage<std::runtime_error>("No BundleContext"));
+    setFramework(framework);
+    framework.Stop();
+    EXPECT_THAT([] { waitFor(std::nullopt); },
+                ThrowsMessage<std::runtime_error>("The bundle context is no longer valid"));
 }
 
 }  // namespace

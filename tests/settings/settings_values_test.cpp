@@ -8,7 +8,7 @@
 
 #include "settings/context/context_registry.hpp"
 #include "settings/core/settings_store.hpp"
-#include "settings_test_files.hpp"
+#include "support/temp_folder.hpp"
 
 using mtcc::cache::SettingsValues;
 using namespace std::chrono_literals;
@@ -26,14 +26,14 @@ class InstalledStore {
     ~InstalledStore() { settings::context::installSettingsRoot(nullptr); }
 
     std::filesystem::path file() const { return dir_.path() / "settings.json"; }
-    void write(const std::string& json) const { testing_support::writeFile(file(), json); }
+    void write(const std::string& json) const { dir_.write("settings.json", json); }
     settings::core::SettingsStore& store() { return *store_; }
     std::shared_ptr<const settings::core::Settings> node(const std::string& name) const {
         return store_->root()->getSettingsByFullName(name);
     }
 
   private:
-    testing_support::TempDir dir_;
+    testing_support::TempFolder dir_;
     std::unique_ptr<settings::core::SettingsStore> store_;
 };
 
@@ -57,13 +57,20 @@ void waitUntil(Condition done) {
         std::this_thread::sleep_for(5ms);
 }
 
-TEST(SettingsValues, WithoutASettingsRootKeepsEveryDefaultAndSubscribesNothing) {
+TEST(SettingsValues, WithoutASettingsRootKeepsEveryDefaultAndWithABrokenOneThrows) {
     settings::context::installSettingsRoot(nullptr);
     SettingsValues values;
     EXPECT_EQ(fields(values), kDefaults);
     EXPECT_FALSE(values.tabListener.connected());
     EXPECT_FALSE(values.languageListener.connected());
     EXPECT_FALSE(values.indentListener.connected());
+
+    // A root without the nodes' leaves: the record asks for a leaf the node does not have.
+    auto root = std::make_shared<settings::core::Settings>("");
+    root->addChild("ostrel")->addChild("editor")->addChild("tab")->defineLeaf("TabSize", 4);
+    settings::context::installSettingsRoot(root);
+    EXPECT_THROW(SettingsValues(), settings::core::SettingsError);
+    settings::context::installSettingsRoot(nullptr);
 }
 
 TEST(SettingsValues, ReadsTheStoreTruncatingSizesAndMappingPadEmptyLines) {
@@ -136,15 +143,6 @@ TEST(SettingsValues, RecordsDestroyedWhileChangesArriveAreNeverCalledAfterwards)
     stop = true;
     writer.join();
     EXPECT_EQ(installed.node("ostrel.editor.tab")->listenerCount(), 0u);
-}
-
-TEST(SettingsValues, StoreErrorsSurfaceFromTheConstructor) {
-    // A root without the nodes' leaves: the record asks for a leaf the node does not have.
-    auto root = std::make_shared<settings::core::Settings>("");
-    root->addChild("ostrel")->addChild("editor")->addChild("tab")->defineLeaf("TabSize", 4);
-    settings::context::installSettingsRoot(root);
-    EXPECT_THROW(SettingsValues(), settings::core::SettingsError);
-    settings::context::installSettingsRoot(nullptr);
 }
 
 }  // namespace

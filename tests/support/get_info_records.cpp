@@ -77,9 +77,7 @@ std::vector<std::string> texts(const mtcc::AutoCompletion::InfoResult& r) {
 }
 
 bool allEmpty(const mtcc::AutoCompletion::InfoResult& r) {
-    return r.autocompletionResponse.empty() && r.LLMResponse.empty() && r.LLMGeneratedCode.empty() &&
-           r.deduplicatedGeneratedCode.empty() && r.validatedLLMGeneratedCode.empty() &&
-           r.prunedLLMGeneratedCode.empty();
+    return texts(r) == std::vector<std::string>(6);
 }
 
 }  // namespace testing_support

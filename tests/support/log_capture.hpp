@@ -16,7 +16,7 @@ struct CapturedRecord {
 // Collects every record pushed to the logging core while it lives, and turns the given severities on
 // for all channels; restores the masks and removes its sink when destroyed.
 class LogCapture {
-public:
+  public:
     explicit LogCapture(std::uint32_t mask = 4 | 8 | 32);
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;
@@ -26,7 +26,7 @@ public:
     std::vector<std::string> texts(const std::string& channel) const;
     std::string joined() const;  // every record's text, one per line, for searching
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl_;
 };

@@ -3,15 +3,18 @@
 #include <httplib.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <thread>
 
 namespace testing_support {
 
-// An HTTP server on a free loopback port for the length of a test.
+// An HTTP server on a free loopback port for the length of a test. Routes given to the constructor are in
+// place before the server's thread starts, so that the thread sees them.
 class LoopbackServer {
   public:
-    LoopbackServer() {
+    explicit LoopbackServer(const std::function<void(httplib::Server&)>& routes = {}) {
+        if (routes) routes(server_);
         port_ = server_.bind_to_any_port("127.0.0.1");
         thread_ = std::thread([this] { server_.listen_after_bind(); });
         while (!server_.is_running())

@@ -28,8 +28,11 @@ class TempFolder {
     TempFolder& operator=(const TempFolder&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
+    // Writes through a temporary and a rename, as editors do, so that a reader never sees half a file.
     void write(const std::string& name, const std::string& text) const {
-        std::ofstream(path_ / name, std::ios::binary) << text;
+        const auto temporary = (path_ / name).string() + ".tmp";
+        std::ofstream(temporary, std::ios::binary | std::ios::trunc) << text;
+        std::filesystem::rename(temporary, path_ / name);
     }
     void remove(const std::string& name) const { std::filesystem::remove(path_ / name); }
 
