@@ -1,6 +1,7 @@
 #include "fit/reindent.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 #include <map>
 #include <optional>
@@ -287,8 +288,10 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
 
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
-void placeContinuations(const Window& window, const std::vector<int>& own, const ContinuationHabit& habit,
-                        const IndentSettings& style, std::vector<fl::ustring>& indentation) {
+void placeContinuations(const Window& window, const std::vector<int>& own,
+                        const std::function<ContinuationHabit()>& readHabit, const IndentSettings& style,
+                        std::vector<fl::ustring>& indentation) {
+    std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
     StatementScan scan;
     int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
     std::size_t k = 0;                          // the next started line
@@ -303,14 +306,15 @@ void placeContinuations(const Window& window, const std::vector<int>& own, const
                 statementOwn = columns;
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
             } else if (started && columns <= statementOwn) {
+                if (!habit) habit = readHabit();
                 std::optional<int> placed;
                 if (scan.openBrackets.empty())
-                    placed = habit.plainOffset ? std::optional(statementPlaced + *habit.plainOffset)
-                                               : std::nullopt;
-                else if (habit.alignsWithBracket)
+                    placed = habit->plainOffset ? std::optional(statementPlaced + *habit->plainOffset)
+                                                : std::nullopt;
+                else if (habit->alignsWithBracket)
                     placed = scan.openBrackets.back().column;
-                else if (habit.bracketOffset)
-                    placed = statementPlaced + *habit.bracketOffset;
+                else if (habit->bracketOffset)
+                    placed = statementPlaced + *habit->bracketOffset;
                 if (placed) indentation[k] = indentationFor(*placed, style);
             }
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
@@ -381,8 +385,9 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFile, style);
         }
-        placeContinuations(window, own, continuationHabit(file, edit.start, edit.end, style.tabSize), style,
-                           indentation);
+        placeContinuations(
+            window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); }, style,
+            indentation);
     }
 
     fl::ustring text;
