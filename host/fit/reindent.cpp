@@ -213,8 +213,9 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     }
     if (!anyComment) return columns;
     statements.append(window.text, copied);
-    const std::vector<Line> placed =
-        linesOf(formatted(statements, static_cast<std::uint32_t>(window.started.back() + 1), style));
+    const fl::ustring placedText =
+        formatted(statements, static_cast<std::uint32_t>(window.started.back() + 1), style);
+    const std::vector<Line> placed = linesOf(placedText);
     if (placed.size() != window.lines.size()) return columns;
     std::optional<int> commentAbove;  // the column of the file's comment line just above
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
