@@ -9,8 +9,8 @@
 namespace fit {
 namespace {
 
-// Lines above the cursor's line whose commas and semicolons tell how the file writes them.
-constexpr std::size_t kSeparatorLinesAbove = 10;
+// Lines above and below the cursor's line whose commas and semicolons tell how the file writes them.
+constexpr std::size_t kSeparatorLines = 10;
 
 // Words that open a block of a class or a function and take what follows on their line.
 constexpr std::array<std::u16string_view, 5> kBlockWords = {u"methods", u"properties", u"events",
@@ -100,10 +100,12 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     const char16_t last = typed.back();
     if (!separate && (last == u',' || last == u';') && startsValue(next) &&
         !(last == u',' && inSize(typed))) {
-        std::size_t from = lineStart;
-        for (std::size_t lines = 0; from > 0 && lines < kSeparatorLinesAbove; ++lines)
+        std::size_t from = lineStart, to = cursor;
+        for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
             from = text::lineStart(file, from - 1);
-        separate = writesBlankAfter(std::u16string_view(file).substr(from, cursor - from), last);
+        for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+            to = text::nextLineStart(file, to);
+        separate = writesBlankAfter(std::u16string_view(file).substr(from, to - from), last);
     }
     if (separate) edit.text.insert(0, 1, u' ');
 }
