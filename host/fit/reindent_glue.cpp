@@ -84,6 +84,35 @@ bool endsInSpacedOperator(std::u16string_view typed, char16_t next) {
     return false;
 }
 
+// The cursor's line declares a property or an argument (`Name (1,1) double {mustBeFinite} = 1`): its
+// parts stand apart. Told by the block the line is in: the nearest line above it that stands further left.
+bool inDeclarationBlock(const fl::ustring& file, std::size_t lineStart, unsigned columns) {
+    for (std::size_t at = lineStart, lines = 0; at > 0 && lines < kSeparatorLines; ++lines) {
+        at = text::lineStart(file, at - 1);
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        const std::u16string_view code = text::trimLeft(line);
+        if (code.empty() || code.front() == u'%' || text::indentationOf(line).size() >= columns) continue;
+        return code.starts_with(u"properties") || code.starts_with(u"arguments");
+    }
+    return false;
+}
+
+// In a declaration, a name or a type goes on with its size or validators: `Name` + `(1,1)`, `double` +
+// `{mustBeFinite}`. (A word after a word may be the same word going on: that one stays joined.)
+bool endsInDeclarationPart(const fl::ustring& file, std::size_t lineStart, std::u16string_view typed,
+                           char16_t next) {
+    if (!text::isWordChar(typed.back()) || (next != u'(' && next != u'{')) return false;
+    // After `=` comes the default value, an expression (`zeros(1, 3)`), and inside the validators' braces
+    // calls (`{mustBeMember(x, ...)}`).
+    const std::size_t indentation = text::indentationOf(typed).size();
+    const auto opened =
+        std::count_if(typed.begin(), typed.end(), [](char16_t c) { return c == u'(' || c == u'{'; });
+    const auto closed =
+        std::count_if(typed.begin(), typed.end(), [](char16_t c) { return c == u')' || c == u'}'; });
+    return indentation > 0 && opened == closed && typed.find(u'=') == std::u16string_view::npos &&
+           inDeclarationBlock(file, lineStart, static_cast<unsigned>(indentation));
+}
+
 }  // namespace
 
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit) {
@@ -96,7 +125,7 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     bool separate = std::u16string_view(edit.text).starts_with(u"...");
     if (startsValue(next) || next == u'(')
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
-                   endsInSpacedOperator(typed, next);
+                   endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);
     const char16_t last = typed.back();
     if (!separate && (last == u',' || last == u';') && startsValue(next) &&
         !(last == u',' && inSize(typed))) {

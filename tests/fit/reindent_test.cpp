@@ -80,6 +80,8 @@ const Row kRows[] = {
     {"after an operator written with a blank before it", "x = 2;\ny = x *<|>\n", "(x + 1);",
      "x = 2;\ny = x * (x + 1);\n"},
     {"a negation stays joined", "x = 2;\ny = -<|>\n", "(x + 1);", "x = 2;\ny = -(x + 1);\n"},
+    {"a property's size", "classdef C\n    properties\n        Gain<|>\n    end\nend\n", "(1,1) double = 1",
+     "classdef C\n    properties\n        Gain (1,1) double = 1\n    end\nend\n"},
     {"a transpose stays joined", "v = (1:3)<|>\n", "';", "v = (1:3)';\n"},
 };
 
