@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -63,28 +64,45 @@ inline std::string describeErrors(const Analysis& a) {
     return out;
 }
 
+// A program of the corpus with the layout it is written in.
 struct ExampleText {
-    std::string name;
+    std::string name;  // relative to the source tree
     std::u16string text;
+    int functionStyle = 2;     // 0 classic, 1 mixed, 2 all function bodies indented
+    std::uint32_t indent = 4;  // columns per level
+    bool tabs = false;
+    bool consistent = true;  // indented exactly as the formatter indents it
 };
 
-// Every Ostrel example of the repository.
-// The .ost files under `folder` of the source tree (the demo corpus by default; tests/data/styles holds
-// programs in real users' layouts).
-inline std::vector<ExampleText> loadExamples(const char* folder = "examples") {
+inline std::string readSourceFile(const std::filesystem::path& path) {
+    std::ifstream in(std::filesystem::path(OSTREL_SOURCE_DIR) / path, std::ios::binary);
+    std::stringstream buffer;
+    buffer << in.rdbuf();
+    return buffer.str();
+}
+
+// The programs listed under `folder`: the demo corpus (a table row of its README.md per file, "| file.ost |
+// what it shows | style |") or tests/data/styles, whose manifest.txt gives each program's layout ("file.ost
+// indent=<n|tab> function=<Classic|Mixed|All>FunctionIndent consistent=<yes|no>"), in real users' styles.
+inline std::vector<ExampleText> loadExamples(const std::string& folder = "examples") {
+    const std::filesystem::path dir(folder);
+    const std::string manifest = readSourceFile(dir / "manifest.txt");
+    const std::string list = manifest.empty() ? readSourceFile(dir / "README.md") : manifest;
+    const std::regex row(
+        manifest.empty()
+            ? R"(\|\s*([\w/]+\.ost)\s*\|[^\n]*\|\s*()()([012])\s*\|)"
+            : R"((\S+\.ost)\s+indent=((\d+)|tab)\s+function=(\w+)FunctionIndent\s+consistent=(\w+))");
     std::vector<ExampleText> out;
-    const std::filesystem::path root = std::filesystem::path(OSTREL_SOURCE_DIR) / folder;
-    if (!std::filesystem::exists(root)) return out;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
-        if (!entry.is_regular_file() || entry.path().extension() != ".ost") continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        std::stringstream buffer;
-        buffer << in.rdbuf();
-        out.push_back({(std::filesystem::path(folder) / entry.path().lexically_relative(root)).string(),
-                       fl::i18n::to_ustring(buffer.str())});
+    for (std::sregex_iterator it(list.begin(), list.end(), row), end; it != end; ++it) {
+        const auto& m = *it;
+        ExampleText e{(dir / m[1].str()).string(), fl::i18n::to_ustring(readSourceFile(dir / m[1].str()))};
+        const std::string style = m[4];
+        e.functionStyle = style == "Classic" || style == "0" ? 0 : style == "Mixed" || style == "1" ? 1 : 2;
+        e.tabs = m[2] == "tab";
+        if (m[3].matched && m[3].length() > 0) e.indent = static_cast<std::uint32_t>(std::stoul(m[3]));
+        e.consistent = !manifest.empty() ? m[5] == "yes" : true;
+        out.push_back(std::move(e));
     }
-    std::sort(out.begin(), out.end(),
-              [](const ExampleText& a, const ExampleText& b) { return a.name < b.name; });
     return out;
 }
 

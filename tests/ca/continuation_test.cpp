@@ -46,7 +46,21 @@ bool continuesAfter(const ScanToken& t) {
            (t.kind == TokenKind::Keyword && ca::lexer::expectsExpression(t.word));
 }
 bool continuesBefore(const ScanToken& t) {
-    return t.kind == TokenKind::Operator && ca::lexer::cannotBeginExpression(t.op);
+    return t.kind == TokenKind::Operator && (ca::lexer::cannotBeginExpression(t.op) || t.op == Op::Assign);
+}
+// `f` / `(a, b)`: a group with a comma at its top cannot stand alone and takes the name before it.
+template <typename It>
+bool callCutBeforeArguments(const ScanToken& before, It open, It end) {
+    if (open->op != Op::LParen || (before.kind != TokenKind::Identifier && before.op != Op::RParen))
+        return false;
+    int depth = 0;
+    for (It t = open; t != end; ++t) {
+        if (t->op == Op::LParen || t->op == Op::LBracket || t->op == Op::LBrace) ++depth;
+        if ((t->op == Op::RParen || t->op == Op::RBracket || t->op == Op::RBrace) && --depth == 0)
+            return false;
+        if (t->op == Op::Comma && depth == 1) return true;
+    }
+    return false;
 }
 bool endsOperand(const ScanToken& t) {
     return t.kind == TokenKind::Identifier || t.kind == TokenKind::Number || t.kind == TokenKind::CharArray ||
@@ -221,9 +235,12 @@ struct Example {
             return false;
         if (next < lineStarts.size() && tokens[n].offset >= lineStarts[next]) return false;
         if (opener[after] != kNone && roles[opener[after]] == Role::Parentheses) return false;
-        // After a row's `;` inside brackets a blank line only adds an empty row.
-        if (opener[after] != kNone && tokens[before].op == Op::Semicolon) return false;
-        return continuation || continuesAfter(tokens[before]) || continuesBefore(tokens[n]);
+        // After a row's `;` or the opening bracket itself a blank line only adds an empty row.
+        if (opener[after] != kNone && (tokens[before].op == Op::Semicolon || opener[after] == before))
+            return false;
+        // A statement that cannot end there (an operator last) goes on past the blank line.
+        if (continuesAfter(tokens[before])) return false;
+        return continuation || continuesBefore(tokens[n]);
     }
 };
 
@@ -261,6 +278,8 @@ class Cutter {
         const std::size_t inside = e_.tokenAround(p);
         const TokenKind around = inside == kNone ? TokenKind::Blank : e_.tokens[inside].kind;
         if (around == TokenKind::BlockComment) return blockComment(line);
+        // A shell escape's text belongs to the operating system: a line end in it cuts the command.
+        if (around == TokenKind::CommandWord && e_.text[e_.tokens[inside].offset] == u'!') return;
         if (around == TokenKind::Comment ||
             (around == TokenKind::Continuation && p >= e_.tokens[inside].offset + 3)) {
             return comment(inside);
@@ -370,7 +389,8 @@ class Cutter {
         const std::size_t bracket = next < e_.opener.size() ? e_.opener[next] : kNone;
         const Role role = bracket == kNone ? Role::Parentheses : e_.roles[bracket];
         if ((bracket != kNone && role == Role::Parentheses) ||
-            (codeBefore && continuesAfter(*(before - 1))) || (codeAfter && continuesBefore(*after))) {
+            (codeBefore && continuesAfter(*(before - 1))) || (codeAfter && continuesBefore(*after)) ||
+            (codeBefore && codeAfter && callCutBeforeArguments(*(before - 1), after, tokens.end()))) {
             // Lines differ by one: the trees are compared without them.
             auto ref = analyse(with(u" "));
             return check("line end continues the statement", alike(*cut_, *ref, false), *ref);
@@ -417,7 +437,9 @@ TEST(ImplicitContinuation, NamedCases) {
     for (const char* text :
          {"y =\nx + 1;\n", "if a\n> 0\n    b = 1;\nend\n", "z = a &&\n    b;\n", "for k =\n1:3\nend\n",
           "c = 1 ...\n    + 2;\n", "f = @\nsin;\n", "w = a\n.* b;\n", "x = 1;\nfor (\nk = 1:3)\nend\n",
-          "x = 1;\n[a, ~\n, b] = f();\n", "function a\nx = f(\nend);\nfunction b\nz = 1;\n"}) {
+          "x = 1;\n[a, ~\n, b] = f();\n", "function a\nx = f(\nend);\nfunction b\nz = 1;\n",
+          "x = 1;\nRz\n= [x -x; ...\n    x x];\n", "x = 1;\ns = f\n(x, 1);\n",
+          "x = 1;\ny = a + ...\n    \n    b;\n"}) {
         auto analysis = analyse(std::string(text));
         EXPECT_FALSE(analysis->hasParseErrors()) << text << ca::testing::describeErrors(*analysis);
     }

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <random>
 #include <string>
 #include <vector>
 
@@ -98,18 +97,6 @@ TEST(Lexer, TokenTextsAndLineEnds) {
     EXPECT_EQ(tokens[14].text, u"% done");
     EXPECT_EQ(tokens[16].text, u"%{\n b\n%}");
     EXPECT_EQ(tokens[16].line, 3u);
-}
-
-TEST(Lexer, RandomTextsAreCoveredAndNeverThrow) {
-    const std::u16string alphabet =
-        u"ab1.'\"%{}()[];,=+- \t\r\n\x0b.~&|@?:^\\*/e0x_" + std::u16string(1, char16_t(0xD83D));
-    std::mt19937 rng(7);
-    for (int round = 0; round < 3000 && !testing::Test::HasFailure(); ++round) {
-        std::u16string text;
-        for (int k = static_cast<int>(rng() % 60); k > 0; --k)
-            text += alphabet[rng() % alphabet.size()];
-        expectCovers(text);
-    }
 }
 
 TEST(LineSplitter, SplitsAtLineFeedsOnly) {

@@ -124,26 +124,4 @@ TEST(Tree, LinesAndComments) {
     EXPECT_EQ(c->getLineOfPosition(ca::astapi::ClosingPosition::getClosingPosition(comments[2])), 5u);
 }
 
-// Every node lies within its parent and is never of kind 0; children come in source order.
-TEST(Tree, NodesOfEveryExampleAreWellFormed) {
-    for (const auto& example : ca::testing::loadExamples()) {
-        auto a = analyse(example.text);
-        std::vector<lf::astapi::Node<ca::astapi::CA>> stack{a->getRootNode()};
-        while (!stack.empty()) {
-            auto node = stack.back();
-            stack.pop_back();
-            ASSERT_NE(node.getKind(), NodeKind::Unknown) << example.name;
-            std::size_t previous = 0;
-            for (auto child : node.getChildren()) {
-                EXPECT_GE(child.getStartPosition(), node.getStartPosition()) << example.name;
-                EXPECT_LE(child.getClosingPosition(), node.getClosingPosition())
-                    << example.name << " " << node.getKind();
-                EXPECT_GE(child.getStartPosition(), previous) << example.name;
-                previous = child.getStartPosition();
-                stack.push_back(child);
-            }
-        }
-    }
-}
-
 }  // namespace

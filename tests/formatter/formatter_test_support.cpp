@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <regex>
-#include <sstream>
 #include <stdexcept>
 
+#include "../ca/analysis_helpers.hpp"
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
 #include "fl/i18n.hpp"
@@ -26,60 +24,30 @@ Settings settingsFor(FunctionIndentation style, BlankLines blanks) {
 
 namespace {
 
-std::string readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw std::runtime_error("cannot read " + path.string());
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+// The corpus of the analyser's tests with the settings each program is written in: the demo programs use
+// 4 spaces and empty blank lines, the style programs leave blank lines alone.
+std::vector<Example> load(const std::string& folder, BlankLines blanks) {
+    std::vector<Example> examples;
+    for (auto& e : ca::testing::loadExamples(folder)) {
+        Settings settings = settingsFor(static_cast<FunctionIndentation>(e.functionStyle), blanks);
+        settings.insertSpaces = !e.tabs;
+        settings.indentSize = e.tabs ? 4 : e.indent;
+        examples.push_back(
+            {std::filesystem::path(e.name).filename().string(), std::move(e.text), settings, e.consistent});
+    }
+    return examples;
 }
 
 }  // namespace
 
 std::vector<Example> loadExamples() {
-    const std::filesystem::path dir = std::filesystem::path(OSTREL_SOURCE_DIR) / "examples";
-    const std::string readme = readFile(dir / "README.md");
-    // Table rows: | file.ost | what it shows | style |
-    const std::regex row(R"(\|\s*([\w/]+\.ost)\s*\|[^\n]*\|\s*([012])\s*\|)");
-    std::vector<Example> examples;
-    for (std::sregex_iterator it(readme.begin(), readme.end(), row), end; it != end; ++it) {
-        Example example;
-        example.name = (*it)[1];
-        example.text = fl::i18n::to_ustring(readFile(dir / example.name));
-        example.settings =
-            settingsFor(static_cast<FunctionIndentation>(std::stoi((*it)[2])), BlankLines::RemoveWhitespace);
-        examples.push_back(std::move(example));
-    }
-    if (examples.empty()) throw std::runtime_error("no examples listed in " + (dir / "README.md").string());
+    auto examples = load("examples", BlankLines::RemoveWhitespace);
+    if (examples.empty()) throw std::runtime_error("no examples listed in examples/README.md");
     return examples;
 }
 
 std::vector<Example> loadStyleExamples() {
-    const std::filesystem::path dir = std::filesystem::path(OSTREL_SOURCE_DIR) / "tests" / "data" / "styles";
-    if (!std::filesystem::exists(dir / "manifest.txt")) return {};
-    std::istringstream manifest(readFile(dir / "manifest.txt"));
-    // <file> indent=<2|3|4|tab> function=<Classic|Mixed|All>FunctionIndent consistent=<yes|no>
-    const std::regex entry(
-        R"(^\s*(\S+\.ost)\s+indent=(\d+|tab)\s+function=(Classic|Mixed|All)FunctionIndent\s+)"
-        R"(consistent=(yes|no)\s*$)");
-    std::vector<Example> examples;
-    for (std::string line; std::getline(manifest, line);) {
-        std::smatch m;
-        if (line.find_first_not_of(" \t\r") == std::string::npos || line[0] == '#') continue;
-        if (!std::regex_match(line, m, entry)) throw std::runtime_error("bad manifest line: " + line);
-        Example example;
-        example.name = m[1];
-        example.text = fl::i18n::to_ustring(readFile(dir / example.name));
-        const FunctionIndentation style = m[3] == "Classic" ? FunctionIndentation::Classic
-                                          : m[3] == "Mixed" ? FunctionIndentation::Mixed
-                                                            : FunctionIndentation::All;
-        example.settings = settingsFor(style, BlankLines::Ignore);
-        example.settings.insertSpaces = m[2] != "tab";
-        example.settings.indentSize = m[2] == "tab" ? 4 : static_cast<std::uint32_t>(std::stoi(m[2]));
-        example.consistent = m[4] == "yes";
-        examples.push_back(std::move(example));
-    }
-    return examples;
+    return load("tests/data/styles", BlankLines::Ignore);
 }
 
 std::string firstDifference(const fl::ustring& expected, const fl::ustring& actual) {

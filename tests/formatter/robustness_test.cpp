@@ -2,6 +2,9 @@
 
 #include <random>
 
+#include "../ca/analysis_helpers.hpp"
+#include "ca/messages/single_file_messages.hpp"
+#include "ca/token/auto_completion_token_info.hpp"
 #include "fl/i18n.hpp"
 #include "formatter_test_support.hpp"
 
@@ -25,8 +28,34 @@ std::vector<fl::ustring> linesWithoutIndentation(const fl::ustring& text) {
     return lines;
 }
 
+// Everything an analysis of the text offers, so that every part of the analyser is exercised; the
+// whole-file reading too. Every node lies within its parent and is never of kind 0; children come in
+// source order.
+std::size_t useFully(const std::u16string& text) {
+    auto analysis = ca::testing::analyse(text);
+    std::size_t count =
+        analysis->getComments().size() + ca::analyzeWholeFile(text)->data().diagnostics.size();
+    count += ca::token::getAutoCompletionTokenInfo(analysis).getTokens().size();
+    count += ca::messages::messagesOf(*analysis, ca::messages::MessageOptions{}).size();
+    std::vector<lf::astapi::Node<ca::astapi::CA>> stack{analysis->getRootNode()};
+    while (!stack.empty()) {
+        auto node = stack.back();
+        stack.pop_back();
+        count += analysis->getLineOfPosition(node.getClosingPosition());
+        EXPECT_NE(node.getKind(), lf::astapi::NodeKind::Unknown);
+        std::size_t previous = node.getStartPosition();
+        for (auto child : node.getChildren()) {
+            EXPECT_GE(child.getStartPosition(), previous) << node.getKind();
+            EXPECT_LE(child.getClosingPosition(), node.getClosingPosition()) << node.getKind();
+            previous = child.getStartPosition();
+            stack.push_back(child);
+        }
+    }
+    return count;
+}
+
 // Formats `text` and checks what must hold for any text and any settings: only indentation changes, and
-// formatting the result again changes nothing.
+// formatting the result again changes nothing; and the analyser reads it without failing.
 void checkInvariants(const fl::ustring& text, const Settings& s, const std::string& label) {
     const std::string what = label + " settings " + std::to_string(s.tabSize) + "/" +
                              std::to_string(s.indentSize) + "/" + std::to_string(s.insertSpaces) + "/" +
@@ -34,6 +63,7 @@ void checkInvariants(const fl::ustring& text, const Settings& s, const std::stri
                              std::to_string(static_cast<int>(s.blankLines)) + " lines " +
                              std::to_string(s.startLine) + "-" + std::to_string(s.endLine);
     fl::ustring once, twice;
+    ASSERT_NO_THROW(useFully(text)) << what;
     ASSERT_NO_THROW(once = format(text, s)) << what;
     ASSERT_EQ(linesWithoutIndentation(once), linesWithoutIndentation(text)) << what;
     // With a partial line range, lines inside it move while the lines around them, whose indentation
@@ -65,7 +95,8 @@ const std::u16string_view kPieces[] = {
     u"properties", u"methods", u"arguments", u"spmd", u"parfor (k = 1:2, 3)", u"x = 1;", u"y = [1 2 ...",
     u"3 4];", u"z = f(a, ...", u"b);", u"w = {", u"'a'", u"}", u")]}", u"if x, y = 1; end", u"disp hello ...",
     u"% comment", u"%% section", u"%{", u"%}", u"...", u"'", u"\"", u"", u"\r", u"\f", u"\u00e9", u"\xd800",
-    u"\0", u"a(end)"};
+    u"\0", u"a(end)", u"r = area@Shape(s)", u"plot(x, N=2)", u"o.?C", u"!ls", u"_", u"@(a) a'", u"hold on",
+    u"[a, ~] = f(1, ...", u"if x, y = 1; else, z; end", u"end)", u"x = a +", u"b = c ..."};
 // clang-format on
 
 // A short program of random lines at random indentation: where formatting reads a line's own indentation
@@ -94,7 +125,7 @@ fl::ustring mutate(fl::ustring text, std::mt19937& random) {
     return text;
 }
 
-TEST(FormatterRobustness, EveryTextUnderEverySettingKeepsItsCodeAndFormatsIdempotently) {
+TEST(FormatterRobustness, EveryTextUnderEverySettingKeepsItsCodeFormatsIdempotentlyAndAnalyses) {
     std::mt19937 random(7);
     auto corpus = loadExamples();
     for (auto& example : loadStyleExamples())

@@ -523,13 +523,14 @@ class Scanner {
         if (!first) return;
         Word contextual = out_.back().word;
         Word top = blocks_.empty() ? Word::None : blocks_.back();
-        // Without an enclosing block in the text, an indented header line still opens its block: the
-        // function or class around it was cut away.
+        // Without an enclosing block in the text, a header line that is indented, or whose next code line
+        // is (a function body at the margin), still opens its block: the function or class around it was
+        // cut away.
         const bool headerShape = endsHeader(j);
         bool opensBlock = headerShape && contextual != Word::None &&
                           ((contextual == Word::Arguments && top == Word::Function) ||
                            (top == Word::Classdef && contextual != Word::Arguments) ||
-                           (top == Word::None && lineIndent_ > 0));
+                           (top == Word::None && (lineIndent_ > 0 || nextCodeIndent(j) > 0)));
         if (opensBlock) {
             blocks_.push_back(contextual);
             blockIndents_.push_back(lineIndent_);
@@ -537,6 +538,19 @@ class Scanner {
         }
         if (isDeclarationBlock(top) || variables_.contains(w)) return;
         if (startsCommand(j)) scanCommandWords();
+    }
+
+    // The indentation of the next line after `i`'s that holds code; 0 when there is none.
+    std::uint32_t nextCodeIndent(std::size_t i) const {
+        for (std::size_t ls = nextLineStart(i); ls < n_; ls = nextLineStart(ls)) {
+            const std::size_t first = skipBlanks(ls);
+            if (first >= n_ || lineEndAt(first) || t_[first] == u'%') continue;
+            std::uint32_t indent = 0;
+            for (std::size_t k = ls; k < first; ++k)
+                indent = t_[k] == u'\t' ? (indent / 4 + 1) * 4 : indent + 1;
+            return indent;
+        }
+        return 0;
     }
 
     // After a block word: the line ends, or attributes follow in parentheses.

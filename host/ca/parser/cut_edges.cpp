@@ -1,6 +1,8 @@
 // The reading of cut edges: where a window's complete statements begin, closing lines whose opener
 // was cut away and constructs still open at the end of the text.
 
+#include <algorithm>
+
 #include "ca/parser/parser_internals.hpp"
 #include "fl/i18n.hpp"
 
@@ -69,9 +71,24 @@ bool Parser::closesMarginFunction(const PTok& t) const {
         return true;
     // Right after the `end` of a condition or loop of the text, a second `end` with nothing after it is
     // one too many (a reply that repeats the `end` below the cursor), unless the text shows the margin
-    // layout (a function of it) or begins inside something cut away.
-    if (lastEndIndent_ == 0 && lastEndClosedControl_ && !unindentedFunctionBody_ && !headCut_) return false;
+    // layout (a function of it, or names only a function has), or begins inside something cut away.
+    if (lastEndIndent_ == 0 && lastEndClosedControl_ && !unindentedFunctionBody_ && !headCut_ &&
+        !readsFunctionOnlyNames())
+        return false;
     return next.eof || (next.kind == TokenKind::Keyword && next.word == Word::End);
+}
+
+// `nargin`, `nargout`, `varargin` and `varargout` only mean something inside a function. Looked for once
+// per run, as many `end`s may ask.
+bool Parser::readsFunctionOnlyNames() const {
+    if (functionOnlyNames_ < 0) {
+        functionOnlyNames_ = std::any_of(toks_.begin(), toks_.end(), [&](const PTok& t) {
+            if (t.kind != TokenKind::Identifier) return false;
+            const std::u16string_view name = textOf(t);
+            return name == u"nargin" || name == u"nargout" || name == u"varargin" || name == u"varargout";
+        });
+    }
+    return functionOnlyNames_ == 1;
 }
 
 // Sloppy bodies stand left of their `end` in places; an `end` after which the code goes on further left

@@ -258,7 +258,8 @@ bool Parser::contextualBlockAllowed(Word w, const PTok& t) {
                        next.op == Op::Comma;
     if (!headerShape) return false;
     Frame* f = top();
-    if (f == nullptr) return !wholeFile() && t.lineFirst && lineIndent_[t.line] > 0;
+    if (f == nullptr)
+        return !wholeFile() && t.lineFirst && (lineIndent_[t.line] > 0 || nextCodeRightOf(t.line, 0));
     if (w == Word::Arguments) return isFunctionKind(f->kind) && f->clause == NodeKind::Unknown;
     return f->kind == NodeKind::ClassDef;
 }

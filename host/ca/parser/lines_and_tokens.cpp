@@ -93,7 +93,8 @@ void Parser::buildTokens() {
         PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
                false, false};
         if (s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
-            toks_.pop_back();
+            while (toks_.back().kind == TokenKind::LineEnd)
+                toks_.pop_back();
             t.spaceBefore = true;
         }
         t.lineFirst = toks_.empty() || toks_.back().kind == TokenKind::LineEnd;
@@ -107,17 +108,47 @@ void Parser::buildTokens() {
 }
 
 // Implicit continuations: a line ending in an operator or an expression keyword, or followed by a
-// line that starts (with `next`) with an operator that cannot begin an expression.
+// line that starts (with `next`) with an operator that cannot begin an expression or with `=`.
+// A statement that cannot end where its line does (an operator or expression keyword last) goes on past
+// blank lines, as the cursor's line of blanks after `x = a + ...` leaves it when the library cuts that
+// line in two.
 bool Parser::continuesAcrossLineEnd(const PTok& next) const {
-    const std::size_t n = toks_.size();
-    if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd || toks_[n - 2].kind == TokenKind::LineEnd)
-        return false;
-    const PTok& prev = toks_[n - 2];
+    std::size_t n = toks_.size();
+    if (n < 2 || toks_[n - 1].kind != TokenKind::LineEnd) return false;
+    std::size_t last = n - 1;
+    while (last > 0 && toks_[last].kind == TokenKind::LineEnd)
+        --last;
+    const PTok& prev = toks_[last];
+    if (prev.kind == TokenKind::LineEnd) return false;
+    if ((prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
+        (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)))
+        return true;
     // After `...` the line end of a blank line ends the statement: the continuation carries one line.
-    if (prev.line != toks_[n - 1].line) return false;
-    return (prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
-           (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)) ||
-           (next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op));
+    if (last != n - 2 || prev.line != toks_[n - 1].line) return false;
+    // A call cut in two before its arguments (`s = f` / `(x, m);`): a group with a comma at its top
+    // cannot stand alone, so it belongs to the name before it.
+    if (next.op == Op::LParen && (prev.kind == TokenKind::Identifier || prev.op == Op::RParen))
+        return holdsTopLevelComma(next.scan);
+    // No statement starts with `=` either: `Rz` / `= [c -s; ...` is an assignment cut in two.
+    return next.kind == TokenKind::Operator &&
+           (lexer::cannotBeginExpression(next.op) || next.op == Op::Assign);
+}
+
+// Whether the bracket opened by scan token `open` holds a `,` outside any inner bracket before it closes
+// (looked for over at most a few thousand tokens).
+bool Parser::holdsTopLevelComma(std::uint32_t open) const {
+    int depth = 0;
+    const std::size_t end = std::min<std::size_t>(d_.tokens.size(), open + 4096);
+    for (std::size_t k = open; k < end; ++k) {
+        const ScanToken& t = d_.tokens[k];
+        if (t.kind != TokenKind::Punctuation) continue;
+        if (t.op == Op::LParen || t.op == Op::LBracket || t.op == Op::LBrace) ++depth;
+        if (t.op == Op::RParen || t.op == Op::RBracket || t.op == Op::RBrace) {
+            if (--depth == 0) return false;
+        }
+        if (t.op == Op::Comma && depth == 1) return true;
+    }
+    return false;
 }
 
 void Parser::markContent(const ScanToken& s, std::uint8_t bit) {

@@ -79,13 +79,14 @@ enum class FunctionStyleEvidence { Closed, Uncertain };
 class Planner {
   public:
     Planner(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines, const Settings& settings,
-            bool assumeCutContinuation)
+            bool assumeCutContinuation, bool assumeOpenBracket = false)
         : tokens_(tokens),
           lines_(lines),
           settings_(settings),
           indent_(static_cast<int>(std::min<std::uint32_t>(settings.indentSize, 1024))),
           tabSize_(static_cast<int>(std::clamp<std::uint32_t>(settings.tabSize, 1, 1024))),
           assumeCutContinuation_(assumeCutContinuation),
+          assumeOpenBracket_(assumeOpenBracket),
           plan_(lines.size()) {}
 
     std::vector<std::optional<int>> run() {
@@ -156,7 +157,11 @@ class Planner {
 
     void scanBrackets() {
         initialDepth_ = bracketDepthAtStart(scanStart());
-        if (initialDepth_ >= 0) return;
+        if (initialDepth_ >= 0) {
+            // A bracket opened above the text and still open at its end shows no closing bracket.
+            if (assumeOpenBracket_ && initialDepth_ == 0) initialDepth_ = 1;
+            return;
+        }
         // The first line was cut inside a comment or text literal: its brackets are not code.
         firstLineBracketsBogus_ = true;
         initialDepth_ = std::max(0, bracketDepthAtStart(firstLine_));
@@ -650,6 +655,7 @@ class Planner {
     const int indent_;
     const int tabSize_;
     const bool assumeCutContinuation_;
+    const bool assumeOpenBracket_;
     std::vector<std::optional<int>> plan_;
 
     std::size_t firstLine_ = 1;
@@ -716,6 +722,56 @@ bool firstLineMayContinue(const std::vector<Token>& tokens, const SourceLine& li
     return isUnterminatedLiteral(*last);
 }
 
+bool isValue(const Token& token) {
+    return token.kind == TokenKind::Number || token.kind == TokenKind::CharArray ||
+           token.kind == TokenKind::String || token.kind == TokenKind::Identifier ||
+           (token.kind == TokenKind::Punctuation &&
+            (token.text == u")" || token.text == u"]" || token.text == u"}"));
+}
+
+bool isLiteral(const Token& token) {
+    return token.kind == TokenKind::Number || token.kind == TokenKind::CharArray ||
+           token.kind == TokenKind::String;
+}
+
+// A code line that only a row of a matrix or cell would hold: it starts with a literal, a literal stands
+// right of a value with only blanks between them, or it ends in a separator (`a, ...`, `3; ...`); and no
+// `=` assigns.
+bool looksLikeRow(const std::vector<Token>& tokens, const SourceLine& line) {
+    const Token* previous = nullptr;
+    bool blankBefore = false, row = false;
+    for (std::size_t i = line.codeBegin; i < line.end; ++i) {
+        const Token& t = tokens[i];
+        if (t.kind == TokenKind::Blank) {
+            blankBefore = true;
+            continue;
+        }
+        if (!isSignificant(t.kind)) {
+            const bool separator =
+                previous != nullptr && previous->kind == TokenKind::Punctuation &&
+                (previous->text == u"," || (previous->text == u";" && t.kind == TokenKind::Continuation));
+            return row || separator;
+        }
+        if (t.kind == TokenKind::Keyword || t.kind == TokenKind::CommandWord ||
+            (t.kind == TokenKind::Operator && t.text == u"="))
+            return false;
+        row = row || (previous == nullptr && isLiteral(t)) ||
+              (previous != nullptr && blankBefore && isValue(*previous) && isLiteral(t));
+        previous = &t;
+        blankBefore = false;
+    }
+    return row;
+}
+
+// Whether the window may start inside a matrix or cell whose opening line was cut away: the first code
+// line after the (possibly cut) first line reads as a row.
+bool mayStartInsideBracket(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines) {
+    for (std::size_t i = 1; i < lines.size(); ++i) {
+        if (classifyLine(tokens, lines[i]) == LineKind::Code) return looksLikeRow(tokens, lines[i]);
+    }
+    return false;
+}
+
 // Lines whose leading blanks the plan rewrites (a line at its column but in spaces where tabs are asked
 // for counts too, so that the reading chosen for a formatted text is the one that formatted it).
 std::size_t linesChanged(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines,
@@ -737,14 +793,24 @@ std::vector<std::optional<int>> planIndentation(const std::vector<Token>& tokens
                                                 const std::vector<SourceLine>& lines,
                                                 const Settings& settings) {
     auto plan = Planner(tokens, lines, settings, false).run();
-    if (lines.size() < 2 || !firstLineMayContinue(tokens, lines[0])) return plan;
-    // Both readings are possible; the one that fits the text as it stands wins.
-    auto continued = Planner(tokens, lines, settings, true).run();
+    if (lines.size() < 2) return plan;
+    const bool continuation = firstLineMayContinue(tokens, lines[0]);
+    const bool bracket = mayStartInsideBracket(tokens, lines);
+    if (!continuation && !bracket) return plan;
+    // Where several readings are possible, the one that fits the text as it stands wins.
     const int tabSize = static_cast<int>(std::clamp<std::uint32_t>(settings.tabSize, 1, 1024));
-    return linesChanged(tokens, lines, continued, settings, tabSize) <
-                   linesChanged(tokens, lines, plan, settings, tabSize)
-               ? continued
-               : plan;
+    std::size_t changed = linesChanged(tokens, lines, plan, settings, tabSize);
+    const auto consider = [&](bool cutContinuation, bool openBracket) {
+        if (changed == 0) return;
+        auto other = Planner(tokens, lines, settings, cutContinuation, openBracket).run();
+        const std::size_t otherChanged = linesChanged(tokens, lines, other, settings, tabSize);
+        if (otherChanged >= changed) return;
+        plan = std::move(other);
+        changed = otherChanged;
+    };
+    if (continuation) consider(true, false);
+    if (bracket) consider(false, true);
+    return plan;
 }
 
 }  // namespace ca::formatting::legacy
