@@ -106,4 +106,30 @@ void BM_EditAtTheEndOfAScript(benchmark::State& state) {
 }
 BENCHMARK(BM_EditAtTheEndOfAScript)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
 
+// In the middle of a long class, where only the class's first line is at the margin, with a reply that
+// has lost its indentation: the re-indentation reads up to 400 lines above the edit.
+void BM_FlatReplyInALongClass(benchmark::State& state) {
+    std::string text = "classdef Big < handle\n    methods\n";
+    std::size_t cursor = 0;
+    const int methods = static_cast<int>(state.range(0)) / 8;
+    for (int i = 0; i < methods; ++i) {
+        text += "        function r = m" + std::to_string(i) + "(obj, x)\n            r = x;\n";
+        if (i == methods / 2) {
+            text += "            ";
+            cursor = text.size();
+        }
+        text += "\n            if r > 0\n                r = -r;\n            end\n        end\n";
+    }
+    text += "    end\nend\n";
+    const fl::ustring file = fl::i18n::to_ustring(text);
+    const std::string code = "% Halve it until small.\nwhile r > 10\nr = r / 2;\nend";
+    const fit::StageTexts stages = stagesOf(code, code);
+    for (auto _ : state) {
+        const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+        if (!fitted.edit) state.SkipWithError(fitted.reason.c_str());
+        benchmark::DoNotOptimize(fitted);
+    }
+}
+BENCHMARK(BM_FlatReplyInALongClass)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
+
 }  // namespace

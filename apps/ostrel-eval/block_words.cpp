@@ -24,8 +24,9 @@ bool opensBlock(const fl::ustring& code) {
     return false;
 }
 
-int closingEnds(const fl::ustring& code) {
-    int ends = 0, depth = 0;
+LineBrackets scanBrackets(const fl::ustring& code) {
+    LineBrackets out;
+    int depth = 0;  // never below 0: a bracket closed here that opened on a line above
     char16_t quote = 0;
     for (std::size_t i = 0; i < code.size(); ++i) {
         const char16_t c = code[i];
@@ -34,16 +35,22 @@ int closingEnds(const fl::ustring& code) {
             continue;
         }
         if (c == u'%') break;
-        if (c == u'"' || (c == u'\'' && (i == 0 || !(isWordChar(code[i - 1]) || code[i - 1] == u')' ||
-                                                     code[i - 1] == u']' || code[i - 1] == u'}'))))
-            quote = c;
-        if (c == u'(' || c == u'[' || c == u'{') ++depth;
-        if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1);
+        // A quote after a value (or after `.`, as in `x.'`) is its transpose, not a text.
+        const bool afterValue =
+            i > 0 && (isWordChar(code[i - 1]) || code[i - 1] == u')' || code[i - 1] == u']' ||
+                      code[i - 1] == u'}' || code[i - 1] == u'\'' || code[i - 1] == u'.');
+        if (c == u'"' || (c == u'\'' && !afterValue)) quote = c;
+        if (c == u'(' || c == u'[' || c == u'{') ++depth, ++out.balance;
+        if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1), --out.balance;
         if (depth == 0 && code.compare(i, 3, u"end") == 0 && (i == 0 || !isWordChar(code[i - 1])) &&
             (i + 3 == code.size() || !isWordChar(code[i + 3])))
-            ++ends;
+            ++out.closingEnds;
     }
-    return ends;
+    return out;
+}
+
+int closingEnds(const fl::ustring& code) {
+    return scanBrackets(code).closingEnds;
 }
 
 }  // namespace ostrel_eval

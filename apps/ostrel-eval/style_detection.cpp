@@ -1,7 +1,6 @@
 #include "style_detection.hpp"
 
 #include <algorithm>
-#include <cctype>
 #include <map>
 #include <optional>
 
@@ -16,29 +15,6 @@ struct CodeLine {
     fl::ustring code;        // the line without its indentation and trailing blanks
     bool continues = false;  // the statement goes on on the next line
 };
-
-// Open brackets left at the end of a line, text literals and comments skipped; a crude count is enough
-// to keep continuation lines out of the indentation statistics.
-int bracketBalance(const fl::ustring& code) {
-    int depth = 0;
-    char16_t quote = 0;
-    for (std::size_t i = 0; i < code.size(); ++i) {
-        const char16_t c = code[i];
-        if (quote) {
-            if (c == quote) quote = 0;
-            continue;
-        }
-        if (c == u'%') break;
-        const bool afterValue =
-            i > 0 &&
-            ((code[i - 1] < 128 && std::isalnum(static_cast<int>(code[i - 1]))) || code[i - 1] == u')' ||
-             code[i - 1] == u']' || code[i - 1] == u'}' || code[i - 1] == u'\'' || code[i - 1] == u'_');
-        if (c == u'"' || (c == u'\'' && !afterValue)) quote = c;
-        if (c == u'(' || c == u'[' || c == u'{') ++depth;
-        if (c == u')' || c == u']' || c == u'}') --depth;
-    }
-    return depth;
-}
 
 std::vector<CodeLine> codeLines(const fl::ustring& text, std::size_t tabWidth) {
     std::vector<CodeLine> out;
@@ -61,7 +37,7 @@ std::vector<CodeLine> codeLines(const fl::ustring& text, std::size_t tabWidth) {
         for (std::size_t i = line.start; i < line.start + indent; ++i)
             width = text[i] == u'\t' ? (width / tabWidth + 1) * tabWidth : width + 1;
         const bool isContinuation = previousContinues || depth > 0;
-        depth = std::max(0, depth + bracketBalance(code));
+        depth = std::max(0, depth + scanBrackets(code).balance);
         previousContinues = code.find(u"...") != fl::ustring::npos;
         if (isContinuation) continue;
         out.push_back({width, std::move(code), false});

@@ -7,6 +7,7 @@
 #include "fit/final_check.hpp"
 #include "fit/placement.hpp"
 #include "fit/reindent.hpp"
+#include "fit/reindent_glue.hpp"
 #include "fit/reply_shape.hpp"
 #include "fit/text_lines.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
@@ -77,8 +78,7 @@ class EditFitter {
           lineEnd_(text::usesCrLf(file, cursor) ? u"\r\n" : u"\n") {}
 
     // Tries the completion without the lines that repeat the code below the cursor first, then as it is
-    // (when those lines are the closing lines of what it opens), then without closing lines that repeat
-    // those below.
+    // (when those lines are the closing lines of what it opens).
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, false);
         if (shorter.size() < lines.size() && !shorter.empty()) {
@@ -159,14 +159,15 @@ class EditFitter {
     // Re-indents and checks one candidate; at the end of the file, closes the blocks it leaves open.
     bool tryEdit(Edit edit, Attempt& attempt, const char* repair = nullptr) const {
         edit.text = text::withLineEnds(edit.text, lineEnd_);
-        reindentEdit(file_, edit, settings_);
+        separateFromTypedCode(file_, cursor_, edit);
+        reindentEdit(file_, cursor_, edit, settings_);
         CheckResult check = checkEdit(file_, edit);
         if (!check.passed && check.atEndOfFile && check.unclosedBlocks > 0 &&
             check.unclosedBlocks <= kMostClosedBlocks) {
             Edit closed = edit;
             for (std::size_t i = 0; i < check.unclosedBlocks; ++i)
                 closed.text += fl::ustring(lineEnd_) + u"end";
-            reindentEdit(file_, closed, settings_);
+            reindentEdit(file_, cursor_, closed, settings_);
             if (CheckResult closedCheck = checkEdit(file_, closed); closedCheck.passed) {
                 attempt.repairs.push_back(
                     "closed the blocks the completion leaves open at the end of the file");
@@ -289,9 +290,9 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
     } else {
         const EditFitter fitter(file, cursor, settings);
         const ReplyShape shape = shapeOf(stages);
-        // The formatting stage can only re-indent what pruning kept: with nothing kept, its text is the
-        // code that already follows the cursor, never a completion.
-        const fl::ustring& finalText = stages.pruned.empty() ? fl::ustring() : stages.completion;
+        // The formatting stage only re-indents what pruning kept; the edit is re-indented in the file
+        // anyway, and where the model's own indentation fits it stays, so the edit starts from that.
+        const fl::ustring& finalText = stages.pruned;
         if (const auto lines = completionLines(finalText); !lines.empty()) {
             Attempt attempt;
             if (onlyRepeatsTheReplysHead(file, cursor, lines, completionLines(stages.deduplicated)))

@@ -1,106 +1,50 @@
 #include "fit/reindent.hpp"
 
 #include <algorithm>
-#include <array>
+#include <functional>
+#include <limits>
+#include <map>
+#include <optional>
+#include <vector>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
+#include "fit/reindent_continuation.hpp"
+#include "fit/reindent_style.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
 namespace {
 
-// How far the formatter and the style detection look above the edit.
+// How far the formatter looks above the edit, at least,
 constexpr std::size_t kFormatLinesAbove = 60;
-constexpr std::size_t kStyleLinesAbove = 400;
-
-struct LineView {
-    std::u16string_view text;
-    std::size_t start;
-};
-
-// Up to `count` lines ending with the one that holds `pos`, in file order.
-std::vector<LineView> linesUpTo(const fl::ustring& file, std::size_t pos, std::size_t count) {
-    std::vector<LineView> lines;
-    std::size_t start = text::lineStart(file, pos);
-    for (;;) {
-        const std::size_t end = text::lineEnd(file, start);
-        lines.push_back({std::u16string_view(file).substr(start, end - start), start});
-        if (lines.size() >= count || start == 0) break;
-        start = text::lineStart(file, start - 1);
-    }
-    return {lines.rbegin(), lines.rend()};
-}
+// ... and further up to a line at the margin (the first line of a long class: a `methods` line is a
+// block only inside one).
+constexpr std::size_t kMostFormatLinesAbove = 400;
+constexpr std::size_t kFormatLinesBelow = 60;
+// Code lines above the edit whose indentation tells whether the file follows the formatter there.
+constexpr std::size_t kNearbyCodeLines = 8;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
 }
 
-int columnsOf(std::u16string_view indentation, unsigned tabSize) {
-    int columns = 0;
-    for (char16_t c : indentation)
-        columns =
-            c == u'\t' ? (columns / static_cast<int>(tabSize) + 1) * static_cast<int>(tabSize) : columns + 1;
-    return columns;
+bool startsWithAnyWord(std::u16string_view code, std::initializer_list<std::u16string_view> words) {
+    return std::any_of(words.begin(), words.end(), [&](auto word) { return startsWithWord(code, word); });
 }
 
-bool isCodeLine(std::u16string_view line) {
-    const std::u16string_view code = text::trimLeft(line);
-    return !code.empty() && code.front() != u'%';
+// A line that closes a block or a clause of one: it stands at its construct's level, not the body's.
+bool isCloser(std::u16string_view code) {
+    return startsWithAnyWord(code, {u"end", u"else", u"elseif", u"case", u"catch", u"otherwise"});
 }
 
-// A line where the formatter can start reading levels: code at the margin that closes nothing.
-bool isTopLevelStart(std::u16string_view line) {
-    if (line.empty() || !text::isWordChar(line.front())) return false;
-    static constexpr std::array<std::u16string_view, 6> kClosers = {u"end",  u"else",  u"elseif",
-                                                                    u"case", u"catch", u"otherwise"};
-    for (std::u16string_view closer : kClosers)
-        if (startsWithWord(line, closer)) return false;
-    return true;
+bool isComment(std::u16string_view line) {
+    return text::trimLeft(line).starts_with(u"%");
 }
 
-}  // namespace
-
-IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings) {
-    IndentSettings style = settings;
-    const std::vector<LineView> lines = linesUpTo(file, cursor, kStyleLinesAbove);
-    std::size_t tabbed = 0, spaced = 0;
-    std::array<std::size_t, 9> steps{};
-    int bodyEvidence = 0;  // > 0: function bodies indented; < 0: at the function's column
-    const LineView* previous = nullptr;
-    const LineView* functionLine = nullptr;
-    for (const LineView& line : lines) {
-        if (!isCodeLine(line.text)) continue;
-        const std::u16string_view indentation = text::indentationOf(line.text);
-        if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
-        if (previous && indentation.find(u'\t') == std::u16string_view::npos) {
-            const int step = columnsOf(indentation, settings.tabSize) -
-                             columnsOf(text::indentationOf(previous->text), settings.tabSize);
-            if (step > 0 && step < static_cast<int>(steps.size())) ++steps[static_cast<std::size_t>(step)];
-        }
-        if (functionLine) {
-            const int step = columnsOf(indentation, settings.tabSize) -
-                             columnsOf(text::indentationOf(functionLine->text), settings.tabSize);
-            bodyEvidence += step > 0 ? 1 : -1;
-            functionLine = nullptr;
-        }
-        if (startsWithWord(text::trimLeft(line.text), u"function")) functionLine = &line;
-        previous = &line;
-    }
-    if (tabbed != spaced) style.insertSpaces = spaced > tabbed;
-    std::size_t best = 0;
-    for (std::size_t step = 1; step < steps.size(); ++step)
-        if (steps[step] > steps[best]) best = step;
-    if (tabbed > spaced)
-        style.indentSize = style.tabSize;
-    else if (spaced > tabbed && best > 0)
-        style.indentSize = static_cast<unsigned>(best);
-    if (bodyEvidence > 0 && style.functionIndent == 0) style.functionIndent = 2;
-    if (bodyEvidence < 0) style.functionIndent = 0;
-    return style;
+bool isCode(std::u16string_view line) {
+    return !text::isBlankText(line) && !isComment(line);
 }
-
-namespace {
 
 // Where the formatter's window starts, and the lines put in front of it. The formatter keeps a
 // window's first line as it is and reads the level of the first code line after it from that line's
@@ -111,48 +55,55 @@ struct FormatWindow {
     std::u16string_view lead;
 };
 
-FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart) {
-    std::size_t start = editLineStart;
-    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kFormatLinesAbove; ++linesAbove) {
+FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, unsigned tabSize) {
+    // The nearest code line that stands left of every code line between it and the edit, the leftmost
+    // such line within reach: the formatter then sees the opening line of every block the lines below
+    // it close, and no closing line takes the levels below the window's first.
+    std::size_t start = editLineStart, best = editLineStart;
+    int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
+    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove &&
+                                     (linesAbove < kFormatLinesAbove || bestColumns > 0);
+         ++linesAbove) {
         start = text::lineStart(file, start - 1);
-        if (isTopLevelStart(std::u16string_view(file).substr(start, text::lineEnd(file, start) - start)))
-            break;
+        const std::u16string_view line =
+            std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+        if (!isCode(line)) continue;
+        const int columns = columnsOf(text::indentationOf(line), tabSize);
+        const bool continued = start > 0 && text::trimRight(std::u16string_view(file).substr(
+                                                                text::lineStart(file, start - 1),
+                                                                start - 1 - text::lineStart(file, start - 1)))
+                                                .ends_with(u"...");
+        if (!isCloser(text::trimLeft(line)) && !continued && columns < bestColumns &&
+            columns <= leftmostBelow) {
+            best = start;
+            bestColumns = columns;
+            if (columns == 0) break;
+        }
+        leftmostBelow = std::min(leftmostBelow, columns);
     }
+    if (best == editLineStart) best = start;
     // On the file's first line, a statement at the margin stands in for the lines above.
-    return {start, start == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
+    return {best, best == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
 }
 
-}  // namespace
+struct Line {
+    std::size_t start;  // offset in its text
+    std::u16string_view text;
+};
 
-void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& settings) {
-    const FormatWindow windowStart = formatWindow(file, text::lineStart(file, edit.start));
-    const std::size_t windowEnd = text::lineEnd(file, edit.end);
-    fl::ustring before(windowStart.lead);
-    before.append(std::u16string_view(file).substr(windowStart.start, edit.start - windowStart.start));
-    // A line end after the window: the formatter leaves a last line without one as it is.
-    const fl::ustring after =
-        fl::ustring(std::u16string_view(file).substr(edit.end, windowEnd - edit.end)) + u"\n";
-    fl::ustring window;
-    window.reserve(before.size() + edit.text.size() + after.size());
-    window.append(before).append(edit.text).append(after);
-
-    // The lines that start inside the edit's text.
-    const std::size_t editFrom = before.size(), editTo = before.size() + edit.text.size();
-    std::uint32_t firstLine = 0, lastLine = 0;
-    std::uint32_t lineNumber = 1;
-    for (std::size_t i = 0; i < editTo; ++i) {
-        const bool lineStartsHere = i == 0 || window[i - 1] == u'\n';
-        if (i > 0 && window[i - 1] == u'\n') ++lineNumber;
-        if (lineStartsHere && i >= editFrom) {
-            if (firstLine == 0) firstLine = lineNumber;
-            lastLine = lineNumber;
-        }
+std::vector<Line> linesOf(std::u16string_view text) {
+    std::vector<Line> lines;
+    for (std::size_t start = 0;;) {
+        const std::size_t end = text.find(u'\n', start);
+        lines.push_back({start, text.substr(start, end == std::u16string_view::npos ? end : end - start)});
+        if (end == std::u16string_view::npos) return lines;
+        start = end + 1;
     }
-    if (firstLine == 0) return;
+}
 
-    const IndentSettings style = fileIndentation(file, edit.start, settings);
+fl::ustring formatted(const fl::ustring& window, std::uint32_t lastLine, const IndentSettings& style) {
     ca::formatting::legacy::Settings formatting;
-    formatting.startLine = firstLine;
+    formatting.startLine = 2;  // the first line is the lead the formatter keeps anyway
     formatting.endLine = lastLine;
     formatting.insertSpaces = style.insertSpaces;
     formatting.tabSize = std::max(1u, style.tabSize);
@@ -162,12 +113,293 @@ void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& set
     formatting.blankLines =
         static_cast<ca::formatting::legacy::BlankLines>(std::clamp(style.blankLines, 0, 2));
     const ca::formatting::legacy::LegacyFormatter formatter(formatting);
-    const fl::ustring formatted = formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(window)));
-    if (formatted.size() < before.size() + after.size() ||
-        !std::u16string_view(formatted).starts_with(before) ||
-        !std::u16string_view(formatted).ends_with(after))
+    return formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(window)));
+}
+
+// A line's columns as the file or the model indented it and as the formatter would.
+struct Placed {
+    int own;
+    int formatted;
+};
+
+int sign(int value) {
+    return (value > 0) - (value < 0);
+}
+
+// In a file that does not follow the formatter near the cursor, the model's indentation fits when it
+// moves as the formatter's does: deeper, back or level where the formatter goes deeper, back or stays,
+// and at the column it had for an earlier line of the same block level. The first line is the code line
+// above the edit.
+bool movesLikeTheFormatter(const std::vector<Placed>& lines) {
+    std::map<int, int> columnOfLevel;  // formatter column -> own column, of the open levels
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const Placed& line = lines[i];
+        if (i > 0 && sign(line.own - lines[i - 1].own) != sign(line.formatted - lines[i - 1].formatted))
+            return false;
+        columnOfLevel.erase(columnOfLevel.upper_bound(line.formatted), columnOfLevel.end());
+        if (const auto known = columnOfLevel.find(line.formatted);
+            known != columnOfLevel.end() && known->second != line.own)
+            return false;
+        columnOfLevel[line.formatted] = line.own;
+    }
+    return true;
+}
+
+// The window the formatter reads: the lines above the edit, the edit, and the rest of its last line.
+struct Window {
+    fl::ustring text;
+    std::size_t editFrom = 0, editTo = 0;  // the edit's text in it
+    std::vector<Line> lines;
+    std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
+};
+
+Window windowAround(const fl::ustring& file, const Edit& edit, unsigned tabSize) {
+    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), tabSize);
+    Window window;
+    window.text.assign(start.lead);
+    window.text.append(std::u16string_view(file).substr(start.start, edit.start - start.start));
+    window.editFrom = window.text.size();
+    window.editTo = window.editFrom + edit.text.size();
+    window.text.append(edit.text);
+    // A line end after the window: the formatter leaves a last line without one as it is. The lines
+    // below down to one at the margin show the formatter which blocks are still open at the edit.
+    std::size_t end = text::lineEnd(file, edit.end);
+    for (std::size_t linesBelow = 0; end < file.size() && linesBelow < kFormatLinesBelow; ++linesBelow) {
+        const std::size_t next = text::nextLineStart(file, end);
+        end = text::lineEnd(file, next);
+        const std::u16string_view line = std::u16string_view(file).substr(next, end - next);
+        if (isCode(line) && !text::isBlank(line.front())) break;
+    }
+    window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
+    window.lines = linesOf(window.text);
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        const Line& line = window.lines[i];
+        if (line.start < window.editFrom || line.start >= window.editTo) continue;
+        const std::size_t blanks = text::indentationOf(line.text).size();
+        const bool blankInEdit =
+            text::isBlankText(line.text) && line.start + line.text.size() <= window.editTo;
+        if (line.start + blanks < window.editTo || blankInEdit) window.started.push_back(i);
+    }
+    return window;
+}
+
+// The blanks typed before the cursor when the edit's first line replaces the cursor's blank line: a model
+// that gives that line no blanks of its own wrote it from the cursor, not from the margin.
+std::u16string_view typedBlanks(const fl::ustring& file, std::size_t cursor, const Edit& edit) {
+    const std::size_t lineStart = text::lineStart(file, std::min(cursor, file.size()));
+    if (edit.start != lineStart || cursor < lineStart) return {};
+    const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    return text::isBlankText(typed) ? typed : std::u16string_view();
+}
+
+// The formatter keeps a comment line where it may belong (a help comment at the margin under a
+// `function` line); a model's column that does not fit means nothing, so a comment of the edit goes on
+// the comment lines just above it at their column, or else stands where the formatter would put a
+// statement in its place.
+std::vector<std::optional<int>> commentColumns(const Window& window, const IndentSettings& style) {
+    std::vector<std::optional<int>> columns(window.lines.size());
+    fl::ustring statements;  // the window with the edit's comment lines made statements
+    std::size_t copied = 0;
+    bool anyComment = false;
+    for (std::size_t i : window.started) {
+        const Line& line = window.lines[i];
+        // A block comment's own lines stay: made statements, they would end or start one.
+        const std::u16string_view comment = text::trim(line.text);
+        if (!isComment(line.text) || comment == u"%{" || comment == u"%}") continue;
+        anyComment = true;
+        const std::size_t code = line.start + text::indentationOf(line.text).size();
+        statements.append(window.text, copied, code - copied).append(u"0");
+        copied = line.start + text::trimRight(line.text).size();
+    }
+    if (!anyComment) return columns;
+    statements.append(window.text, copied);
+    const fl::ustring placedText =
+        formatted(statements, static_cast<std::uint32_t>(window.started.back() + 1), style);
+    const std::vector<Line> placed = linesOf(placedText);
+    if (placed.size() != window.lines.size()) return columns;
+    std::optional<int> commentAbove;  // the column of the file's comment line just above
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        const std::u16string_view line = window.lines[i].text;
+        if (!isComment(line)) {
+            commentAbove.reset();
+        } else if (window.lines[i].start < window.editFrom) {
+            commentAbove = columnsOf(text::indentationOf(line), style.tabSize);
+        } else {
+            columns[i] =
+                commentAbove ? *commentAbove : columnsOf(text::indentationOf(placed[i].text), style.tabSize);
+        }
+    }
+    return columns;
+}
+
+// Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
+// does not follow the formatter, moving with it. `own` holds the started lines' columns.
+bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+               const std::vector<std::optional<int>>& comments, unsigned tabSize) {
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
+    for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
+        if (isCode(window.lines[i].text) && window.lines[i].start < window.editFrom)
+            above.push_back(
+                {columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
+    const auto followed = [](const Placed& p) { return p.own == p.formatted; };
+    std::vector<Placed> code;
+    if (!above.empty()) code.push_back(above.front());
+    for (std::size_t k = 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; isCode(window.lines[i].text))
+            code.push_back({own[k], formattedColumns(i)});
+    if (code.size() == std::min<std::size_t>(above.size(), 1)) {
+        // Only comments: they fit at the column they would take, or where the formatter keeps them.
+        for (std::size_t k = 0; k < window.started.size(); ++k)
+            if (const std::size_t i = window.started[k];
+                isComment(window.lines[i].text) && own[k] != comments[i].value_or(formattedColumns(i)))
+                return false;
+        return true;
+    }
+    return std::all_of(code.begin(), code.end(), followed) ||
+           (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(code));
+}
+
+// The columns the file gives each of the formatter's levels in the code lines above the edit, the
+// nearest line's for each: in a file that does not follow the formatter, a re-indented line follows its
+// neighbours.
+std::map<int, int> fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
+                                       unsigned tabSize) {
+    std::map<int, int> columns;
+    std::size_t seen = 0;
+    for (std::size_t i = window.started.front(); i-- > 1 && seen < kNearbyCodeLines;) {
+        if (!isCode(window.lines[i].text) || window.lines[i].start >= window.editFrom) continue;
+        ++seen;
+        columns.emplace(columnsOf(text::indentationOf(formattedLines[i].text), tabSize),
+                        columnsOf(text::indentationOf(window.lines[i].text), tabSize));
+    }
+    return columns;
+}
+
+// A formatter column in the file's columns: a level the lines above show, or as far from the deepest
+// shallower level they show as the formatter puts it.
+int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
+    auto level = fileColumns.upper_bound(formatted);
+    if (level == fileColumns.begin()) return formatted;
+    --level;
+    return std::max(0, level->second + formatted - level->first);
+}
+
+// A continuation line of the edit that the model did not indent past its statement's first line goes
+// where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
+void placeContinuations(const Window& window, const std::vector<int>& own,
+                        const std::function<ContinuationHabit()>& readHabit, const IndentSettings& style,
+                        std::vector<fl::ustring>& indentation) {
+    std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
+    StatementScan scan;
+    int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
+    std::size_t k = 0;                          // the next started line
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        const bool started = k < window.started.size() && window.started[k] == i;
+        const std::u16string_view line = window.lines[i].text;
+        if (!text::isBlankText(line)) {
+            const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
+            const int columns = started ? own[k] : fileColumns;
+            if (!scan.goesOn()) {
+                scan = StatementScan{};
+                statementOwn = columns;
+                statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+            } else if (started && columns <= statementOwn) {
+                if (!habit) habit = readHabit();
+                std::optional<int> placed;
+                if (scan.openBrackets.empty())
+                    placed = habit->plainOffset ? std::optional(statementPlaced + *habit->plainOffset)
+                                                : std::nullopt;
+                else if (habit->alignsWithBracket)
+                    placed = scan.openBrackets.back().column;
+                else if (habit->bracketOffset)
+                    placed = statementPlaced + *habit->bracketOffset;
+                if (placed) indentation[k] = indentationFor(*placed, style);
+            }
+            scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
+                     style.tabSize, scan);
+        }
+        if (started) ++k;
+    }
+}
+
+// With only nested functions' bodies indented, the formatter tells them apart by the function they are
+// in; a window that starts at a function line does not show it, so that function's own body, where the
+// file shows it, says whether bodies are indented there.
+void followTheWindowsFunction(const Window& window, IndentSettings& style) {
+    if (style.functionIndent != 1) return;
+    std::size_t first = 1;
+    while (first < window.lines.size() && !isCode(window.lines[first].text))
+        ++first;
+    if (first >= window.lines.size() ||
+        !startsWithWord(text::trimLeft(window.lines[first].text), u"function"))
         return;
-    edit.text = formatted.substr(before.size(), formatted.size() - before.size() - after.size());
+    // Only when the edit is in that function: no other function line up to the edit's first line.
+    for (std::size_t i = first + 1; i < window.lines.size() && i <= window.started.front(); ++i)
+        if (startsWithWord(text::trimLeft(window.lines[i].text), u"function")) return;
+    for (std::size_t i = first + 1; i < window.lines.size() && window.lines[i].start < window.editFrom; ++i) {
+        if (!isCode(window.lines[i].text)) continue;
+        const auto columns = [&](std::size_t k) {
+            return columnsOf(text::indentationOf(window.lines[k].text), style.tabSize);
+        };
+        style.functionIndent = columns(i) > columns(first) ? 2 : 0;
+        return;
+    }
+}
+
+}  // namespace
+
+void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
+    IndentSettings style = fileIndentation(file, edit.start, settings);
+    if (const std::u16string_view typed = typedBlanks(file, cursor, edit); !typed.empty()) {
+        const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
+        if (text::indentationOf(first).empty() && !first.empty()) edit.text.insert(0, typed);
+    }
+    const Window window = windowAround(file, edit, style.tabSize);
+    if (window.started.empty()) return;
+    followTheWindowsFunction(window, style);
+    const fl::ustring after =
+        formatted(window.text, static_cast<std::uint32_t>(window.started.back() + 1), style);
+    const std::vector<Line> afterLines = linesOf(after);
+    if (afterLines.size() != window.lines.size()) return;
+    for (std::size_t i = 0; i < window.lines.size(); ++i)
+        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
+
+    std::vector<fl::ustring> indentation;  // of each started line
+    std::vector<int> own;
+    for (std::size_t i : window.started) {
+        indentation.emplace_back(text::indentationOf(window.lines[i].text));
+        own.push_back(columnsOf(indentation.back(), style.tabSize));
+    }
+    const std::vector<std::optional<int>> comments = commentColumns(window, style);
+    if (!modelFits(window, afterLines, own, comments, style.tabSize)) {
+        const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
+        for (std::size_t k = 0; k < window.started.size(); ++k) {
+            const std::size_t i = window.started[k];
+            const std::u16string_view formattedIndentation = text::indentationOf(afterLines[i].text);
+            int columns = columnsOf(formattedIndentation, style.tabSize);
+            if (comments[i] && columns == own[k]) columns = *comments[i];
+            const int inFile = inFileColumns(fileColumns, columns);
+            indentation[k] = inFile == columnsOf(formattedIndentation, style.tabSize)
+                                 ? fl::ustring(formattedIndentation)
+                                 : indentationFor(inFile, style);
+        }
+        placeContinuations(
+            window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); }, style,
+            indentation);
+    }
+
+    fl::ustring text;
+    std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const Line& line = window.lines[window.started[k]];
+        text.append(window.text, next, line.start - next).append(indentation[k]);
+        next = std::min(line.start + text::indentationOf(line.text).size(), window.editTo);
+    }
+    text.append(window.text, next, window.editTo - next);
+    edit.text = std::move(text);
 }
 
 }  // namespace fit

@@ -7,13 +7,11 @@
 
 namespace fit {
 
-// The indentation the file itself uses near the cursor, where it shows one (tabs or spaces, the step
-// of one level, whether function bodies are indented); the editor's settings fill in the rest.
-IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings);
-
-// Re-indents every line that `edit` starts, with the legacy formatter over a window of the file around
-// it, so that the completion sits at the file's levels whatever column the model wrote it at. Leaves
-// the edit as it is when the formatter would touch anything outside it.
-void reindentEdit(const fl::ustring& file, Edit& edit, const IndentSettings& settings);
+// Re-indents every line that `edit` starts so that the completion sits at the file's levels whatever
+// column the model wrote it at: the legacy formatter places the lines over a window of the file, in the
+// file's own style. The model's indentation stays where it already fits: where it is the formatter's,
+// or, in a file that does not follow the formatter near the edit, where it moves with it level by level.
+// A first line that replaces the cursor's blank line was written from the cursor's column.
+void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings);
 
 }  // namespace fit

@@ -1,0 +1,142 @@
+#include "fit/reindent_glue.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+// Lines above and below the cursor's line whose commas and semicolons tell how the file writes them.
+constexpr std::size_t kSeparatorLines = 10;
+
+// Words that open a block of a class or a function and take what follows on their line.
+constexpr std::array<std::u16string_view, 5> kBlockWords = {u"methods", u"properties", u"events",
+                                                            u"enumeration", u"arguments"};
+
+bool startsValue(char16_t c) {
+    return text::isWordChar(c) || std::u16string_view(u"'\"[{@~").find(c) != std::u16string_view::npos;
+}
+
+// The typed text ends in a keyword (or a class block's word on a line of its own) that the completion
+// goes on after: `for` + `k = 1:n`, `methods` + `(Static)`.
+bool endsInKeyword(std::u16string_view typed, char16_t next) {
+    const std::u16string_view word = text::trailingReservedWord(typed);
+    const bool blockWord =
+        std::find(kBlockWords.begin(), kBlockWords.end(), text::trim(typed)) != kBlockWords.end();
+    if (word.empty() && !blockWord) return false;
+    return startsValue(next) || next == u'(';
+}
+
+// The typed text ends in a value that cannot go on into a word: a closing bracket, a text, a number.
+bool endsInClosedValue(std::u16string_view typed, char16_t next) {
+    // A quote after a value is its transpose.
+    if (!startsValue(next) || next == u'@' || next == u'~' || next == u'\'') return false;
+    const char16_t last = typed.back();
+    if (last == u')' || last == u']' || last == u'}' || last == u'"') return true;
+    if (last < u'0' || last > u'9') return false;
+    std::size_t start = typed.size();
+    while (start > 0 && text::isWordChar(typed[start - 1]))
+        --start;
+    return typed[start] >= u'0' && typed[start] <= u'9' && (start == 0 || typed[start - 1] != u'.');
+}
+
+// Whether the lines from `from` to the cursor write more of `separator` with a blank after it than
+// without (line ends aside).
+bool writesBlankAfter(std::u16string_view code, char16_t separator) {
+    std::size_t with = 0, without = 0;
+    for (std::size_t i = 0; i + 1 < code.size(); ++i)
+        if (code[i] == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r')
+            ++(text::isBlank(code[i + 1]) ? with : without);
+    return with > without;
+}
+
+// `Name (1,`: the size of a property or an argument, which files write without a blank even where their
+// other commas have one.
+bool inSize(std::u16string_view typed) {
+    std::size_t start = typed.size() - 1;
+    while (start > 0 && text::isWordChar(typed[start - 1]))
+        --start;
+    return start > 0 && typed[start - 1] == u'(' && (start == 1 || text::isBlank(typed[start - 2]));
+}
+
+// A binary operator written with a blank before it: `a *` goes on as `a * (b)`. A sign may start a number
+// (`[1 -2]`), so `+` and `-` need a name or a bracket after them.
+bool endsInSpacedOperator(std::u16string_view typed, char16_t next) {
+    static constexpr std::u16string_view kOperators[] = {u"==", u"~=", u"<=", u">=", u"&&", u"||", u".*",
+                                                         u"./", u".^", u"=",  u"<",  u">",  u"&",  u"|",
+                                                         u"*",  u"/",  u"\\", u"^",  u"+",  u"-"};
+    for (std::u16string_view op : kOperators) {
+        if (!typed.ends_with(op) || typed.size() <= op.size() ||
+            !text::isBlank(typed[typed.size() - op.size() - 1]))
+            continue;
+        // Only after an operand: `x = -` starts a negation.
+        const std::u16string_view left = text::trimRight(typed.substr(0, typed.size() - op.size()));
+        if (left.empty() || !(text::isWordChar(left.back()) ||
+                              std::u16string_view(u")]}'\"").find(left.back()) != std::u16string_view::npos))
+            return false;
+        const bool sign = op == u"+" || op == u"-";
+        return next == u'(' ||
+               (sign ? text::isWordChar(next) && !(next >= u'0' && next <= u'9') : startsValue(next));
+    }
+    return false;
+}
+
+// The cursor's line declares a property or an argument (`Name (1,1) double {mustBeFinite} = 1`): its
+// parts stand apart. Told by the block the line is in: the nearest line above it that stands further left.
+bool inDeclarationBlock(const fl::ustring& file, std::size_t lineStart, unsigned columns) {
+    for (std::size_t at = lineStart, lines = 0; at > 0 && lines < kSeparatorLines; ++lines) {
+        at = text::lineStart(file, at - 1);
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        const std::u16string_view code = text::trimLeft(line);
+        if (code.empty() || code.front() == u'%' || text::indentationOf(line).size() >= columns) continue;
+        return code.starts_with(u"properties") || code.starts_with(u"arguments");
+    }
+    return false;
+}
+
+// In a declaration, a name or a type goes on with its size or validators: `Name` + `(1,1)`, `double` +
+// `{mustBeFinite}`. (A word after a word may be the same word going on: that one stays joined.)
+bool endsInDeclarationPart(const fl::ustring& file, std::size_t lineStart, std::u16string_view typed,
+                           char16_t next) {
+    if (!text::isWordChar(typed.back()) || (next != u'(' && next != u'{')) return false;
+    // After `=` comes the default value, an expression (`zeros(1, 3)`), and inside the validators' braces
+    // calls (`{mustBeMember(x, ...)}`).
+    const std::size_t indentation = text::indentationOf(typed).size();
+    const auto opened =
+        std::count_if(typed.begin(), typed.end(), [](char16_t c) { return c == u'(' || c == u'{'; });
+    const auto closed =
+        std::count_if(typed.begin(), typed.end(), [](char16_t c) { return c == u')' || c == u'}'; });
+    return indentation > 0 && opened == closed && typed.find(u'=') == std::u16string_view::npos &&
+           inDeclarationBlock(file, lineStart, static_cast<unsigned>(indentation));
+}
+
+}  // namespace
+
+void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit) {
+    if (edit.start != cursor || edit.text.empty()) return;
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    if (text::isBlankText(typed) || text::isBlank(typed.back())) return;
+    const char16_t next = edit.text.front();
+    // A continuation marker stands apart from the code before it.
+    bool separate = std::u16string_view(edit.text).starts_with(u"...");
+    if (startsValue(next) || next == u'(')
+        separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
+                   endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);
+    const char16_t last = typed.back();
+    if (!separate && (last == u',' || last == u';') && startsValue(next) &&
+        !(last == u',' && inSize(typed))) {
+        std::size_t from = lineStart, to = cursor;
+        for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+            from = text::lineStart(file, from - 1);
+        for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+            to = text::nextLineStart(file, to);
+        separate = writesBlankAfter(std::u16string_view(file).substr(from, to - from), last);
+    }
+    if (separate) edit.text.insert(0, 1, u' ');
+}
+
+}  // namespace fit

@@ -1,0 +1,99 @@
+#include "fit/reindent_style.hpp"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+// How far the style detection looks above the cursor.
+constexpr std::size_t kStyleLinesAbove = 400;
+
+struct LineView {
+    std::u16string_view text;
+    std::size_t start;
+};
+
+// Up to `count` lines ending with the one that holds `pos`, in file order.
+std::vector<LineView> linesUpTo(const fl::ustring& file, std::size_t pos, std::size_t count) {
+    std::vector<LineView> lines;
+    std::size_t start = text::lineStart(file, pos);
+    for (;;) {
+        const std::size_t end = text::lineEnd(file, start);
+        lines.push_back({std::u16string_view(file).substr(start, end - start), start});
+        if (lines.size() >= count || start == 0) break;
+        start = text::lineStart(file, start - 1);
+    }
+    return {lines.rbegin(), lines.rend()};
+}
+
+bool startsWithWord(std::u16string_view code, std::u16string_view word) {
+    return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
+}
+
+bool isCodeLine(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    return !code.empty() && code.front() != u'%';
+}
+
+}  // namespace
+
+int columnsOf(std::u16string_view indentation, unsigned tabSize) {
+    const int tab = static_cast<int>(std::max(1u, tabSize));
+    int columns = 0;
+    for (char16_t c : indentation)
+        columns = c == u'\t' ? (columns / tab + 1) * tab : columns + 1;
+    return columns;
+}
+
+fl::ustring indentationFor(int columns, const IndentSettings& style) {
+    if (columns <= 0) return {};
+    const int tab = static_cast<int>(std::max(1u, style.tabSize));
+    if (style.insertSpaces) return fl::ustring(static_cast<std::size_t>(columns), u' ');
+    return fl::ustring(static_cast<std::size_t>(columns / tab), u'\t') +
+           fl::ustring(static_cast<std::size_t>(columns % tab), u' ');
+}
+
+IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings) {
+    IndentSettings style = settings;
+    const std::vector<LineView> lines = linesUpTo(file, cursor, kStyleLinesAbove);
+    std::size_t tabbed = 0, spaced = 0;
+    std::array<std::size_t, 9> steps{};
+    int bodyEvidence = 0;  // > 0: function bodies indented; < 0: at the function's column
+    const LineView* previous = nullptr;
+    const LineView* functionLine = nullptr;
+    for (const LineView& line : lines) {
+        if (!isCodeLine(line.text)) continue;
+        const std::u16string_view indentation = text::indentationOf(line.text);
+        if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
+        if (previous && indentation.find(u'\t') == std::u16string_view::npos) {
+            const int step = columnsOf(indentation, settings.tabSize) -
+                             columnsOf(text::indentationOf(previous->text), settings.tabSize);
+            if (step > 0 && step < static_cast<int>(steps.size())) ++steps[static_cast<std::size_t>(step)];
+        }
+        if (functionLine) {
+            const int step = columnsOf(indentation, settings.tabSize) -
+                             columnsOf(text::indentationOf(functionLine->text), settings.tabSize);
+            bodyEvidence += step > 0 ? 1 : -1;
+            functionLine = nullptr;
+        }
+        if (startsWithWord(text::trimLeft(line.text), u"function")) functionLine = &line;
+        previous = &line;
+    }
+    if (tabbed != spaced) style.insertSpaces = spaced > tabbed;
+    std::size_t best = 0;
+    for (std::size_t step = 1; step < steps.size(); ++step)
+        if (steps[step] > steps[best]) best = step;
+    if (tabbed > spaced)
+        style.indentSize = style.tabSize;
+    else if (spaced > tabbed && best > 0)
+        style.indentSize = static_cast<unsigned>(best);
+    if (bodyEvidence > 0 && style.functionIndent == 0) style.functionIndent = 2;
+    if (bodyEvidence < 0) style.functionIndent = 0;
+    return style;
+}
+
+}  // namespace fit

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+#include "fit/completion_edit.hpp"
+#include "fl/ustring.hpp"
+
+namespace fit {
+
+// The indentation the file itself uses near the cursor, where it shows one (tabs or spaces, the step
+// of one level, whether function bodies are indented); the editor's settings fill in the rest.
+IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings);
+
+// The columns that a line's leading blanks take, tabs stopping every `tabSize` columns.
+int columnsOf(std::u16string_view indentation, unsigned tabSize);
+
+// Leading blanks that take `columns` columns, in the style's tabs or spaces.
+fl::ustring indentationFor(int columns, const IndentSettings& style);
+
+}  // namespace fit

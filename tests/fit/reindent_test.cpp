@@ -1,0 +1,110 @@
+// Where the completion's lines land in the file's indentation: files of several styles, replies at the
+// file's columns, from column 1 or off by some blanks, at the cursors an editor has; through the real
+// library, analyser and formatter.
+#include <gtest/gtest.h>
+
+#include "fit/completion_edit.hpp"
+#include "fit_support.hpp"
+
+namespace {
+
+using fit_testing::applied;
+using fit_testing::completeWithReply;
+using fit_testing::unmark;
+
+struct Row {
+    const char* name;
+    std::string file;   // with the cursor marked "<|>"
+    std::string code;   // in the reply's fence
+    std::string after;  // the file after the edit
+};
+
+std::string repeated(const std::string& line, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i)
+        out += line;
+    return out;
+}
+
+const Row kRows[] = {
+    // A consistent file re-indents a reply written from column 1.
+    {"auto-indented blank line, flat reply", "function r = f(a)\n    r = a;\n    <|>\nend\n",
+     "if a > 0\nr = 1;\nend", "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\nend\n"},
+    {"column 1 of a blank line, flat reply", "function r = f(a)\n    r = a;\n<|>\nend\n",
+     "if a > 0\n    r = 1;\nend",
+     "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\nend\n"},
+    {"above an end the editor inserted", "for k = 1:5\n    <|>\nend\n", "if k > 2\n    disp(k);\nend",
+     "for k = 1:5\n    if k > 2\n        disp(k);\n    end\nend\n"},
+    {"over-indented reply at the bottom of a file", "x = 1;\n<|>",
+     "if x > 0\n            y = 2;\n            end", "x = 1;\nif x > 0\n    y = 2;\nend"},
+    {"tab-indented file, reply in spaces", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
+     "while x > 0\n    x = x - 1;\nend",
+     "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
+    {"2-space file, reply in 4 after a line end", "if a\n  b = 1;<|>\nend\n", "\nif b\n    c = 2;\nend",
+     "if a\n  b = 1;\n  if b\n    c = 2;\n  end\nend\n"},
+    // A flat comment takes the level of the code below it, also under a function line.
+    {"flat comment under a function line", "function r = f(a)\n<|>\nend\n", "% double a\nr = 2*a;",
+     "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
+    // The formatter must see the block the cursor is in, also more than 60 lines above, and the blocks
+    // still open below it.
+    {"a class's methods block far below its first line",
+     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 70) +
+         "        end\n    end\n    methods (Static)\n        <|>\n    end\nend\n",
+     "function r = b()\nr = 1;\nend",
+     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 70) +
+         "        end\n    end\n    methods (Static)\n        function r = b()\n            r = 1;\n        "
+         "end\n"
+         "    end\nend\n"},
+    {"a nested function after another",
+     "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n<|>\nend\n",
+     "function b()\nz = 3;\nend",
+     "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n    function b()\n        z = "
+     "3;\n    end\nend\n"},
+    // Where the file does not follow the formatter, a reply that moves with the lines around stays.
+    {"sloppy file, reply at the file's own columns",
+     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
+     "if b > 2\n     c = b;\n   end",
+     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
+    {"sloppy file, flat reply", "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n<|>\nend\n",
+     "if b > 2\nc = b;\nend",
+     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
+    {"continuation lines where the file lines them up with the bracket", "x = max(1, ...\n        2);\n<|>",
+     "y = min(3, ...\n4);", "x = max(1, ...\n        2);\ny = min(3, ...\n        4);"},
+    {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
+     "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
+    // A reply without its leading blank still continues the line as code.
+    {"after a keyword", "for<|>\n    x = k;\nend\n", "k = 1:3", "for k = 1:3\n    x = k;\nend\n"},
+    {"after a comma where the lines above write a blank", "A = zeros(2, 3);\n[r,<|>\n", "c] = size(A);",
+     "A = zeros(2, 3);\n[r, c] = size(A);\n"},
+    {"after a number in a matrix", "M = [1 0<|>\n", "2];", "M = [1 0 2];\n"},
+    {"after an operator written with a blank before it", "x = 2;\ny = x *<|>\n", "(x + 1);",
+     "x = 2;\ny = x * (x + 1);\n"},
+    {"a negation stays joined", "x = 2;\ny = -<|>\n", "(x + 1);", "x = 2;\ny = -(x + 1);\n"},
+    {"a property's size", "classdef C\n    properties\n        Gain<|>\n    end\nend\n", "(1,1) double = 1",
+     "classdef C\n    properties\n        Gain (1,1) double = 1\n    end\nend\n"},
+    {"a transpose stays joined", "v = (1:3)<|>\n", "';", "v = (1:3)';\n"},
+};
+
+void PrintTo(const Row& row, std::ostream* out) {
+    *out << row.name;
+}
+
+class ReindentRows : public ::testing::TestWithParam<Row> {};
+
+TEST_P(ReindentRows, FileAfterTheEdit) {
+    const Row& row = GetParam();
+    const auto [file, cursor] = unmark(row.file);
+    const fit::StageTexts stages = completeWithReply(file, cursor, "```ostrel\n" + row.code + "\n```\n");
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+    ASSERT_TRUE(fitted.edit.has_value()) << fitted.emptyStage << ": " << fitted.reason;
+    EXPECT_EQ(applied(file, fitted), row.after);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, ReindentRows, ::testing::ValuesIn(kRows), [](const auto& info) {
+    std::string name;
+    for (char c : std::string(info.param.name))
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    return name;
+});
+
+}  // namespace
