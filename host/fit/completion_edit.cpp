@@ -257,7 +257,10 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
                (!than.edit || again.errorsLeft < than.errorsLeft ||
                 (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
     };
-    Attempt again = lines.empty() ? Attempt{} : fitter.fit(lines, kept);
+    // The placement keeps only closing lines it would drop, and those come first.
+    Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
+                        ? Attempt{}
+                        : fitter.fit(lines, kept);
     if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && headCloses) {
         Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
         // The removed lines must be what mends the file, not the lines after them.
