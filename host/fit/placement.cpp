@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "ca/lexer/token.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -156,14 +157,34 @@ std::size_t innermostOpenBracket(std::u16string_view typed) {
     return open.empty() ? std::u16string_view::npos : open.back();
 }
 
+// Lines above the cursor's line read for the brackets a matrix written over several lines leaves open.
+constexpr std::size_t kMostBracketLines = 50;
+
 // In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
 // would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
-bool signStartsElement(std::u16string_view typed, std::u16string_view first) {
+// The matrix may have opened some lines above the cursor's.
+bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16string_view first) {
     if (first.empty() || first.front() < u'0' || first.front() > u'9') return false;
-    const std::size_t bracket = innermostOpenBracket(typed);
-    if (bracket == std::u16string_view::npos || (typed[bracket] != u'[' && typed[bracket] != u'{'))
-        return false;
-    return typed.find(u',', bracket) == std::u16string_view::npos;
+    std::size_t start = text::lineStart(file, cursor);
+    for (std::size_t i = 0; i < kMostBracketLines && start > 0; ++i)
+        start = text::lineStart(file, start - 1);
+    struct Open {
+        char16_t bracket;
+        bool commas;
+    };
+    std::vector<Open> open;
+    for (const ca::lexer::Token& token : ca::lexer::lex(file.substr(start, cursor - start))) {
+        if (token.kind != ca::lexer::TokenKind::Punctuation || token.text.size() != 1) continue;
+        const char16_t c = token.text[0];
+        if (c == u'(' || c == u'[' || c == u'{')
+            open.push_back({c, false});
+        else if ((c == u')' || c == u']' || c == u'}') && !open.empty())
+            open.pop_back();
+        else if (c == u',' && !open.empty())
+            open.back().commas = true;
+    }
+    return !open.empty() && (open.back().bracket == u'[' || open.back().bracket == u'{') &&
+           !open.back().commas;
 }
 
 bool endsWithContinuation(std::u16string_view typed) {
@@ -220,7 +241,8 @@ bool isUnarySign(std::u16string_view typed, std::u16string_view op) {
 // A completion that goes on after an operator written with a blank before it ("x =", "a +"), a comma
 // on a line whose commas take blanks, or a keyword ("for", "if") gets a blank after it: the model's
 // blank was trimmed away.
-fl::ustring blankAfterOperator(std::u16string_view typed, std::u16string_view first) {
+fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                               std::u16string_view first) {
     static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
                                                          u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
     // What joins the typed text as it is: a separator, a closing bracket, a binary operator.
@@ -230,7 +252,7 @@ fl::ustring blankAfterOperator(std::u16string_view typed, std::u16string_view fi
         return {};
     for (std::u16string_view op : kOperators) {
         if (!typed.ends_with(op)) continue;
-        if (isUnarySign(typed, op) || ((op == u"+" || op == u"-") && signStartsElement(typed, first)))
+        if (isUnarySign(typed, op) || ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
             return {};
         return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
                                                                                        : fl::ustring();
@@ -303,7 +325,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
         return candidates;
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
-    if (blank.empty()) blank = blankAfterOperator(line.before, lines.front());
+    if (blank.empty()) blank = blankAfterOperator(file, cursor, line.before, lines.front());
     const Edit glue{cursor, end, blank + joined(lines)};
     if (!blankAfter) {
         candidates.push_back(glue);

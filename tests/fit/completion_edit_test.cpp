@@ -116,6 +116,8 @@ const Row kRows[] = {
      "end\nend\n"},
     {"no blank after a sign that starts a matrix element", "m = [0 -<|>\n", fenced("1; 1 0];"),
      "m = [0 -1; 1 0];\n"},
+    {"nor in a matrix opened on a line above", "m = [1 2\n     3 -<|>\n", fenced("4];"),
+     "m = [1 2\n     3 -4];\n"},
     {"a blank after a sign before a name in a matrix", "d = [p2 -<|>\n", fenced("p1; p3 - p1];"),
      "d = [p2 - p1; p3 - p1];\n"},
     {"comment lines below a bare comment sign", "function f()\n    %<|>\n    x = 1;\nend\n",
