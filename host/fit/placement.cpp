@@ -4,6 +4,7 @@
 #include <array>
 
 #include "ca/lexer/token.hpp"
+#include "fit/reindent_glue.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -187,21 +188,37 @@ bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16stri
            !open.back().commas;
 }
 
+// The typed text ends with an anonymous function's parameters (`f = @(t, s)`): its body follows.
+bool endsWithParameters(std::u16string_view end) {
+    if (end.back() != u')') return false;
+    int depth = 0;
+    for (std::size_t i = end.size(); i-- > 0;) {
+        if (end[i] == u')') ++depth;
+        if (end[i] == u'(' && --depth == 0) return i > 0 && end[i - 1] == u'@';
+    }
+    return false;
+}
+
 bool endsWithContinuation(std::u16string_view typed) {
     const std::u16string_view end = trimRight(typed);
     if (end.empty()) return false;
-    if (innermostOpenBracket(end) != std::u16string_view::npos) return true;
-    static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.";
+    if (innermostOpenBracket(end) != std::u16string_view::npos || endsWithParameters(end)) return true;
+    static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.?";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
-    static constexpr std::array<std::u16string_view, 9> kExpecting = {
-        u"if", u"elseif", u"while", u"switch", u"case", u"for", u"parfor", u"function", u"return"};
+    static constexpr std::array<std::u16string_view, 11> kExpecting = {
+        u"if",     u"elseif",   u"while",  u"switch", u"case",      u"for",
+        u"parfor", u"function", u"return", u"global", u"persistent"};
     const std::u16string_view word = text::trailingReservedWord(end);
     return std::find(kExpecting.begin(), kExpecting.end(), word) != kExpecting.end();
 }
 
 bool startsAsContinuation(std::u16string_view first) {
     static constexpr std::u16string_view kJoining = u";,()]}*/\\^=<>&|.'";
-    return !first.empty() && kJoining.find(first.front()) != std::u16string_view::npos;
+    if (first.empty()) return false;
+    // `+ b` and `- b` with a blank after the sign are binary: no statement starts with them.
+    const bool binarySign =
+        (first.front() == u'+' || first.front() == u'-') && first.size() > 1 && text::isBlank(first[1]);
+    return binarySign || kJoining.find(first.front()) != std::u16string_view::npos;
 }
 
 // A completion that starts with a binary operator and a blank after it ("|| b", "\\ x") gets the same
@@ -342,9 +359,13 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == line.before.size() &&
                             !first.empty() && text::isWordChar(first.front()) &&
                             text::trailingReservedWord(typed).empty();
+    // A declaration's type or validators after its size: `Name (1,1)` + `string = ""`.
+    const bool declarationGoesOn = typed.back() == u')' && !first.empty() &&
+                                   (text::isWordChar(first.front()) || first.front() == u'{') &&
+                                   declaresPropertyOrArgument(file, cursor);
     const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
-                            startsAsContinuation(first) || wordGoesOn);
+                            startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
     candidates.push_back(glueFirst ? glue : newLine);
     candidates.push_back(glueFirst ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());

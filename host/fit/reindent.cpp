@@ -295,7 +295,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
     StatementScan scan;
     int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
-    std::size_t k = 0;                          // the next started line
+    bool header = false;
+    std::size_t k = 0;  // the next started line
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
         const std::u16string_view line = window.lines[i].text;
@@ -306,16 +307,24 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 scan = StatementScan{};
                 statementOwn = columns;
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+                header = isHeaderStatement(line);
             } else if (started && columns <= statementOwn) {
                 if (!habit) habit = readHabit();
+                const auto offset = [&](std::optional<int> columns) {
+                    return columns ? std::optional(statementPlaced + *columns) : std::nullopt;
+                };
                 std::optional<int> placed;
-                if (scan.openBrackets.empty())
-                    placed = habit->plainOffset ? std::optional(statementPlaced + *habit->plainOffset)
-                                                : std::nullopt;
+                if (scan.openBrackets.empty() && header)
+                    placed = offset(habit->headerOffset ? habit->headerOffset : habit->plainOffset);
+                else if (scan.openBrackets.empty())
+                    placed = scan.valueColumn && habit->alignsWithValue ? scan.valueColumn
+                                                                        : offset(habit->plainOffset);
+                else if (scan.openBrackets.back().endsLine)
+                    placed = offset(habit->endingBracketOffset);
                 else if (habit->alignsWithBracket)
                     placed = scan.openBrackets.back().column;
-                else if (habit->bracketOffset)
-                    placed = statementPlaced + *habit->bracketOffset;
+                else
+                    placed = offset(habit->bracketOffset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
             }
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),

@@ -28,8 +28,27 @@ bool quoteIsTranspose(char16_t previous) {
 
 }  // namespace
 
+namespace {
+
+// An `=` that assigns, not one of `==`, `~=`, `<=`, `>=`.
+bool assigns(std::u16string_view line, std::size_t i) {
+    const char16_t before = i > 0 ? line[i - 1] : u' ';
+    const char16_t after = i + 1 < line.size() ? line[i + 1] : u' ';
+    return after != u'=' && before != u'=' && before != u'~' && before != u'<' && before != u'>';
+}
+
+}  // namespace
+
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     const int tab = static_cast<int>(std::max(1u, tabSize));
+    const bool firstLine = scan.linesRead++ == 0;
+    const std::size_t openBefore = scan.openBrackets.size();
+    bool codeAfterLastOpening = true, valueNext = false;
+    const auto lineRead = [&] {
+        // A bracket with nothing after it on its line: its elements go on the next lines.
+        if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore)
+            scan.openBrackets.back().endsLine = true;
+    };
     scan.continues = false;
     int column = 0;  // the column after the code unit read
     char16_t quote = 0, previous = 0;
@@ -44,25 +63,48 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
                 quote = 0;
             continue;
         }
-        if (c == u'%') return;
+        if (c == u'%') return lineRead();
         if (line.substr(i).starts_with(u"...")) {
             scan.continues = true;
-            return;
+            return lineRead();
         }
-        if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous)))
+        if (text::isBlank(c)) continue;
+        if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore)
+            scan.openBrackets.back().column = column - 1;  // its first element: `[ a b` lines up under `a`
+        codeAfterLastOpening = true;
+        if (valueNext) {
+            scan.valueColumn = column - 1;
+            valueNext = false;
+        }
+        if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
-        else if (isOpening(c))
+        } else if (isOpening(c)) {
             scan.openBrackets.push_back({c, column});
-        else if (isClosing(c) && !scan.openBrackets.empty())
+            codeAfterLastOpening = false;
+        } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
+        } else if (c == u'=' && firstLine && scan.openBrackets.empty() && !scan.valueColumn &&
+                   assigns(line, i)) {
+            valueNext = true;
+        }
     }
+    lineRead();
+}
+
+bool isHeaderStatement(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch"})
+        if (code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()])))
+            return true;
+    return false;
 }
 
 namespace {
 
 struct ContinuationCounts {
-    std::size_t aligned = 0;
-    std::map<int, std::size_t> bracketOffsets, plainOffsets;  // offset from the statement -> lines
+    std::size_t alignedWithBracket = 0, alignedWithValue = 0;
+    // offset from the statement -> lines
+    std::map<int, std::size_t> bracketOffsets, endingBracketOffsets, plainOffsets, headerOffsets;
 };
 
 // Counts the continuation lines in the lines from `from` up to `to`.
@@ -70,6 +112,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
                         ContinuationCounts& counts) {
     StatementScan scan;
     int statementColumns = 0;
+    bool header = false;
     for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         if (text::isBlankText(line)) continue;
@@ -77,11 +120,19 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
         if (!scan.goesOn()) {
             scan = StatementScan{};
             statementColumns = columns;
-        } else if (!scan.openBrackets.empty() && columns == scan.openBrackets.back().column) {
-            ++counts.aligned;
+            header = isHeaderStatement(line);
+        } else if (!scan.openBrackets.empty()) {
+            const StatementScan::Bracket& bracket = scan.openBrackets.back();
+            if (bracket.endsLine && columns > statementColumns)
+                ++counts.endingBracketOffsets[columns - statementColumns];
+            else if (columns == bracket.column)
+                ++counts.alignedWithBracket;
+            else if (columns > statementColumns)
+                ++counts.bracketOffsets[columns - statementColumns];
+        } else if (scan.valueColumn && columns == *scan.valueColumn) {
+            ++counts.alignedWithValue;
         } else if (columns > statementColumns) {
-            ++(scan.openBrackets.empty() ? counts.plainOffsets
-                                         : counts.bracketOffsets)[columns - statementColumns];
+            ++(header ? counts.headerOffsets : counts.plainOffsets)[columns - statementColumns];
         }
         scanLine(line, tabSize, scan);
     }
@@ -111,9 +162,13 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     countContinuations(file, below, end, tabSize, counts);
     ContinuationHabit habit;
     const auto [bracketOffset, offsetLines] = mostCommon(counts.bracketOffsets);
-    habit.alignsWithBracket = counts.aligned > offsetLines;
-    if (!habit.alignsWithBracket) habit.bracketOffset = bracketOffset;
-    habit.plainOffset = mostCommon(counts.plainOffsets).first;
+    habit.alignsWithBracket = counts.alignedWithBracket > offsetLines;
+    habit.bracketOffset = bracketOffset;
+    habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
+    const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
+    habit.alignsWithValue = counts.alignedWithValue > plainLines;
+    habit.plainOffset = plainOffset;
+    habit.headerOffset = mostCommon(counts.headerOffsets).first;
     return habit;
 }
 

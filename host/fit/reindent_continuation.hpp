@@ -10,15 +10,20 @@
 namespace fit {
 
 // What the lines of a statement read so far leave open: the brackets still open (innermost last) with
-// the column just after each, and whether the last line ended in `...`. Text literals and comments are
+// the column of the first element after each (just after it when none follows on its line), and whether
+// the last line ended in `...`. Text literals and comments are
 // skipped.
 struct StatementScan {
     struct Bracket {
         char16_t opening;
         int column;
+        bool endsLine = false;  // nothing but a comment or `...` follows it on its line
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
+    std::size_t linesRead = 0;
+    // On a first line that assigns (`x = a + ...`), the column where the value starts.
+    std::optional<int> valueColumn;
 
     // The next line belongs to the same statement: after `...`, or inside a matrix or a cell, whose rows
     // go on without it.
@@ -30,14 +35,23 @@ struct StatementScan {
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
 
+// True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
+// continuation lines are often indented twice, apart from the body.
+bool isHeaderStatement(std::u16string_view line);
+
 // How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
-// an offset from the statement's first line; after `...` outside brackets, at an offset. Each is what the
-// file does most often; nothing where it shows no such line.
+// an offset from the statement's first line (a bracket that ends its line has only offsets); after `...`
+// outside brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a
+// block's header may have of its own. Each is what the file does most often; nothing where it shows no
+// such line.
 struct ContinuationHabit {
     bool alignsWithBracket = false;
     std::optional<int> bracketOffset;
+    std::optional<int> endingBracketOffset;
+    bool alignsWithValue = false;
     std::optional<int> plainOffset;
+    std::optional<int> headerOffset;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize);

@@ -113,7 +113,55 @@ bool endsInDeclarationPart(const fl::ustring& file, std::size_t lineStart, std::
            inDeclarationBlock(file, lineStart, static_cast<unsigned>(indentation));
 }
 
+// How far around the cursor the file's words are looked up.
+constexpr std::size_t kWordReach = 32000;
+
+// Whether `word` stands as a whole word in `code` anywhere but at `skip` (an offset in `code`).
+bool hasWord(std::u16string_view code, std::u16string_view word, std::size_t skip) {
+    for (std::size_t at = code.find(word); at != std::u16string_view::npos; at = code.find(word, at + 1)) {
+        const std::size_t end = at + word.size();
+        if (at != skip && (at == 0 || !text::isWordChar(code[at - 1])) &&
+            (end == code.size() || !text::isWordChar(code[end])))
+            return true;
+    }
+    return false;
+}
+
+bool isDigit(char16_t c) {
+    return c >= u'0' && c <= u'9';
+}
+
+// A name typed up to the cursor and a completion that starts with a word: the same word going on
+// (`zer` + `os(n)`), or two (`y` + `double`, `[1 dt` + `0]`). Two when the file writes the typed name and
+// the completion's word (or a number) on their own and never the two together.
+bool twoWords(const fl::ustring& file, std::size_t cursor, std::u16string_view completion) {
+    std::size_t start = cursor;
+    while (start > 0 && text::isWordChar(file[start - 1]))
+        --start;
+    std::size_t length = 0;
+    while (length < completion.size() && text::isWordChar(completion[length]))
+        ++length;
+    if (start == cursor || length == 0 || isDigit(file[start]) || (start > 0 && file[start - 1] == u'.'))
+        return false;
+    const std::size_t from = cursor > kWordReach ? cursor - kWordReach : 0;
+    const std::u16string_view code = std::u16string_view(file).substr(from, 2 * kWordReach);
+    const std::u16string_view typed = std::u16string_view(file).substr(start, cursor - start);
+    const std::u16string_view next = completion.substr(0, length);
+    const fl::ustring together = fl::ustring(typed) + fl::ustring(next);
+    return hasWord(code, typed, start - from) &&
+           (isDigit(next.front()) || hasWord(code, next, start - from)) &&
+           !hasWord(code, together, std::u16string_view::npos);
+}
+
 }  // namespace
+
+bool declaresPropertyOrArgument(const fl::ustring& file, std::size_t cursor) {
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    const std::size_t indentation = text::indentationOf(typed).size();
+    return indentation > 0 && typed.find(u'=') == std::u16string_view::npos &&
+           inDeclarationBlock(file, lineStart, static_cast<unsigned>(indentation));
+}
 
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit) {
     if (edit.start != cursor || edit.text.empty()) return;
@@ -122,7 +170,9 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     if (text::isBlankText(typed) || text::isBlank(typed.back())) return;
     const char16_t next = edit.text.front();
     // A continuation marker stands apart from the code before it.
-    bool separate = std::u16string_view(edit.text).starts_with(u"...");
+    bool separate =
+        std::u16string_view(edit.text).starts_with(u"...") ||
+        (text::isWordChar(typed.back()) && text::isWordChar(next) && twoWords(file, cursor, edit.text));
     if (startsValue(next) || next == u'(')
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
                    endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);

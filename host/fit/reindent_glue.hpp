@@ -10,9 +10,14 @@ namespace fit {
 // A completion that continues the code before the cursor without a blank of its own gets one where the
 // two would otherwise run together or the file writes one: after a keyword (`for` + `k = 1:n`), between a
 // closing bracket, a number or a text and a value (`[1 0` + `dt`), after an operator written with a blank
-// before it (`a *` + `(b)`), between a declared property's parts (`Gain` + `(1,1)`), before `...`, and after
+// before it (`a *` + `(b)`), between a declared property's parts (`Gain` + `(1,1)`), between two names
+// the file writes apart and never together (`y` + `double`), before `...`, and after
 // a comma or a semicolon where the lines around the cursor (ten above and below) write one with a blank after
 // it. A model's blank there is what extraction trims; a reply without indentation has none.
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit);
+
+// The cursor's line declares a property or an argument (`Name (1,1) double {mustBeFinite} = 1`), and
+// what is typed of it stops before its default value.
+bool declaresPropertyOrArgument(const fl::ustring& file, std::size_t cursor);
 
 }  // namespace fit

@@ -70,6 +70,14 @@ const Row kRows[] = {
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
     {"continuation lines where the file lines them up with the bracket", "x = max(1, ...\n        2);\n<|>",
      "y = min(3, ...\n4);", "x = max(1, ...\n        2);\ny = min(3, ...\n        4);"},
+    {"a matrix's rows under its first element, a bracket that ends its line by an offset",
+     "M = [1 2\n     3 4];\nN = {\n  'a'\n  'b'};\n<|>", "R = [5 6\n7 8];\nC = {\n1\n2};",
+     "M = [1 2\n     3 4];\nN = {\n  'a'\n  'b'};\nR = [5 6\n     7 8];\nC = {\n  1\n  2};"},
+    {"continuation lines under the assigned value, a header's by its own offset",
+     "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\n<|>",
+     "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nend",
+     "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
+     "20\n    y = 3 + ...\n        4;\nend"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
