@@ -55,7 +55,8 @@ struct FormatWindow {
     std::u16string_view lead;
 };
 
-FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, unsigned tabSize) {
+FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
     // The nearest code line that stands left of every code line between it and the edit, the leftmost
     // such line within reach: the formatter then sees the opening line of every block the lines below
     // it close, and no closing line takes the levels below the window's first.
@@ -82,6 +83,15 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, un
         leftmostBelow = std::min(leftmostBelow, columns);
     }
     if (best == editLineStart) best = start;
+    // Where only nested functions' bodies are indented and nested functions stand at the margin, the
+    // formatter tells them apart only from the line that opens the function around them: the window
+    // starts at the top of the file when that is within reach.
+    if (style.functionIndent == 1 && best > 0) {
+        std::size_t top = best;
+        for (std::size_t linesAbove = 0; top > 0 && linesAbove < kMostFormatLinesAbove; ++linesAbove)
+            top = text::lineStart(file, top - 1);
+        if (top == 0) best = 0;
+    }
     // On the file's first line, a statement at the margin stands in for the lines above.
     return {best, best == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
 }
@@ -151,11 +161,13 @@ struct Window {
     std::size_t editFrom = 0, editTo = 0;  // the edit's text in it
     std::vector<Line> lines;
     std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
+    bool fromTop = false;              // the window starts at the file's first line
 };
 
-Window windowAround(const fl::ustring& file, const Edit& edit, unsigned tabSize) {
-    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), tabSize);
+Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style) {
+    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style);
     Window window;
+    window.fromTop = start.start == 0;
     window.text.assign(start.lead);
     window.text.append(std::u16string_view(file).substr(start.start, edit.start - start.start));
     window.editFrom = window.text.size();
@@ -168,7 +180,11 @@ Window windowAround(const fl::ustring& file, const Edit& edit, unsigned tabSize)
         const std::size_t next = text::nextLineStart(file, end);
         end = text::lineEnd(file, next);
         const std::u16string_view line = std::u16string_view(file).substr(next, end - next);
-        if (isCode(line) && !text::isBlank(line.front())) break;
+        // With only nested bodies indented, a nested function at the margin is told by the `end` of the
+        // function around it: the window goes on to the next function line.
+        if (isCode(line) && !text::isBlank(line.front()) &&
+            (style.functionIndent != 1 || startsWithWord(line, u"function")))
+            break;
     }
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
     window.lines = linesOf(window.text);
@@ -335,10 +351,10 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
 }
 
 // With only nested functions' bodies indented, the formatter tells them apart by the function they are
-// in; a window that starts at a function line does not show it, so that function's own body, where the
-// file shows it, says whether bodies are indented there.
+// in; a window that starts at a function line below the top of the file does not show it, so that function's
+// own body, where the file shows it, says whether bodies are indented there.
 void followTheWindowsFunction(const Window& window, IndentSettings& style) {
-    if (style.functionIndent != 1) return;
+    if (style.functionIndent != 1 || window.fromTop) return;
     std::size_t first = 1;
     while (first < window.lines.size() && !isCode(window.lines[first].text))
         ++first;
@@ -366,7 +382,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
         if (text::indentationOf(first).empty() && !first.empty()) edit.text.insert(0, typed);
     }
-    const Window window = windowAround(file, edit, style.tabSize);
+    const Window window = windowAround(file, edit, style);
     if (window.started.empty()) return;
     followTheWindowsFunction(window, style);
     const fl::ustring after =

@@ -62,7 +62,7 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
     const std::vector<LineView> lines = linesUpTo(file, cursor, kStyleLinesAbove);
     std::size_t tabbed = 0, spaced = 0;
     std::array<std::size_t, 9> steps{};
-    int bodyEvidence = 0;  // > 0: function bodies indented; < 0: at the function's column
+    std::size_t indentedBodies = 0, flatBodies = 0;
     const LineView* previous = nullptr;
     const LineView* functionLine = nullptr;
     for (const LineView& line : lines) {
@@ -77,7 +77,7 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
         if (functionLine) {
             const int step = columnsOf(indentation, settings.tabSize) -
                              columnsOf(text::indentationOf(functionLine->text), settings.tabSize);
-            bodyEvidence += step > 0 ? 1 : -1;
+            ++(step > 0 ? indentedBodies : flatBodies);
             functionLine = nullptr;
         }
         if (startsWithWord(text::trimLeft(line.text), u"function")) functionLine = &line;
@@ -91,8 +91,14 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
         style.indentSize = style.tabSize;
     else if (spaced > tabbed && best > 0)
         style.indentSize = static_cast<unsigned>(best);
-    if (bodyEvidence > 0 && style.functionIndent == 0) style.functionIndent = 2;
-    if (bodyEvidence < 0) style.functionIndent = 0;
+    // Bodies at their function's column fit classic and mixed alike (mixed indents only nested
+    // functions' bodies); both kinds of body in one file are mixed.
+    if (indentedBodies > 0 && flatBodies > 0)
+        style.functionIndent = 1;
+    else if (indentedBodies > 0 && style.functionIndent == 0)
+        style.functionIndent = 2;
+    else if (flatBodies > 0 && style.functionIndent == 2)
+        style.functionIndent = 0;
     return style;
 }
 

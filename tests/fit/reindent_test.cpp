@@ -17,6 +17,7 @@ struct Row {
     std::string file;   // with the cursor marked "<|>"
     std::string code;   // in the reply's fence
     std::string after;  // the file after the edit
+    fit::IndentSettings settings = {};
 };
 
 std::string repeated(const std::string& line, int times) {
@@ -60,6 +61,13 @@ const Row kRows[] = {
      "function b()\nz = 3;\nend",
      "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n    function b()\n        z = "
      "3;\n    end\nend\n"},
+    {"a nested function at the margin where only nested bodies are indented",
+     "function outer()\nx = 1;\nfor k = 1:3\n    x = k;\n    <|>\n    d = 1;\nend\nend\n",
+     "y = 2;\nend\n\nfunction a()\nw = 1;",
+     "function outer()\nx = 1;\nfor k = 1:3\n    x = k;\n    y = 2;\nend\n\nfunction a()\n    w = 1;\n    d "
+     "= "
+     "1;\nend\nend\n",
+     {.functionIndent = 1}},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
@@ -103,7 +111,7 @@ TEST_P(ReindentRows, FileAfterTheEdit) {
     const Row& row = GetParam();
     const auto [file, cursor] = unmark(row.file);
     const fit::StageTexts stages = completeWithReply(file, cursor, "```ostrel\n" + row.code + "\n```\n");
-    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, row.settings);
     ASSERT_TRUE(fitted.edit.has_value()) << fitted.emptyStage << ": " << fitted.reason;
     EXPECT_EQ(applied(file, fitted), row.after);
 }
