@@ -213,7 +213,8 @@ bool endsWithContinuation(std::u16string_view typed) {
 }
 
 bool startsAsContinuation(std::u16string_view first) {
-    static constexpr std::u16string_view kJoining = u";,()]}*/\\^=<>&|.'";
+    // `{` indexes what was typed (`cats` + `{c};`): a cell written as a statement of its own is rare.
+    static constexpr std::u16string_view kJoining = u";,()]{}*/\\^=<>&|.'";
     if (first.empty()) return false;
     // `+ b` and `- b` with a blank after the sign are binary: no statement starts with them.
     const bool binarySign =

@@ -162,7 +162,23 @@ struct Window {
     std::vector<Line> lines;
     std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
     bool fromTop = false;              // the window starts at the file's first line
+    std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
+
+    // A line of code, not of a comment: a block comment's lines may look like code at any column.
+    bool isCodeLine(std::size_t i) const { return isCode(lines[i].text) && !inBlockComment[i]; }
 };
+
+std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
+    std::vector<bool> inside(lines.size(), false);
+    std::size_t depth = 0;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        const std::u16string_view code = text::trim(lines[i].text);
+        if (code == u"%{") ++depth;
+        inside[i] = depth > 0;
+        if (code == u"%}" && depth > 0) --depth;
+    }
+    return inside;
+}
 
 Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style) {
     const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style);
@@ -188,6 +204,7 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
     }
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
     window.lines = linesOf(window.text);
+    window.inBlockComment = blockCommentLines(window.lines);
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const Line& line = window.lines[i];
         if (line.start < window.editFrom || line.start >= window.editTo) continue;
@@ -257,14 +274,14 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     };
     std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
     for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
-        if (isCode(window.lines[i].text) && window.lines[i].start < window.editFrom)
+        if (window.isCodeLine(i) && window.lines[i].start < window.editFrom)
             above.push_back(
                 {columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
     const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
     for (std::size_t k = 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; isCode(window.lines[i].text))
+        if (const std::size_t i = window.started[k]; window.isCodeLine(i))
             code.push_back({own[k], formattedColumns(i)});
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
@@ -286,7 +303,7 @@ std::map<int, int> fileColumnsOfLevels(const Window& window, const std::vector<L
     std::map<int, int> columns;
     std::size_t seen = 0;
     for (std::size_t i = window.started.front(); i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!isCode(window.lines[i].text) || window.lines[i].start >= window.editFrom) continue;
+        if (!window.isCodeLine(i) || window.lines[i].start >= window.editFrom) continue;
         ++seen;
         columns.emplace(columnsOf(text::indentationOf(formattedLines[i].text), tabSize),
                         columnsOf(text::indentationOf(window.lines[i].text), tabSize));

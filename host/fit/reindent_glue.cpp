@@ -53,11 +53,11 @@ bool writesBlankAfter(std::u16string_view code, char16_t separator) {
     return with > without;
 }
 
-// `Name (1,`: the size of a property or an argument, which files write without a blank even where their
-// other commas have one.
+// `Name (1,`, `x (:,`: the size of a property or an argument, which files write without a blank even where
+// their other commas have one.
 bool inSize(std::u16string_view typed) {
     std::size_t start = typed.size() - 1;
-    while (start > 0 && text::isWordChar(typed[start - 1]))
+    while (start > 0 && (text::isWordChar(typed[start - 1]) || typed[start - 1] == u':'))
         --start;
     return start > 0 && typed[start - 1] == u'(' && (start == 1 || text::isBlank(typed[start - 2]));
 }

@@ -65,8 +65,12 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
     std::size_t indentedBodies = 0, flatBodies = 0;
     const LineView* previous = nullptr;
     const LineView* functionLine = nullptr;
+    std::size_t blockComments = 0;  // open `%{` blocks, whose lines may stand at any column
     for (const LineView& line : lines) {
-        if (!isCodeLine(line.text)) continue;
+        const std::u16string_view trimmed = text::trim(line.text);
+        if (trimmed == u"%{") ++blockComments;
+        if (trimmed == u"%}" && blockComments > 0) --blockComments;
+        if (blockComments > 0 || !isCodeLine(line.text)) continue;
         const std::u16string_view indentation = text::indentationOf(line.text);
         if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
         if (previous && indentation.find(u'\t') == std::u16string_view::npos) {

@@ -68,6 +68,11 @@ const Row kRows[] = {
      "= "
      "1;\nend\nend\n",
      {.functionIndent = 1}},
+    {"a block comment's lines tell nothing of the indentation",
+     "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\n<|>\nw = 5;\n",
+     "if x\nw = 2;\nend",
+     "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\nif x\n    w = 2;\nend\nw = 5;\n",
+     {.functionIndent = 0}},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
@@ -98,6 +103,10 @@ const Row kRows[] = {
     {"a negation stays joined", "x = 2;\ny = -<|>\n", "(x + 1);", "x = 2;\ny = -(x + 1);\n"},
     {"a property's size", "classdef C\n    properties\n        Gain<|>\n    end\nend\n", "(1,1) double = 1",
      "classdef C\n    properties\n        Gain (1,1) double = 1\n    end\nend\n"},
+    {"a size written tight",
+     "function f(x, y)\n    arguments\n        x (:,<|>\n    end\n    z = max(x, y);\nend\n", "1) double",
+     "function f(x, y)\n    arguments\n        x (:,1) double\n    end\n    z = max(x, y);\nend\n"},
+    {"a cell indexed", "cats = {1, 2};\nname = cats<|>\n", "{2};", "cats = {1, 2};\nname = cats{2};\n"},
     {"a transpose stays joined", "v = (1:3)<|>\n", "';", "v = (1:3)';\n"},
 };
 
