@@ -89,15 +89,22 @@ void Parser::buildTokens() {
                 d_.lineContent[s.line] |= 1;
                 break;
         }
-        if (!toks_.empty()) toks_.back().spaceAfter = space || s.kind == TokenKind::LineEnd;
+        // Only the first token of a line can join it to the line before.
+        bool lineFirst = true;
+        if (!toks_.empty()) {
+            PTok& before = toks_.back();
+            before.spaceAfter = space || s.kind == TokenKind::LineEnd;
+            lineFirst = before.kind == TokenKind::LineEnd;
+        }
         PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
                false, false};
-        if (s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
+        if (lineFirst && s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
             while (toks_.back().kind == TokenKind::LineEnd)
                 toks_.pop_back();
             t.spaceBefore = true;
+            lineFirst = toks_.back().kind == TokenKind::LineEnd;
         }
-        t.lineFirst = toks_.empty() || toks_.back().kind == TokenKind::LineEnd;
+        t.lineFirst = lineFirst;
         toks_.push_back(t);
         space = false;
     }
