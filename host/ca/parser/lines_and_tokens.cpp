@@ -56,8 +56,13 @@ void Parser::buildTokens() {
     // About two nodes for every three tokens.
     d_.tree.nodes.reserve(toks_.capacity() * 2 / 3 + 8);
     d_.tree.children.reserve(toks_.capacity() * 2 / 3 + 8);
-    for (std::uint32_t k = 0; k < d_.tokens.size(); ++k) {
-        const ScanToken& s = d_.tokens[k];
+    // Local copies: a store into the byte-sized line flags would otherwise make the compiler reload
+    // every vector it reads after each token.
+    const ScanToken* const scanned = d_.tokens.data();
+    const auto scannedCount = static_cast<std::uint32_t>(d_.tokens.size());
+    std::uint8_t* const lineContent = d_.lineContent.data();
+    for (std::uint32_t k = 0; k < scannedCount; ++k) {
+        const ScanToken& s = scanned[k];
         switch (s.kind) {
             case TokenKind::Blank:
                 space = true;
@@ -86,7 +91,7 @@ void Parser::buildTokens() {
                 }
                 break;
             default:
-                d_.lineContent[s.line] |= 1;
+                lineContent[s.line] |= 1;
                 break;
         }
         // Only the first token of a line can join it to the line before.
