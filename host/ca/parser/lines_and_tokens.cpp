@@ -101,16 +101,30 @@ void Parser::buildTokens() {
             before.spaceAfter = space || s.kind == TokenKind::LineEnd;
             lineFirst = before.kind == TokenKind::LineEnd;
         }
-        PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
-               false, false};
-        if (lineFirst && s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
+        bool spaceBefore = space;
+        if (lineFirst && s.kind != TokenKind::LineEnd &&
+            continuesAcrossLineEnd(PTok{k, s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op,
+                                        s.flags, space, false, false, false})) {
             while (toks_.back().kind == TokenKind::LineEnd)
                 toks_.pop_back();
-            t.spaceBefore = true;
+            spaceBefore = true;
             lineFirst = toks_.back().kind == TokenKind::LineEnd;
         }
+        // Written field by field where it stays: a token assembled on the stack from byte-sized stores
+        // and copied as whole words stalls on every copy.
+        PTok& t = toks_.emplace_back();
+        t.scan = k;
+        t.offset = s.offset;
+        t.end = s.offset + s.length;
+        t.line = s.line;
+        t.kind = s.kind;
+        t.word = s.word;
+        t.op = s.op;
+        t.flags = s.flags;
+        t.spaceBefore = spaceBefore;
+        t.spaceAfter = false;
         t.lineFirst = lineFirst;
-        toks_.push_back(t);
+        t.eof = false;
         space = false;
     }
     auto size = static_cast<std::uint32_t>(text_.size());
