@@ -16,23 +16,31 @@ struct File {
     std::size_t cursor = 0;
 };
 
-File functionsFile(int lines) {
+// With `loopEndMissing`, the middle function's loop has lost its `end` and the cursor stands below the
+// `end` of the `if` inside it, where that `end` belongs.
+File functionsFile(int lines, bool loopEndMissing = false) {
     std::string text;
     std::size_t cursor = 0;
     const int functions = lines / 14;
     for (int i = 0; i < functions; ++i) {
         const std::string n = std::to_string(i);
         text += "function r = helper" + n + "(x)\n    % Sums the positive values of x.\n    r = 0;\n";
-        if (i == functions / 2) {
+        const bool middle = i == functions / 2;
+        if (middle && !loopEndMissing) {
             text += "    ";
+            cursor = text.size();
+        }
+        text +=
+            "\n    for k = 1:numel(x)\n        if x(k) > 0\n            r = r + x(k);\n        else\n"
+            "            r = r - 1;\n        end\n";
+        if (middle && loopEndMissing) {
+            text += "        ";
             cursor = text.size();
             text += "\n";
         } else {
-            text += "\n";
+            text += "    end\n";
         }
-        text +=
-            "    for k = 1:numel(x)\n        if x(k) > 0\n            r = r + x(k);\n        else\n"
-            "            r = r - 1;\n        end\n    end\n    disp(sprintf('%d', r));\nend\n";
+        text += "    disp(sprintf('%d', r));\nend\n";
     }
     return {fl::i18n::to_ustring(text), cursor};
 }
@@ -69,6 +77,19 @@ void BM_EditRestoringAnEnd(benchmark::State& state) {
     }
 }
 BENCHMARK(BM_EditRestoringAnEnd)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
+
+// The reply is the loop's missing `end`, which deduplication dropped as a repeat of the `end` above the
+// cursor: the edit without it leaves nothing, and the `end` kept is checked.
+void BM_EditKeepingARepeatedEnd(benchmark::State& state) {
+    const File file = functionsFile(static_cast<int>(state.range(0)), true);
+    const fit::StageTexts stages = stagesOf("end", "");
+    for (auto _ : state) {
+        const fit::Fitted fitted = fit::fitCompletion(file.text, file.cursor, stages, fit::IndentSettings{});
+        if (!fitted.edit) state.SkipWithError(fitted.reason.c_str());
+        benchmark::DoNotOptimize(fitted);
+    }
+}
+BENCHMARK(BM_EditKeepingARepeatedEnd)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
 
 // At the end of a script: a statement after the last line, no function to bound the window.
 void BM_EditAtTheEndOfAScript(benchmark::State& state) {

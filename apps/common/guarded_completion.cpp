@@ -31,6 +31,14 @@ GuardedCompletion completeGuarded(const fl::ustring& code, std::size_t cursor,
     return out;
 }
 
+std::shared_ptr<mtcc::cache::SettingsValues> settingsSnapshot() {
+    auto record = std::make_shared<mtcc::cache::SettingsValues>();
+    record->tabListener.disconnect();
+    record->languageListener.disconnect();
+    record->indentListener.disconnect();
+    return record;
+}
+
 fit::IndentSettings indentSettingsOf(const mtcc::cache::SettingsValues& settings) {
     fit::IndentSettings out;
     out.tabSize = std::clamp<unsigned>(settings.tabSize, 1, 1024);

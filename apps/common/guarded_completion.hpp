@@ -24,6 +24,10 @@ struct GuardedCompletion {
 GuardedCompletion completeGuarded(const fl::ustring& code, std::size_t cursor,
                                   const std::shared_ptr<mtcc::cache::SettingsValues>& settings);
 
+// A settings record that reads the settings once and no longer follows their changes, so that one
+// completion works with one set. Call it while holding the lock that keeps the settings tree whole.
+std::shared_ptr<mtcc::cache::SettingsValues> settingsSnapshot();
+
 // The formatter's settings of a settings record, as the edit takes them.
 fit::IndentSettings indentSettingsOf(const mtcc::cache::SettingsValues& settings);
 

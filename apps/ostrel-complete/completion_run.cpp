@@ -5,11 +5,12 @@
 #include <iostream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
 
 #include "client_service.hpp"
 #include "cursor.hpp"
-#include "fl/i18n.hpp"
 #include "fit/completion_edit.hpp"
+#include "fl/i18n.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 #include "guarded_completion.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
@@ -117,9 +118,12 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
     if (const std::string error = store.lastError(); !error.empty()) throw std::runtime_error(error);
     settings::context::installSettingsRoot(store.root());
 
-    auto settings = std::make_shared<mtcc::cache::SettingsValues>();
+    // The store's watcher may reload the file meanwhile: read the record and the options as one set.
+    auto [settings, options] = [&] {
+        const auto reading = store.root()->readingLock();
+        return std::pair{ostrel_apps::settingsSnapshot(), clientOptions(line, *store.root())};
+    }();
     applyFormattingOptions(line, *settings);
-    const qvai::ClientOptions options = clientOptions(line, *store.root());
     const ostrel_apps::ClientService service(options);
 
     RunObserver observer;
@@ -138,12 +142,11 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
                                  " gave no reply: " + failures.front());
     }
 
-    const fit::Fitted fitted =
-        fit::fitCompletion(code, cursor,
-                           {result.LLMResponse, result.LLMGeneratedCode, result.deduplicatedGeneratedCode,
-                            result.validatedLLMGeneratedCode, result.prunedLLMGeneratedCode,
-                            result.autocompletionResponse},
-                           ostrel_apps::indentSettingsOf(*settings));
+    const fit::Fitted fitted = fit::fitCompletion(
+        code, cursor,
+        {result.LLMResponse, result.LLMGeneratedCode, result.deduplicatedGeneratedCode,
+         result.validatedLLMGeneratedCode, result.prunedLLMGeneratedCode, result.autocompletionResponse},
+        ostrel_apps::indentSettingsOf(*settings));
     if (line.json) {
         writeJson(out, result, fitted, observer.stageTimes());
     } else if (line.show) {

@@ -7,13 +7,9 @@
 namespace ostrel_lsp {
 
 std::shared_ptr<mtcc::cache::SettingsValues> consistentSettingsRecord(const SettingsLayers& layers) {
+    // Taken under the lock: no merge can change a value while the record reads them.
     const auto reading = layers.readingLock();
-    auto record = std::make_shared<mtcc::cache::SettingsValues>();
-    // Disconnected before the lock ends: no merge can have changed a value in between.
-    record->tabListener.disconnect();
-    record->languageListener.disconnect();
-    record->indentListener.disconnect();
-    return record;
+    return ostrel_apps::settingsSnapshot();
 }
 
 CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor,

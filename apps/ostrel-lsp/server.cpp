@@ -7,7 +7,6 @@
 #include "library_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "protocol_values.hpp"
-#include "qvai/client_options_from_settings.hpp"
 #include "settings/context/context_registry.hpp"
 #include "settings/core/default_settings.hpp"
 #include "settings/core/settings_file.hpp"
@@ -57,7 +56,7 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
       layers_(store_.root()),
       debounceMs_(options.debounceMs) {
     settings::context::installSettingsRoot(layers_.root());
-    const qvai::ClientOptions trusted = options_.model.over(qvai::clientOptionsFromSettings(*store_.root()));
+    const qvai::ClientOptions trusted = options_.model.over(consistentClientOptions(*store_.root()));
     model_ = std::make_unique<ModelService>(trusted);
     diagnostics_ = std::make_unique<DiagnosticsPublisher>(
         [this](const nlohmann::json& params) {
@@ -342,13 +341,9 @@ void Server::applyClientSettings(const nlohmann::json& settings) {
 void Server::updateModel() {
     const std::lock_guard lock(modelMutex_);
     try {
-        const qvai::ClientOptions trusted =
-            options_.model.over(qvai::clientOptionsFromSettings(*store_.root()));
-        // Read while no merge runs, so that the options are all of one set.
-        const qvai::ClientOptions merged = [this] {
-            const auto reading = layers_.readingLock();
-            return qvai::clientOptionsFromSettings(*layers_.root());
-        }();
+        // Each read while no reload or merge writes its tree, so that the options are all of one set.
+        const qvai::ClientOptions trusted = options_.model.over(consistentClientOptions(*store_.root()));
+        const qvai::ClientOptions merged = consistentClientOptions(*layers_.root());
         qvai::ClientOptions wanted = withTrustedKey(options_.model.over(merged), trusted);
         wanted.WorkspaceFolders = workspaceFolders_;
         const qvai::ClientOptions current = model_->client().options();

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "qvai/client_options_from_settings.hpp"
 #include "settings/core/default_settings.hpp"
 #include "settings/core/settings_file.hpp"
 
@@ -72,22 +73,35 @@ void SettingsLayers::refresh() {
 }
 
 void SettingsLayers::merge() {
-    for (const auto& [fullName, defaults] : settings::core::defaultSettingValues()) {
-        settings::core::LeafValues values = defaults;
-        if (const auto user = userRoot_ ? userRoot_->getSettingsByFullName(fullName) : nullptr) {
-            for (const auto& [leaf, value] : user->values())
-                values[leaf] = value;
+    using Layer = std::map<std::string, settings::core::LeafValues>;
+    // The user's file is read as one set, even while the store reloads it.
+    const Layer user = userRoot_ ? settings::core::subtreeValues(*userRoot_) : Layer();
+    std::vector<
+        std::pair<std::shared_ptr<settings::core::Settings>, settings::core::SettingsValueChangeEvent>>
+        events;
+    {
+        const auto updating = effective_->updatingLock();
+        for (const auto& [fullName, defaults] : settings::core::defaultSettingValues()) {
+            settings::core::LeafValues values = defaults;
+            for (const Layer* layer : {&user, static_cast<const Layer*>(&clientOverrides_)}) {
+                if (const auto it = layer->find(fullName); it != layer->end())
+                    for (const auto& [leaf, value] : it->second)
+                        values[leaf] = value;
+            }
+            const auto node = std::const_pointer_cast<settings::core::Settings>(
+                effective_->getSettingsByFullName(fullName));
+            if (!node) continue;
+            auto changed = node->assign(values);
+            if (!changed.empty()) events.push_back({node, {fullName, std::move(changed)}});
         }
-        if (const auto it = clientOverrides_.find(fullName); it != clientOverrides_.end()) {
-            for (const auto& [leaf, value] : it->second)
-                values[leaf] = value;
-        }
-        const auto node =
-            std::const_pointer_cast<settings::core::Settings>(effective_->getSettingsByFullName(fullName));
-        if (!node) continue;
-        auto changed = node->assign(values);
-        if (!changed.empty()) node->publish({fullName, std::move(changed)});
     }
+    for (const auto& [node, event] : events)
+        node->publish(event);
+}
+
+qvai::ClientOptions consistentClientOptions(const settings::core::Settings& root) {
+    const auto reading = root.readingLock();
+    return qvai::clientOptionsFromSettings(root);
 }
 
 qvai::ClientOptions withTrustedKey(qvai::ClientOptions effective, const qvai::ClientOptions& trusted) {

@@ -25,7 +25,8 @@ struct ClientSettingsOutcome {
 // client sends (initializationOptions, workspace/didChangeConfiguration), in a tree of its own that the
 // runtime context reads and that publishes change events like the store's. A merge writes the tree node
 // by node; whoever reads several values that must go together holds readingLock() meanwhile, and a
-// merge waits for it (and it for a merge, change events included).
+// merge waits for it (and it for a merge, change events included). The tree's own reading lock gives
+// one set too, without waiting for the change events. A merge reads the user's tree as one set.
 class SettingsLayers {
   public:
     explicit SettingsLayers(std::shared_ptr<const settings::core::Settings> userRoot);
@@ -49,6 +50,10 @@ class SettingsLayers {
     mutable std::shared_mutex mutex_;
     std::map<std::string, settings::core::LeafValues> clientOverrides_;
 };
+
+// The client options of a settings tree (the store's or the layers'), read as one set of values under
+// the tree's reading lock: a backend never goes with another file's endpoint or key variable.
+qvai::ClientOptions consistentClientOptions(const settings::core::Settings& root);
 
 // The model options to use: `effective` (from the merged settings) with the API key variable of
 // `trusted` (the user's own file and command line) only while the backend and endpoint are the trusted

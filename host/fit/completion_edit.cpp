@@ -1,5 +1,6 @@
 #include "fit/completion_edit.hpp"
 
+#include <algorithm>
 #include <exception>
 
 #include "fit/empty_reason.hpp"
@@ -53,6 +54,9 @@ struct Attempt {
     std::optional<Edit> edit;
     std::string finding;
     std::vector<std::string> repairs;
+    std::size_t errorsBefore = 0;  // of the final check's window, for the edit offered
+    std::size_t errorsLeft = 0;
+    bool writesOutBelow = false;  // the edit writes out again code that follows the cursor's line
 };
 
 // Trailing lines the fitter drops, one at a time, before it gives up on a completion.
@@ -76,12 +80,13 @@ class EditFitter {
     // Tries the completion without the lines that repeat the code below the cursor first, then as it is
     // (when those lines are the closing lines of what it opens).
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
-        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines);
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, false);
         if (shorter.size() < lines.size() && !shorter.empty()) {
             Attempt attempt = fitLines(shorter, shape);
             if (attempt.edit) return attempt;
         }
         Attempt attempt = fitLines(lines, shape);
+        attempt.writesOutBelow = shorter.size() < lines.size();
         // A reply cut by a token limit may end in an unfinished statement that only a reading of the
         // whole file shows: its last lines go, a few at most.
         std::vector<fl::ustring> kept = lines;
@@ -99,6 +104,18 @@ class EditFitter {
         return attempt;
     }
 
+    // The completion without its last lines when they only close blocks and write out again the closing
+    // lines below the cursor's line; nothing when there are none.
+    Attempt fitWithoutRepeatedClosers(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, true);
+        if (shorter.size() == lines.size() || shorter.empty()) return {};
+        Attempt attempt = fitLines(shorter, shape);
+        if (attempt.edit)
+            attempt.repairs.push_back(
+                "dropped the completion's closing lines that repeat those below the cursor");
+        return attempt;
+    }
+
   private:
     Attempt fitLines(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         Attempt attempt;
@@ -112,8 +129,13 @@ class EditFitter {
                 Edit restored = candidate;
                 restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
                 if (tryEdit(restored, attempt,
-                            "put back the closing lines that repeat the code below the cursor"))
+                            "put back the closing lines that repeat the code below the cursor")) {
+                    attempt.writesOutBelow = !std::all_of(
+                        shape.removedTail.begin(), shape.removedTail.end(), [](const fl::ustring& line) {
+                            return text::isBlankText(line) || text::isClosingLine(text::trim(line));
+                        });
                     return attempt;
+                }
             }
         }
         return attempt;
@@ -158,6 +180,8 @@ class EditFitter {
             return false;
         }
         if (repair) attempt.repairs.push_back(repair);
+        attempt.errorsBefore = check.errorsBefore;
+        attempt.errorsLeft = check.errorsAfter;
         attempt.edit = minimalEdit(file_, cursor_, std::move(edit));
         return true;
     }
@@ -198,6 +222,68 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
     return out;
 }
 
+// Lines that repeat the code above the cursor are dropped (by deduplication, or by the placement at a
+// blank line), but the file may need them: an `end` below another `end` is both. When the edit leaves
+// errors in the file, writes out again the code below the cursor's line, or nothing fits, the closing
+// lines are kept, first those the placement dropped, then also those that deduplication removed; such
+// an edit is offered when it does better.
+Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+                       const std::vector<fl::ustring>& lines, Attempt attempt) {
+    constexpr const char* kRepair =
+        "kept the lines that repeat the code above the cursor, which the file needs";
+    ReplyShape kept = shape;
+    kept.keepsRepeats = true;
+    kept.headRemoved = false;
+    const bool headCloses =
+        !shape.removedHead.empty() &&
+        std::all_of(shape.removedHead.begin(), shape.removedHead.end(), [](const auto& line) {
+            return text::isBlankText(line) || text::isClosingLine(text::trim(line));
+        });
+    // A reply that begins with a line break writes new lines: closing lines that deduplication took for
+    // the end of the cursor's line (`    end|` + `⏎end`) are its own.
+    if (shape.leadingLineBreak && headCloses) {
+        const std::vector<fl::ustring> reply = completionLines(stages.extracted);
+        Attempt withHead = fitter.fit(reply, kept);
+        if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
+        if (withHead.edit && (!attempt.edit || withHead.errorsLeft <= attempt.errorsLeft)) {
+            withHead.repairs.push_back(kRepair);
+            return withHead;
+        }
+    }
+    if (attempt.edit && attempt.errorsLeft == 0 && !attempt.writesOutBelow) return attempt;
+    // Fewer errors left, or as few without writing out again the code below the cursor's line.
+    const auto better = [&](const Attempt& again, const Attempt& than) {
+        return again.edit &&
+               (!than.edit || again.errorsLeft < than.errorsLeft ||
+                (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
+    };
+    // The placement keeps only closing lines it would drop, and those come first.
+    Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
+                        ? Attempt{}
+                        : fitter.fit(lines, kept);
+    if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && headCloses) {
+        Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
+        // The removed lines must be what mends the file, not the lines after them.
+        if (better(withHead, again.edit ? again : attempt) &&
+            (stages.deduplicated.empty() ||
+             better(withHead, fitter.fit(completionLines(stages.deduplicated), shape))))
+            again = std::move(withHead);
+    }
+    if (!better(again, attempt)) return attempt;
+    again.repairs.push_back(kRepair);
+    return again;
+}
+
+// The completion without its last lines when they only close blocks and write out again the closing
+// lines below the cursor's line: offered when nothing else fits, or when it leaves fewer errors (an
+// `end` one time too many).
+Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
+                               const ReplyShape& shape, Attempt attempt) {
+    if (lines.empty() || (attempt.edit && attempt.errorsLeft == 0)) return attempt;
+    Attempt shorter = fitter.fitWithoutRepeatedClosers(lines, shape);
+    return shorter.edit && (!attempt.edit || shorter.errorsLeft < attempt.errorsLeft) ? shorter : attempt;
+}
+
 Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
                  const IndentSettings& settings) {
     Fitted out;
@@ -211,7 +297,11 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         // anyway, and where the model's own indentation fits it stays, so the edit starts from that.
         const fl::ustring& finalText = stages.pruned;
         if (const auto lines = completionLines(finalText); !lines.empty()) {
-            Attempt attempt = fitter.fit(lines, shape);
+            Attempt attempt;
+            if (onlyRepeatsTheReplysHead(file, cursor, lines, completionLines(stages.deduplicated)))
+                attempt.finding = kOnlyRepeats;
+            else
+                attempt = fitter.fit(lines, shape);
             // The library's cut may be what breaks the file: the reply as it came may fit.
             // First its first block of lines, then all of it (the first block may end in the middle of
             // what the file needs, as a function's `end` before the next function).
@@ -224,16 +314,22 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                     attempt = std::move(wholeAttempt);
                 }
             }
+            attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
+            attempt = withoutRepeatedClosers(fitter, lines, shape, std::move(attempt));
             out = fitted(std::move(attempt), "final check");
             if (!out.edit && out.emptyStage == "final check")
                 out.reason = "the final check found " + out.reason;
-        } else if (const auto fallback = fallbackLines(stages); !fallback.empty()) {
-            Attempt attempt = fitter.fit(fallback, shape);
+        } else if (const auto fallback = fallbackLines(stages);
+                   !fallback.empty() || !shape.removedHead.empty()) {
+            Attempt attempt = fallback.empty() ? Attempt{} : fitter.fit(fallback, shape);
             // All of the reply when its first block fails: the block may be lines that repeat the code
             // above the cursor, which the fitter drops.
-            if (const auto all = completionLines(stages.deduplicated); !attempt.edit && all != fallback) {
+            if (const auto all = completionLines(stages.deduplicated);
+                !attempt.edit && !fallback.empty() && all != fallback) {
                 if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
             }
+            attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
+            attempt = withoutRepeatedClosers(fitter, fallback, shape, std::move(attempt));
             if (attempt.edit)
                 attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
             out = fitted(std::move(attempt), "");

@@ -20,6 +20,8 @@ using lf::astapi::NodeKind;
 // The window reaches the enclosing functions' starts and ends, but no further than this.
 constexpr std::size_t kMostWindowLines = 200;
 constexpr std::size_t kMostWindowUnits = 8000;
+// A window whose edge may hold a new error is read again from the top of the file up to this length.
+constexpr std::size_t kMostTopReach = 16000;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
@@ -126,6 +128,18 @@ struct Block {
     bool isFunction;
 };
 
+// True when the `end` at the node's closing position is its own: not the `end` of the last construct
+// it holds (a function without `end` whose body ends with a loop closes where the loop does).
+bool endIsItsOwn(lf::astapi::Node<ca::astapi::CA> node) {
+    const std::size_t closing = node.getClosingPosition();
+    while (node.getChildCount() > 0) {
+        node = node.getChild(node.getChildCount() - 1);
+        if (node.getClosingPosition() != closing) return true;
+        if (isCompound(node.getKind())) return false;
+    }
+    return true;
+}
+
 // Every compound construct of the analysis, outer ones before the ones they hold, walked with an
 // explicit stack.
 std::vector<Block> blocksOf(const ca::Analysis& analysis) {
@@ -139,7 +153,7 @@ std::vector<Block> blocksOf(const ca::Analysis& analysis) {
             const std::size_t closing = node.getClosingPosition();
             const bool byEnd = closing >= 2 && closing < code.size() &&
                                std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
-                               (closing < 3 || !text::isWordChar(code[closing - 3]));
+                               (closing < 3 || !text::isWordChar(code[closing - 3])) && endIsItsOwn(node);
             blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
                               needsEnd(node.getKind()), byEnd, node.getKind() == NodeKind::Function});
         }
@@ -171,6 +185,14 @@ struct LineMap {
     }
 };
 
+// The line an error is matched at: none for the errors a text reports once, at the first function
+// that shows them (mixed function forms, nested functions without `end`), which an edit that adds a
+// function above moves.
+std::uint32_t onceOrAt(const ca::messages::Message& message, std::uint32_t line) {
+    const std::string& kind = message.getIdentifier();
+    return kind == "MixedFunctionForms" || kind == "NestedFunctionNotClosed" ? 0 : line;
+}
+
 std::string describe(const ca::messages::Message& message, const std::string& line) {
     return fl::i18n::to_string(message.getText()) + " (line " + line + ")";
 }
@@ -200,19 +222,23 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     std::multiset<std::pair<std::string, std::uint32_t>> known;
     std::set<std::uint32_t> linesWithErrors;  // of the window as it was
     for (const auto& message : ca::messages::messagesOf(*oldAnalysis, errorsOfWholeFile)) {
-        known.insert({message.getIdentifier(), lines.before(message.getPosition().line)});
+        known.insert({message.getIdentifier(), onceOrAt(message, lines.before(message.getPosition().line))});
         linesWithErrors.insert(message.getPosition().line);
     }
-    std::size_t errorsAfter = 0;
+    result.errorsBefore = known.size();
+    std::string newErrorKind;
     for (const auto& message : ca::messages::messagesOf(*newAnalysis, errorsOfWholeFile)) {
-        ++errorsAfter;
-        const auto at = known.find({message.getIdentifier(), lines.after(message.getPosition().line)});
+        ++result.errorsAfter;
+        const auto at =
+            known.find({message.getIdentifier(), onceOrAt(message, lines.after(message.getPosition().line))});
         if (at != known.end()) {
             known.erase(at);
             continue;
         }
-        if (result.finding.empty())
+        if (result.finding.empty()) {
             result.finding = "a new error: " + describe(message, fileLine(message.getPosition().line));
+            newErrorKind = message.getIdentifier();
+        }
     }
 
     // Blocks closed below the edit: each closing line must still close the block it closed, that is be
@@ -241,10 +267,26 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // A file the user is still writing has lines that close the wrong blocks (an `end` whose block is
     // not written yet closes the one around it): an edit after which the window reads without any error
     // mends it, and its closing lines may go back to their own blocks.
-    const bool mendsEveryError = !linesWithErrors.empty() && errorsAfter == 0;
+    bool mendsEveryError = !linesWithErrors.empty() && result.errorsAfter == 0;
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
-    if (mendsEveryError && start > 0) return checkWindow(file, edit, 0, end);
+    if (mendsEveryError && start > 0) {
+        if (end <= kMostTopReach) return checkWindow(file, edit, 0, end);
+        // Out of reach, the closing lines below are held to their blocks.
+        mendsEveryError = false;
+    }
+    // A new error may be the window's edge: an `end` without its block that the edit frees from a block
+    // it closed by mistake closes a function that opens above the window, or one the window cuts off
+    // below reads the indentation of a window whose functions do not all close in it; a nested function
+    // the edit adds is reported when the window ends before the `end` of the function around it. Read
+    // again as the whole file when that is within reach.
+    if (newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
+        newErrorKind == "MixedFunctionForms") {
+        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
+            return checkWindow(file, edit, 0, file.size());
+        // In a longer file, from its top when that is within reach.
+        if (start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end);
+    }
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
@@ -267,8 +309,10 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
                              " would no longer be closed by the line that closes it (line " +
                              fileLine(block.closer) + ")";
     }
-    // At the end of the file a whole-file reading reports what is left open; a fragment's would not.
-    if (end == file.size() && result.finding.empty() && openBrackets(after) > openBrackets(before))
+    // At the end of the file a whole-file reading reports what is left open; a fragment's would not. A
+    // closing bracket too many (the cut file's) is no open one.
+    if (end == file.size() && result.finding.empty() &&
+        std::max(openBrackets(after), 0) > std::max(openBrackets(before), 0))
         result.finding = "the completion leaves a bracket open at the end of the file";
     if (result.unclosedBlocks > 0 && result.finding.empty())
         result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +

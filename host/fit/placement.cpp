@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "ca/lexer/token.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -45,14 +46,18 @@ std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t
 }
 
 // When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
-// some whole lines above it), drops that and returns true.
-bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vector<fl::ustring>& lines) {
+// some whole lines above it), or the word the cursor is in, drops that and says which.
+enum class Restatement { None, Word, Line };
+
+Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
+                            std::vector<fl::ustring>& lines) {
     const std::u16string_view typed = trimLeft(line.before);
-    if (typed.empty()) return false;
-    const std::size_t most = std::min(kMostRestatedLines, lines.size() - 1);
+    if (typed.empty()) return Restatement::None;
+    const std::size_t most = std::min(mostLinesAbove, lines.size() - 1);
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
-    for (std::size_t k = 0; k <= most; ++k) {
-        if (k > above.size()) break;
+    // The most lines first: lines that repeat those above are a stronger sign than a line that only
+    // starts like the cursor's.
+    for (std::size_t k = std::min(most, above.size()) + 1; k-- > 0;) {
         bool repeatsAbove = true;
         for (std::size_t i = 0; i < k && repeatsAbove; ++i)
             repeatsAbove = text::trim(lines[i]) == above[above.size() - k + i];
@@ -65,7 +70,7 @@ bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vecto
             if (restated.size() < typed.size()) rest = fl::ustring(trimLeft(rest));
             lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
             lines.front() = std::move(rest);
-            return true;
+            return Restatement::Line;
         }
     }
     // The model may also restart just the word the cursor is in.
@@ -74,30 +79,48 @@ bool dropRestatement(const fl::ustring& file, const CursorLine& line, std::vecto
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = trimLeft(lines.front());
-    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return false;
+    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
-    return true;
+    return Restatement::Word;
 }
 
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
 // (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
 // them when the completion only repeats.
-void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line,
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, bool keepClosers,
                             std::vector<fl::ustring>& lines) {
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
         // Blank lines may be among the repeated ones (the model writes out "end" and the blank line
         // after it), but not all of them.
-        bool repeats = true, anyCode = false;
+        bool repeats = true, anyCode = false, onlyClosers = true;
         for (std::size_t i = 0; i < k && repeats; ++i) {
-            repeats = text::trim(lines[i]) == above[above.size() - k + i];
-            anyCode = anyCode || !above[above.size() - k + i].empty();
+            const std::u16string_view repeated = above[above.size() - k + i];
+            repeats = text::trim(lines[i]) == repeated;
+            anyCode = anyCode || !repeated.empty();
+            onlyClosers = onlyClosers && (repeated.empty() || text::isClosingLine(repeated));
         }
-        if (!repeats || !anyCode) continue;
+        if (!repeats || !anyCode || (keepClosers && onlyClosers)) continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
+}
+
+// True when the completion is the lines just above the cursor's line written out again: code typed in
+// the cursor's line is not followed by them (closing lines may be kept, see ReplyShape::keepsRepeats).
+bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
+                           const std::vector<fl::ustring>& lines, bool keepClosers) {
+    if (lines.size() > kMostRestatedLines) return false;
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, lines.size());
+    if (above.size() < lines.size()) return false;
+    bool anyCode = false, onlyClosers = true;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (text::trim(lines[i]) != above[i]) return false;
+        anyCode = anyCode || !above[i].empty();
+        onlyClosers = onlyClosers && (above[i].empty() || text::isClosingLine(above[i]));
+    }
+    return anyCode && !(keepClosers && onlyClosers);
 }
 
 // True when the completion's last line ends by writing out the rest of the cursor's line (give or
@@ -113,30 +136,61 @@ bool repeatsRestOfLine(const std::vector<fl::ustring>& lines, std::u16string_vie
     return true;
 }
 
-// Brackets opened on the line and not closed: the statement goes on.
-bool hasOpenBracket(std::u16string_view typed) {
-    int depth = 0;
+// Offset of the innermost bracket opened on the line and not closed (the statement goes on), or npos.
+std::size_t innermostOpenBracket(std::u16string_view typed) {
+    std::vector<std::size_t> open;
     char16_t quote = 0;
-    for (char16_t c : typed) {
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        const char16_t c = typed[i];
         if (quote) {
             quote = c == quote ? 0 : quote;
         } else if (c == u'"') {
             quote = c;
         } else if (c == u'%') {
             break;
-        } else {
-            depth += (c == u'(' || c == u'[' || c == u'{')   ? 1
-                     : (c == u')' || c == u']' || c == u'}') ? -1
-                                                             : 0;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            open.push_back(i);
+        } else if ((c == u')' || c == u']' || c == u'}') && !open.empty()) {
+            open.pop_back();
         }
     }
-    return depth > 0;
+    return open.empty() ? std::u16string_view::npos : open.back();
+}
+
+// Lines above the cursor's line read for the brackets a matrix written over several lines leaves open.
+constexpr std::size_t kMostBracketLines = 50;
+
+// In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
+// would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
+// The matrix may have opened some lines above the cursor's.
+bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16string_view first) {
+    if (first.empty() || first.front() < u'0' || first.front() > u'9') return false;
+    std::size_t start = text::lineStart(file, cursor);
+    for (std::size_t i = 0; i < kMostBracketLines && start > 0; ++i)
+        start = text::lineStart(file, start - 1);
+    struct Open {
+        char16_t bracket;
+        bool commas;
+    };
+    std::vector<Open> open;
+    for (const ca::lexer::Token& token : ca::lexer::lex(file.substr(start, cursor - start))) {
+        if (token.kind != ca::lexer::TokenKind::Punctuation || token.text.size() != 1) continue;
+        const char16_t c = token.text[0];
+        if (c == u'(' || c == u'[' || c == u'{')
+            open.push_back({c, false});
+        else if ((c == u')' || c == u']' || c == u'}') && !open.empty())
+            open.pop_back();
+        else if (c == u',' && !open.empty())
+            open.back().commas = true;
+    }
+    return !open.empty() && (open.back().bracket == u'[' || open.back().bracket == u'{') &&
+           !open.back().commas;
 }
 
 bool endsWithContinuation(std::u16string_view typed) {
     const std::u16string_view end = trimRight(typed);
     if (end.empty()) return false;
-    if (hasOpenBracket(end)) return true;
+    if (innermostOpenBracket(end) != std::u16string_view::npos) return true;
     static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
     static constexpr std::array<std::u16string_view, 9> kExpecting = {
@@ -162,17 +216,55 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
     return {};
 }
 
-// A completion that goes on after an operator written with a blank before it ("x =", "a +", "f(a,"
-// after ", " elsewhere on the line) gets a blank after it too: the model's blank was trimmed away.
-fl::ustring blankAfterOperator(std::u16string_view typed, std::u16string_view first) {
+// Whether the commas typed on the line are followed by a blank, more often than not; a line without
+// one says so unless a number or a colon comes before the comma (sizes as `(1,1)` and `(:,1)`, and
+// `[1,2,3]` are often written tight).
+bool commasTakeBlanks(std::u16string_view typed) {
+    int withBlank = 0, without = 0;
+    for (std::size_t i = 0; i + 1 < typed.size(); ++i)
+        if (typed[i] == u',') (text::isBlank(typed[i + 1]) ? withBlank : without) += 1;
+    if (withBlank + without == 0) {
+        const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
+        return !before.empty() && !(before.back() >= u'0' && before.back() <= u'9') && before.back() != u':';
+    }
+    return withBlank >= without;
+}
+
+// A sign after an operator, a separator or an open bracket is unary (`= -x`): no blank follows it.
+bool isUnarySign(std::u16string_view typed, std::u16string_view op) {
+    if (op != u"+" && op != u"-") return false;
+    const std::u16string_view before = trimRight(typed.substr(0, typed.size() - op.size()));
+    return before.empty() ||
+           std::u16string_view(u"=+-*/\\^<>&|~,;([{").find(before.back()) != std::u16string_view::npos;
+}
+
+// A completion that goes on after an operator written with a blank before it ("x =", "a +"), a comma
+// on a line whose commas take blanks, or a keyword ("for", "if") gets a blank after it: the model's
+// blank was trimmed away.
+fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                               std::u16string_view first) {
     static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
                                                          u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
-    if (first.empty() || text::isBlank(first.front()) || startsAsContinuation(first)) return {};
-    for (std::u16string_view op : kOperators)
-        if (typed.ends_with(op))
-            return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
-                                                                                           : fl::ustring();
-    if (typed.ends_with(u",") && typed.find(u", ") != std::u16string_view::npos) return u" ";
+    // What joins the typed text as it is: a separator, a closing bracket, a binary operator.
+    static constexpr std::u16string_view kJoining = u";,)]}*/\\^=<>&|";
+    if (first.empty() || text::isBlank(first.front()) ||
+        kJoining.find(first.front()) != std::u16string_view::npos)
+        return {};
+    for (std::u16string_view op : kOperators) {
+        if (!typed.ends_with(op)) continue;
+        if (isUnarySign(typed, op) || ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
+            return {};
+        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
+                                                                                       : fl::ustring();
+    }
+    if (typed.ends_with(u",")) return commasTakeBlanks(typed) ? u" " : fl::ustring();
+    // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
+    static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
+                                                        u"case",   u"for",        u"parfor", u"function",
+                                                        u"global", u"persistent", u"catch"};
+    const std::u16string_view word = text::trailingReservedWord(typed);
+    for (std::u16string_view keyword : kKeywords)
+        if (word == keyword && typed.size() == trimRight(typed).size()) return u" ";
     return {};
 }
 
@@ -199,7 +291,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 
     if (blankBefore) {
         const std::size_t before = lines.size();
-        dropRepeatedLinesAbove(file, line, lines);
+        dropRepeatedLinesAbove(file, line, shape.keepsRepeats, lines);
         if (lines.empty()) return {};
         if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
         if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
@@ -207,21 +299,44 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
         return {Edit{line.start, line.start, joined(lines) + u"\n"}};
     }
 
-    std::vector<Edit> candidates;
-    if (std::vector<fl::ustring> rest = lines; dropRestatement(file, line, rest))
-        candidates.push_back({cursor, end, joined(rest)});
+    // A completion that restates the cursor's line is tried without the restatement first, unless the
+    // line is a bare comment sign and the reply put its lines below it: those are comment lines of
+    // their own.
+    const std::u16string_view typedCode = text::trim(line.before);
+    const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
+    if (onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
+    std::vector<Edit> candidates, restated;
+    std::vector<fl::ustring> rest = lines;
+    // Lines that deduplication removed ended where the cursor is: what follows them restates the
+    // cursor's line only when it writes it out as it stands, indentation and all (deduplication may have
+    // taken the line above for it, when both end alike).
+    const bool mayRestate = shape.headRemoved ? trimRight(lines.front()).starts_with(line.before)
+                                              : !(shape.keepsRepeats && text::isClosingLine(typedCode));
+    const Restatement found =
+        mayRestate ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
+                   : Restatement::None;
+    if (found != Restatement::None)
+        (shape.leadingLineBreak && bareComment ? restated : candidates)
+            .push_back({cursor, end, joined(rest)});
+    // A restated line of more than one word is the model writing out what was typed: the completion is
+    // not also put after it.
+    if (found == Restatement::Line && !bareComment &&
+        std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); }))
+        return candidates;
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
-    if (blank.empty()) blank = blankAfterOperator(line.before, lines.front());
+    if (blank.empty()) blank = blankAfterOperator(file, cursor, line.before, lines.front());
     const Edit glue{cursor, end, blank + joined(lines)};
     if (!blankAfter) {
         candidates.push_back(glue);
+        candidates.insert(candidates.end(), restated.begin(), restated.end());
         return candidates;
     }
     // At the end of a line of code: continue that line, or start a new one.
     std::vector<fl::ustring> onNewLine = lines;
     onNewLine.front() = indentedFirstLine(onNewLine.front(), shape);
-    const Edit newLine{cursor, end, fl::ustring(1 + shape.leadingBlankLines, u'\n') + joined(onNewLine)};
+    const std::size_t blankLines = shape.headRemoved ? shape.blankLinesAfterHead : shape.leadingBlankLines;
+    const Edit newLine{cursor, end, fl::ustring(1 + blankLines, u'\n') + joined(onNewLine)};
     const std::u16string_view first = lines.front();
     const std::u16string_view typed = trimRight(line.before);
     const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == line.before.size() &&
@@ -232,23 +347,12 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
                             startsAsContinuation(first) || wordGoesOn);
     candidates.push_back(glueFirst ? glue : newLine);
     candidates.push_back(glueFirst ? newLine : glue);
+    candidates.insert(candidates.end(), restated.begin(), restated.end());
     return candidates;
 }
 
-namespace {
-
-// A line that closes a block or starts a clause of one.
-bool isCloser(std::u16string_view line) {
-    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
-        if (line.starts_with(word) && (line.size() == word.size() || !text::isWordChar(line[word.size()])))
-            return true;
-    return false;
-}
-
-}  // namespace
-
 std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_t cursor,
-                                             std::vector<fl::ustring> lines) {
+                                             std::vector<fl::ustring> lines, bool evenClosingLines) {
     // The non-blank lines after the cursor's line, as many as the completion could repeat.
     std::vector<std::u16string_view> below;
     for (std::size_t at = text::nextLineStart(file, text::lineEnd(file, cursor));
@@ -271,14 +375,33 @@ std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_
         // Lines that only close blocks are as likely the completion's own `end`s.
         bool onlyClosers = true;
         for (std::size_t i = 0; i < k && onlyClosers; ++i)
-            onlyClosers = isCloser(below[i]);
-        if (onlyClosers) return lines;
+            onlyClosers = text::isClosingLine(below[i]);
+        if (onlyClosers && !evenClosingLines) return lines;
         lines.resize(codeLines[codeLines.size() - k]);
         while (!lines.empty() && text::isBlankText(lines.back()))
             lines.pop_back();
         return lines;
     }
     return lines;
+}
+
+bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
+                              const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply) {
+    if (lines.empty() || lines.size() >= reply.size()) return false;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (text::trim(lines[i]) != text::trim(reply[i])) return false;
+    // The reply's first lines that write out again the lines just above the cursor's line.
+    const std::size_t most = std::min(kMostRestatedLines, reply.size() - 1);
+    const std::vector<std::u16string_view> above = linesAbove(file, text::lineStart(file, cursor), most);
+    for (std::size_t k = std::min(most, above.size()); k >= lines.size() && k > 0; --k) {
+        bool repeats = true, anyCode = false;
+        for (std::size_t i = 0; i < k && repeats; ++i) {
+            repeats = text::trim(reply[i]) == above[above.size() - k + i];
+            anyCode = anyCode || !above[above.size() - k + i].empty();
+        }
+        if (repeats && anyCode) return true;
+    }
+    return false;
 }
 
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit) {

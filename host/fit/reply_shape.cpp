@@ -1,5 +1,7 @@
 #include "fit/reply_shape.hpp"
 
+#include <algorithm>
+
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -52,6 +54,19 @@ ReplyShape shapeOf(const StageTexts& stages) {
     if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
     if (!kept.empty() && !extracted.empty() && kept.front() != extracted.front()) shape.headRemoved = true;
+    // The blank lines between the removed lines and the kept ones are the model's too.
+    if (shape.headRemoved) {
+        std::size_t blankLines = 0;
+        while (blankLines < kept.size() && text::isBlankText(kept[blankLines]))
+            ++blankLines;
+        if (blankLines < kept.size()) shape.blankLinesAfterHead = blankLines;
+    }
+    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
+    // both ends are the same lines, as `end` / `end`).
+    const auto headEnd =
+        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
+    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
+        shape.removedHead.assign(extracted.begin(), headEnd);
     if (!shape.headRemoved && !kept.empty() && kept.size() < extracted.size()) {
         bool prefixOfExtracted = true;
         for (std::size_t i = 0; i < kept.size() && prefixOfExtracted; ++i)
@@ -59,6 +74,14 @@ ReplyShape shapeOf(const StageTexts& stages) {
         if (prefixOfExtracted)
             shape.removedTail.assign(extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()),
                                      extracted.end());
+    }
+    // The reply goes on after the removed lines: the blank lines before them end the completion.
+    if (!shape.removedTail.empty() && shape.removedHead.empty()) {
+        shape.lastCodeLine = kept.back();
+        shape.trailingBlankLines = 0;
+        while (shape.trailingBlankLines < shape.removedTail.size() &&
+               text::isBlankText(shape.removedTail[shape.trailingBlankLines]))
+            ++shape.trailingBlankLines;
     }
     return shape;
 }

@@ -129,4 +129,11 @@ std::u16string_view trailingReservedWord(std::u16string_view text) {
     return {};
 }
 
+bool isClosingLine(std::u16string_view line) {
+    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
+        if (line.starts_with(word) && (line.size() == word.size() || !isWordChar(line[word.size()])))
+            return true;
+    return false;
+}
+
 }  // namespace fit::text

@@ -36,6 +36,8 @@ fl::ustring joinLines(const std::vector<fl::ustring>& lines, std::u16string_view
 fl::ustring withLineEnds(std::u16string_view text, std::u16string_view lineEnd);
 
 bool isWordChar(char16_t c);
+// A trimmed line that closes a block or starts a clause of one: `end`, `else`, `case`, ...
+bool isClosingLine(std::u16string_view line);
 // The reserved word that the text ends with, or empty when the text does not end in one.
 std::u16string_view trailingReservedWord(std::u16string_view text);
 

@@ -52,6 +52,11 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
         {"    x = 1;\nend\nfunction g()\ny = 2;\n", {}},
         {"n = nargin;\nfor k = 1:n\n    disp(k);\nend\nend\n", {}},
         {"n out = f(x)\narguments\n  x double\nend\narguments (Repeating)\n  extra\nend\ny = x;\nend\n", {}},
+        // The `methods` block around this one was closed by an `end` cut away before the text.
+        {"        x = 1;\n        end\n    end\n    methods (Access = private)\n        function b(obj)\n    "
+         "    "
+         "end\n    end\nend\n",
+         {}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},

@@ -40,6 +40,10 @@ TEST(RealCode, ConstructsOfRealCodeParse) {
          nullptr},
         {"x = 1;\n!echo done\n  !ls -l % not a comment\ny = 2;\n", nullptr},
         {"if x, y = 1; end\n", nullptr},
+        {"classdef Q\n methods (Static)\n r = a(x, y)\n [p, q] = b(obj, ...\n z)\n c\n end\nend\n", nullptr},
+        // Blanks between the tokens of one header expression.
+        {"if a (1) % a comment\nelseif ~isempty(x) | a' * b'\nend\nwhile x == 1; x = 0; end\n", nullptr},
+        {"for k = 1:3, disp(k); end\nswitch s, case {'a', 'b'}, x = 1; end\n", nullptr},
         {"for (k = 1:3)\n disp(k)\nend\n", nullptr},
         {"parfor (k = 1:3, 4)\n y(k) = k;\nend\n", nullptr},
         {"switch s\n case {'a', 'b'}\n x = 1;\n otherwise\n x = 2;\nend\n", nullptr},
@@ -99,6 +103,23 @@ TEST(RealCode, ErrorsStillShow) {
         {"x = 1;\nplot(x, LineWidth=2, 3);\n",
          {"2:PositionalAfterNameValue"},
          {"2:PositionalAfterNameValue"}},
+        // A second expression or a statement after a header's expression needs `,` or `;`.
+        {"c = 1;\nif c x = 1;\nend\n", {"2:UnexpectedToken"}, {"2:UnexpectedToken"}},
+        {"x = 1;\nfor k = 1:3 disp(k);\nend\nwhile x y = 2;\nend\n",
+         {"2:UnexpectedToken", "4:UnexpectedToken"},
+         {"2:UnexpectedToken", "4:UnexpectedToken"}},
+        {"x = 1;\nif x\nelseif x y\nend\nswitch x\n    case 1 y = 2;\nend\n",
+         {"3:UnexpectedToken", "6:UnexpectedToken"},
+         {"3:UnexpectedToken", "6:UnexpectedToken"}},
+        // Inside `methods` a block word is a name: the line is a signature, whose parameters are names.
+        {"classdef Q\n methods\n function a(obj)\n end\n methods (Access = private)\n function b(obj)\n "
+         "end\n "
+         "end\nend\n",
+         {"5:UnexpectedToken"},
+         {"5:UnexpectedToken"}},
+        {"classdef Q\n methods\n r = a(obj, 1)\n [p, q] = b(obj, ...\n x)\n end\nend\n",
+         {"3:UnexpectedToken"},
+         {"3:UnexpectedToken"}},
         // What only a whole file reports: its first statement, and what is still open at its end.
         {"y = 1 +* 2;\nx = 1;\n", {}, {"1:UnexpectedToken"}},
         {"function f()\n    x = 1;\n    if x\n        y = 2;\n    end\n", {}, {}},

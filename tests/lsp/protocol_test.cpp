@@ -68,7 +68,9 @@ TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
 
     // A cursor past the end of a line means the line's end (the emoji counts two units).
     server.request(4, "textDocument/inlineCompletion", at(1, 400));
-    for (const auto& found : server.answer(4)["result"]["items"]) {
+    const nlohmann::json pastTheEnd = server.answer(4)["result"]["items"];
+    ASSERT_FALSE(pastTheEnd.empty());
+    for (const auto& found : pastTheEnd) {
         EXPECT_EQ(found["range"]["start"], (nlohmann::json{{"line", 1}, {"character", 14}}));
     }
 }

@@ -13,7 +13,9 @@
 #include "library_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "settings/context/context_registry.hpp"
+#include "settings/core/settings_store.hpp"
 #include "settings_layers.hpp"
+#include "support/temp_folder.hpp"
 
 namespace ostrel_lsp {
 namespace {
@@ -96,6 +98,44 @@ TEST(SettingsRace, EachCompletionSeesOneWholeSetWhileSettingsChange) {
     EXPECT_EQ(changedDuringUse, 0) << "of " << records << " records over " << changes << " changes";
     EXPECT_GE(records, 100);  // else the run proves little
     EXPECT_GE(changes, 100);
+}
+
+// The user's file changes while the server reads its trusted options from the store and merges the file
+// under the client's settings: the backend, endpoint and key variable read must be those of one file.
+TEST(SettingsRace, TrustedOptionsAndMergesReadOneWholeUserFile) {
+    const testing_support::TempFolder dir;
+    const std::string files[] = {
+        R"({"ostrel.ai": {"Backend": "openai", "Endpoint": "http://a", "ApiKeyVariable": "KEY_A"},
+            "ostrel.editor.tab": {"TabSize": 2}})",
+        R"({"ostrel.ai": {"Backend": "infill", "Endpoint": "http://b", "ApiKeyVariable": "KEY_B"},
+            "ostrel.editor.tab": {"TabSize": 8}})"};
+    dir.write("s.json", files[0]);
+    settings::core::SettingsStore store(dir.path() / "s.json", std::chrono::seconds(10));
+    SettingsLayers layers(store.root());
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        for (int i = 1; i <= 300; ++i) {
+            dir.write("s.json", files[i % 2]);
+            store.reload();
+        }
+        done = true;
+    });
+    const auto whole = [](const qvai::ClientOptions& o, bool tabOfA) {
+        const bool a = o.Backend == "openai";
+        return a == (o.Endpoint == "http://a") && a == (o.ApiKeyVariable == "KEY_A") && a == tabOfA;
+    };
+    int reads = 0, mixed = 0;
+    while (!done) {
+        const qvai::ClientOptions trusted = consistentClientOptions(*store.root());
+        layers.refresh();  // only this thread merges: the merged tree holds still while it is read
+        const int mergedTab =
+            layers.root()->getSettingsByFullName("ostrel.editor.tab")->get<int>("TabSize", "");
+        mixed += !whole(trusted, trusted.Backend == "openai") +
+                 !whole(consistentClientOptions(*layers.root()), mergedTab == 2);
+        ++reads;
+    }
+    writer.join();
+    EXPECT_EQ(mixed, 0) << "of " << reads << " reads";
 }
 
 }  // namespace

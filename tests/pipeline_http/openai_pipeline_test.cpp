@@ -1,16 +1,14 @@
 // Whole completions through the host's AI client talking to an OpenAI-style server on loopback.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
-#include <mutex>
 #include <nlohmann/json.hpp>
 
 #include "fl/i18n.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "support/get_info_records.hpp"
-#include "support/loopback_server.hpp"
+#include "support/model_server.hpp"
 #include "support/pipeline_host.hpp"
 
 using mtcc::AutoCompletion::InfoResult;
@@ -18,60 +16,20 @@ using testing_support::allEmpty;
 
 namespace {
 
-// A model server whose answer each test sets: a reply text, or an HTTP status to fail with.
-class ModelServer {
-  public:
-    struct Answer {
-        std::string reply;
-        int status = 200;
-        std::chrono::milliseconds delay{};
-    };
-    struct Seen {
-        int requests = 0;
-        std::string lastUserMessage;
-    };
+using testing_support::chatReply;
+using testing_support::ModelServer;
 
-    ModelServer() {
-        server_.server().Post(
-            "/v1/chat/completions", [this](const httplib::Request& request, httplib::Response& response) {
-                std::unique_lock lock(mutex_);
-                ++seen_.requests;
-                seen_.lastUserMessage = nlohmann::json::parse(request.body)["messages"][1]["content"];
-                const Answer answer = answer_;
-                lock.unlock();
-                std::this_thread::sleep_for(answer.delay);
-                response.status = answer.status;
-                if (answer.status == 200) {
-                    nlohmann::json body;
-                    body["choices"][0]["message"] = {{"role", "assistant"}, {"content", answer.reply}};
-                    response.set_content(body.dump(), "application/json");
-                }
-            });
-    }
-    void answer(Answer answer) {
-        std::lock_guard lock(mutex_);
-        answer_ = std::move(answer);
-        seen_ = {};
-    }
-    Seen seen() const {
-        std::lock_guard lock(mutex_);
-        return seen_;
-    }
-    std::string url() const { return server_.url(); }
-
-  private:
-    testing_support::LoopbackServer server_;
-    mutable std::mutex mutex_;
-    Answer answer_;
-    Seen seen_;
-};
+// The user message of the latest request the server saw.
+std::string lastUserMessage(const ModelServer& server) {
+    return nlohmann::json::parse(server.last().body)["messages"][1]["content"];
+}
 
 constexpr int kTimeoutMs = 1500;
 
 class OpenAiPipelineTest : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        server_ = std::make_unique<ModelServer>();
+        server_ = std::make_unique<ModelServer>(chatReply(""));
         qvai::ClientOptions options;
         options.Backend = "openai";
         options.Endpoint = server_->url();
@@ -98,7 +56,7 @@ std::unique_ptr<testing_support::PipelineHost> OpenAiPipelineTest::host_;
 
 TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
     server_->answer(
-        {"Sure, here it is:\n```ostrel\n    fprintf('%d\\n', k);\nend\n```\nThis prints each k."});
+        chatReply("Sure, here it is:\n```ostrel\n    fprintf('%d\\n', k);\nend\n```\nThis prints each k."));
     const std::string code = "disp('start');\nfor k = 1:3\n\nend\n";
     const std::size_t cursor = code.find("\n\nend") + 1;
     testing_support::LogCapture capture;
@@ -115,8 +73,8 @@ TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
     EXPECT_EQ(testing_support::texts(result), testing_support::texts(run.result));
     EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
 
-    EXPECT_EQ(server_->seen().requests, 1);
-    const std::string user = server_->seen().lastUserMessage;
+    EXPECT_EQ(server_->requests().size(), 1u);
+    const std::string user = lastUserMessage(*server_);
     EXPECT_NE(user.find(prefix), std::string::npos);
     EXPECT_NE(user.find("\nend\n"), std::string::npos);
 }
@@ -124,12 +82,12 @@ TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
 TEST_F(OpenAiPipelineTest, FailingOrSilentServerStillGivesAFullResult) {
     const std::string code = "x = 1;\n";
     testing_support::CompleteRun run{code, 7, code, "", "x", "", "", {}};
-    server_->answer({"```ostrel\ny = 2;\n```", 500});
+    server_->answer(chatReply("```ostrel\ny = 2;\n```"), 500);
     testing_support::LogCapture capture;
     EXPECT_TRUE(allEmpty(complete(code, 7)));
     EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
 
-    server_->answer({"```ostrel\ny = 2;\n```", 200, std::chrono::milliseconds(kTimeoutMs + 1000)});
+    server_->answer(chatReply("```ostrel\ny = 2;\n```"), 200, std::chrono::milliseconds(kTimeoutMs + 1000));
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(allEmpty(complete(code, 7)));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kTimeoutMs + 800));
@@ -141,11 +99,11 @@ TEST_F(OpenAiPipelineTest, OnlyTheWindowAroundTheCursorIsSent) {
         before += "a" + std::to_string(i) + " = " + std::to_string(i) + ";\n";
     for (int i = 0; after.size() < 9000; ++i)
         after += "b" + std::to_string(i) + " = 1;\n";
-    server_->answer({"```ostrel\nc = 1;\n```"});
+    server_->answer(chatReply("```ostrel\nc = 1;\n```"));
     const InfoResult result = complete(before + after, before.size());
     EXPECT_EQ(result.autocompletionResponse, u"c = 1;");
 
-    const std::string user = server_->seen().lastUserMessage;
+    const std::string user = lastUserMessage(*server_);
     EXPECT_NE(user.find(before.substr(before.size() - 4000)), std::string::npos);
     EXPECT_NE(user.find(after.substr(0, 4000)), std::string::npos);
     // The unit just outside each window is not sent: the window would otherwise have grown by it.

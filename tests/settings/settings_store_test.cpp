@@ -11,7 +11,9 @@
 #include <mutex>
 #include <thread>
 
+#include "mtcc/cache/settings_values.hpp"
 #include "qvai/client_options_from_settings.hpp"
+#include "settings/context/context_registry.hpp"
 #include "settings/core/default_settings.hpp"
 #include "settings/core/settings_file.hpp"
 #include "support/scoped_env.hpp"
@@ -157,11 +159,14 @@ TEST(SettingsStore, FileOverridesDefaultsAndARejectedFileKeepsThePreviousValues)
     EXPECT_EQ(tabSize(store), 2);
     EXPECT_EQ(store.root()->getSettingsByFullName("ostrel.editor.tab")->get<int>("IndentSize", ""), 4);
 
+    const auto accepted = core::subtreeValues(*store.root());
+    dir.write("s.json", R"({"ostrel.editor.tab": {"TabSize": 3}, "ostrel.ai": {"TimeoutMs": 1e400}})");
+    EXPECT_FALSE(store.reload());
     dir.write("s.json", R"({"ostrel.editor.tab": {"TabSize": 3, "InsertSpaces": "no"}})");
     EXPECT_FALSE(store.reload());
     EXPECT_THAT(store.lastError(),
                 AllOf(HasSubstr(file.string()), HasSubstr("ostrel.editor.tab.InsertSpaces")));
-    EXPECT_EQ(tabSize(store), 2);
+    EXPECT_TRUE(core::subtreeValues(*store.root()) == accepted);
 
     dir.write("s.json", R"({"ostrel.editor.tab": {"TabSize": 3}})");
     EXPECT_TRUE(store.reload());
@@ -213,22 +218,43 @@ TEST(SettingsStore, EditsOnDiskArePublishedOnTheStoresThreadPerChangedNode) {
     other.disconnect();
 }
 
-TEST(SettingsStore, ReadersAndTheWatcherDoNotRace) {
+// Two files whose values go together across nodes: readers of the tree (the completion library's record
+// among them) see one whole file or the other, whichever thread reloads (the watcher polls, the writer
+// calls reload()), and never a mix.
+TEST(SettingsStore, ReadersSeeOneWholeFileWhileItIsReloaded) {
     testing_support::TempFolder dir;
-    const auto file = dir.path() / "s.json";
-    SettingsStore store(file, 1ms);
+    const std::string files[] = {
+        R"({"ostrel.editor.tab": {"TabSize": 2}, "ostrel.editor.indent": {"PadEmptyLines": true}})",
+        R"({"ostrel.editor.tab": {"TabSize": 8}, "ostrel.ai": {"Model": "eight"}})"};
+    dir.write("s.json", files[0]);
+    SettingsStore store(dir.path() / "s.json", 1ms);
     std::atomic<bool> done{false};
     std::thread writer([&] {
-        for (int i = 0; i < 200; ++i)
-            dir.write("s.json", "{\"ostrel.editor.tab\": {\"TabSize\": " + std::to_string(i % 7 + 1) + "}}");
+        for (int i = 1; i <= 200; ++i) {
+            dir.write("s.json", files[i % 2]);
+            store.reload();
+        }
         done = true;
     });
-    auto tab = store.root()->getSettingsByFullName("ostrel.editor.tab");
+    settings::context::installSettingsRoot(store.root());
+    int reads = 0, mixed = 0;
     while (!done) {
-        const int value = tab->get<int>("TabSize", "");
-        ASSERT_TRUE(value >= 1 && value <= 7) << value;
+        {
+            const auto reading = store.root()->readingLock();
+            mtcc::cache::SettingsValues record;
+            const std::lock_guard recordLock(record.mutex);
+            mixed += (record.tabSize == 2) != (record.blankLineSetting == u"Indent");
+        }
+        const auto values = core::subtreeValues(*store.root());
+        const bool two = std::get<int>(values.at("ostrel.editor.tab").at("TabSize")) == 2;
+        const bool padded = std::get<bool>(values.at("ostrel.editor.indent").at("PadEmptyLines"));
+        const bool eight = std::get<fl::ustring>(values.at("ostrel.ai").at("Model")) == u"eight";
+        mixed += two != padded || two == eight;
+        ++reads;
     }
     writer.join();
+    settings::context::installSettingsRoot(nullptr);
+    EXPECT_EQ(mixed, 0) << "of " << reads << " reads";
 }
 
 }  // namespace

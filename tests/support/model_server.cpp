@@ -17,12 +17,25 @@ ModelServer::ModelServer(std::string body, bool held)
               requests_.push_back(request);
               arrived_.notify_all();
               released_.wait(lock, [this] { return !held_; });
+              released_.wait_for(lock, delay_, [this] { return closing_; });
+              response.status = status_;
               response.set_content(body_, "application/json");
           });
       }) {}
 
 ModelServer::~ModelServer() {
-    release();
+    const std::lock_guard lock(mutex_);
+    held_ = false;
+    closing_ = true;
+    released_.notify_all();
+}
+
+void ModelServer::answer(std::string body, int status, std::chrono::milliseconds delay) {
+    const std::lock_guard lock(mutex_);
+    body_ = std::move(body);
+    status_ = status;
+    delay_ = delay;
+    requests_.clear();
 }
 
 void ModelServer::release() {

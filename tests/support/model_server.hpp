@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
@@ -22,6 +23,9 @@ class ModelServer {
 
     std::string url() const { return loopback_.url(); }
     void release();
+    // From now on answers with `body` and `status` after `delay` (cut short when the server goes), and
+    // forgets the requests so far.
+    void answer(std::string body, int status = 200, std::chrono::milliseconds delay = {});
     std::vector<httplib::Request> requests() const;
     httplib::Request last() const;  // the latest request, or an empty one
     // The header `name` of every request so far, in order ("" where it was missing).
@@ -31,9 +35,12 @@ class ModelServer {
 
   private:
     std::string body_;
+    int status_ = 200;
+    std::chrono::milliseconds delay_{};
     mutable std::mutex mutex_;
     std::condition_variable arrived_, released_;
     bool held_;
+    bool closing_ = false;
     std::vector<httplib::Request> requests_;
     LoopbackServer loopback_;  // last, so that it stops before what its handler uses goes
 };

@@ -203,6 +203,7 @@ void Parser::handleClause() {
     f->clauseTok = take();
     if (w == Word::Elseif || w == Word::Case) {
         parseExpression();
+        endOfStatement();
     } else if (w == Word::Catch && cur().kind == TokenKind::Identifier && !cur().lineFirst &&
                isTerminator(peek())) {
         addVariable(cur());
@@ -238,6 +239,8 @@ void Parser::openControl() {
     } else if (kind == NodeKind::If || kind == NodeKind::While || kind == NodeKind::Switch) {
         parseExpression();
     }
+    // A statement may follow the header only after `,` or `;`.
+    if (kind != NodeKind::Try && kind != NodeKind::Spmd) endOfStatement();
     if (failed_) {
         // Keep the construct so that its `end` still finds it.
         pending_.resize(from);

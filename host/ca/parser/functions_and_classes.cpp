@@ -264,6 +264,47 @@ bool Parser::contextualBlockAllowed(Word w, const PTok& t) {
     return f->kind == NodeKind::ClassDef;
 }
 
+// A line of a methods block outside its functions is a signature, `[o1, o2] = name(a, ~)`, whose
+// parameters are names or `~`: `methods (Access = private)` there is neither a block nor a signature.
+// Returns the first token of the parameter list that breaks that, if the line has the signature's shape.
+const PTok* Parser::signatureParameterThatIsNoName() const {
+    std::size_t k = pos_;
+    auto at = [&](std::size_t i) -> const PTok& { return toks_[std::min(i, toks_.size() - 1)]; };
+    auto is = [&](std::size_t i, Op op) { return at(i).kind != TokenKind::Invalid && at(i).op == op; };
+    auto skipLineEnds = [&] {
+        while (isNewline(at(k)))
+            ++k;
+    };
+    if (is(k, Op::LBracket)) {
+        while (!is(k, Op::RBracket)) {
+            if (at(k).kind == TokenKind::LineEnd) return nullptr;
+            ++k;
+        }
+        if (!is(++k, Op::Assign)) return nullptr;
+        ++k;
+    } else if (at(k).kind == TokenKind::Identifier && is(k + 1, Op::Assign)) {
+        k += 2;
+    }
+    if (at(k).kind != TokenKind::Identifier) return nullptr;
+    ++k;
+    while (is(k, Op::Dot) && at(k + 1).kind == TokenKind::Identifier)
+        k += 2;
+    if (!is(k, Op::LParen)) return nullptr;
+    ++k;
+    skipLineEnds();
+    if (is(k, Op::RParen)) return nullptr;
+    for (;;) {
+        if (at(k).eof) return nullptr;
+        if (at(k).kind != TokenKind::Identifier && !is(k, Op::Not)) return &at(k);
+        ++k;
+        skipLineEnds();
+        if (is(k, Op::RParen) || at(k).eof) return nullptr;
+        if (!is(k, Op::Comma)) return &at(k);
+        ++k;
+        skipLineEnds();
+    }
+}
+
 void Parser::openContextualBlock(Word w) {
     const PTok& t = cur();
     noteLine(t, 1);

@@ -335,6 +335,7 @@ class Parser {
     void parseClassdef();
     void parseAttributes();
     bool contextualBlockAllowed(Word w, const PTok& t);
+    const PTok* signatureParameterThatIsNoName() const;
     void openContextualBlock(Word w);
     // Expressions separated by commas up to `close`, after the opening bracket `open`; `indexDepth` tells
     // whether `end` and a lone `:` may stand among them.

@@ -281,6 +281,12 @@ void Parser::parseStatement() {
             parseEnumerationMember();
             endOfStatement();
             return;
+        case NodeKind::Methods:
+            if (const PTok* wrong = signatureParameterThatIsNoName()) {
+                unexpected(*wrong);
+                return;
+            }
+            break;
         default:
             break;
     }

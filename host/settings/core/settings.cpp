@@ -91,6 +91,7 @@ foundation::msg_svc::eventmgr::Connection Settings::onValueChange(
 std::shared_ptr<Settings> Settings::addChild(const std::string& segment) {
     if (auto existing = findChild(segment)) return existing;
     auto child = std::make_shared<Settings>(fullName_.empty() ? segment : fullName_ + "." + segment);
+    child->treeLock_ = treeLock_;
     children_.emplace_back(segment, child);
     return child;
 }
@@ -120,6 +121,21 @@ std::vector<std::string> Settings::assign(const LeafValues& values) {
 
 void Settings::publish(const SettingsValueChangeEvent& event) const {
     changed_.emit(event);
+}
+
+std::map<std::string, LeafValues> subtreeValues(const Settings& node) {
+    const auto reading = node.readingLock();
+    std::map<std::string, LeafValues> result;
+    // Depth-first without recursion; the tree's shape comes from the program, but a stack costs nothing.
+    std::vector<std::shared_ptr<const Settings>> pending{node.shared_from_this()};
+    while (!pending.empty()) {
+        const auto current = std::move(pending.back());
+        pending.pop_back();
+        result.emplace(current->fullName(), current->values());
+        for (auto& child : current->children())
+            pending.push_back(std::move(child));
+    }
+    return result;
 }
 
 foundation::msg_svc::eventmgr::Connection addSettingsValueChangeListener(

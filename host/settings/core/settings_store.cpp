@@ -110,6 +110,8 @@ bool SettingsStore::readIfChanged(bool force) {
                 }
             } else {
                 lastError_.clear();
+                // One update of the whole tree: a reader holding the reading lock sees none of it or all.
+                const auto updating = root_->updatingLock();
                 for (const auto& [fullName, defaults] : defaultSettingValues()) {
                     LeafValues values = defaults;
                     if (const auto it = contents.overrides.find(fullName); it != contents.overrides.end())
@@ -122,7 +124,7 @@ bool SettingsStore::readIfChanged(bool force) {
             }
         }
     }
-    // Published outside the lock so that a listener may read the store or call reload().
+    // Published outside the locks so that a listener may read the store or call reload().
     for (const auto& [node, event] : events)
         node->publish(event);
     return accepted;

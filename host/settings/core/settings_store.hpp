@@ -18,7 +18,8 @@ namespace settings::core {
 // SettingsValueChangeEvent, on that thread, for every node whose values changed. A file that cannot be
 // read, does not parse or holds a wrong type is rejected (the previous values stay) and the reason is
 // kept in lastError() and logged on the channel "settings::core::SettingsStore". A missing file means
-// the defaults.
+// the defaults. A reload updates the whole tree under its updating lock and publishes afterwards: a
+// reader that holds root()->readingLock() sees the values of one accepted file, never a mix of two.
 class SettingsStore {
   public:
     explicit SettingsStore(std::filesystem::path file,
