@@ -15,7 +15,11 @@ std::vector<Token> lex(const fl::ustring& text) {
     std::vector<Token> tokens;
     tokens.reserve(scanned.size());
     for (const ScanToken& s : scanned) {
-        tokens.push_back(Token{s.kind, text.substr(s.offset, s.length), s.offset, s.line});
+        Token& token = tokens.emplace_back();
+        token.kind = s.kind;
+        token.text.assign(text, s.offset, s.length);
+        token.offset = s.offset;
+        token.line = s.line;
     }
     return tokens;
 }

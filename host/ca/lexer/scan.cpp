@@ -39,14 +39,26 @@ constexpr WordText kReservedWords[] = {
 };
 
 constexpr WordText kContextualWords[] = {
-    {u"arguments", Word::Arguments}, {u"properties", Word::Properties},   {u"methods", Word::Methods},
-    {u"events", Word::Events},       {u"enumeration", Word::Enumeration},
+    {u"arguments", Word::Arguments}, {u"enumeration", Word::Enumeration}, {u"events", Word::Events},
+    {u"methods", Word::Methods},     {u"properties", Word::Properties},
 };
 
 template <std::size_t N>
+constexpr bool inAlphabeticalOrder(const WordText (&words)[N]) {
+    for (std::size_t k = 1; k < N; ++k)
+        if (!(words[k - 1].text < words[k].text)) return false;
+    return true;
+}
+static_assert(inAlphabeticalOrder(kReservedWords) && inAlphabeticalOrder(kContextualWords),
+              "lookUp stops at the first word past the one it looks for");
+
+// The tables are in alphabetical order: the search stops at the first word past `w`'s initial and
+// compares whole texts only where the initial and the length agree.
+template <std::size_t N>
 Word lookUp(const WordText (&words)[N], std::u16string_view w) {
     for (const WordText& entry : words) {
-        if (entry.text == w) return entry.word;
+        if (entry.text[0] > w[0]) break;
+        if (entry.text[0] == w[0] && entry.text.size() == w.size() && entry.text == w) return entry.word;
     }
     return Word::None;
 }

@@ -69,6 +69,11 @@ std::uint32_t Parser::finishRaw(NodeKind kind, std::uint32_t from, std::uint32_t
     tree.nodes.push_back(ca::astapi::NodeRecord{line, start, closing,
                                                 static_cast<std::uint32_t>(tree.children.size()),
                                                 static_cast<std::uint32_t>(pending_.size() - from), kind});
+    // Most nodes are leaves: nothing to move from the pending children to the tree.
+    if (from == pending_.size()) {
+        pending_.push_back(index);
+        return index;
+    }
     tree.children.insert(tree.children.end(), pending_.begin() + from, pending_.end());
     pending_.resize(from);
     pending_.push_back(index);

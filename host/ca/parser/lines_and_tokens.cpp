@@ -56,8 +56,13 @@ void Parser::buildTokens() {
     // About two nodes for every three tokens.
     d_.tree.nodes.reserve(toks_.capacity() * 2 / 3 + 8);
     d_.tree.children.reserve(toks_.capacity() * 2 / 3 + 8);
-    for (std::uint32_t k = 0; k < d_.tokens.size(); ++k) {
-        const ScanToken& s = d_.tokens[k];
+    // Local copies: a store into the byte-sized line flags would otherwise make the compiler reload
+    // every vector it reads after each token.
+    const ScanToken* const scanned = d_.tokens.data();
+    const auto scannedCount = static_cast<std::uint32_t>(d_.tokens.size());
+    std::uint8_t* const lineContent = d_.lineContent.data();
+    for (std::uint32_t k = 0; k < scannedCount; ++k) {
+        const ScanToken& s = scanned[k];
         switch (s.kind) {
             case TokenKind::Blank:
                 space = true;
@@ -86,19 +91,40 @@ void Parser::buildTokens() {
                 }
                 break;
             default:
-                d_.lineContent[s.line] |= 1;
+                lineContent[s.line] |= 1;
                 break;
         }
-        if (!toks_.empty()) toks_.back().spaceAfter = space || s.kind == TokenKind::LineEnd;
-        PTok t{k,     s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op, s.flags, space, false,
-               false, false};
-        if (s.kind != TokenKind::LineEnd && continuesAcrossLineEnd(t)) {
+        // Only the first token of a line can join it to the line before.
+        bool lineFirst = true;
+        if (!toks_.empty()) {
+            PTok& before = toks_.back();
+            before.spaceAfter = space || s.kind == TokenKind::LineEnd;
+            lineFirst = before.kind == TokenKind::LineEnd;
+        }
+        bool spaceBefore = space;
+        if (lineFirst && s.kind != TokenKind::LineEnd &&
+            continuesAcrossLineEnd(PTok{k, s.offset, s.offset + s.length, s.line, s.kind, s.word, s.op,
+                                        s.flags, space, false, false, false})) {
             while (toks_.back().kind == TokenKind::LineEnd)
                 toks_.pop_back();
-            t.spaceBefore = true;
+            spaceBefore = true;
+            lineFirst = toks_.back().kind == TokenKind::LineEnd;
         }
-        t.lineFirst = toks_.empty() || toks_.back().kind == TokenKind::LineEnd;
-        toks_.push_back(t);
+        // Written field by field where it stays: a token assembled on the stack from byte-sized stores
+        // and copied as whole words stalls on every copy.
+        PTok& t = toks_.emplace_back();
+        t.scan = k;
+        t.offset = s.offset;
+        t.end = s.offset + s.length;
+        t.line = s.line;
+        t.kind = s.kind;
+        t.word = s.word;
+        t.op = s.op;
+        t.flags = s.flags;
+        t.spaceBefore = spaceBefore;
+        t.spaceAfter = false;
+        t.lineFirst = lineFirst;
+        t.eof = false;
         space = false;
     }
     auto size = static_cast<std::uint32_t>(text_.size());

@@ -1,7 +1,8 @@
 #include "ca/token/auto_completion_token_info.hpp"
 
 #include <algorithm>
-#include <unordered_map>
+#include <string_view>
+#include <vector>
 
 #include "ca/analysis_data.hpp"
 #include "quorvanta/function_registry.hpp"
@@ -51,14 +52,43 @@ bool hasRecord(const lexer::ScanToken& t) {
     return t.kind != TokenKind::Blank && t.kind != TokenKind::LineEnd && t.kind != TokenKind::Invalid;
 }
 
-using OriginCache = std::unordered_map<std::u16string_view, Quorvanta::FunctionOrigin, lexer::NameHash>;
+// Names repeat within a text; the registry is asked once per name. The answers stand in one flat table
+// of views into the text, so that a name costs no allocation of its own.
+class OriginCache {
+  public:
+    Quorvanta::FunctionOrigin originOf(std::u16string_view name) {
+        if ((size_ + 1) * 2 > slots_.size()) grow();
+        Slot& slot = slots_[indexFor(name)];
+        if (slot.name.empty()) {
+            slot.name = name;
+            slot.origin = Quorvanta::functionRegistry::lookup(name);
+            ++size_;
+        }
+        return slot.origin;
+    }
 
-// Names repeat within a text; the registry is asked once per name.
-Quorvanta::FunctionOrigin originOf(std::u16string_view name, OriginCache& cache) {
-    auto [it, inserted] = cache.try_emplace(name, Quorvanta::FunctionOrigin::Unknown);
-    if (inserted) it->second = Quorvanta::functionRegistry::lookup(name);
-    return it->second;
-}
+  private:
+    struct Slot {
+        std::u16string_view name;  // never empty once taken: names are at least one code unit long
+        Quorvanta::FunctionOrigin origin = Quorvanta::FunctionOrigin::Unknown;
+    };
+    std::size_t indexFor(std::u16string_view name) const {
+        const std::size_t mask = slots_.size() - 1;
+        std::size_t i = lexer::NameHash{}(name)&mask;
+        while (!slots_[i].name.empty() && slots_[i].name != name)
+            i = (i + 1) & mask;
+        return i;
+    }
+    void grow() {
+        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2);
+        old.swap(slots_);
+        for (const Slot& slot : old)
+            if (!slot.name.empty()) slots_[indexFor(slot.name)] = slot;
+    }
+
+    std::vector<Slot> slots_;
+    std::size_t size_ = 0;
+};
 
 std::uint32_t classifyUse(const AnalysisData& d, std::uint32_t scope, std::u16string_view name) {
     if (isVariable(d, scope, name)) return kVariable;
@@ -132,7 +162,7 @@ AutoCompletionTokenInfo getAutoCompletionTokenInfo(std::shared_ptr<Analysis> ana
         const std::u16string_view recordText = text.substr(t.offset, last.offset + last.length - t.offset);
         auto origin = Quorvanta::FunctionOrigin::Unknown;
         if (r.classification == kOutsideFunction || r.classification == kDottedOutsideFunction)
-            origin = originOf(recordText, origins);
+            origin = origins.originOf(recordText);
         const std::uint32_t column =
             t.offset - (t.line <= d.lineStarts.size() ? d.lineStarts[t.line - 1] : 0) + 1;
         records.push_back(AutoCompletionToken{
