@@ -354,7 +354,12 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 };
                 std::optional<int> placed;
                 if (scan.openBrackets.empty() && header)
-                    placed = offset(habit->headerOffset ? habit->headerOffset : habit->plainOffset);
+                    // A header's continuation stands apart from the body: two levels where the file
+                    // shows none.
+                    placed =
+                        offset(habit->headerOffset  ? habit->headerOffset
+                               : habit->plainOffset ? habit->plainOffset
+                                                    : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
                     placed = scan.valueColumn && habit->alignsWithValue ? scan.valueColumn
                                                                         : offset(habit->plainOffset);
