@@ -166,7 +166,8 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     habit.bracketOffset = bracketOffset;
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
-    habit.alignsWithValue = counts.alignedWithValue > plainLines;
+    // Under the assigned value also where the file shows no plain continuation line.
+    habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
     return habit;

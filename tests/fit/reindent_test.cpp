@@ -93,8 +93,9 @@ const Row kRows[] = {
      "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
      "20\n    y = 3 + ...\n        4;\nend"},
-    {"a header's continuation two levels in where the file shows none", "x = 1;\n<|>",
-     "if x > 0 || ...\nx < 5\ny = 1;\nend", "x = 1;\nif x > 0 || ...\n        x < 5\n    y = 1;\nend"},
+    {"a header's continuation two levels in, a value's under the value, where the file shows none",
+     "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\nend",
+     "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\nend"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
