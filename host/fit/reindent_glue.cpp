@@ -45,12 +45,13 @@ bool endsInClosedValue(std::u16string_view typed, char16_t next) {
 
 // Whether the lines from `from` to the cursor write more of `separator` with a blank after it than
 // without (line ends aside).
+// A row's `;` inside a line (`[a; b]`) takes one where the lines show neither.
 bool writesBlankAfter(std::u16string_view code, char16_t separator) {
     std::size_t with = 0, without = 0;
     for (std::size_t i = 0; i + 1 < code.size(); ++i)
         if (code[i] == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r')
             ++(text::isBlank(code[i + 1]) ? with : without);
-    return with > without;
+    return with > without || (separator == u';' && with == 0 && without == 0);
 }
 
 // `Name (1,`, `x (:,`: the size of a property or an argument, which files write without a blank even where
