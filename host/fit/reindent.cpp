@@ -335,6 +335,14 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     StatementScan scan;
     int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
     bool header = false;
+    // The statement's last continuation line: the brackets open before it (how many, the innermost's
+    // column) and its column. A line inside the same brackets stands where it does.
+    struct Sibling {
+        bool known = false;
+        std::size_t depth = 0;
+        int bracket = -1;
+        int column = 0;
+    } sibling;
     std::size_t k = 0;  // the next started line
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
@@ -347,6 +355,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementOwn = columns;
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
+                sibling.known = false;
+            } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
+                       started && columns <= statementOwn && sibling.known &&
+                       sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket) {
+                indentation[k] = indentationFor(sibling.column, style);
             } else if (started && columns <= statementOwn) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
@@ -371,6 +384,10 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                     placed = offset(habit->bracketOffset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
             }
+            if (scan.goesOn())
+                sibling = Sibling{true, scan.openBrackets.size(),
+                                  scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column,
+                                  started ? columnsOf(indentation[k], style.tabSize) : fileColumns};
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
                      style.tabSize, scan);
         }
@@ -379,8 +396,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
 }
 
 // With only nested functions' bodies indented, the formatter tells them apart by the function they are
-// in; a window that starts at a function line below the top of the file does not show it, so that function's
-// own body, where the file shows it, says whether bodies are indented there.
+// in; a window that starts at a function line below the top of the file does not show it, so that
+// function's own body, where the file shows it, says whether bodies are indented there.
 void followTheWindowsFunction(const Window& window, IndentSettings& style) {
     if (style.functionIndent != 1 || window.fromTop) return;
     std::size_t first = 1;

@@ -96,6 +96,9 @@ const Row kRows[] = {
     {"a header's continuation two levels in, a value's under the value, where the file shows none",
      "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\nend",
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\nend"},
+    {"a continuation line where the statement's line before it stands",
+     "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
+     "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
