@@ -367,8 +367,11 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
                             startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
-    candidates.push_back(glueFirst ? glue : newLine);
-    candidates.push_back(glueFirst ? newLine : glue);
+    // After a comment line, code glued to it would be commented out: a completion of several lines
+    // without a blank of its own starts a new line, and one line is tried as the comment's rest second.
+    const bool afterComment = typedCode.starts_with(u"%") && shape.leadingBlanks.empty();
+    candidates.push_back(glueFirst && !afterComment ? glue : newLine);
+    if (!afterComment || lines.size() == 1) candidates.push_back(glueFirst && !afterComment ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());
     return candidates;
 }

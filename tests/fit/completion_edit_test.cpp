@@ -56,6 +56,8 @@ const Row kRows[] = {
     {"a call goes on inside open brackets", "c = onCleanup(@() fclose<|>\nx = 1;\n", fenced("(fid));"),
      "c = onCleanup(@() fclose(fid));\nx = 1;\n"},
     // Flat replies at the end of a line: what cannot start a statement continues it.
+    {"code is not glued to a comment line", "x = 1;\n% scale it<|>\n", fenced("y = 2*x;\nz = y;"),
+     "x = 1;\n% scale it\ny = 2*x;\nz = y;\n"},
     {"a binary sign goes on", "x = 1;\ny = x<|>\n", fenced("- 2;"), "x = 1;\ny = x - 2;\n"},
     {"an anonymous function's body", "f = @(t)<|>\n", fenced("[t; 2*t];"), "f = @(t) [t; 2*t];\n"},
     {"a declaration's type after its size",
