@@ -456,10 +456,12 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFile, style);
         }
-        placeContinuations(
-            window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); }, style,
-            indentation);
     }
+    // Also where the model's columns fit: a continuation line the model left at its statement's column
+    // fits only where the formatter does not indent such lines (a script's first statements).
+    placeContinuations(
+        window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); }, style,
+        indentation);
 
     fl::ustring text;
     std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window

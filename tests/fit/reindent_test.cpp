@@ -99,6 +99,8 @@ const Row kRows[] = {
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
+    {"a script's first statement continued", "<|>\ny = max(1, ...\n    2);\n", "x = min(3, ...\n4);",
+     "x = min(3, ...\n    4);\ny = max(1, ...\n    2);\n"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
