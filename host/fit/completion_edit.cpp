@@ -161,14 +161,14 @@ class EditFitter {
         edit.text = text::withLineEnds(edit.text, lineEnd_);
         separateFromTypedCode(file_, cursor_, edit);
         reindentEdit(file_, cursor_, edit, settings_);
-        CheckResult check = checkEdit(file_, edit);
+        CheckResult check = checkEdit(file_, edit, readings_);
         if (!check.passed && check.atEndOfFile && check.unclosedBlocks > 0 &&
             check.unclosedBlocks <= kMostClosedBlocks) {
             Edit closed = edit;
             for (std::size_t i = 0; i < check.unclosedBlocks; ++i)
                 closed.text += fl::ustring(lineEnd_) + u"end";
             reindentEdit(file_, cursor_, closed, settings_);
-            if (CheckResult closedCheck = checkEdit(file_, closed); closedCheck.passed) {
+            if (CheckResult closedCheck = checkEdit(file_, closed, readings_); closedCheck.passed) {
                 attempt.repairs.push_back(
                     "closed the blocks the completion leaves open at the end of the file");
                 edit = std::move(closed);
@@ -187,6 +187,7 @@ class EditFitter {
     }
 
     const fl::ustring& file_;
+    mutable FileReadings readings_;  // the file as it is, read once per window for every edit tried
     std::size_t cursor_;
     IndentSettings settings_;
     std::u16string_view lineEnd_;

@@ -197,7 +197,8 @@ std::string describe(const ca::messages::Message& message, const std::string& li
     return fl::i18n::to_string(message.getText()) + " (line " + line + ")";
 }
 
-CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t start, std::size_t end) {
+CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t start, std::size_t end,
+                        FileReadings& readings) {
     CheckResult result;
     result.atEndOfFile = text::isBlankText(std::u16string_view(file).substr(edit.end));
     const fl::ustring before = file.substr(start, end - start);
@@ -206,16 +207,16 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
 
     LineMap lines;
     lines.firstEdited = static_cast<std::uint32_t>(text::lineNumberAt(before, edit.start - start));
-    lines.lastBefore = static_cast<std::uint32_t>(text::lineNumberAt(before, edit.end - start));
-    lines.lastAfter = static_cast<std::uint32_t>(
-        lines.lastBefore + text::countLineFeeds(edit.text) -
-        text::countLineFeeds(std::u16string_view(file).substr(edit.start, edit.end - edit.start)));
+    lines.lastBefore =
+        lines.firstEdited + static_cast<std::uint32_t>(text::countLineFeeds(
+                                std::u16string_view(file).substr(edit.start, edit.end - edit.start)));
+    lines.lastAfter = lines.firstEdited + static_cast<std::uint32_t>(text::countLineFeeds(edit.text));
     // Lines of the file above the window, counted only to word a finding.
     const auto fileLine = [&](std::uint32_t windowLine) {
         return std::to_string(text::lineNumberAt(file, start) - 1 + windowLine);
     };
 
-    const auto oldAnalysis = ca::analyzeWholeFile(before);
+    const auto oldAnalysis = readings.window(file, start, end);
     const auto newAnalysis = ca::analyzeWholeFile(after);
     const ca::messages::MessageOptions errorsOfWholeFile{true, false, true};
 
@@ -271,7 +272,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
     // from the start of the file, they are not there.
     if (mendsEveryError && start > 0) {
-        if (end <= kMostTopReach) return checkWindow(file, edit, 0, end);
+        if (end <= kMostTopReach) return checkWindow(file, edit, 0, end, readings);
         // Out of reach, the closing lines below are held to their blocks.
         mendsEveryError = false;
     }
@@ -283,9 +284,9 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     if (newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
         newErrorKind == "MixedFunctionForms") {
         if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
-            return checkWindow(file, edit, 0, file.size());
+            return checkWindow(file, edit, 0, file.size(), readings);
         // In a longer file, from its top when that is within reach.
-        if (start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end);
+        if (start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end, readings);
     }
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
@@ -323,9 +324,22 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
 
 }  // namespace
 
-CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
+std::shared_ptr<ca::Analysis> FileReadings::window(const fl::ustring& file, std::size_t start,
+                                                   std::size_t end) {
+    for (const Reading& reading : readings_)
+        if (reading.start == start && reading.end == end) return reading.analysis;
+    readings_.push_back({start, end, ca::analyzeWholeFile(file.substr(start, end - start))});
+    return readings_.back().analysis;
+}
+
+CheckResult checkEdit(const fl::ustring& file, const Edit& edit, FileReadings& readings) {
     const std::size_t start = windowStart(file, edit.start);
-    return checkWindow(file, edit, start, std::max(windowEnd(file, edit.end), edit.end));
+    return checkWindow(file, edit, start, std::max(windowEnd(file, edit.end), edit.end), readings);
+}
+
+CheckResult checkEdit(const fl::ustring& file, const Edit& edit) {
+    FileReadings readings;
+    return checkEdit(file, edit, readings);
 }
 
 }  // namespace fit

@@ -1,10 +1,16 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "fit/completion_edit.hpp"
 #include "fl/ustring.hpp"
+
+namespace ca {
+class Analysis;
+}
 
 namespace fit {
 
@@ -22,5 +28,23 @@ struct CheckResult {
 // that ends below the edit must still be closed by the same line and opened by the same line, and every
 // block the edit opens must be closed.
 CheckResult checkEdit(const fl::ustring& file, const Edit& edit);
+
+// The file's own readings of the windows checked so far. The edits tried for one completion are read
+// against the same windows of the same file, so each window of it is analysed once.
+class FileReadings {
+  public:
+    // `file` must be the same text at every call.
+    std::shared_ptr<ca::Analysis> window(const fl::ustring& file, std::size_t start, std::size_t end);
+
+  private:
+    struct Reading {
+        std::size_t start;
+        std::size_t end;
+        std::shared_ptr<ca::Analysis> analysis;
+    };
+    std::vector<Reading> readings_;
+};
+
+CheckResult checkEdit(const fl::ustring& file, const Edit& edit, FileReadings& readings);
 
 }  // namespace fit

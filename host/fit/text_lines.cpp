@@ -1,5 +1,6 @@
 #include "fit/text_lines.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace fit::text {
@@ -57,10 +58,7 @@ std::size_t nextLineStart(const fl::ustring& text, std::size_t pos) {
 }
 
 std::size_t countLineFeeds(std::u16string_view text) {
-    std::size_t n = 0;
-    for (char16_t c : text)
-        n += c == u'\n';
-    return n;
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\n'));
 }
 
 std::size_t lineNumberAt(const fl::ustring& text, std::size_t pos) {
