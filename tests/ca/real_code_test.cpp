@@ -40,7 +40,7 @@ TEST(RealCode, ConstructsOfRealCodeParse) {
          nullptr},
         {"x = 1;\n!echo done\n  !ls -l % not a comment\ny = 2;\n", nullptr},
         {"if x, y = 1; end\n", nullptr},
-        {"classdef Q\n methods (Static)\n r = a(x, y)\n [p, q] = b(obj, ...\n z)\n c\n end\nend\n", nullptr},
+        {"classdef Q\n methods (Static)\n r = a(x, ~)\n [p, q] = b(~, ...\n z)\n c\n end\nend\n", nullptr},
         // Blanks between the tokens of one header expression.
         {"if a (1) % a comment\nelseif ~isempty(x) | a' * b'\nend\nwhile x == 1; x = 0; end\n", nullptr},
         {"for k = 1:3, disp(k); end\nswitch s, case {'a', 'b'}, x = 1; end\n", nullptr},
@@ -117,6 +117,8 @@ TEST(RealCode, ErrorsStillShow) {
          "end\nend\n",
          {"5:UnexpectedToken"},
          {"5:UnexpectedToken"}},
+        // `~` stands for a parameter only in a signature.
+        {"x = 1;\ny = f(~, x);\n", {"2:UnexpectedToken"}, {"2:UnexpectedToken"}},
         {"classdef Q\n methods\n r = a(obj, 1)\n [p, q] = b(obj, ...\n x)\n end\nend\n",
          {"3:UnexpectedToken"},
          {"3:UnexpectedToken"}},

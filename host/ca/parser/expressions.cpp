@@ -145,6 +145,8 @@ void Parser::parseArguments(NodeKind kind, std::uint32_t from) {
                 if (kind == NodeKind::Index && startsNameValue()) {
                     named = true;
                     parseNameValue();
+                } else if (kind == NodeKind::Index && startsIgnoredSignatureParameter()) {
+                    leaf(NodeKind::Ignored);
                 } else if (named && !cur().eof) {
                     error(cur(), "PositionalAfterNameValue",
                           "The argument at line " + std::to_string(cur().line) +
@@ -168,6 +170,17 @@ void Parser::parseArguments(NodeKind kind, std::uint32_t from) {
     --nesting_;
     openBrackets_.pop_back();
     if (!failed_) finishFrom(kind, from);
+}
+
+// A line of a methods block outside its functions is a signature, `r = name(obj, ~)`: a `~` there
+// stands for a parameter the method ignores.
+bool Parser::startsIgnoredSignatureParameter() {
+    const PTok& at = cur();
+    const PTok& next = peek();
+    const Frame* frame = top();
+    return frame != nullptr && frame->kind == NodeKind::Methods && at.op == Op::Not &&
+           at.kind == TokenKind::Operator && next.kind == TokenKind::Punctuation &&
+           (next.op == Op::Comma || next.op == Op::RParen);
 }
 
 // `name@Class(args)`: a superclass's method or constructor, read as a handle of two names that the

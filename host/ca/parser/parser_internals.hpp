@@ -336,6 +336,7 @@ class Parser {
     void parseAttributes();
     bool contextualBlockAllowed(Word w, const PTok& t);
     const PTok* signatureParameterThatIsNoName() const;
+    bool startsIgnoredSignatureParameter();
     void openContextualBlock(Word w);
     // Expressions separated by commas up to `close`, after the opening bracket `open`; `indexDepth` tells
     // whether `end` and a lone `:` may stand among them.
