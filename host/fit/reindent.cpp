@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <optional>
@@ -139,18 +140,33 @@ int sign(int value) {
 // In a file that does not follow the formatter near the cursor, the model's indentation fits when it
 // moves as the formatter's does: deeper, back or level where the formatter goes deeper, back or stays,
 // and at the column it had for an earlier line of the same block level. The first line is the code line
-// above the edit.
-bool movesLikeTheFormatter(const std::vector<Placed>& lines) {
-    std::map<int, int> columnOfLevel;  // formatter column -> own column, of the open levels
+// above the edit. A level that only the code lines above show (nearest first) is looser, as sloppy files
+// close blocks a little off their opening column: a line of it fits right of the level around it, or
+// where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
+// of the file's column for it. So the `end` of a nested function that the
+// file indents past the formatter's column does not fit at the margin.
+bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines) {
+    struct Level {
+        int own;
+        bool seenInLines;  // its column was set by one of `lines`, not only by the lines above
+    };
+    std::map<int, Level> levels;  // formatter column -> the open level's
+    for (auto line = above.rbegin(); line != above.rend(); ++line) {
+        levels.erase(levels.upper_bound(line->formatted), levels.end());
+        levels[line->formatted] = {line->own, false};
+    }
     for (std::size_t i = 0; i < lines.size(); ++i) {
         const Placed& line = lines[i];
         if (i > 0 && sign(line.own - lines[i - 1].own) != sign(line.formatted - lines[i - 1].formatted))
             return false;
-        columnOfLevel.erase(columnOfLevel.upper_bound(line.formatted), columnOfLevel.end());
-        if (const auto known = columnOfLevel.find(line.formatted);
-            known != columnOfLevel.end() && known->second != line.own)
-            return false;
-        columnOfLevel[line.formatted] = line.own;
+        levels.erase(levels.upper_bound(line.formatted), levels.end());
+        if (const auto known = levels.find(line.formatted); known != levels.end()) {
+            const bool fits = known->second.seenInLines ? known->second.own == line.own
+                              : known == levels.begin() ? known->first > 0 || line.own >= known->second.own
+                                                        : line.own > std::prev(known)->second.own;
+            if (!fits) return false;
+        }
+        levels[line.formatted] = {line.own, true};
     }
     return true;
 }
@@ -298,7 +314,7 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         return true;
     }
     return std::all_of(code.begin(), code.end(), followed) ||
-           (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(code));
+           (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(above, code));
 }
 
 // The columns the file gives each of the formatter's levels in the code lines above the edit, the

@@ -70,6 +70,12 @@ const Row kRows[] = {
      "= "
      "1;\nend\nend\n",
      {.functionIndent = 1}},
+    {"the end of a nested function in a nested function where only nested bodies are indented",
+     "function c = outer(s)\ncount = s;\n\n    function reset(v)\n        count = v;\n\n        function "
+     "note()\n            disp(count);\n        end\n<|>\nend\n\nfunction d = g()\nd = 1;\nend\n",
+     "end",
+     "function c = outer(s)\ncount = s;\n\n    function reset(v)\n        count = v;\n\n        function "
+     "note()\n            disp(count);\n        end\n    end\nend\n\nfunction d = g()\nd = 1;\nend\n"},
     {"a block comment's lines tell nothing of the indentation",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\n<|>\nw = 5;\n",
      "if x\nw = 2;\nend",
