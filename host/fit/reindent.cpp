@@ -143,8 +143,8 @@ int sign(int value) {
 // above the edit. A level that only the code lines above show (nearest first) is looser, as sloppy files
 // close blocks a little off their opening column: a line of it fits right of the level around it, or
 // where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
-// of the file's column for it. So the `end` of a nested function that the
-// file indents past the formatter's column does not fit at the margin.
+// of the file's column for it. So the `end` of a nested function that the file indents past the
+// formatter's column does not fit at the margin.
 bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines) {
     struct Level {
         int own;
