@@ -4,6 +4,7 @@
 #include <array>
 #include <vector>
 
+#include "fit/reindent_continuation.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -66,11 +67,16 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
     const LineView* previous = nullptr;
     const LineView* functionLine = nullptr;
     std::size_t blockComments = 0;  // open `%{` blocks, whose lines may stand at any column
+    StatementScan statement;        // continuation lines stand where they line up, not a level in
     for (const LineView& line : lines) {
         const std::u16string_view trimmed = text::trim(line.text);
         if (trimmed == u"%{") ++blockComments;
         if (trimmed == u"%}" && blockComments > 0) --blockComments;
         if (blockComments > 0 || !isCodeLine(line.text)) continue;
+        if (!statement.goesOn()) statement = StatementScan{};
+        const bool continuation = statement.linesRead > 0;
+        scanLine(line.text, settings.tabSize, statement);
+        if (continuation) continue;
         const std::u16string_view indentation = text::indentationOf(line.text);
         if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
         if (previous && indentation.find(u'\t') == std::u16string_view::npos) {
