@@ -394,10 +394,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                                                         : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
-                else if (habit->alignsWithBracket)
+                else if (const auto& inside = habit->inside(scan.openBrackets.back().opening, scan.continues);
+                         inside.alignsWithBracket)
                     placed = scan.openBrackets.back().column;
                 else
-                    placed = offset(habit->bracketOffset);
+                    placed = offset(inside.offset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
             }
             if (scan.goesOn())

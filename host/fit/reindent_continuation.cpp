@@ -101,10 +101,18 @@ bool isHeaderStatement(std::u16string_view line) {
 
 namespace {
 
+// Lines inside brackets that do not end their line: lined up with the bracket, or by offset from the
+// statement -> lines.
+struct BracketCounts {
+    std::size_t aligned = 0;
+    std::map<int, std::size_t> offsets;
+};
+
 struct ContinuationCounts {
-    std::size_t alignedWithBracket = 0, alignedWithValue = 0;
+    BracketCounts call, rows;
+    std::size_t alignedWithValue = 0;
     // offset from the statement -> lines
-    std::map<int, std::size_t> bracketOffsets, endingBracketOffsets, plainOffsets, headerOffsets;
+    std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
 
 // Counts the continuation lines in the lines from `from` up to `to`.
@@ -123,12 +131,13 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             header = isHeaderStatement(line);
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
+            BracketCounts& inside = bracket.opening == u'(' ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
                 ++counts.endingBracketOffsets[columns - statementColumns];
             else if (columns == bracket.column)
-                ++counts.alignedWithBracket;
+                ++inside.aligned;
             else if (columns > statementColumns)
-                ++counts.bracketOffsets[columns - statementColumns];
+                ++inside.offsets[columns - statementColumns];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
             ++counts.alignedWithValue;
         } else if (columns > statementColumns) {
@@ -146,6 +155,14 @@ std::pair<std::optional<int>, std::size_t> mostCommon(const std::map<int, std::s
     return best;
 }
 
+// Lined up or by the most common offset, whichever the file does more often; nothing where it shows no
+// such line.
+std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& counts) {
+    const auto [offset, offsetLines] = mostCommon(counts.offsets);
+    if (counts.aligned == 0 && offsetLines == 0) return std::nullopt;
+    return ContinuationHabit::InBrackets{counts.aligned > offsetLines, offset};
+}
+
 }  // namespace
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
@@ -161,9 +178,8 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     countContinuations(file, start, from, tabSize, counts);
     countContinuations(file, below, end, tabSize, counts);
     ContinuationHabit habit;
-    const auto [bracketOffset, offsetLines] = mostCommon(counts.bracketOffsets);
-    habit.alignsWithBracket = counts.alignedWithBracket > offsetLines;
-    habit.bracketOffset = bracketOffset;
+    habit.call = inBrackets(counts.call);
+    habit.rows = inBrackets(counts.rows);
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
     // Under the assigned value also where the file shows no plain continuation line.
@@ -171,6 +187,12 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
     return habit;
+}
+
+ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening, bool afterEllipsis) const {
+    const auto& own = opening == u'(' ? call : rows;
+    const auto& other = opening == u'(' ? rows : call;
+    return own ? *own : other ? *other : InBrackets{opening != u'(' && !afterEllipsis, std::nullopt};
 }
 
 }  // namespace fit

@@ -41,17 +41,24 @@ bool isHeaderStatement(std::u16string_view line);
 
 // How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
-// an offset from the statement's first line (a bracket that ends its line has only offsets); after `...`
-// outside brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a
-// block's header may have of its own. Each is what the file does most often; nothing where it shows no
-// such line.
+// an offset from the statement's first line, a call's arguments apart from a matrix's or a cell's rows
+// (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
+// value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
+// Each is what the file does most often; nothing where it shows no such line.
 struct ContinuationHabit {
-    bool alignsWithBracket = false;
-    std::optional<int> bracketOffset;
+    struct InBrackets {
+        bool alignsWithBracket = false;
+        std::optional<int> offset;
+    };
+    std::optional<InBrackets> call, rows;
     std::optional<int> endingBracketOffset;
     bool alignsWithValue = false;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
+
+    // Inside `opening`: the file's habit for such brackets, else for the other kind; where it shows
+    // neither, a matrix's or a cell's next row (not a line after `...`) lines up under the first element.
+    InBrackets inside(char16_t opening, bool afterEllipsis) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize);
