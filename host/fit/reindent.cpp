@@ -375,7 +375,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
                        started && columns <= statementOwn && sibling.known &&
                        sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket) {
-                indentation[k] = indentationFor(sibling.column, style);
+                indentation[k] = indentationFor(sibling.column - signHang(line, scan), style);
             } else if (started && columns <= statementOwn) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
@@ -394,17 +394,20 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                                                         : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
-                else if (const auto& inside = habit->inside(scan.openBrackets.back().opening, scan.continues);
+                else if (const auto& inside = habit->inside(scan.openBrackets.back().opening);
                          inside.alignsWithBracket)
-                    placed = scan.openBrackets.back().column;
+                    placed = scan.openBrackets.back().column - signHang(line, scan);
                 else
                     placed = offset(inside.offset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
             }
-            if (scan.goesOn())
-                sibling = Sibling{true, scan.openBrackets.size(),
-                                  scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column,
-                                  started ? columnsOf(indentation[k], style.tabSize) : fileColumns};
+            if (scan.goesOn()) {
+                // A row's sign that stands left of the elements does not move the next row.
+                const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
+                const int placed = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+                sibling = Sibling{true, scan.openBrackets.size(), bracket,
+                                  placed + signHang(line, scan) == bracket ? bracket : placed};
+            }
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
                      style.tabSize, scan);
         }

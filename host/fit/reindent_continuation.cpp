@@ -69,8 +69,11 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             return lineRead();
         }
         if (text::isBlank(c)) continue;
-        if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore)
-            scan.openBrackets.back().column = column - 1;  // its first element: `[ a b` lines up under `a`
+        if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
+            StatementScan::Bracket& bracket = scan.openBrackets.back();
+            bracket.spaced = column - 1 > bracket.column;
+            bracket.column = column - 1;  // its first element: `[ a b` lines up under `a`
+        }
         codeAfterLastOpening = true;
         if (valueNext) {
             scan.valueColumn = column - 1;
@@ -89,6 +92,12 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         }
     }
     lineRead();
+}
+
+int signHang(std::u16string_view line, const StatementScan& scan) {
+    const std::u16string_view code = text::trimLeft(line);
+    const bool signed_ = code.size() > 1 && (code[0] == u'-' || code[0] == u'+') && !text::isBlank(code[1]);
+    return signed_ && !scan.openBrackets.empty() && scan.openBrackets.back().spaced ? 1 : 0;
 }
 
 bool isHeaderStatement(std::u16string_view line) {
@@ -134,7 +143,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             BracketCounts& inside = bracket.opening == u'(' ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
                 ++counts.endingBracketOffsets[columns - statementColumns];
-            else if (columns == bracket.column)
+            else if (columns == bracket.column - signHang(line, scan))
                 ++inside.aligned;
             else if (columns > statementColumns)
                 ++inside.offsets[columns - statementColumns];
@@ -189,10 +198,10 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     return habit;
 }
 
-ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening, bool afterEllipsis) const {
+ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening) const {
     const auto& own = opening == u'(' ? call : rows;
     const auto& other = opening == u'(' ? rows : call;
-    return own ? *own : other ? *other : InBrackets{opening != u'(' && !afterEllipsis, std::nullopt};
+    return own ? *own : other ? *other : InBrackets{};
 }
 
 }  // namespace fit

@@ -18,6 +18,7 @@ struct StatementScan {
         char16_t opening;
         int column;
         bool endsLine = false;  // nothing but a comment or `...` follows it on its line
+        bool spaced = false;    // a blank before its first element, where a row's sign may stand
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
@@ -31,6 +32,10 @@ struct StatementScan {
         return continues || (!openBrackets.empty() && openBrackets.back().opening != u'(');
     }
 };
+
+// How far left of the first element of the scan's innermost bracket a line lined up with it starts: a row
+// that starts with a sign lets it stand in the blank before the first element (`[ c 0` / `-s 1`).
+int signHang(std::u16string_view line, const StatementScan& scan);
 
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
@@ -56,9 +61,8 @@ struct ContinuationHabit {
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
 
-    // Inside `opening`: the file's habit for such brackets, else for the other kind; where it shows
-    // neither, a matrix's or a cell's next row (not a line after `...`) lines up under the first element.
-    InBrackets inside(char16_t opening, bool afterEllipsis) const;
+    // Inside `opening`: the file's habit for such brackets, else for the other kind.
+    InBrackets inside(char16_t opening) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize);
