@@ -390,8 +390,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                : habit->plainOffset ? habit->plainOffset
                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->alignsWithValue ? scan.valueColumn
-                                                                        : offset(habit->plainOffset);
+                    placed = scan.valueColumn && habit->alignsWithValue.value_or(!startsWithOperator(line))
+                                 ? scan.valueColumn
+                                 : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
                 else if (const auto& inside = habit->inside(scan.openBrackets.back().opening);

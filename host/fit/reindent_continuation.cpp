@@ -100,6 +100,15 @@ int signHang(std::u16string_view line, const StatementScan& scan) {
     return signed_ && !scan.openBrackets.empty() && scan.openBrackets.back().spaced ? 1 : 0;
 }
 
+bool startsWithOperator(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    if (code.empty()) return false;
+    return std::u16string_view(u"+-*/\\^&|<>=").find(code.front()) != std::u16string_view::npos ||
+           code.starts_with(u"~=") ||
+           (code.size() > 1 && code[0] == u'.' &&
+            std::u16string_view(u"*/\\^").find(code[1]) != std::u16string_view::npos);
+}
+
 bool isHeaderStatement(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
     for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch"})
@@ -191,8 +200,8 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     habit.rows = inBrackets(counts.rows);
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
-    // Under the assigned value also where the file shows no plain continuation line.
-    habit.alignsWithValue = counts.alignedWithValue >= plainLines;
+    if (counts.alignedWithValue > 0 || plainLines > 0)
+        habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
     return habit;

@@ -40,6 +40,9 @@ int signHang(std::u16string_view line, const StatementScan& scan);
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
 
+// A line that starts with a binary operator (`+ b`, `&& c`, `.* d`): it goes on with the line above.
+bool startsWithOperator(std::u16string_view line);
+
 // True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
 // continuation lines are often indented twice, apart from the body.
 bool isHeaderStatement(std::u16string_view line);
@@ -57,7 +60,9 @@ struct ContinuationHabit {
     };
     std::optional<InBrackets> call, rows;
     std::optional<int> endingBracketOffset;
-    bool alignsWithValue = false;
+    // Nothing where the file shows no such line: a line goes under the value unless it starts with an
+    // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up).
+    std::optional<bool> alignsWithValue;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
 

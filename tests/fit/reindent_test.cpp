@@ -102,9 +102,12 @@ const Row kRows[] = {
      "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
      "20\n    y = 3 + ...\n        4;\nend"},
-    {"a header's continuation two levels in, a value's under the value, where the file shows none",
-     "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\nend",
-     "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\nend"},
+    {"a header's continuation two levels in, a value's under the value unless an operator starts it, where "
+     "the file shows none",
+     "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nend",
+     "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
+     "  "
+     "   - 1;\nend"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
