@@ -73,9 +73,11 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
         if (trimmed == u"%{") ++blockComments;
         if (trimmed == u"%}" && blockComments > 0) --blockComments;
         if (blockComments > 0 || !isCodeLine(line.text)) continue;
-        if (!statement.goesOn()) statement = StatementScan{};
-        const bool continuation = statement.linesRead > 0;
-        scanLine(line.text, settings.tabSize, statement);
+        const bool continuation = statement.goesOn();
+        if (!continuation) statement = StatementScan{};
+        // Only `...` or an open matrix or cell takes a statement on to the next line.
+        if (continuation || line.text.find_first_of(u"[{.") != std::u16string_view::npos)
+            scanLine(line.text, settings.tabSize, statement);
         if (continuation) continue;
         const std::u16string_view indentation = text::indentationOf(line.text);
         if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
