@@ -178,6 +178,23 @@ TEST_F(Started, TrackerTracksExistingAndLaterServicesUntilClosed) {
     EXPECT_EQ(customizer.removed, (std::vector<int>{2, 1}));
     context.RegisterService<Service>(std::make_shared<Numbered>(3));
     EXPECT_EQ(customizer.added, (std::vector<int>{1, 2}));  // closed trackers hear nothing
+}
+
+// Without a customizer the tracker keeps the service objects themselves.
+TEST_F(Started, TrackerFilterRestrictsWaitsWakeOnRegistrationAndInvalidContextIsRejected) {
+    cms::ServiceTracker<Service> tracker(context, cms::LDAPFilter("(backend=openai)"));
+    tracker.Open();
+    EXPECT_EQ(tracker.WaitForService(10ms), nullptr);
+    std::thread registrar([&] {
+        std::this_thread::sleep_for(20ms);
+        context.RegisterService<Service>(std::make_shared<Numbered>(1), {{"backend", "local"}});
+        context.RegisterService<Service>(std::make_shared<Numbered>(2), {{"backend", "openai"}});
+    });
+    const auto service = tracker.WaitForService(5s);
+    registrar.join();
+    ASSERT_NE(service, nullptr);
+    EXPECT_EQ(service->id(), 2);
+    EXPECT_EQ(tracker.Size(), 1u);
     EXPECT_THAT([] { cms::ServiceTracker<Service> invalid{cms::BundleContext()}; },
                 ThrowsMessage<std::invalid_argument>("The bundle context cannot be null."));
 }
