@@ -96,8 +96,9 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
 
 int signHang(std::u16string_view line, const StatementScan& scan) {
     const std::u16string_view code = text::trimLeft(line);
-    const bool signed_ = code.size() > 1 && (code[0] == u'-' || code[0] == u'+') && !text::isBlank(code[1]);
-    return signed_ && !scan.openBrackets.empty() && scan.openBrackets.back().spaced ? 1 : 0;
+    const bool startsWithSign =
+        code.size() > 1 && (code[0] == u'-' || code[0] == u'+') && !text::isBlank(code[1]);
+    return startsWithSign && !scan.openBrackets.empty() && scan.openBrackets.back().spaced ? 1 : 0;
 }
 
 bool startsWithOperator(std::u16string_view line) {
