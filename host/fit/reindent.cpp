@@ -375,7 +375,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
                        started && columns <= statementOwn && sibling.known &&
                        sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket) {
-                indentation[k] = indentationFor(sibling.column - signHang(line, scan), style);
+                // Only a row lined up with the first element lets its sign stand left of it.
+                indentation[k] = indentationFor(
+                    sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
             } else if (started && columns <= statementOwn) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
