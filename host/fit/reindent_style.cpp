@@ -40,6 +40,15 @@ bool isCodeLine(std::u16string_view line) {
     return !code.empty() && code.front() != u'%';
 }
 
+// Whether the line holds a `[`, a `{` or a `.`, without which it cannot take a statement on to the next
+// line. Read whole, with no early exit, so that the compiler may compare many code units at once.
+bool mayGoOn(std::u16string_view line) {
+    bool found = false;
+    for (char16_t c : line)
+        found |= (c == u'[') | (c == u'{') | (c == u'.');
+    return found;
+}
+
 }  // namespace
 
 int columnsOf(std::u16string_view indentation, unsigned tabSize) {
@@ -76,8 +85,7 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
         const bool continuation = statement.goesOn();
         if (!continuation) statement = StatementScan{};
         // Only `...` or an open matrix or cell takes a statement on to the next line.
-        if (continuation || line.text.find_first_of(u"[{.") != std::u16string_view::npos)
-            scanLine(line.text, settings.tabSize, statement);
+        if (continuation || mayGoOn(line.text)) scanLine(line.text, settings.tabSize, statement);
         if (continuation) continue;
         const std::u16string_view indentation = text::indentationOf(line.text);
         if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
