@@ -155,6 +155,10 @@ bool Parser::continuesAcrossLineEnd(const PTok& next) const {
     // cannot stand alone, so it belongs to the name before it.
     if (next.op == Op::LParen && (prev.kind == TokenKind::Identifier || prev.op == Op::RParen))
         return holdsTopLevelComma(next.scan);
+    // The lexer carries a command's words onto such a line (`import pkg` / `.*`); a shell escape starts
+    // a statement of its own.
+    if (prev.kind == TokenKind::CommandWord && next.kind == TokenKind::CommandWord)
+        return text_[next.offset] != u'!';
     // No statement starts with `=` either: `Rz` / `= [c -s; ...` is an assignment cut in two.
     return next.kind == TokenKind::Operator &&
            (lexer::cannotBeginExpression(next.op) || next.op == Op::Assign);

@@ -212,11 +212,30 @@ void Parser::loopError(const PTok& t) {
           "'" + word + "' at line " + std::to_string(t.line) + " is not inside a loop.");
 }
 
+// A window cut in the middle of a name may end in a clause word (`case` of `cases`): alone on the last line,
+// with nothing after it and no construct of its kind open, it is the start of that name.
+bool Parser::clauseWordCutShort(const PTok& t) const {
+    if (wholeFile() || endsWithLineEnd_ || !t.lineFirst || t.end != text_.size()) return false;
+    const NodeKind construct = (t.word == Word::Else || t.word == Word::Elseif)      ? NodeKind::If
+                               : (t.word == Word::Case || t.word == Word::Otherwise) ? NodeKind::Switch
+                               : t.word == Word::Catch                               ? NodeKind::Try
+                                                                                     : NodeKind::Unknown;
+    if (construct == NodeKind::Unknown) return false;
+    for (const Frame& f : frames_) {
+        if (f.kind == construct) return false;
+    }
+    return true;
+}
+
 void Parser::parseStatement() {
     ++statementsParsed_;
     const PTok& t = cur();
     statementLine_ = t.line;
     statementStart_ = pos_;
+    if (t.kind == TokenKind::Keyword && clauseWordCutShort(t)) {
+        toks_[pos_].kind = d_.tokens[t.scan].kind = TokenKind::Identifier;
+        toks_[pos_].word = d_.tokens[t.scan].word = Word::None;
+    }
     if (t.kind == TokenKind::Keyword) {
         switch (t.word) {
             case Word::End:
