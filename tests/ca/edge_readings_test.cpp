@@ -58,7 +58,7 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
          "end\n    end\nend\n",
          {}},
         // Nested functions indented under a body at the margin; a class at the margin, its `classdef` cut
-        // away; a window cut inside a name that starts with a clause word (`cases`).
+        // away; a window cut inside a name that starts with `case` (`cases`).
         {"d(x)\ny = 1;\n    function g()\n        y = 2;\n    end\nend\n\nfunction h()\nz = 3;\nend\n", {}},
         {"with laps\nmethods\nfunction obj = S()\nobj.A = [];\nend\nend\nmethods(Static)\nfunction t = "
          "g()\nt = 1;\nend\n"

@@ -1,6 +1,8 @@
 // Statements: commands, assignments, expression statements and the dispatch of a statement by its
 // first token.
 
+#include <algorithm>
+
 #include "ca/parser/parser_internals.hpp"
 
 namespace ca::detail::parsing {
@@ -212,19 +214,13 @@ void Parser::loopError(const PTok& t) {
           "'" + word + "' at line " + std::to_string(t.line) + " is not inside a loop.");
 }
 
-// A window cut in the middle of a name may end in a clause word (`case` of `cases`): alone on the last line,
-// with nothing after it and no construct of its kind open, it is the start of that name.
+// A window cut in the middle of a name may end in `case` (of `cases`, `caseId`): alone on the last line,
+// with nothing after it and no `switch` open, it is the start of that name.
 bool Parser::clauseWordCutShort(const PTok& t) const {
-    if (wholeFile() || endsWithLineEnd_ || !t.lineFirst || t.end != text_.size()) return false;
-    const NodeKind construct = (t.word == Word::Else || t.word == Word::Elseif)      ? NodeKind::If
-                               : (t.word == Word::Case || t.word == Word::Otherwise) ? NodeKind::Switch
-                               : t.word == Word::Catch                               ? NodeKind::Try
-                                                                                     : NodeKind::Unknown;
-    if (construct == NodeKind::Unknown) return false;
-    for (const Frame& f : frames_) {
-        if (f.kind == construct) return false;
-    }
-    return true;
+    if (t.word != Word::Case || wholeFile() || endsWithLineEnd_ || !t.lineFirst || t.end != text_.size())
+        return false;
+    return std::none_of(frames_.begin(), frames_.end(),
+                        [](const Frame& f) { return f.kind == NodeKind::Switch; });
 }
 
 void Parser::parseStatement() {
