@@ -65,6 +65,10 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
          "end\n",
          {}},
         {"function g(c)\nc = 1;\nend\n\nfunction f(c)\ncase", {}},
+        // A window cut between the `%` and `{` of a block comment's opener: what precedes its `%}` is
+        // comment.
+        {"function f(x)\n%\n{\n    %{\n    old = 1;\n    %}\n%}\nn = 1;\nfor k = 1:n\n    y = k;\nend\nend\n",
+         {}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},
