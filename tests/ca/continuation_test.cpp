@@ -48,8 +48,7 @@ bool continuesAfter(const ScanToken& t) {
 bool continuesBefore(const ScanToken& t) {
     return t.kind == TokenKind::Operator && (ca::lexer::cannotBeginExpression(t.op) || t.op == Op::Assign);
 }
-// A command's words go on over a line that starts with an operator no expression begins with (`import
-// pkg` / `.*`).
+// A command's words go on over a line that starts with an operator (`import pkg` / `.*`).
 bool operatorLeads(std::u16string_view rest) {
     std::vector<ScanToken> tokens;
     ca::lexer::scan(u"a" + std::u16string(rest.substr(0, std::min<std::size_t>(rest.size(), 3))), tokens);
