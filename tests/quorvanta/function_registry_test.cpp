@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "fl/i18n.hpp"
+#include "mtcc/autocompletion/auto_completion.hpp"
 #include "support/temp_folder.hpp"
 
 using testing_support::TempFolder;
@@ -109,7 +110,8 @@ TEST_F(FunctionRegistryTest, NewAndRemovedFilesAndFoldersAreSeenAfterClearingAll
     // Dropping only the answers re-asks the cached listings, which still hold the old folders.
     functionRegistry::clearCaches(false);
     EXPECT_EQ(origins(), before);
-    functionRegistry::clearCaches(true);
+    // The library's entry point drops the listings too.
+    EXPECT_TRUE(mtcc::AutoCompletion::ClearFunctionRegistryCache());
     EXPECT_EQ(origins(), (std::vector{FunctionOrigin::Unknown, FunctionOrigin::User, FunctionOrigin::User}));
 }
 
