@@ -30,20 +30,12 @@ struct Rule {
 };
 
 // The first line of most texts below is "%": the first line is never changed and anchors the rest by its
-// own indentation.
+// own indentation. Bodies of the control and class blocks, `switch`, `arguments` blocks and headers with
+// statements are not here: FormatterOnCorpus keeps every one of them as written, and the golden cases
+// re-indent replies inside each.
 // clang-format off
 const Rule kRules[] = {
-    {"if bodies", "%\nif a\n    x\nelseif b\n    x\nelse\n    x\nend\n", ""},
-    {"loop bodies", "%\nfor k = 1:3\n    while c\n        parfor (j = 1:2, 4)\n            spmd\n                x\n"
-     "            end\n        end\n    end\nend\n", ""},
-    {"try bodies", "%\ntry\n    x\ncatch err\n    y\nend\n", ""},
-    {"class blocks", "%\nclassdef C < handle\n    properties (Access = private)\n        A = 1\n    end\n    events\n"
-     "        E\n    end\n    enumeration\n        R (1)\n    end\n    methods\n        function f(o)\n"
-     "            x\n        end\n        function n = end(o, k, m)\n            n = k;\n        end\n    end\nend\n", ""},
-    {"arguments block", "%\nfunction f(x)\n    arguments\n        x (1,1) double\n    end\n    y = x;\nend\n", ""},
     {"contextual words as variables", "%\nfunction f()\n    y = 1;\n    arguments = 2;\n    methods = 3;\nend\n", ""},
-    {"headers with statements", "%\nif x, y = 1; end\nz = a(end);\nfor k = 1:2, if k, w(end+1) = k; end, end\nq\n", ""},
-    {"switch", "%\nswitch v\n    case 1\n        x\n    case {2, 3}\n        y\n    otherwise\n        z\nend\nw\n", ""},
     {"classic functions", "%\nfunction a\nx\nfunction b\ny\nend\nend\nfunction c\nz\nend\n", "", kClassic},
     {"mixed functions", "%\nfunction a\nx\nfunction b\n    y\nend\nend\nfunction c\nz\nend\n", "", kMixed},
     {"all functions", "%\nfunction a\n    x\n    function b\n        y\n    end\nend\nfunction c\n    z\nend\n", ""},
