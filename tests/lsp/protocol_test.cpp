@@ -251,8 +251,6 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
     nlohmann::json ranged = formattingParams(2, true);
     ranged["range"] = {{"start", {{"line", 2}, {"character", 0}}}, {"end", {{"line", 4}, {"character", 0}}}};
     const std::vector<Case> cases = {
-        {"spaces, two wide", "textDocument/formatting", formattingParams(2, true),
-         "if a\n  x = 1;\n  if b\n    y = 2;\n  end\nend\n"},
         {"tabs", "textDocument/formatting", formattingParams(4, false),
          "if a\n\tx = 1;\n\tif b\n\t\ty = 2;\n\tend\nend\n"},
         {"only lines 3 and 4", "textDocument/rangeFormatting", ranged,
