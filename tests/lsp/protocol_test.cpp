@@ -73,6 +73,10 @@ TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
     for (const auto& found : pastTheEnd) {
         EXPECT_EQ(found["range"]["start"], (nlohmann::json{{"line", 1}, {"character", 14}}));
     }
+    // There the completion starts a new line; the list shows its code, not an empty label.
+    server.request(5, "textDocument/completion", at(1, 400));
+    const std::string label = server.answer(5)["result"]["items"].at(0)["label"];
+    EXPECT_EQ(label, kReply);
 }
 
 TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
