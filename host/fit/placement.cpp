@@ -85,14 +85,47 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
     return Restatement::Word;
 }
 
+// Columns of a line's indentation, a tab counting as four.
+std::size_t columnsOf(std::u16string_view line) {
+    std::size_t columns = 0;
+    for (char16_t c : text::indentationOf(line))
+        columns += c == u'\t' ? 4 : 1;
+    return columns;
+}
+
+// Whether the model may have written the completion's first line at `column`, as far as the reply
+// shows: its own blanks count from the margin or from the cursor. A line without blanks after blanks
+// typed before the cursor, or in a reply without blanks anywhere, says nothing.
+bool mayStartAt(std::size_t column, const CursorLine& line, const std::vector<fl::ustring>& lines,
+                const ReplyShape& shape) {
+    if (shape.headRemoved) return true;
+    const std::size_t own = text::indentationOf(lines.front()).empty() ? columnsOf(shape.leadingBlanks)
+                                                                       : columnsOf(lines.front());
+    if (own == 0)
+        return !line.before.empty() || std::none_of(lines.begin(), lines.end(), [](const fl::ustring& l) {
+            return !text::indentationOf(l).empty();
+        }) || column == 0;
+    return column == own || column == own + columnsOf(line.before);
+}
+
+// Columns of the indentation of the line `count` lines above the line starting at `lineStartOffset`.
+std::size_t columnsAbove(const fl::ustring& file, std::size_t lineStartOffset, std::size_t count) {
+    std::size_t start = lineStartOffset;
+    for (std::size_t i = 0; i < count && start > 0; ++i)
+        start = text::lineStart(file, start - 1);
+    return columnsOf(std::u16string_view(file).substr(start, text::lineEnd(file, start) - start));
+}
+
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
 // (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
-// them when the completion only repeats.
-void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, bool keepClosers,
+// them when the completion only repeats. A first line the model wrote at another column than the line
+// it would repeat is its own (`    end` below `        end`).
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
                             std::vector<fl::ustring>& lines) {
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
+        if (!mayStartAt(columnsAbove(file, line.start, k), line, lines, shape)) continue;
         // Blank lines may be among the repeated ones (the model writes out "end" and the blank line
         // after it), but not all of them.
         bool repeats = true, anyCode = false, onlyClosers = true;
@@ -102,7 +135,7 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, boo
             anyCode = anyCode || !repeated.empty();
             onlyClosers = onlyClosers && (repeated.empty() || text::isClosingLine(repeated));
         }
-        if (!repeats || !anyCode || (keepClosers && onlyClosers)) continue;
+        if (!repeats || !anyCode || (shape.keepsRepeats && onlyClosers)) continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
@@ -286,6 +319,14 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     return {};
 }
 
+// The typed text ends in a comment, of its own line or after code (`x = 1; % note`).
+bool endsInComment(std::u16string_view typed) {
+    if (trimLeft(typed).starts_with(u"%")) return true;
+    if (typed.find(u'%') == std::u16string_view::npos) return false;
+    const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(typed));
+    return !tokens.empty() && tokens.back().kind == ca::lexer::TokenKind::Comment;
+}
+
 // The first line as the model indented it (extraction trims its blanks): the formatter re-indents code
 // lines, but leaves some comment lines (a help comment under a `function` line) where they stand.
 fl::ustring indentedFirstLine(const fl::ustring& first, const ReplyShape& shape) {
@@ -309,7 +350,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 
     if (blankBefore) {
         const std::size_t before = lines.size();
-        dropRepeatedLinesAbove(file, line, shape.keepsRepeats, lines);
+        dropRepeatedLinesAbove(file, line, shape, lines);
         if (lines.empty()) return {};
         if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
         if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
@@ -367,9 +408,9 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
                             startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
-    // After a comment line, code glued to it would be commented out: a completion of several lines
+    // After a comment, code glued to it would be commented out: a completion of several lines
     // without a blank of its own starts a new line, and one line is tried as the comment's rest second.
-    const bool afterComment = typedCode.starts_with(u"%") && shape.leadingBlanks.empty();
+    const bool afterComment = endsInComment(line.before) && shape.leadingBlanks.empty();
     candidates.push_back(glueFirst && !afterComment ? glue : newLine);
     if (!afterComment || lines.size() == 1) candidates.push_back(glueFirst && !afterComment ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());

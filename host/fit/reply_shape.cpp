@@ -53,7 +53,18 @@ ReplyShape shapeOf(const StageTexts& stages) {
     const std::vector<fl::ustring> extracted = text::splitLines(stages.extracted);
     if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
-    if (!kept.empty() && !extracted.empty() && kept.front() != extracted.front()) shape.headRemoved = true;
+    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
+    // both ends are the same lines, as `end` / `end`).
+    const auto headEnd =
+        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
+    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
+        shape.removedHead.assign(extracted.begin(), headEnd);
+    // The kept first line may read like the removed one (`    end` / `end` with the first removed).
+    const bool keptFirstLines =
+        kept.size() <= extracted.size() && std::equal(kept.begin(), kept.end(), extracted.begin());
+    if (!kept.empty() && !extracted.empty() &&
+        (kept.front() != extracted.front() || (!shape.removedHead.empty() && !keptFirstLines)))
+        shape.headRemoved = true;
     // The blank lines between the removed lines and the kept ones are the model's too.
     if (shape.headRemoved) {
         std::size_t blankLines = 0;
@@ -61,12 +72,6 @@ ReplyShape shapeOf(const StageTexts& stages) {
             ++blankLines;
         if (blankLines < kept.size()) shape.blankLinesAfterHead = blankLines;
     }
-    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
-    // both ends are the same lines, as `end` / `end`).
-    const auto headEnd =
-        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
-    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
-        shape.removedHead.assign(extracted.begin(), headEnd);
     if (!shape.headRemoved && !kept.empty() && kept.size() < extracted.size()) {
         bool prefixOfExtracted = true;
         for (std::size_t i = 0; i < kept.size() && prefixOfExtracted; ++i)
