@@ -319,12 +319,15 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     return {};
 }
 
-// The typed text ends in a comment, of its own line or after code (`x = 1; % note`).
+// The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
+// whose line's rest is a comment too.
 bool endsInComment(std::u16string_view typed) {
     if (trimLeft(typed).starts_with(u"%")) return true;
-    if (typed.find(u'%') == std::u16string_view::npos) return false;
+    if (typed.find(u'%') == std::u16string_view::npos && typed.find(u"...") == std::u16string_view::npos)
+        return false;
     const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(typed));
-    return !tokens.empty() && tokens.back().kind == ca::lexer::TokenKind::Comment;
+    return !tokens.empty() && (tokens.back().kind == ca::lexer::TokenKind::Comment ||
+                               tokens.back().kind == ca::lexer::TokenKind::Continuation);
 }
 
 // The first line as the model indented it (extraction trims its blanks): the formatter re-indents code
@@ -408,9 +411,11 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
                             startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
-    // After a comment, code glued to it would be commented out: a completion of several lines
-    // without a blank of its own starts a new line, and one line is tried as the comment's rest second.
-    const bool afterComment = endsInComment(line.before) && shape.leadingBlanks.empty();
+    // After a comment, code glued to it would be commented out: a completion of several lines that
+    // has no blank of its own or began below an empty line starts a new line, and one line is tried as
+    // the comment's rest second.
+    const bool afterComment =
+        endsInComment(line.before) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
     candidates.push_back(glueFirst && !afterComment ? glue : newLine);
     if (!afterComment || lines.size() == 1) candidates.push_back(glueFirst && !afterComment ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());
