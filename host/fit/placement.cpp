@@ -116,6 +116,21 @@ std::size_t columnsAbove(const fl::ustring& file, std::size_t lineStartOffset, s
     return columnsOf(std::u16string_view(file).substr(start, text::lineEnd(file, start) - start));
 }
 
+// True when the completion's first code line after its first `count` lines, which only close blocks,
+// is no closing line and stands left of the nearest code line above the cursor's (in a reply that shows
+// its indentation): those lines closed the blocks it goes back out of, they are no repeat.
+bool codeGoesOnLeft(const fl::ustring& file, const CursorLine& line, const std::vector<fl::ustring>& lines,
+                    std::size_t count) {
+    auto next = std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(count), lines.end(),
+                             [](const fl::ustring& l) { return !text::isBlankText(l); });
+    if (next == lines.end() || text::isClosingLine(text::trim(*next)) || text::indentationOf(*next).empty())
+        return false;
+    std::size_t above = 1;
+    while (above <= count && text::isBlankText(linesAbove(file, line.start, above).front()))
+        ++above;
+    return columnsOf(*next) < columnsAbove(file, line.start, above);
+}
+
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
 // (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
 // them when the completion only repeats. A first line the model wrote at another column than the line
@@ -135,7 +150,9 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
             anyCode = anyCode || !repeated.empty();
             onlyClosers = onlyClosers && (repeated.empty() || text::isClosingLine(repeated));
         }
-        if (!repeats || !anyCode || (shape.keepsRepeats && onlyClosers)) continue;
+        if (!repeats || !anyCode ||
+            (onlyClosers && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))))
+            continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
