@@ -394,7 +394,8 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const Restatement found =
         mayRestate ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
                    : Restatement::None;
-    if (found != Restatement::None)
+    // A reply that began below an empty line starts a line of its own: it restarts no word.
+    if (found == Restatement::Line || (found == Restatement::Word && !shape.leadingLineBreak))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
     // A restated line of more than one word is the model writing out what was typed: the completion is
