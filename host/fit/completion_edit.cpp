@@ -19,6 +19,7 @@ using foundation::log::kSeverityStage;
 const char* const kChannel = "fit::CompletionEdit";
 
 constexpr const char* kOnlyRepeats = "the completion only repeats the lines above the cursor";
+constexpr const char* kRepeatsAround = "the completion only repeats the code around the cursor";
 
 // Blocks a completion may leave open at the end of a file that the edit closes for it.
 constexpr std::size_t kMostClosedBlocks = 4;
@@ -123,7 +124,7 @@ class EditFitter {
         if (candidates.empty()) attempt.finding = kOnlyRepeats;
         for (Edit candidate : candidates) {
             keepTrailingBlankLines(candidate, lines, shape);
-            if (tryEdit(candidate, attempt)) return attempt;
+            if (tryEdit(candidate, attempt) || attempt.finding == kRepeatsAround) return attempt;
             // Deduplication took the completion's closing lines for the suffix's: put them back.
             if (!shape.removedTail.empty()) {
                 Edit restored = candidate;
@@ -179,10 +180,16 @@ class EditFitter {
             if (attempt.finding.empty()) attempt.finding = check.finding;
             return false;
         }
+        edit = minimalEdit(file_, cursor_, std::move(edit));
+        // An edit that changes nothing is none: the reply's other lines may still be tried.
+        if (edit.text.empty() && edit.start == edit.end) {
+            attempt.finding = kRepeatsAround;
+            return false;
+        }
         if (repair) attempt.repairs.push_back(repair);
         attempt.errorsBefore = check.errorsBefore;
         attempt.errorsLeft = check.errorsAfter;
-        attempt.edit = minimalEdit(file_, cursor_, std::move(edit));
+        attempt.edit = std::move(edit);
         return true;
     }
 
@@ -210,14 +217,13 @@ void logOutcome(const Fitted& fitted) {
 
 Fitted fitted(Attempt attempt, std::string emptyStage) {
     Fitted out;
-    if (attempt.edit && (!attempt.edit->text.empty() || attempt.edit->start != attempt.edit->end)) {
+    if (attempt.edit) {
         out.edit = std::move(attempt.edit);
         out.repairs = std::move(attempt.repairs);
-    } else if (attempt.edit) {
-        out.emptyStage = "deduplication";
-        out.reason = "the completion only repeats the code around the cursor";
     } else {
-        out.emptyStage = attempt.finding.starts_with(kOnlyRepeats) ? "deduplication" : std::move(emptyStage);
+        out.emptyStage = attempt.finding.starts_with(kOnlyRepeats) || attempt.finding == kRepeatsAround
+                             ? "deduplication"
+                             : std::move(emptyStage);
         out.reason = attempt.finding;
     }
     return out;

@@ -383,7 +383,8 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     // their own.
     const std::u16string_view typedCode = text::trim(line.before);
     const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
-    if (onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
+    // After the lines deduplication removed (they ended at the cursor), the rest follows the cursor.
+    if (!shape.headRemoved && onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
     std::vector<Edit> candidates, restated;
     std::vector<fl::ustring> rest = lines;
     // Lines that deduplication removed ended where the cursor is: what follows them restates the
