@@ -241,10 +241,12 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     ReplyShape kept = shape;
     kept.keepsRepeats = true;
     kept.headRemoved = false;
+    // Closing lines, or lines that only close brackets (`)` at a cursor before a call's last bracket).
     const bool headCloses =
         !shape.removedHead.empty() &&
         std::all_of(shape.removedHead.begin(), shape.removedHead.end(), [](const auto& line) {
-            return text::isBlankText(line) || text::isClosingLine(text::trim(line));
+            const std::u16string_view code = text::trim(line);
+            return text::isClosingLine(code) || code.find_first_not_of(u")]};,") == std::u16string_view::npos;
         });
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
     // the end of the cursor's line (`    end|` + `⏎end`) are its own.
