@@ -271,7 +271,9 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
                         ? Attempt{}
                         : fitter.fit(lines, kept);
     if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && headCloses) {
-        Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
+        const std::vector<fl::ustring> reply = completionLines(stages.extracted);
+        Attempt withHead = fitter.fit(reply, kept);
+        if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
         // The removed lines must be what mends the file, not the lines after them.
         if (better(withHead, again.edit ? again : attempt) &&
             (stages.deduplicated.empty() ||

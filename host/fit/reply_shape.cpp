@@ -57,11 +57,16 @@ ReplyShape shapeOf(const StageTexts& stages) {
     // both ends are the same lines, as `end` / `end`).
     const auto headEnd =
         extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
-    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
-        shape.removedHead.assign(extracted.begin(), headEnd);
     // The kept first line may read like the removed one (`    end` / `end` with the first removed).
     const bool keptFirstLines =
         kept.size() <= extracted.size() && std::equal(kept.begin(), kept.end(), extracted.begin());
+    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd)) {
+        shape.removedHead.assign(extracted.begin(), headEnd);
+    } else if (!kept.empty() && !keptFirstLines) {
+        // Lines removed at both ends: the kept ones stand in the middle.
+        const auto at = std::search(extracted.begin() + 1, extracted.end(), kept.begin(), kept.end());
+        if (at != extracted.end()) shape.removedHead.assign(extracted.begin(), at);
+    }
     if (!kept.empty() && !extracted.empty() &&
         (kept.front() != extracted.front() || (!shape.removedHead.empty() && !keptFirstLines)))
         shape.headRemoved = true;
