@@ -98,7 +98,9 @@ std::size_t columnsOf(std::u16string_view line) {
 // typed before the cursor, or in a reply without blanks anywhere, says nothing.
 bool mayStartAt(std::size_t column, const CursorLine& line, const std::vector<fl::ustring>& lines,
                 const ReplyShape& shape) {
-    if (shape.headRemoved) return true;
+    // After lines deduplication removed, the kept first line has its own blanks, if any.
+    if (shape.headRemoved)
+        return text::indentationOf(lines.front()).empty() || column == columnsOf(lines.front());
     const std::size_t own = text::indentationOf(lines.front()).empty() ? columnsOf(shape.leadingBlanks)
                                                                        : columnsOf(lines.front());
     if (own == 0)
