@@ -316,9 +316,14 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
             // The library's cut may be what breaks the file: the reply as it came may fit.
             // First its first block of lines, then all of it (the first block may end in the middle of
             // what the file needs, as a function's `end` before the next function).
-            for (const auto& whole : {replyLines(stages), completionLines(stages.deduplicated)}) {
+            // Last, each without its closing lines that repeat those below the cursor.
+            const std::vector<fl::ustring> wholes[] = {replyLines(stages),
+                                                       completionLines(stages.deduplicated)};
+            for (std::size_t i = 0; i < 4; ++i) {
+                const std::vector<fl::ustring>& whole = wholes[i % 2];
                 if (attempt.edit || whole.empty() || whole == lines) continue;
-                Attempt wholeAttempt = fitter.fit(whole, shape);
+                Attempt wholeAttempt =
+                    i < 2 ? fitter.fit(whole, shape) : fitter.fitWithoutRepeatedClosers(whole, shape);
                 if (wholeAttempt.edit) {
                     wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
                                                 "took the reply's lines that the library cut off");
