@@ -98,15 +98,13 @@ std::size_t columnsOf(std::u16string_view line) {
 // typed before the cursor, or in a reply without blanks anywhere, says nothing.
 bool mayStartAt(std::size_t column, const CursorLine& line, const std::vector<fl::ustring>& lines,
                 const ReplyShape& shape) {
-    // After lines deduplication removed, the kept first line has its own blanks, if any.
-    if (shape.headRemoved)
-        return text::indentationOf(lines.front()).empty() || column == columnsOf(lines.front());
+    const bool indented = std::any_of(lines.begin(), lines.end(),
+                                      [](const fl::ustring& l) { return !text::indentationOf(l).empty(); });
+    // After lines deduplication removed, the kept first line stands where the model wrote it.
+    if (shape.headRemoved) return !indented || column == columnsOf(lines.front());
     const std::size_t own = text::indentationOf(lines.front()).empty() ? columnsOf(shape.leadingBlanks)
                                                                        : columnsOf(lines.front());
-    if (own == 0)
-        return !line.before.empty() || std::none_of(lines.begin(), lines.end(), [](const fl::ustring& l) {
-            return !text::indentationOf(l).empty();
-        }) || column == 0;
+    if (own == 0) return !line.before.empty() || !indented || column == 0;
     return column == own || column == own + columnsOf(line.before);
 }
 
