@@ -399,10 +399,12 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     if (found == Restatement::Line || (found == Restatement::Word && !shape.leadingLineBreak))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
-    // A restated line of more than one word is the model writing out what was typed: the completion is
-    // not also put after it.
+    // A restated line of more than one word, or one written out with its indentation after the lines
+    // deduplication removed, is the model writing out what was typed: the completion is not also put
+    // after it.
     if (found == Restatement::Line && !bareComment &&
-        std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); }))
+        (shape.headRemoved ||
+         std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); })))
         return candidates;
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
