@@ -313,7 +313,8 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 attempt.finding = kOnlyRepeats;
             else
                 attempt = fitter.fit(lines, shape);
-            // The library's cut may be what breaks the file: the reply as it came may fit.
+            // The library's cut may be what breaks the file, or leaves it broken: the reply as it came may
+            // fit, or mend it.
             // First its first block of lines, then all of it (the first block may end in the middle of
             // what the file needs, as a function's `end` before the next function).
             // Last, each without its closing lines that repeat those below the cursor.
@@ -321,10 +322,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                                                        completionLines(stages.deduplicated)};
             for (std::size_t i = 0; i < 4; ++i) {
                 const std::vector<fl::ustring>& whole = wholes[i % 2];
-                if (attempt.edit || whole.empty() || whole == lines) continue;
+                if ((attempt.edit && attempt.errorsLeft == 0) || whole.empty() || whole == lines) continue;
                 Attempt wholeAttempt =
                     i < 2 ? fitter.fit(whole, shape) : fitter.fitWithoutRepeatedClosers(whole, shape);
-                if (wholeAttempt.edit) {
+                if (wholeAttempt.edit && (!attempt.edit || wholeAttempt.errorsLeft < attempt.errorsLeft)) {
                     wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
                                                 "took the reply's lines that the library cut off");
                     attempt = std::move(wholeAttempt);
