@@ -117,6 +117,9 @@ class EditFitter {
         return attempt;
     }
 
+    const fl::ustring& file() const { return file_; }
+    std::size_t cursor() const { return cursor_; }
+
   private:
     Attempt fitLines(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         Attempt attempt;
@@ -249,8 +252,10 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
             return text::isClosingLine(code) || code.find_first_not_of(u")]};,") == std::u16string_view::npos;
         });
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
-    // the end of the cursor's line (`    end|` + `⏎end`) are its own.
-    if (shape.leadingLineBreak && headCloses) {
+    // the end of the cursor's line (`    end|` + `⏎end`) are its own; so are those the model wrote at
+    // another column than the line above (`  end` below `    end`).
+    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape)) &&
+        headCloses) {
         const std::vector<fl::ustring> reply = completionLines(stages.extracted);
         Attempt withHead = fitter.fit(reply, kept);
         if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);

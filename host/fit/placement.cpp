@@ -496,6 +496,20 @@ bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
     return false;
 }
 
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape) {
+    const CursorLine line = cursorLineOf(file, cursor);
+    if (shape.removedHead.empty() || shape.leadingBlanks.empty() || !text::isBlankText(line.before))
+        return false;
+    std::size_t above = 1;
+    while (above <= kMostRestatedLines && line.start > 0 &&
+           text::isBlankText(linesAbove(file, line.start, above).front()))
+        ++above;
+    if (above > kMostRestatedLines || linesAbove(file, line.start, above).size() < above) return false;
+    const std::size_t column = columnsAbove(file, line.start, above);
+    const std::size_t own = columnsOf(shape.leadingBlanks);
+    return column != own && column != own + columnsOf(line.before);
+}
+
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit) {
     std::size_t same = 0;
     while (edit.start + same < cursor && edit.start + same < edit.end && same < edit.text.size() &&
