@@ -48,7 +48,7 @@ std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t
 
 // When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
 // some whole lines above it), or the word the cursor is in, drops that and says which.
-enum class Restatement { None, Word, Line };
+enum class Restatement { None, Word, Line, LinesAboveAndLine };
 
 Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
                             std::vector<fl::ustring>& lines) {
@@ -71,7 +71,7 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
             if (restated.size() < typed.size()) rest = fl::ustring(trimLeft(rest));
             lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
             lines.front() = std::move(rest);
-            return Restatement::Line;
+            return k > 0 ? Restatement::LinesAboveAndLine : Restatement::Line;
         }
     }
     // The model may also restart just the word the cursor is in.
@@ -396,15 +396,16 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
         mayRestate ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
                    : Restatement::None;
     // A reply that began below an empty line starts a line of its own: it restarts no word.
-    if (found == Restatement::Line || (found == Restatement::Word && !shape.leadingLineBreak))
+    if (found != Restatement::None && (found != Restatement::Word || !shape.leadingLineBreak))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
-    // A restated line of more than one word, or one written out with its indentation after the lines
-    // deduplication removed, is the model writing out what was typed: the completion is not also put
-    // after it.
-    if (found == Restatement::Line && !bareComment &&
-        (shape.headRemoved ||
-         std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); })))
+    // A restated line of more than one word, after lines above it, or written out with its indentation
+    // after the lines deduplication removed, is the model writing out what was typed: the completion is
+    // not also put after it.
+    if (found == Restatement::LinesAboveAndLine ||
+        (found == Restatement::Line && !bareComment &&
+         (shape.headRemoved ||
+          std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); }))))
         return candidates;
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
