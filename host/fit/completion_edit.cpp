@@ -344,11 +344,13 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         } else if (const auto fallback = fallbackLines(stages);
                    !fallback.empty() || !shape.removedHead.empty()) {
             Attempt attempt = fallback.empty() ? Attempt{} : fitter.fit(fallback, shape);
-            // All of the reply when its first block fails: the block may be lines that repeat the code
-            // above the cursor, which the fitter drops.
+            // All of the reply when its first block fails or leaves errors: the block may be lines that
+            // repeat the code above the cursor, which the fitter drops.
             if (const auto all = completionLines(stages.deduplicated);
-                !attempt.edit && !fallback.empty() && all != fallback) {
-                if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
+                (!attempt.edit || attempt.errorsLeft > 0) && !fallback.empty() && all != fallback) {
+                if (Attempt whole = fitter.fit(all, shape);
+                    whole.edit && (!attempt.edit || whole.errorsLeft < attempt.errorsLeft))
+                    attempt = std::move(whole);
             }
             attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
             attempt = withoutRepeatedClosers(fitter, fallback, shape, std::move(attempt));
