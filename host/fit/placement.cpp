@@ -434,12 +434,13 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
                             startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
     // After a comment, code glued to it would be commented out: a completion of several lines that
-    // has no blank of its own or began below an empty line starts a new line, and one line is tried as
-    // the comment's rest second.
+    // has no blank of its own or began below an empty line starts a new line, and one line that began
+    // on the cursor's line is tried as the comment's rest second.
     const bool afterComment =
         endsInComment(line.before) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
     candidates.push_back(glueFirst && !afterComment ? glue : newLine);
-    if (!afterComment || lines.size() == 1) candidates.push_back(glueFirst && !afterComment ? newLine : glue);
+    if (!afterComment || (lines.size() == 1 && !shape.leadingLineBreak))
+        candidates.push_back(glueFirst && !afterComment ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());
     return candidates;
 }
