@@ -308,7 +308,7 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         out.reason = "the cursor lies beyond the end of the file";
     } else {
         const EditFitter fitter(file, cursor, settings);
-        const ReplyShape shape = shapeOf(stages);
+        const ReplyShape shape = shapeOf(stages, file, cursor);
         // The formatting stage only re-indents what pruning kept; the edit is re-indented in the file
         // anyway, and where the model's own indentation fits it stays, so the edit starts from that.
         const fl::ustring& finalText = stages.pruned;
