@@ -389,9 +389,10 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     std::vector<fl::ustring> rest = lines;
     // Lines that deduplication removed ended where the cursor is: what follows them restates the
     // cursor's line only when it writes it out as it stands, indentation and all (deduplication may have
-    // taken the line above for it, when both end alike).
-    const bool mayRestate = shape.headRemoved ? trimRight(lines.front()).starts_with(line.before)
-                                              : !(shape.keepsRepeats && text::isClosingLine(typedCode));
+    // taken the line above for it, when both end alike); after a bare comment sign it is a comment line.
+    const bool mayRestate = shape.headRemoved
+                                ? !bareComment && trimRight(lines.front()).starts_with(line.before)
+                                : !(shape.keepsRepeats && text::isClosingLine(typedCode));
     const Restatement found =
         mayRestate ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
                    : Restatement::None;
