@@ -440,7 +440,9 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool afterComment =
         endsInComment(line.before) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
     candidates.push_back(glueFirst && !afterComment ? glue : newLine);
-    if (!afterComment || (lines.size() == 1 && !shape.leadingLineBreak))
+    // Lines that began below an empty line are not glued to the typed code either.
+    if ((!afterComment && !(shape.leadingLineBreak && lines.size() > 1)) ||
+        (lines.size() == 1 && !shape.leadingLineBreak))
         candidates.push_back(glueFirst && !afterComment ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());
     return candidates;
