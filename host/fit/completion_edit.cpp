@@ -87,7 +87,7 @@ class EditFitter {
             if (attempt.edit) return attempt;
         }
         Attempt attempt = fitLines(lines, shape);
-        attempt.writesOutBelow = shorter.size() < lines.size();
+        attempt.writesOutBelow = attempt.writesOutBelow || shorter.size() < lines.size();
         // A reply cut by a token limit may end in an unfinished statement that only a reading of the
         // whole file shows: its last lines go, a few at most.
         std::vector<fl::ustring> kept = lines;
@@ -232,6 +232,19 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
     return out;
 }
 
+// True when `again` fits and `than` does not, or `again` leaves fewer errors, or as few without writing
+// out again the code below the cursor's line.
+bool better(const Attempt& again, const Attempt& than) {
+    return again.edit &&
+           (!than.edit || again.errorsLeft < than.errorsLeft ||
+            (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
+}
+
+// True when an attempt may still be bettered: nothing fits, or it leaves errors or writes out below.
+bool mayBeBettered(const Attempt& attempt) {
+    return !attempt.edit || attempt.errorsLeft > 0 || attempt.writesOutBelow;
+}
+
 // Lines that repeat the code above the cursor are dropped (by deduplication, or by the placement at a
 // blank line), but the file may need them: an `end` below another `end` is both. When the edit leaves
 // errors in the file, writes out again the code below the cursor's line, or nothing fits, the closing
@@ -266,11 +279,6 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     }
     if (attempt.edit && attempt.errorsLeft == 0 && !attempt.writesOutBelow) return attempt;
     // Fewer errors left, or as few without writing out again the code below the cursor's line.
-    const auto better = [&](const Attempt& again, const Attempt& than) {
-        return again.edit &&
-               (!than.edit || again.errorsLeft < than.errorsLeft ||
-                (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
-    };
     // The placement keeps only closing lines it would drop, and those come first.
     Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
                         ? Attempt{}
@@ -327,10 +335,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                                                        completionLines(stages.deduplicated)};
             for (std::size_t i = 0; i < 4; ++i) {
                 const std::vector<fl::ustring>& whole = wholes[i % 2];
-                if ((attempt.edit && attempt.errorsLeft == 0) || whole.empty() || whole == lines) continue;
+                if (!mayBeBettered(attempt) || whole.empty() || whole == lines) continue;
                 Attempt wholeAttempt =
                     i < 2 ? fitter.fit(whole, shape) : fitter.fitWithoutRepeatedClosers(whole, shape);
-                if (wholeAttempt.edit && (!attempt.edit || wholeAttempt.errorsLeft < attempt.errorsLeft)) {
+                if (better(wholeAttempt, attempt)) {
                     wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
                                                 "took the reply's lines that the library cut off");
                     attempt = std::move(wholeAttempt);
@@ -347,9 +355,8 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
             // All of the reply when its first block fails or leaves errors: the block may be lines that
             // repeat the code above the cursor, which the fitter drops.
             if (const auto all = completionLines(stages.deduplicated);
-                (!attempt.edit || attempt.errorsLeft > 0) && !fallback.empty() && all != fallback) {
-                if (Attempt whole = fitter.fit(all, shape);
-                    whole.edit && (!attempt.edit || whole.errorsLeft < attempt.errorsLeft))
+                mayBeBettered(attempt) && !fallback.empty() && all != fallback) {
+                if (Attempt whole = fitter.fit(all, shape); better(whole, attempt))
                     attempt = std::move(whole);
             }
             attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
