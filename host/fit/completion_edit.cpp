@@ -240,6 +240,14 @@ bool better(const Attempt& again, const Attempt& than) {
             (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
 }
 
+// True when `whole` is `lines` and more, blanks aside.
+bool goesOn(const std::vector<fl::ustring>& whole, const std::vector<fl::ustring>& lines) {
+    return whole.size() > lines.size() && std::equal(lines.begin(), lines.end(), whole.begin(),
+                                                     [](const fl::ustring& a, const fl::ustring& b) {
+                                                         return text::trim(a) == text::trim(b);
+                                                     });
+}
+
 // True when an attempt may still be bettered: nothing fits, or it leaves errors or writes out below.
 bool mayBeBettered(const Attempt& attempt) {
     return !attempt.edit || attempt.errorsLeft > 0 || attempt.writesOutBelow;
@@ -335,7 +343,10 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                                                        completionLines(stages.deduplicated)};
             for (std::size_t i = 0; i < 4; ++i) {
                 const std::vector<fl::ustring>& whole = wholes[i % 2];
-                if (!mayBeBettered(attempt) || whole.empty() || whole == lines) continue;
+                // An edit that fits is bettered only by more of the reply after it.
+                if (!mayBeBettered(attempt) || whole.empty() || whole == lines ||
+                    (attempt.edit && !goesOn(whole, lines)))
+                    continue;
                 Attempt wholeAttempt =
                     i < 2 ? fitter.fit(whole, shape) : fitter.fitWithoutRepeatedClosers(whole, shape);
                 if (better(wholeAttempt, attempt)) {
