@@ -128,8 +128,9 @@ class EditFitter {
         for (Edit candidate : candidates) {
             keepTrailingBlankLines(candidate, lines, shape);
             if (tryEdit(candidate, attempt) || attempt.finding == kRepeatsAround) return attempt;
-            // Deduplication took the completion's closing lines for the suffix's: put them back.
-            if (!shape.removedTail.empty()) {
+            // Deduplication took the completion's closing lines for the suffix's: put them back, after
+            // the line they followed (pruning may have cut the completion before it).
+            if (!shape.removedTail.empty() && text::trim(lines.back()) == text::trim(shape.lastCodeLine)) {
                 Edit restored = candidate;
                 restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
                 if (tryEdit(restored, attempt,
