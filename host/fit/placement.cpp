@@ -98,8 +98,10 @@ std::size_t columnsOf(std::u16string_view line) {
 // typed before the cursor, or in a reply without blanks anywhere, says nothing.
 bool mayStartAt(std::size_t column, const CursorLine& line, const std::vector<fl::ustring>& lines,
                 const ReplyShape& shape) {
-    const bool indented = std::any_of(lines.begin(), lines.end(),
-                                      [](const fl::ustring& l) { return !text::indentationOf(l).empty(); });
+    const auto isIndented = [](const fl::ustring& l) { return !text::indentationOf(l).empty(); };
+    const bool indented = std::any_of(lines.begin(), lines.end(), isIndented) ||
+                          !shape.leadingBlanks.empty() ||
+                          std::any_of(shape.removedHead.begin(), shape.removedHead.end(), isIndented);
     // After lines deduplication removed, the kept first line stands where the model wrote it.
     if (shape.headRemoved) return !indented || column == columnsOf(lines.front());
     const std::size_t own = text::indentationOf(lines.front()).empty() ? columnsOf(shape.leadingBlanks)
