@@ -433,9 +433,12 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool declarationGoesOn = typed.back() == u')' && !first.empty() &&
                                    (text::isWordChar(first.front()) || first.front() == u'{') &&
                                    declaresPropertyOrArgument(file, cursor);
+    // A bare name after `catch` is its identifier (`catch|` + `ME`), not a statement of the body.
+    const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
+                           std::all_of(first.begin(), first.end(), text::isWordChar);
     const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
-                            startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
+                            startsAsContinuation(first) || wordGoesOn || declarationGoesOn || catchName);
     // After a comment, code glued to it would be commented out: a completion of several lines that
     // has no blank of its own or began below an empty line starts a new line, and one line that began
     // on the cursor's line is tried as the comment's rest second.

@@ -72,6 +72,8 @@ const Row kRows[] = {
     {"no blank after an operator written without one", "total=<|>\n", fenced("0;"), "total=0;\n"},
     {"a blank after a keyword", "for<|>\nend\n", fenced("k = 1:3\n    x = k;"),
      "for k = 1:3\n    x = k;\nend\n"},
+    {"a name after catch is its identifier", "try\n    x = 1;\ncatch<|>\nend\n", fenced("ME\n    disp(ME);"),
+     "try\n    x = 1;\ncatch ME\n    disp(ME);\nend\n"},
     {"a blank before an opening bracket after an operator", "y =<|>\n", fenced("(a + b)/2;"),
      "y = (a + b)/2;\n"},
     {"no blank after a unary sign", "y = -<|>\n", fenced("(a + b);"), "y = -(a + b);\n"},
