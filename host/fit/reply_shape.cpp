@@ -99,7 +99,7 @@ ReplyShape shapeOf(const StageTexts& stages, const fl::ustring& file, std::size_
         kept.size() <= extracted.size() && std::equal(kept.begin(), kept.end(), extracted.begin());
     if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd)) {
         shape.removedHead.assign(extracted.begin(), headEnd);
-    } else if (!kept.empty() && !keptFirstLines) {
+    } else if (!kept.empty() && !extracted.empty() && !keptFirstLines) {
         // Lines removed at both ends: the kept ones stand in the middle.
         const auto at = std::search(extracted.begin() + 1, extracted.end(), kept.begin(), kept.end());
         if (at != extracted.end()) shape.removedHead.assign(extracted.begin(), at);
