@@ -252,7 +252,10 @@ struct Example {
             (tokens[n].op == Op::RBracket || tokens[n].op == Op::RBrace || tokens[n].op == Op::Semicolon ||
              tokens[n].op == Op::Comma))
             return false;
-        return continuation || continuesBefore(tokens[n]);
+        // After `...` the blank line itself goes on into a line that cannot start a statement.
+        if (continuation)
+            return !(tokens[n].kind == TokenKind::Operator && ca::lexer::cannotBeginExpression(tokens[n].op));
+        return continuesBefore(tokens[n]);
     }
 };
 
