@@ -8,7 +8,9 @@
 #include "fit/placement.hpp"
 #include "fit/reindent.hpp"
 #include "fit/reindent_glue.hpp"
+#include "fit/repeated_tail.hpp"
 #include "fit/reply_shape.hpp"
+#include "fit/restated_lines.hpp"
 #include "fit/text_lines.hpp"
 #include "foundation/log/diagnostic_logger.hpp"
 
@@ -81,7 +83,7 @@ class EditFitter {
     // Tries the completion without the lines that repeat the code below the cursor first, then as it is
     // (when those lines are the closing lines of what it opens).
     Attempt fit(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
-        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, false);
+        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines);
         if (shorter.size() < lines.size() && !shorter.empty()) {
             Attempt attempt = fitLines(shorter, shape);
             if (attempt.edit) return attempt;
@@ -108,7 +110,7 @@ class EditFitter {
     // The completion without its last lines when they only close blocks and write out again the closing
     // lines below the cursor's line; nothing when there are none.
     Attempt fitWithoutRepeatedClosers(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
-        const std::vector<fl::ustring> shorter = withoutRepeatedTail(file_, cursor_, lines, true);
+        const std::vector<fl::ustring> shorter = withoutRepeatedTailOrClosers(file_, cursor_, lines);
         if (shorter.size() == lines.size() || shorter.empty()) return {};
         Attempt attempt = fitLines(shorter, shape);
         if (attempt.edit)
