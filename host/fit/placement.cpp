@@ -64,7 +64,7 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
     const std::u16string_view typedCode = text::trim(line.before);
     const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
     // After the lines deduplication removed (they ended at the cursor), the rest follows the cursor.
-    if (!shape.headRemoved && onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
+    if (!shape.headRemoved && onlyRepeatsLinesAbove(file, line, lines, shape)) return {};
     std::vector<fl::ustring> rest = lines;
     const Restatement found =
         mayRestateCursorLine(line, lines, shape, bareComment)

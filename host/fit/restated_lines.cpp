@@ -7,9 +7,6 @@
 namespace fit {
 namespace {
 
-using text::trimLeft;
-using text::trimRight;
-
 // Whether the model may have written the completion's first line at `column`, as far as the reply
 // shows: its own blanks count from the margin or from the cursor. A line without blanks after blanks
 // typed before the cursor, or in a reply without blanks anywhere, says nothing.
@@ -58,7 +55,7 @@ std::vector<std::u16string_view> lastOf(const std::vector<std::u16string_view>& 
 
 Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
                             std::vector<fl::ustring>& lines) {
-    const std::u16string_view typed = trimLeft(line.before);
+    const std::u16string_view typed = text::trimLeft(line.before);
     if (typed.empty()) return Restatement::None;
     const std::size_t most = std::min(mostLinesAbove, lines.size() - 1);
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
@@ -66,12 +63,12 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
     // starts like the cursor's.
     for (std::size_t k = std::min(most, above.size()) + 1; k-- > 0;) {
         if (!startsWithLastOf(lines, above, k)) continue;
-        const std::u16string_view first = trimLeft(lines[k]);
-        for (std::u16string_view restated : {typed, trimRight(typed)}) {
+        const std::u16string_view first = text::trimLeft(lines[k]);
+        for (std::u16string_view restated : {typed, text::trimRight(typed)}) {
             if (restated.empty() || !first.starts_with(restated)) continue;
             fl::ustring rest(first.substr(restated.size()));
             // Keep the blank between what was typed and what follows when the typed text had none.
-            if (restated.size() < typed.size()) rest = fl::ustring(trimLeft(rest));
+            if (restated.size() < typed.size()) rest = fl::ustring(text::trimLeft(rest));
             lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
             lines.front() = std::move(rest);
             return k > 0 ? Restatement::LinesAboveAndLine : Restatement::Line;
@@ -82,7 +79,7 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
     while (wordStart > 0 && text::isWordChar(line.before[wordStart - 1]))
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
-    const std::u16string_view first = trimLeft(lines.front());
+    const std::u16string_view first = text::trimLeft(lines.front());
     if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
@@ -107,11 +104,11 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
 }
 
 bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
-                           const std::vector<fl::ustring>& lines, bool keepClosers) {
+                           const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
     if (lines.size() > kMostRestatedLines) return false;
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, lines.size());
     if (above.size() < lines.size() || !startsWithLastOf(lines, above, lines.size())) return false;
-    return anyCode(above) && !(keepClosers && onlyClosers(above));
+    return anyCode(above) && !(shape.keepsRepeats && onlyClosers(above));
 }
 
 bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,

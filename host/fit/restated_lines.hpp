@@ -28,7 +28,7 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
 // True when the completion is the lines just above the cursor's line written out again: code typed in
 // the cursor's line is not followed by them (closing lines may be kept, see ReplyShape::keepsRepeats).
 bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
-                           const std::vector<fl::ustring>& lines, bool keepClosers);
+                           const std::vector<fl::ustring>& lines, const ReplyShape& shape);
 
 // True when the completion is the reply's first lines, or some of them, and those write out again the
 // lines just above the cursor's line: the library cut the reply inside what it repeats.
