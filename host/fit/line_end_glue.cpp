@@ -13,12 +13,11 @@ namespace {
 using text::trimLeft;
 using text::trimRight;
 
-// Offset of the innermost bracket opened on the line and not closed (the statement goes on), or npos.
-std::size_t innermostOpenBracket(std::u16string_view typed) {
-    std::vector<std::size_t> open;
+// True when a bracket opened on the line is not closed (the statement goes on); a comment ends the code.
+bool leavesBracketOpen(std::u16string_view typed) {
+    std::size_t open = 0;
     char16_t quote = 0;
-    for (std::size_t i = 0; i < typed.size(); ++i) {
-        const char16_t c = typed[i];
+    for (char16_t c : typed) {
         if (quote) {
             quote = c == quote ? 0 : quote;
         } else if (c == u'"') {
@@ -26,12 +25,12 @@ std::size_t innermostOpenBracket(std::u16string_view typed) {
         } else if (c == u'%') {
             break;
         } else if (c == u'(' || c == u'[' || c == u'{') {
-            open.push_back(i);
-        } else if ((c == u')' || c == u']' || c == u'}') && !open.empty()) {
-            open.pop_back();
+            ++open;
+        } else if ((c == u')' || c == u']' || c == u'}') && open > 0) {
+            --open;
         }
     }
-    return open.empty() ? std::u16string_view::npos : open.back();
+    return open > 0;
 }
 
 // Lines above the cursor's line read for the brackets a matrix written over several lines leaves open.
@@ -75,10 +74,12 @@ bool endsWithParameters(std::u16string_view end) {
     return false;
 }
 
+// The typed text is open-ended: an operator, a separator, an open bracket anywhere on the line, or a
+// keyword that an expression or a name follows.
 bool endsWithContinuation(std::u16string_view typed) {
     const std::u16string_view end = trimRight(typed);
     if (end.empty()) return false;
-    if (innermostOpenBracket(end) != std::u16string_view::npos || endsWithParameters(end)) return true;
+    if (leavesBracketOpen(end) || endsWithParameters(end)) return true;
     static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.?";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
     static constexpr std::array<std::u16string_view, 11> kExpecting = {
@@ -88,6 +89,7 @@ bool endsWithContinuation(std::u16string_view typed) {
     return std::find(kExpecting.begin(), kExpecting.end(), word) != kExpecting.end();
 }
 
+// The completion starts with what joins code before it: a separator, a bracket, a binary operator.
 bool startsAsContinuation(std::u16string_view first) {
     // `{` indexes what was typed (`cats` + `{c};`): a cell written as a statement of its own is rare.
     static constexpr std::u16string_view kJoining = u";,()]{}*/\\^=<>&|.'";
