@@ -57,6 +57,22 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
          "    "
          "end\n    end\nend\n",
          {}},
+        // Nested functions indented under a body at the margin; a class at the margin, its `classdef` cut
+        // away; a window cut inside `cases`; one cut between the `%` and `{` of a block comment's opener.
+        {"d(x)\ny = 1;\n    function g()\n        y = 2;\n    end\nend\n\nfunction h()\nz = 3;\nend\n", {}},
+        {"with laps\nmethods\nfunction obj = S()\nobj.A = [];\nend\nend\nmethods(Static)\nfunction t = "
+         "g()\nt = 1;\nend\n"
+         "end\n",
+         {}},
+        {"function g(c)\nc = 1;\nend\n\nfunction f(c)\ncase", {}},
+        {"function f(x)\n%\n{\n    %{\n    old = 1;\n    %}\n%}\nn = 1;\nfor k = 1:n\n    y = k;\nend\nend\n",
+         {}},
+        // Blanks typed on the cursor's line and a line end put at the cursor: the code that follows stands
+        // where the blanks end, not at the margin outside the blocks cut at the text's end. A blank line
+        // with no blanks leaves code at the margin outside them.
+        {"classdef A\n    methods\n        function f(obj)\n            \nx = 1;\n            y = 2;\n", {}},
+        {"x = 0;\nfor k = 1:3\n    \ny = k;\n", {}},
+        {"x = 0;\nfor k = 1:3\n    y = 1;\n\nz = k;\n", {"2:MissingEnd"}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},
