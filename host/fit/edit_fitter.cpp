@@ -100,21 +100,32 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
     Attempt attempt;
     const std::vector<Edit> candidates = candidateEdits(file_, cursor_, lines, shape);
     if (candidates.empty()) attempt.finding = kOnlyRepeats;
+    // Deduplication took the completion's closing lines for the suffix's: they go back after the line
+    // they followed (pruning may have cut the completion before it).
+    const bool tailRestorable = !shape.removedTail.empty() && !lines.empty() &&
+                                text::trim(lines.back()) == text::trim(shape.lastCodeLine);
+    const auto tryRestored = [&](const Edit& candidate, Attempt& into) {
+        Edit restored = candidate;
+        restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
+        if (!tryEdit(restored, into, "put back the closing lines that repeat the code below the cursor"))
+            return false;
+        into.writesOutBelow =
+            !std::all_of(shape.removedTail.begin(), shape.removedTail.end(), isBlankOrClosing);
+        return true;
+    };
     for (Edit candidate : candidates) {
         keepTrailingBlankLines(file_, candidate, lines, shape);
-        if (tryEdit(candidate, attempt) || attempt.finding == kRepeatsAround) return attempt;
-        // Deduplication took the completion's closing lines for the suffix's: put them back, after the
-        // line they followed (pruning may have cut the completion before it).
-        if (!shape.removedTail.empty() && text::trim(lines.back()) == text::trim(shape.lastCodeLine)) {
-            Edit restored = candidate;
-            restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
-            if (tryEdit(restored, attempt,
-                        "put back the closing lines that repeat the code below the cursor")) {
-                attempt.writesOutBelow =
-                    !std::all_of(shape.removedTail.begin(), shape.removedTail.end(), isBlankOrClosing);
-                return attempt;
-            }
+        if (tryEdit(candidate, attempt)) {
+            // Without them the edit may only keep an error the file had (the block the completion
+            // opens takes the `end` below); with them it may mend it.
+            Attempt restored;
+            if (tailRestorable && attempt.errorsLeft > 0 && tryRestored(candidate, restored) &&
+                restored.errorsLeft < attempt.errorsLeft)
+                return restored;
+            return attempt;
         }
+        if (attempt.finding == kRepeatsAround) return attempt;
+        if (tailRestorable && tryRestored(candidate, attempt)) return attempt;
     }
     return attempt;
 }

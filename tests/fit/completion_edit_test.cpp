@@ -165,6 +165,11 @@ const Row kRows[] = {
      "d;\nend\n"},
     {"comment lines after a bare comment sign written out again", "% F  Parse.\n%\tf() turns\n%<|>\nx = 1;\n",
      fenced("%\tf() turns\n%\n%\t\t[serial]"), "% F  Parse.\n%\tf() turns\n%\n%\t\t[serial]\nx = 1;\n"},
+    {"an end deduplication took for the one below goes back when it mends the file",
+     "function k = f(x)\n    if x > 1\n        k = 1;\n    <|>\nend\n\nfunction g()\nend\n",
+     fenced("elseif x > 0\nk = 2;\nelse\nk = 3;\nend"),
+     "function k = f(x)\n    if x > 1\n        k = 1;\n    elseif x > 0\n        k = 2;\n    else\n"
+     "        k = 3;\n    end\nend\n\nfunction g()\nend\n"},
     {"the ends that repeat those below go last", "function f()\n    x = 1;\n    <|>\nend\n",
      fenced("x = 2;\nend\nend"), "function f()\n    x = 1;\n    x = 2;\nend\n"},
 };
