@@ -131,6 +131,7 @@ fl::ustring formatted(const fl::ustring& window, std::uint32_t lastLine, const I
 struct Placed {
     int own;
     int formatted;
+    bool closer = false;  // an `end`, or a clause of a block (`else`, `case`, `catch`, ...)
 };
 
 int sign(int value) {
@@ -144,8 +145,10 @@ int sign(int value) {
 // close blocks a little off their opening column: a line of it fits right of the level around it, or
 // where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
 // of the file's column for it. So the `end` of a nested function that the file indents past the
-// formatter's column does not fit at the margin.
-bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines) {
+// formatter's column does not fit at the margin. A closing line stands anywhere from the column of the
+// level around its block to its block's body (an `end` under the body, a `case` under its `switch`);
+// the lines after it move from its block's column.
+bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines, int step) {
     struct Level {
         int own;
         bool seenInLines;  // its column was set by one of `lines`, not only by the lines above
@@ -153,11 +156,27 @@ bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<P
     std::map<int, Level> levels;  // formatter column -> the open level's
     for (auto line = above.rbegin(); line != above.rend(); ++line) {
         levels.erase(levels.upper_bound(line->formatted), levels.end());
-        levels[line->formatted] = {line->own, false};
+        if (!line->closer || !levels.contains(line->formatted)) levels[line->formatted] = {line->own, false};
     }
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        const Placed& line = lines[i];
-        if (i > 0 && sign(line.own - lines[i - 1].own) != sign(line.formatted - lines[i - 1].formatted))
+    std::optional<Placed> previous;  // a closing line counts at its block's column
+    for (const Placed& line : lines) {
+        if (line.closer) {
+            const auto body = levels.upper_bound(line.formatted);
+            const auto block = levels.find(line.formatted);
+            const auto around = levels.lower_bound(line.formatted);
+            // Where the level around is not in sight, a step left of the block's column stands for it.
+            const std::optional<int> from =
+                around != levels.begin() ? std::optional(std::prev(around)->second.own)
+                : block != levels.end()  ? std::optional(block->second.own - (line.formatted > 0 ? step : 0))
+                                         : std::nullopt;
+            if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own))
+                return false;
+            levels.erase(body, levels.end());
+            previous = Placed{levels.try_emplace(line.formatted, Level{line.own, true}).first->second.own,
+                              line.formatted};
+            continue;
+        }
+        if (previous && sign(line.own - previous->own) != sign(line.formatted - previous->formatted))
             return false;
         levels.erase(levels.upper_bound(line.formatted), levels.end());
         if (const auto known = levels.find(line.formatted); known != levels.end()) {
@@ -167,6 +186,7 @@ bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<P
             if (!fits) return false;
         }
         levels[line.formatted] = {line.own, true};
+        previous = line;
     }
     return true;
 }
@@ -281,10 +301,31 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
+// Whether the code lines below the edit stand where the formatter puts them, those that continue the
+// edit's last statement aside (the formatter moves them with its first line).
+bool followsBelow(const Window& window, const std::vector<Line>& formattedLines, unsigned tabSize) {
+    std::size_t seen = 0;
+    bool continued = true;
+    for (std::size_t i = window.started.back(); i + 1 < window.lines.size() && seen < kNearbyCodeLines; ++i) {
+        const std::u16string_view line = window.lines[i + 1].text;
+        continued = continued && text::trimRight(window.lines[i].text).ends_with(u"...");
+        if (continued || !window.isCodeLine(i + 1) ||
+            text::trimLeft(line) != text::trimLeft(formattedLines[i + 1].text))
+            continue;
+        ++seen;
+        if (columnsOf(text::indentationOf(line), tabSize) !=
+            columnsOf(text::indentationOf(formattedLines[i + 1].text), tabSize))
+            return false;
+    }
+    return true;
+}
+
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
 // does not follow the formatter, moving with it. `own` holds the started lines' columns.
 bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               const std::vector<std::optional<int>>& comments, unsigned tabSize) {
+               const std::vector<std::optional<int>>& comments, bool firstFromTyped,
+               const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
@@ -297,14 +338,14 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
     for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
         if (window.isCodeLine(i) && window.lines[i].start < window.editFrom)
-            above.push_back(
-                {columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
+            above.push_back({columnsOf(text::indentationOf(window.lines[i].text), tabSize),
+                             formattedColumns(i), isCloser(text::trimLeft(window.lines[i].text))});
     const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
     for (std::size_t k = 0; k < window.started.size(); ++k)
         if (const std::size_t i = window.started[k]; window.isCodeLine(i))
-            code.push_back({own[k], formattedColumns(i)});
+            code.push_back({own[k], formattedColumns(i), isCloser(text::trimLeft(window.lines[i].text))});
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
         for (std::size_t k = 0; k < window.started.size(); ++k)
@@ -313,8 +354,18 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
                 return false;
         return true;
     }
-    return std::all_of(code.begin(), code.end(), followed) ||
-           (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(above, code));
+    if (std::all_of(code.begin(), code.end(), followed)) return true;
+    // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
+    // from the blanks the editor typed (they are the body's).
+    const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
+    const bool typedFirst = firstFromTyped && isCode(window.lines[window.started.front()].text);
+    if ((typedFirst && fromModel->closer) ||
+        (fromModel + typedFirst != code.end() &&
+         std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
+        return false;
+    return (!std::all_of(above.begin(), above.end(), followed) ||
+            !followsBelow(window, formattedLines, tabSize)) &&
+           movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
 }
 
 // The columns the file gives each of the formatter's levels in the code lines above the edit, the
@@ -439,18 +490,20 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
     IndentSettings style = fileIndentation(file, edit.start, settings);
+    bool firstFromTyped = false;
     if (const std::u16string_view typed = typedBlanks(file, cursor, edit); !typed.empty()) {
         const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
-        if (text::indentationOf(first).empty() && !first.empty()) edit.text.insert(0, typed);
+        firstFromTyped = text::indentationOf(first).empty() && !first.empty();
+        if (firstFromTyped) edit.text.insert(0, typed);
     }
     const Window window = windowAround(file, edit, style);
     if (window.started.empty()) return;
     followTheWindowsFunction(window, style);
-    const fl::ustring after =
-        formatted(window.text, static_cast<std::uint32_t>(window.started.back() + 1), style);
+    // The lines below the edit are placed too: they show whether the file follows the formatter there.
+    const fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
     const std::vector<Line> afterLines = linesOf(after);
     if (afterLines.size() != window.lines.size()) return;
-    for (std::size_t i = 0; i < window.lines.size(); ++i)
+    for (std::size_t i = 0; i <= window.started.back(); ++i)
         if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
 
     std::vector<fl::ustring> indentation;  // of each started line
@@ -460,7 +513,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
-    if (!modelFits(window, afterLines, own, comments, style.tabSize)) {
+    if (!modelFits(window, afterLines, own, comments, firstFromTyped, style)) {
         const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
