@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
@@ -301,23 +302,24 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
-// Whether the code lines below the edit stand where the formatter puts them, those that continue the
-// edit's last statement aside (the formatter moves them with its first line).
-bool followsBelow(const Window& window, const std::vector<Line>& formattedLines, unsigned tabSize) {
-    std::size_t seen = 0;
+// The code lines below the edit whose text the formatter left as it is, nearest first; those that
+// continue the edit's last statement aside (the formatter moves them with its first line).
+std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
+                              unsigned tabSize) {
+    std::vector<Placed> below;
     bool continued = true;
-    for (std::size_t i = window.started.back(); i + 1 < window.lines.size() && seen < kNearbyCodeLines; ++i) {
+    for (std::size_t i = window.started.back();
+         i + 1 < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
         const std::u16string_view line = window.lines[i + 1].text;
         continued = continued && text::trimRight(window.lines[i].text).ends_with(u"...");
         if (continued || !window.isCodeLine(i + 1) ||
             text::trimLeft(line) != text::trimLeft(formattedLines[i + 1].text))
             continue;
-        ++seen;
-        if (columnsOf(text::indentationOf(line), tabSize) !=
-            columnsOf(text::indentationOf(formattedLines[i + 1].text), tabSize))
-            return false;
+        below.push_back({columnsOf(text::indentationOf(line), tabSize),
+                         columnsOf(text::indentationOf(formattedLines[i + 1].text), tabSize),
+                         isCloser(text::trimLeft(line))});
     }
-    return true;
+    return below;
 }
 
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
@@ -363,8 +365,25 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         (fromModel + typedFirst != code.end() &&
          std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
         return false;
-    return (!std::all_of(above.begin(), above.end(), followed) ||
-            !followsBelow(window, formattedLines, tabSize)) &&
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    if (std::all_of(above.begin(), above.end(), followed) &&
+        std::all_of(below.begin(), below.end(), followed))
+        return false;
+    // Each line at a column that the lines around give its level, or moving with the formatter.
+    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
+    for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
+        for (const Placed& line : *lines)
+            columnsAround[line.formatted].push_back(line.own);
+    // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
+    const auto atColumnAround = [&](const Placed& line) {
+        auto level = columnsAround.upper_bound(line.formatted);
+        if (level == columnsAround.begin()) return false;
+        --level;
+        const int shift = line.formatted - level->first;
+        return std::any_of(level->second.begin(), level->second.end(),
+                           [&](int columns) { return columns + shift == line.own; });
+    };
+    return std::all_of(fromModel, code.end(), atColumnAround) ||
            movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
 }
 
