@@ -147,8 +147,8 @@ int sign(int value) {
 // where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
 // of the file's column for it. So the `end` of a nested function that the file indents past the
 // formatter's column does not fit at the margin. A closing line stands anywhere from the column of the
-// level around its block to its block's body (an `end` under the body, a `case` under its `switch`);
-// the lines after it move from its block's column.
+// level around its block to a step past its block's body (an `end` under the body, a `case` under its
+// `switch`); the lines after it move from its block's column.
 bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines, int step) {
     struct Level {
         int own;
@@ -170,7 +170,7 @@ bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<P
                 around != levels.begin() ? std::optional(std::prev(around)->second.own)
                 : block != levels.end()  ? std::optional(block->second.own - (line.formatted > 0 ? step : 0))
                                          : std::nullopt;
-            if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own))
+            if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own + step))
                 return false;
             levels.erase(body, levels.end());
             previous = Placed{levels.try_emplace(line.formatted, Level{line.own, true}).first->second.own,
