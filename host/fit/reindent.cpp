@@ -415,9 +415,11 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
-                        const std::function<ContinuationHabit()>& readHabit, const IndentSettings& style,
-                        std::vector<fl::ustring>& indentation) {
+                        const std::function<ContinuationHabit()>& readHabit,
+                        const std::function<bool()>& readClosesLeft, bool firstFromTyped,
+                        const IndentSettings& style, std::vector<fl::ustring>& indentation) {
     std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
+    std::optional<bool> closesLeft;
     StatementScan scan;
     int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
     bool header = false;
@@ -429,7 +431,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         int bracket = -1;
         int column = 0;
     } sibling;
-    std::size_t k = 0;  // the next started line
+    std::size_t k = 0;        // the next started line
+    int previousColumns = 0;  // of the line above, as the model or the file has it
+    bool previousStarted = false;
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
         const std::u16string_view line = window.lines[i].text;
@@ -442,6 +446,15 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
                 sibling.known = false;
+            } else if (const std::u16string_view code = text::trimLeft(line);
+                       started && columns <= statementOwn && scan.openBrackets.size() == 1 &&
+                       scan.openBrackets.front().endsLine && !code.empty() &&
+                       std::u16string_view(u")]}").find(code.front()) != std::u16string_view::npos &&
+                       ((previousStarted && columns < previousColumns) ||
+                        (closesLeft ? *closesLeft : *(closesLeft = readClosesLeft())))) {
+                // The line that closes a bracket ending the statement's first line stands under it (`];`)
+                // where the model put it left of its row above, or the file puts such lines so.
+                indentation[k] = indentationFor(statementPlaced, style);
             } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
                        started && columns <= statementOwn && sibling.known &&
                        sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket) {
@@ -474,6 +487,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 sibling = Sibling{true, scan.openBrackets.size(),
                                   scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column,
                                   started ? columnsOf(indentation[k], style.tabSize) : fileColumns};
+            previousColumns = columns;
+            previousStarted = started && (k > 0 || !firstFromTyped);  // typed blanks are not the model's
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
                      style.tabSize, scan);
         }
@@ -548,8 +563,9 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     // Also where the model's columns fit: a continuation line the model left at its statement's column
     // fits only where the formatter does not indent such lines (a script's first statements).
     placeContinuations(
-        window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); }, style,
-        indentation);
+        window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); },
+        [&] { return closesBracketsLeftOfRows(file, edit.start, edit.end, style.tabSize); }, firstFromTyped,
+        style, indentation);
 
     fl::ustring text;
     std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window
