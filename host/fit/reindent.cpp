@@ -322,10 +322,35 @@ std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& for
     return below;
 }
 
+// A first line written from the blanks the editor typed has no column of the model's (an editor indents a
+// closing line as the body): it takes the column of a line of the same level and kind further down the
+// edit or, nearest first, among the code lines above. Nothing where neither shows one.
+std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& own, unsigned tabSize) {
+    const std::size_t first = window.started.front();
+    if (!window.isCodeLine(first)) return std::nullopt;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto alike = [&](std::size_t i) {
+        return window.isCodeLine(i) && formattedColumns(i) == formattedColumns(first) &&
+               isCloser(text::trimLeft(window.lines[i].text)) ==
+                   isCloser(text::trimLeft(window.lines[first].text));
+    };
+    for (std::size_t k = 1; k < window.started.size(); ++k)
+        if (alike(window.started[k])) return own[k];
+    for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
+        if (!window.isCodeLine(i) || window.lines[i].start >= window.editFrom) continue;
+        ++seen;
+        if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    }
+    return std::nullopt;
+}
+
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
 // does not follow the formatter, moving with it. `own` holds the started lines' columns.
 bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               const std::vector<std::optional<int>>& comments, bool firstFromTyped,
+               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
                const IndentSettings& style) {
     const unsigned tabSize = style.tabSize;
     const auto formattedColumns = [&](std::size_t i) {
@@ -358,10 +383,10 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     }
     if (std::all_of(code.begin(), code.end(), followed)) return true;
     // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
-    // from the blanks the editor typed (they are the body's).
+    // from the blanks the editor typed (they are the body's) where no line like it shows its column.
     const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
     const bool typedFirst = firstFromTyped && isCode(window.lines[window.started.front()].text);
-    if ((typedFirst && fromModel->closer) ||
+    if ((typedFirst && fromModel->closer && !typedLineKnown) ||
         (fromModel + typedFirst != code.end() &&
          std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
         return false;
@@ -546,8 +571,16 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         indentation.emplace_back(text::indentationOf(window.lines[i].text));
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
+    bool typedLineKnown = false;  // the typed first line's column was read from the lines around
+    if (firstFromTyped) {
+        if (const std::optional<int> columns = typedLineColumn(window, afterLines, own, style.tabSize)) {
+            own.front() = *columns;
+            indentation.front() = indentationFor(*columns, style);
+            typedLineKnown = true;
+        }
+    }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
-    if (!modelFits(window, afterLines, own, comments, firstFromTyped, style)) {
+    if (!modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style)) {
         const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
