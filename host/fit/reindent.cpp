@@ -133,7 +133,13 @@ struct Placed {
     int own;
     int formatted;
     bool closer = false;  // an `end`, or a clause of a block (`else`, `case`, `catch`, ...)
+    bool end = false;
 };
+
+Placed placed(int own, int formatted, std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    return {own, formatted, isCloser(code), startsWithWord(code, u"end")};
+}
 
 int sign(int value) {
     return (value > 0) - (value < 0);
@@ -173,6 +179,11 @@ bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<P
             if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own + step))
                 return false;
             levels.erase(body, levels.end());
+            // An `end` whose block is not in sight tells nothing of the column of its level.
+            if (block == levels.end() && line.end) {
+                previous.reset();
+                continue;
+            }
             previous = Placed{levels.try_emplace(line.formatted, Level{line.own, true}).first->second.own,
                               line.formatted};
             continue;
@@ -315,9 +326,8 @@ std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& for
         if (continued || !window.isCodeLine(i + 1) ||
             text::trimLeft(line) != text::trimLeft(formattedLines[i + 1].text))
             continue;
-        below.push_back({columnsOf(text::indentationOf(line), tabSize),
-                         columnsOf(text::indentationOf(formattedLines[i + 1].text), tabSize),
-                         isCloser(text::trimLeft(line))});
+        below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
+                               columnsOf(text::indentationOf(formattedLines[i + 1].text), tabSize), line));
     }
     return below;
 }
@@ -332,10 +342,13 @@ std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
+    const auto kind = [&](std::size_t i) {
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        return startsWithWord(code, u"end") ? 2 : isCloser(code) ? 1 : 0;
+    };
     const auto alike = [&](std::size_t i) {
         return window.isCodeLine(i) && formattedColumns(i) == formattedColumns(first) &&
-               isCloser(text::trimLeft(window.lines[i].text)) ==
-                   isCloser(text::trimLeft(window.lines[first].text));
+               kind(i) == kind(first);
     };
     for (std::size_t k = 1; k < window.started.size(); ++k)
         if (alike(window.started[k])) return own[k];
@@ -365,14 +378,14 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
     for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
         if (window.isCodeLine(i) && window.lines[i].start < window.editFrom)
-            above.push_back({columnsOf(text::indentationOf(window.lines[i].text), tabSize),
-                             formattedColumns(i), isCloser(text::trimLeft(window.lines[i].text))});
+            above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
+                                   formattedColumns(i), window.lines[i].text));
     const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
     for (std::size_t k = 0; k < window.started.size(); ++k)
         if (const std::size_t i = window.started[k]; window.isCodeLine(i))
-            code.push_back({own[k], formattedColumns(i), isCloser(text::trimLeft(window.lines[i].text))});
+            code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
         for (std::size_t k = 0; k < window.started.size(); ++k)
