@@ -30,8 +30,4 @@ CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t curso
     return outcome;
 }
 
-CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor) {
-    return completeWithLibrary(text, cursor, std::make_shared<mtcc::cache::SettingsValues>());
-}
-
 }  // namespace ostrel_lsp

@@ -23,7 +23,5 @@ std::shared_ptr<mtcc::cache::SettingsValues> consistentSettingsRecord(const Sett
 // the model answers: call it on a worker.
 CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor,
                                       const std::shared_ptr<mtcc::cache::SettingsValues>& settings);
-// The same with a record of the settings the runtime context holds now, for a single-threaded caller.
-CompletionOutcome completeWithLibrary(const fl::ustring& text, std::size_t cursor);
 
 }  // namespace ostrel_lsp
