@@ -213,7 +213,11 @@ struct Window {
     std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
 
     // A line of code, not of a comment: a block comment's lines may look like code at any column.
+    std::vector<bool> continues;  // of each line: it goes on with the statement of the code line above
+
     bool isCodeLine(std::size_t i) const { return isCode(lines[i].text) && !inBlockComment[i]; }
+    // A line that starts a statement: its column is a block level's, not a continuation's.
+    bool startsStatement(std::size_t i) const { return isCodeLine(i) && !continues[i]; }
 };
 
 std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
@@ -253,6 +257,14 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
     window.lines = linesOf(window.text);
     window.inBlockComment = blockCommentLines(window.lines);
+    window.continues.assign(window.lines.size(), false);
+    StatementScan scan;
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        if (!window.isCodeLine(i)) continue;
+        window.continues[i] = scan.goesOn();
+        if (!scan.goesOn()) scan = StatementScan{};
+        scanLine(window.lines[i].text, style.tabSize, scan);
+    }
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const Line& line = window.lines[i];
         if (line.start < window.editFrom || line.start >= window.editTo) continue;
@@ -313,21 +325,17 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
-// The code lines below the edit whose text the formatter left as it is, nearest first; those that
-// continue the edit's last statement aside (the formatter moves them with its first line).
+// The lines below the edit that start a statement and whose text the formatter left as it is, nearest
+// first.
 std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
                               unsigned tabSize) {
     std::vector<Placed> below;
-    bool continued = true;
-    for (std::size_t i = window.started.back();
-         i + 1 < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
-        const std::u16string_view line = window.lines[i + 1].text;
-        continued = continued && text::trimRight(window.lines[i].text).ends_with(u"...");
-        if (continued || !window.isCodeLine(i + 1) ||
-            text::trimLeft(line) != text::trimLeft(formattedLines[i + 1].text))
-            continue;
-        below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
-                               columnsOf(text::indentationOf(formattedLines[i + 1].text), tabSize), line));
+    for (std::size_t i = window.started.back() + 1;
+         i < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
+        const std::u16string_view line = window.lines[i].text;
+        if (window.startsStatement(i) && text::trimLeft(line) == text::trimLeft(formattedLines[i].text))
+            below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
+                                   columnsOf(text::indentationOf(formattedLines[i].text), tabSize), line));
     }
     return below;
 }
@@ -338,7 +346,7 @@ std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& for
 std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
                                    const std::vector<int>& own, unsigned tabSize) {
     const std::size_t first = window.started.front();
-    if (!window.isCodeLine(first)) return std::nullopt;
+    if (!window.startsStatement(first)) return std::nullopt;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
@@ -347,13 +355,13 @@ std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>
         return startsWithWord(code, u"end") ? 2 : isCloser(code) ? 1 : 0;
     };
     const auto alike = [&](std::size_t i) {
-        return window.isCodeLine(i) && formattedColumns(i) == formattedColumns(first) &&
+        return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
                kind(i) == kind(first);
     };
     for (std::size_t k = 1; k < window.started.size(); ++k)
         if (alike(window.started[k])) return own[k];
     for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!window.isCodeLine(i) || window.lines[i].start >= window.editFrom) continue;
+        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
         ++seen;
         if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     }
@@ -377,15 +385,24 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
     std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
     for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
-        if (window.isCodeLine(i) && window.lines[i].start < window.editFrom)
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom)
             above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
                                    formattedColumns(i), window.lines[i].text));
     const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
     for (std::size_t k = 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; window.isCodeLine(i))
+        if (const std::size_t i = window.started[k]; window.startsStatement(i))
             code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
+    // Continuation lines count for no level; but a reply written flat (a first line from the editor's
+    // blanks aside) tells nothing by their column either.
+    bool writtenFlat = true, continuationIn = false;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
+            writtenFlat = writtenFlat && own[k] == 0;
+            continuationIn = continuationIn || (window.continues[i] && formattedColumns(i) > 0);
+        }
+    if (writtenFlat && continuationIn) return false;
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
         for (std::size_t k = 0; k < window.started.size(); ++k)
@@ -585,7 +602,11 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
     bool typedLineKnown = false;  // the typed first line's column was read from the lines around
-    if (firstFromTyped) {
+    if (firstFromTyped && window.continues[window.started.front()]) {
+        // A continuation line from the editor's blanks stands where the formatter puts it, or the file's
+        // habit.
+        indentation.front() = text::indentationOf(afterLines[window.started.front()].text);
+    } else if (firstFromTyped) {
         if (const std::optional<int> columns = typedLineColumn(window, afterLines, own, style.tabSize)) {
             own.front() = *columns;
             indentation.front() = indentationFor(*columns, style);
