@@ -276,13 +276,18 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
     return window;
 }
 
-// The blanks typed before the cursor when the edit's first line replaces the cursor's blank line: a model
-// that gives that line no blanks of its own wrote it from the cursor, not from the margin.
-std::u16string_view typedBlanks(const fl::ustring& file, std::size_t cursor, const Edit& edit) {
+// The blanks typed before the cursor when the edit's first line replaces the cursor's blank line (none on
+// an empty line): a model that gives that line no blanks of its own wrote it from the cursor, not from the
+// margin.
+std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::size_t cursor,
+                                               const Edit& edit) {
     const std::size_t lineStart = text::lineStart(file, std::min(cursor, file.size()));
-    if (edit.start != lineStart || cursor < lineStart) return {};
+    if (edit.start != lineStart || cursor < lineStart) return std::nullopt;
     const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
-    return text::isBlankText(typed) ? typed : std::u16string_view();
+    const std::u16string_view line =
+        std::u16string_view(file).substr(lineStart, text::lineEnd(file, lineStart) - lineStart);
+    if (!text::isBlankText(typed) || (typed.empty() && !text::isBlankText(line))) return std::nullopt;
+    return typed;
 }
 
 // The formatter keeps a comment line where it may belong (a help comment at the margin under a
@@ -342,7 +347,7 @@ std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& for
 
 // A first line written from the blanks the editor typed has no column of the model's (an editor indents a
 // closing line as the body): it takes the column of a line of the same level and kind further down the
-// edit or, nearest first, among the code lines above. Nothing where neither shows one.
+// edit or, nearest first, among the code lines above in its function. Nothing where neither shows one.
 std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
                                    const std::vector<int>& own, unsigned tabSize) {
     const std::size_t first = window.started.front();
@@ -352,18 +357,23 @@ std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>
     };
     const auto kind = [&](std::size_t i) {
         const std::u16string_view code = text::trimLeft(window.lines[i].text);
-        return startsWithWord(code, u"end") ? 2 : isCloser(code) ? 1 : 0;
+        return startsWithWord(code, u"end")        ? 2
+               : isCloser(code)                    ? 1
+               : startsWithWord(code, u"function") ? 3
+                                                   : 0;
     };
     const auto alike = [&](std::size_t i) {
         return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
                kind(i) == kind(first);
     };
     for (std::size_t k = 1; k < window.started.size(); ++k)
-        if (alike(window.started[k])) return own[k];
+        if (own[k] > 0 && alike(window.started[k]))
+            return own[k];  // a line at the margin may be written flat
     for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
         if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
         ++seen;
         if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+        if (kind(i) == 3) break;  // not past the function line the edit is in
     }
     return std::nullopt;
 }
@@ -400,7 +410,7 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
         if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
             writtenFlat = writtenFlat && own[k] == 0;
-            continuationIn = continuationIn || (window.continues[i] && formattedColumns(i) > 0);
+            continuationIn = continuationIn || window.continues[i];
         }
     if (writtenFlat && continuationIn) return false;
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
@@ -471,7 +481,7 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
                         const std::function<ContinuationHabit()>& readHabit,
-                        const std::function<bool()>& readClosesLeft, bool firstFromTyped,
+                        const std::function<bool()>& readClosesLeft, bool firstFromTyped, bool modelKept,
                         const IndentSettings& style, std::vector<fl::ustring>& indentation) {
     std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
     std::optional<bool> closesLeft;
@@ -495,6 +505,10 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         if (!text::isBlankText(line)) {
             const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
             const int columns = started ? own[k] : fileColumns;
+            // A line the model did not indent past its statement's first line, unless the model's columns
+            // stay.
+            const bool movable =
+                started && columns <= statementOwn && (!modelKept || (k == 0 && firstFromTyped));
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;
@@ -502,8 +516,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 header = isHeaderStatement(line);
                 sibling.known = false;
             } else if (const std::u16string_view code = text::trimLeft(line);
-                       started && columns <= statementOwn && scan.openBrackets.size() == 1 &&
-                       scan.openBrackets.front().endsLine && !code.empty() &&
+                       movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
+                       !code.empty() &&
                        std::u16string_view(u")]}").find(code.front()) != std::u16string_view::npos &&
                        ((previousStarted && columns < previousColumns) ||
                         (closesLeft ? *closesLeft : *(closesLeft = readClosesLeft())))) {
@@ -511,10 +525,10 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // where the model put it left of its row above, or the file puts such lines so.
                 indentation[k] = indentationFor(statementPlaced, style);
             } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
-                       started && columns <= statementOwn && sibling.known &&
-                       sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket) {
+                       movable && sibling.known && sibling.depth == scan.openBrackets.size() &&
+                       sibling.bracket == bracket) {
                 indentation[k] = indentationFor(sibling.column, style);
-            } else if (started && columns <= statementOwn) {
+            } else if (movable) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
                     return columns ? std::optional(statementPlaced + *columns) : std::nullopt;
@@ -580,10 +594,12 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
     IndentSettings style = fileIndentation(file, edit.start, settings);
     bool firstFromTyped = false;
-    if (const std::u16string_view typed = typedBlanks(file, cursor, edit); !typed.empty()) {
+    bool typedNone = false;  // the cursor's line is empty: the first line's margin is not the model's choice
+    if (const std::optional<std::u16string_view> typed = typedBlanks(file, cursor, edit)) {
         const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
         firstFromTyped = text::indentationOf(first).empty() && !first.empty();
-        if (firstFromTyped) edit.text.insert(0, typed);
+        typedNone = typed->empty();
+        if (firstFromTyped) edit.text.insert(0, *typed);
     }
     const Window window = windowAround(file, edit, style);
     if (window.started.empty()) return;
@@ -611,10 +627,14 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
             own.front() = *columns;
             indentation.front() = indentationFor(*columns, style);
             typedLineKnown = true;
+        } else if (typedNone) {
+            firstFromTyped = false;  // a line at the margin of an empty line stands as the model wrote it
         }
     }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
-    if (!modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style)) {
+    const bool modelKept =
+        modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style);
+    if (!modelKept) {
         const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
@@ -627,12 +647,11 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  : indentationFor(inFile, style);
         }
     }
-    // Also where the model's columns fit: a continuation line the model left at its statement's column
-    // fits only where the formatter does not indent such lines (a script's first statements).
+    // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
         window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); },
         [&] { return closesBracketsLeftOfRows(file, edit.start, edit.end, style.tabSize); }, firstFromTyped,
-        style, indentation);
+        modelKept, style, indentation);
 
     fl::ustring text;
     std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window
