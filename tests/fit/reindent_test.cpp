@@ -101,6 +101,9 @@ const Row kRows[] = {
      "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n    if x\n        y "
      "= 1;\n        "
      "else\n        y = 2;\n        end\nend"},
+    {"a continuation line the model left at its statement's column in a reply that fits",
+     "function f(w)\n    v = w;\n<|>\nend\n", "    v = w * 2 ...\n    + 1;\n    u = v;",
+     "function f(w)\n    v = w;\n    v = w * 2 ...\n    + 1;\n    u = v;\nend\n"},
     {"a matrix closed under its statement", "x = 1;\n<|>", "C = [\n    1 2\n    3 4\n];\ny = 2;",
      "x = 1;\nC = [\n    1 2\n    3 4\n];\ny = 2;"},
     {"continuation lines where the file lines them up with the bracket", "x = max(1, ...\n        2);\n<|>",
