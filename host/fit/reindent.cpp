@@ -212,9 +212,9 @@ struct Window {
     bool fromTop = false;              // the window starts at the file's first line
     std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
 
-    // A line of code, not of a comment: a block comment's lines may look like code at any column.
     std::vector<bool> continues;  // of each line: it goes on with the statement of the code line above
 
+    // A line of code, not of a comment: a block comment's lines may look like code at any column.
     bool isCodeLine(std::size_t i) const { return isCode(lines[i].text) && !inBlockComment[i]; }
     // A line that starts a statement: its column is a block level's, not a continuation's.
     bool startsStatement(std::size_t i) const { return isCodeLine(i) && !continues[i]; }
@@ -425,7 +425,7 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
     // from the blanks the editor typed (they are the body's) where no line like it shows its column.
     const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
-    const bool typedFirst = firstFromTyped && isCode(window.lines[window.started.front()].text);
+    const bool typedFirst = firstFromTyped && window.startsStatement(window.started.front());
     if ((typedFirst && fromModel->closer && !typedLineKnown) ||
         (fromModel + typedFirst != code.end() &&
          std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
