@@ -133,7 +133,7 @@ struct Placed {
     int own;
     int formatted;
     bool closer = false;  // an `end`, or a clause of a block (`else`, `case`, `catch`, ...)
-    bool end = false;
+    bool end = false;     // an `end`
 };
 
 Placed placed(int own, int formatted, std::u16string_view line) {
