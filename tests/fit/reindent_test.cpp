@@ -92,15 +92,14 @@ const Row kRows[] = {
     {"sloppy file below the edit, reply with its end under the body",
      "for k = 1:3\n    a = k;\n    <|>\n    if a\n        c = 1;\n        end\nend\n",
      "if a > 1\n        d = a;\n        end",
-     "for k = 1:3\n    a = k;\n    if a > 1\n        d = a;\n        end\n    if a\n        c = 1;\n        "
-     "end\nend\n"},
+     "for k = 1:3\n    a = k;\n    if a > 1\n        d = a;\n        end\n"
+     "    if a\n        c = 1;\n        end\nend\n"},
     {"a clause from the editor's blanks at the column of the file's clauses",
-     "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n    if x\n        y "
-     "= 1;\n        <|>",
+     "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n"
+     "    if x\n        y = 1;\n        <|>",
      "else\n        y = 2;\n        end\nend",
-     "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n    if x\n        y "
-     "= 1;\n        "
-     "else\n        y = 2;\n        end\nend"},
+     "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n"
+     "    if x\n        y = 1;\n        else\n        y = 2;\n        end\nend"},
     {"a continuation line the model left at its statement's column in a reply that fits",
      "function f(w)\n    v = w;\n<|>\nend\n", "    v = w * 2 ...\n    + 1;\n    u = v;",
      "function f(w)\n    v = w;\n    v = w * 2 ...\n    + 1;\n    u = v;\nend\n"},
