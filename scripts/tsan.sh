@@ -9,7 +9,7 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOSTREL_SANIT
   -DOSTREL_BUILD_BENCH=OFF >/dev/null
 cmake --build "$build" -j"${JOBS:-2}" --target test_model test_prompt_acquisition test_lsp test_settings ostrel-lsp
 export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1"
-"$build/tests/test_model" --gtest_filter='ClientConcurrency.*:ServiceTrackerTest.*:WaitForServiceTest.*'
+"$build/tests/test_model" --gtest_filter='ClientConcurrency.*:Started.Tracker*:Started.Wait*'
 "$build/tests/test_prompt_acquisition"
 # Settings reloads, the language server's merges and the library's records reading values meanwhile.
 "$build/tests/test_settings" --gtest_filter='SettingsStore.*:SettingsValues.*'

@@ -64,15 +64,30 @@ nlohmann::json inlineCompletionResult(const fl::ustring& text, const std::option
     return {{"items", std::move(items)}};
 }
 
+namespace {
+
+// The list shows the completion's first line of code: a completion that starts a new line begins with
+// its line break and indentation. Cut long lines at a character's start, so the label stays UTF-8.
+std::string completionLabel(const std::string& inserted) {
+    const std::size_t first = inserted.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos) return inserted.substr(0, inserted.find_first_of("\r\n"));
+    std::string label = inserted.substr(first, inserted.find_first_of("\r\n", first) - first);
+    if (label.size() <= 80) return label;
+    std::size_t cut = 77;
+    while (cut > 0 && (static_cast<unsigned char>(label[cut]) & 0xC0) == 0x80)
+        --cut;
+    return label.substr(0, cut) + "...";
+}
+
+}  // namespace
+
 nlohmann::json completionResult(const fl::ustring& text, std::size_t cursor,
                                 const std::optional<fit::Edit>& edit) {
     nlohmann::json items = nlohmann::json::array();
     if (edit) {
         const std::string inserted = fl::i18n::to_string(edit->text);
-        std::string label = inserted.substr(0, inserted.find_first_of("\r\n"));
-        if (label.size() > 80) label = label.substr(0, 77) + "...";
         nlohmann::json item = {
-            {"label", label},
+            {"label", completionLabel(inserted)},
             {"kind", 1},
             {"detail", "Ostrel completion"},
             {"documentation", {{"kind", "markdown"}, {"value", "```ostrel\n" + inserted + "\n```"}}},

@@ -10,18 +10,12 @@
 
 namespace {
 
-using ProgramRun = testing_support::ShellRun;  // out: stdout, then stderr
+using ProgramRun = testing_support::ShellRun;
 
 ProgramRun ostrelComplete(const std::string& args) {
-    const std::string program = std::string(OSTREL_BINARY_DIR) + "/apps/ostrel-complete/ostrel-complete";
-    const std::string err = ::testing::TempDir() + "ostrel-complete-" +
-                            ::testing::UnitTest::GetInstance()->current_test_info()->name() + ".err";
-    const std::string command = "cd " + std::string(OSTREL_SOURCE_DIR) + " && XDG_CONFIG_HOME=/nonexistent " +
-                                program + " " + args + " 2>" + err;
-    ProgramRun run = testing_support::runShell(command);
-    std::ifstream in(err);
-    run.out += std::string(std::istreambuf_iterator<char>(in), {});
-    return run;
+    return testing_support::runShell("cd " + std::string(OSTREL_SOURCE_DIR) +
+                                     " && XDG_CONFIG_HOME=/nonexistent " + OSTREL_BINARY_DIR +
+                                     "/apps/ostrel-complete/ostrel-complete " + args + " 2>&1");
 }
 
 // ctest runs tests as parallel processes: each test writes files of its own.
@@ -30,10 +24,6 @@ std::string writeTemp(const std::string& name, const std::string& text) {
         ::testing::TempDir() + ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" + name;
     std::ofstream(path) << text;
     return path;
-}
-
-std::string writeReply(const std::string& text) {
-    return writeTemp("reply.txt", text);
 }
 
 }  // namespace
@@ -62,7 +52,7 @@ TEST(OstrelComplete, LocalBackendCompletesAFileFromItsFolderAndAnUnsavedBufferFr
 }
 
 TEST(OstrelComplete, JsonCarriesEveryStage) {
-    const auto reply = writeReply("```ostrel\nx = 1;\nx = 1;\n```");
+    const auto reply = writeTemp("reply.txt", "```ostrel\nx = 1;\nx = 1;\n```");
     const ProgramRun run = ostrelComplete(
         "examples/matrix_stats.ost --offset 0 --json --backend reply-file --reply-file " + reply);
     ASSERT_EQ(run.status, 0) << run.out;
@@ -78,7 +68,7 @@ TEST(OstrelComplete, JsonCarriesEveryStage) {
 }
 
 TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
-    const auto reply = writeReply("```ostrel\nreport.spread = 1;\n```");
+    const auto reply = writeTemp("reply.txt", "```ostrel\nreport.spread = 1;\n```");
     const ProgramRun run = ostrelComplete(
         "examples/matrix_stats.ost --at 26:1 --show --backend reply-file --reply-file " + reply);
     EXPECT_EQ(run.status, 0);
@@ -122,7 +112,7 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
 }
 
 TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
-    const auto reply = writeReply("Here:\n```ostrel\nreport.spread = 1;\n```\n");
+    const auto reply = writeTemp("reply.txt", "Here:\n```ostrel\nreport.spread = 1;\n```\n");
     const std::string settings =
         writeTemp("reply.json", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
     const std::string log = ::testing::TempDir() + "ostrel-complete-off.log";
@@ -140,7 +130,7 @@ TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
     std::ofstream(file) << "% demo\nif x\n\nend\n";
     const auto complete = [&](const std::string& reply, const std::string& options, const char* at = "3:1") {
         const ProgramRun run = ostrelComplete(file + " --at " + at + " --backend reply-file --reply-file " +
-                                              writeReply(reply) + " " + options);
+                                              writeTemp("reply.txt", reply) + " " + options);
         EXPECT_EQ(run.status, 0) << run.out;
         return run.out;
     };

@@ -52,19 +52,5 @@ TEST(CommandLine, AcceptsOrRefuses) {
     }
 }
 
-TEST(CommandLine, SelectsKindsVariantsAndBackend) {
-    const Parsed parsed =
-        parse({OSTREL_SOURCE_DIR, "--kinds", "mid-line,line-end", "--variants", "flat", "--seed", "9",
-               "--cases", "12", "--backend", "infill", "--endpoint", "http://127.0.0.1:1"});
-    ASSERT_TRUE(parsed.options);
-    const EvalOptions& o = *parsed.options;
-    EXPECT_EQ(o.sampling.kinds, (std::vector<CursorKind>{CursorKind::MidLine, CursorKind::LineEnd}));
-    EXPECT_EQ(o.variants, std::vector<ReplyVariant>{ReplyVariant::Flat});
-    EXPECT_EQ(o.sampling.seed, 9u);
-    EXPECT_EQ(o.sampling.cases, 12u);
-    EXPECT_EQ(o.client.Backend, "infill");
-    EXPECT_EQ(o.client.Endpoint, "http://127.0.0.1:1");
-}
-
 }  // namespace
 }  // namespace ostrel_eval

@@ -20,8 +20,10 @@ ProgramRun ostrelEval(const std::string& args) {
 
 TEST(Program, WritesTablesAndJsonForPlannedReplies) {
     const std::string json = ::testing::TempDir() + "ostrel-eval-result.json";
-    const ProgramRun run =
-        ostrelEval("examples --cases 24 --variants exact,untagged --worst 2 --json " + json);
+    const ProgramRun run = ostrelEval(
+        "examples --cases 24 --kinds mid-line,line-end --seed 9 --variants "
+        "exact,untagged --worst 2 --json " +
+        json);
     ASSERT_EQ(run.status, 0) << run.out;
     EXPECT_NE(run.out.find("Cases: 24 in "), std::string::npos) << run.out;
     EXPECT_NE(run.out.find("untagged      all           24"), std::string::npos) << run.out;
@@ -29,6 +31,9 @@ TEST(Program, WritesTablesAndJsonForPlannedReplies) {
     std::ifstream in(json);
     const nlohmann::json doc = nlohmann::json::parse(in);
     ASSERT_EQ(doc["cases"].size(), 24u);
+    EXPECT_EQ(doc["seed"], 9);
+    for (const auto& c : doc["cases"])
+        EXPECT_TRUE(c["kind"] == "mid-line" || c["kind"] == "line-end") << c["kind"];
     ASSERT_EQ(doc["runs"].size(), 2u);
     EXPECT_EQ(doc["runs"][1]["variant"], "untagged");
     EXPECT_EQ(doc["runs"][0]["results"].size(), 24u);

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <sstream>
@@ -41,21 +42,8 @@ std::vector<Symbol> exportedSymbols(const std::string& library) {
     return symbols;
 }
 
-bool isInterface(const std::string& demangled) {
-    for (const char* prefix :
-         {"mtcc::AutoCompletion::GetInfo(", "mtcc::AutoCompletion::ClearFunctionRegistryCache(",
-          "mtcc::cache::SettingsValues::", "typeinfo for mtcc::cache::SettingsValues",
-          "typeinfo name for mtcc::cache::SettingsValues"}) {
-        if (demangled.starts_with(prefix)) return true;
-    }
-    return false;
-}
-
-const Symbol* find(const std::vector<Symbol>& symbols, const std::string& prefix) {
-    for (const auto& s : symbols) {
-        if (s.demangled.starts_with(prefix)) return &s;
-    }
-    return nullptr;
+bool startsWithAny(const std::string& text, std::initializer_list<const char*> prefixes) {
+    return std::any_of(prefixes.begin(), prefixes.end(), [&](const char* p) { return text.starts_with(p); });
 }
 
 }  // namespace
@@ -64,15 +52,21 @@ TEST(ExportedSymbols, OnlyTheInterfacesAreVisibleAndALoadedLibraryResolvesThem) 
     const auto symbols = exportedSymbols(MTCC_LIBRARY_PATH);
     ASSERT_FALSE(symbols.empty()) << "nm listed nothing for " << MTCC_LIBRARY_PATH;
     for (const auto& s : symbols)
-        EXPECT_TRUE(isInterface(s.demangled)) << "also exported: " << s.demangled;
+        EXPECT_TRUE(startsWithAny(
+            s.demangled,
+            {"mtcc::AutoCompletion::GetInfo(", "mtcc::AutoCompletion::ClearFunctionRegistryCache(",
+             "mtcc::cache::SettingsValues::", "typeinfo for mtcc::cache::SettingsValues",
+             "typeinfo name for mtcc::cache::SettingsValues"}))
+            << "also exported: " << s.demangled;
     std::unique_ptr<void, int (*)(void*)> library(dlopen(MTCC_LIBRARY_PATH, RTLD_NOW | RTLD_LOCAL), &dlclose);
     ASSERT_TRUE(library) << dlerror();
     for (const char* name :
          {"mtcc::AutoCompletion::GetInfo(", "mtcc::AutoCompletion::ClearFunctionRegistryCache(",
           "mtcc::cache::SettingsValues::SettingsValues(",
           "mtcc::cache::SettingsValues::setUserPreferenceSettings("}) {
-        const Symbol* s = find(symbols, name);
-        ASSERT_NE(s, nullptr) << name;
+        const auto s = std::find_if(symbols.begin(), symbols.end(),
+                                    [&](const Symbol& symbol) { return symbol.demangled.starts_with(name); });
+        ASSERT_NE(s, symbols.end()) << name;
         EXPECT_NE(dlsym(library.get(), s->mangled.c_str()), nullptr) << name;
     }
 }

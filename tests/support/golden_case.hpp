@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "fl/ustring.hpp"
@@ -39,19 +38,8 @@ struct GoldenCase {
     fl::ustring blankLineSetting = u"Indent";
 };
 
-// A malformed case; what() names the case (or file) and the 1-based line.
-class GoldenCaseError : public std::runtime_error {
-  public:
-    using std::runtime_error::runtime_error;
-};
-
-// Parses the UTF-8 text of one case; `origin` names it in error messages.
-GoldenCase parseGoldenCase(std::string_view text, const std::string& origin);
-
-GoldenCase loadGoldenCase(const std::filesystem::path& file);
-
-// Every "*.case" file directly in `folder`, sorted by file name. Throws GoldenCaseError for a missing
-// folder or the first malformed file.
+// Every "*.case" file directly in `folder`, sorted by file name. Throws std::runtime_error for a missing
+// folder or the first malformed file, naming the file and the 1-based line.
 std::vector<GoldenCase> loadGoldenCases(const std::filesystem::path& folder);
 
 }  // namespace testing_support

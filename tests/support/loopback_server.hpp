@@ -28,7 +28,6 @@ class LoopbackServer {
         server_.stop();
         if (thread_.joinable()) thread_.join();
     }
-    httplib::Server& server() { return server_; }
     std::string url() const { return "http://127.0.0.1:" + std::to_string(port_); }
 
   private:

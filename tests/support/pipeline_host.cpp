@@ -36,16 +36,12 @@ ReplyFileHost::ReplyFileHost()
 }
 
 ReplyFileHost::~ReplyFileHost() {
-    removeReply();
+    std::error_code ignored;
+    std::filesystem::remove(file_, ignored);
 }
 
 void ReplyFileHost::setReply(const std::string& utf8) const {
     std::ofstream(file_, std::ios::binary | std::ios::trunc) << utf8;
-}
-
-void ReplyFileHost::removeReply() const {
-    std::error_code ignored;
-    std::filesystem::remove(file_, ignored);
 }
 
 }  // namespace testing_support

@@ -28,7 +28,6 @@ class ReplyFileHost {
     ReplyFileHost();
     ~ReplyFileHost();
     void setReply(const std::string& utf8) const;
-    void removeReply() const;  // the next request fails, as an unreachable model would
 
   private:
     std::filesystem::path file_;
