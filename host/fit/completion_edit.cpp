@@ -19,6 +19,7 @@ using foundation::log::kSeverityStage;
 const char* const kChannel = "fit::CompletionEdit";
 
 constexpr const char* kOnlyRepeats = "the completion only repeats the lines above the cursor";
+constexpr const char* kRepeatsAround = "the completion only repeats the code around the cursor";
 
 // Blocks a completion may leave open at the end of a file that the edit closes for it.
 constexpr std::size_t kMostClosedBlocks = 4;
@@ -86,7 +87,7 @@ class EditFitter {
             if (attempt.edit) return attempt;
         }
         Attempt attempt = fitLines(lines, shape);
-        attempt.writesOutBelow = shorter.size() < lines.size();
+        attempt.writesOutBelow = attempt.writesOutBelow || shorter.size() < lines.size();
         // A reply cut by a token limit may end in an unfinished statement that only a reading of the
         // whole file shows: its last lines go, a few at most.
         std::vector<fl::ustring> kept = lines;
@@ -116,6 +117,9 @@ class EditFitter {
         return attempt;
     }
 
+    const fl::ustring& file() const { return file_; }
+    std::size_t cursor() const { return cursor_; }
+
   private:
     Attempt fitLines(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
         Attempt attempt;
@@ -123,9 +127,10 @@ class EditFitter {
         if (candidates.empty()) attempt.finding = kOnlyRepeats;
         for (Edit candidate : candidates) {
             keepTrailingBlankLines(candidate, lines, shape);
-            if (tryEdit(candidate, attempt)) return attempt;
-            // Deduplication took the completion's closing lines for the suffix's: put them back.
-            if (!shape.removedTail.empty()) {
+            if (tryEdit(candidate, attempt) || attempt.finding == kRepeatsAround) return attempt;
+            // Deduplication took the completion's closing lines for the suffix's: put them back, after
+            // the line they followed (pruning may have cut the completion before it).
+            if (!shape.removedTail.empty() && text::trim(lines.back()) == text::trim(shape.lastCodeLine)) {
                 Edit restored = candidate;
                 restored.text += u"\n" + text::joinLines(shape.removedTail, u"\n");
                 if (tryEdit(restored, attempt,
@@ -179,10 +184,16 @@ class EditFitter {
             if (attempt.finding.empty()) attempt.finding = check.finding;
             return false;
         }
+        edit = minimalEdit(file_, cursor_, std::move(edit));
+        // An edit that changes nothing is none: the reply's other lines may still be tried.
+        if (edit.text.empty() && edit.start == edit.end) {
+            attempt.finding = kRepeatsAround;
+            return false;
+        }
         if (repair) attempt.repairs.push_back(repair);
         attempt.errorsBefore = check.errorsBefore;
         attempt.errorsLeft = check.errorsAfter;
-        attempt.edit = minimalEdit(file_, cursor_, std::move(edit));
+        attempt.edit = std::move(edit);
         return true;
     }
 
@@ -210,17 +221,37 @@ void logOutcome(const Fitted& fitted) {
 
 Fitted fitted(Attempt attempt, std::string emptyStage) {
     Fitted out;
-    if (attempt.edit && (!attempt.edit->text.empty() || attempt.edit->start != attempt.edit->end)) {
+    if (attempt.edit) {
         out.edit = std::move(attempt.edit);
         out.repairs = std::move(attempt.repairs);
-    } else if (attempt.edit) {
-        out.emptyStage = "deduplication";
-        out.reason = "the completion only repeats the code around the cursor";
     } else {
-        out.emptyStage = attempt.finding.starts_with(kOnlyRepeats) ? "deduplication" : std::move(emptyStage);
+        out.emptyStage = attempt.finding.starts_with(kOnlyRepeats) || attempt.finding == kRepeatsAround
+                             ? "deduplication"
+                             : std::move(emptyStage);
         out.reason = attempt.finding;
     }
     return out;
+}
+
+// True when `again` fits and `than` does not, or `again` leaves fewer errors, or as few without writing
+// out again the code below the cursor's line.
+bool better(const Attempt& again, const Attempt& than) {
+    return again.edit &&
+           (!than.edit || again.errorsLeft < than.errorsLeft ||
+            (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
+}
+
+// True when `whole` is `lines` and more, blanks aside.
+bool goesOn(const std::vector<fl::ustring>& whole, const std::vector<fl::ustring>& lines) {
+    return whole.size() > lines.size() && std::equal(lines.begin(), lines.end(), whole.begin(),
+                                                     [](const fl::ustring& a, const fl::ustring& b) {
+                                                         return text::trim(a) == text::trim(b);
+                                                     });
+}
+
+// True when an attempt may still be bettered: nothing fits, or it leaves errors or writes out below.
+bool mayBeBettered(const Attempt& attempt) {
+    return !attempt.edit || attempt.errorsLeft > 0 || attempt.writesOutBelow;
 }
 
 // Lines that repeat the code above the cursor are dropped (by deduplication, or by the placement at a
@@ -235,14 +266,18 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     ReplyShape kept = shape;
     kept.keepsRepeats = true;
     kept.headRemoved = false;
+    // Closing lines, or lines that only close brackets (`)` at a cursor before a call's last bracket).
     const bool headCloses =
         !shape.removedHead.empty() &&
         std::all_of(shape.removedHead.begin(), shape.removedHead.end(), [](const auto& line) {
-            return text::isBlankText(line) || text::isClosingLine(text::trim(line));
+            const std::u16string_view code = text::trim(line);
+            return text::isClosingLine(code) || code.find_first_not_of(u")]};,") == std::u16string_view::npos;
         });
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
-    // the end of the cursor's line (`    end|` + `⏎end`) are its own.
-    if (shape.leadingLineBreak && headCloses) {
+    // the end of the cursor's line (`    end|` + `⏎end`) are its own; so are those the model wrote at
+    // another column than the line above (`  end` below `    end`).
+    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape)) &&
+        headCloses) {
         const std::vector<fl::ustring> reply = completionLines(stages.extracted);
         Attempt withHead = fitter.fit(reply, kept);
         if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
@@ -253,17 +288,14 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     }
     if (attempt.edit && attempt.errorsLeft == 0 && !attempt.writesOutBelow) return attempt;
     // Fewer errors left, or as few without writing out again the code below the cursor's line.
-    const auto better = [&](const Attempt& again, const Attempt& than) {
-        return again.edit &&
-               (!than.edit || again.errorsLeft < than.errorsLeft ||
-                (than.writesOutBelow && !again.writesOutBelow && again.errorsLeft <= than.errorsLeft));
-    };
     // The placement keeps only closing lines it would drop, and those come first.
     Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
                         ? Attempt{}
                         : fitter.fit(lines, kept);
     if (!(again.edit && again.errorsLeft == 0 && !again.writesOutBelow) && headCloses) {
-        Attempt withHead = fitter.fit(completionLines(stages.extracted), kept);
+        const std::vector<fl::ustring> reply = completionLines(stages.extracted);
+        Attempt withHead = fitter.fit(reply, kept);
+        if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
         // The removed lines must be what mends the file, not the lines after them.
         if (better(withHead, again.edit ? again : attempt) &&
             (stages.deduplicated.empty() ||
@@ -293,7 +325,7 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         out.reason = "the cursor lies beyond the end of the file";
     } else {
         const EditFitter fitter(file, cursor, settings);
-        const ReplyShape shape = shapeOf(stages);
+        const ReplyShape shape = shapeOf(stages, file, cursor);
         // The formatting stage only re-indents what pruning kept; the edit is re-indented in the file
         // anyway, and where the model's own indentation fits it stays, so the edit starts from that.
         const fl::ustring& finalText = stages.pruned;
@@ -303,13 +335,22 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
                 attempt.finding = kOnlyRepeats;
             else
                 attempt = fitter.fit(lines, shape);
-            // The library's cut may be what breaks the file: the reply as it came may fit.
+            // The library's cut may be what breaks the file, or leaves it broken: the reply as it came may
+            // fit, or mend it.
             // First its first block of lines, then all of it (the first block may end in the middle of
             // what the file needs, as a function's `end` before the next function).
-            for (const auto& whole : {replyLines(stages), completionLines(stages.deduplicated)}) {
-                if (attempt.edit || whole.empty() || whole == lines) continue;
-                Attempt wholeAttempt = fitter.fit(whole, shape);
-                if (wholeAttempt.edit) {
+            // Last, each without its closing lines that repeat those below the cursor.
+            const std::vector<fl::ustring> wholes[] = {replyLines(stages),
+                                                       completionLines(stages.deduplicated)};
+            for (std::size_t i = 0; i < 4; ++i) {
+                const std::vector<fl::ustring>& whole = wholes[i % 2];
+                // An edit that fits is bettered only by more of the reply after it.
+                if (!mayBeBettered(attempt) || whole.empty() || whole == lines ||
+                    (attempt.edit && !goesOn(whole, lines)))
+                    continue;
+                Attempt wholeAttempt =
+                    i < 2 ? fitter.fit(whole, shape) : fitter.fitWithoutRepeatedClosers(whole, shape);
+                if (better(wholeAttempt, attempt)) {
                     wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
                                                 "took the reply's lines that the library cut off");
                     attempt = std::move(wholeAttempt);
@@ -323,11 +364,12 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         } else if (const auto fallback = fallbackLines(stages);
                    !fallback.empty() || !shape.removedHead.empty()) {
             Attempt attempt = fallback.empty() ? Attempt{} : fitter.fit(fallback, shape);
-            // All of the reply when its first block fails: the block may be lines that repeat the code
-            // above the cursor, which the fitter drops.
+            // All of the reply when its first block fails or leaves errors: the block may be lines that
+            // repeat the code above the cursor, which the fitter drops.
             if (const auto all = completionLines(stages.deduplicated);
-                !attempt.edit && !fallback.empty() && all != fallback) {
-                if (Attempt whole = fitter.fit(all, shape); whole.edit) attempt = std::move(whole);
+                mayBeBettered(attempt) && !fallback.empty() && all != fallback) {
+                if (Attempt whole = fitter.fit(all, shape); better(whole, attempt))
+                    attempt = std::move(whole);
             }
             attempt = keepingRepeats(fitter, stages, shape, fallback, std::move(attempt));
             attempt = withoutRepeatedClosers(fitter, fallback, shape, std::move(attempt));

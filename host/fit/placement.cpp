@@ -48,7 +48,7 @@ std::vector<std::u16string_view> linesAbove(const fl::ustring& file, std::size_t
 
 // When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
 // some whole lines above it), or the word the cursor is in, drops that and says which.
-enum class Restatement { None, Word, Line };
+enum class Restatement { None, Word, Line, LinesAboveAndLine };
 
 Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
                             std::vector<fl::ustring>& lines) {
@@ -71,7 +71,7 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
             if (restated.size() < typed.size()) rest = fl::ustring(trimLeft(rest));
             lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
             lines.front() = std::move(rest);
-            return Restatement::Line;
+            return k > 0 ? Restatement::LinesAboveAndLine : Restatement::Line;
         }
     }
     // The model may also restart just the word the cursor is in.
@@ -85,14 +85,64 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
     return Restatement::Word;
 }
 
+// Columns of a line's indentation, a tab counting as four.
+std::size_t columnsOf(std::u16string_view line) {
+    std::size_t columns = 0;
+    for (char16_t c : text::indentationOf(line))
+        columns += c == u'\t' ? 4 : 1;
+    return columns;
+}
+
+// Whether the model may have written the completion's first line at `column`, as far as the reply
+// shows: its own blanks count from the margin or from the cursor. A line without blanks after blanks
+// typed before the cursor, or in a reply without blanks anywhere, says nothing.
+bool mayStartAt(std::size_t column, const CursorLine& line, const std::vector<fl::ustring>& lines,
+                const ReplyShape& shape) {
+    const auto isIndented = [](const fl::ustring& l) { return !text::indentationOf(l).empty(); };
+    const bool indented = std::any_of(lines.begin(), lines.end(), isIndented) ||
+                          !shape.leadingBlanks.empty() ||
+                          std::any_of(shape.removedHead.begin(), shape.removedHead.end(), isIndented);
+    // After lines deduplication removed, the kept first line stands where the model wrote it.
+    if (shape.headRemoved) return !indented || column == columnsOf(lines.front());
+    const std::size_t own = text::indentationOf(lines.front()).empty() ? columnsOf(shape.leadingBlanks)
+                                                                       : columnsOf(lines.front());
+    if (own == 0) return !line.before.empty() || !indented || column == 0;
+    return column == own || column == own + columnsOf(line.before);
+}
+
+// Columns of the indentation of the line `count` lines above the line starting at `lineStartOffset`.
+std::size_t columnsAbove(const fl::ustring& file, std::size_t lineStartOffset, std::size_t count) {
+    std::size_t start = lineStartOffset;
+    for (std::size_t i = 0; i < count && start > 0; ++i)
+        start = text::lineStart(file, start - 1);
+    return columnsOf(std::u16string_view(file).substr(start, text::lineEnd(file, start) - start));
+}
+
+// True when the completion's first code line after its first `count` lines, which only close blocks,
+// is no closing line and stands left of the nearest code line above the cursor's (in a reply that shows
+// its indentation): those lines closed the blocks it goes back out of, they are no repeat.
+bool codeGoesOnLeft(const fl::ustring& file, const CursorLine& line, const std::vector<fl::ustring>& lines,
+                    std::size_t count) {
+    auto next = std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(count), lines.end(),
+                             [](const fl::ustring& l) { return !text::isBlankText(l); });
+    if (next == lines.end() || text::isClosingLine(text::trim(*next)) || text::indentationOf(*next).empty())
+        return false;
+    std::size_t above = 1;
+    while (above <= count && text::isBlankText(linesAbove(file, line.start, above).front()))
+        ++above;
+    return columnsOf(*next) < columnsAbove(file, line.start, above);
+}
+
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
 // (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
-// them when the completion only repeats.
-void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, bool keepClosers,
+// them when the completion only repeats. A first line the model wrote at another column than the line
+// it would repeat is its own (`    end` below `        end`).
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
                             std::vector<fl::ustring>& lines) {
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
+        if (!mayStartAt(columnsAbove(file, line.start, k), line, lines, shape)) continue;
         // Blank lines may be among the repeated ones (the model writes out "end" and the blank line
         // after it), but not all of them.
         bool repeats = true, anyCode = false, onlyClosers = true;
@@ -102,7 +152,9 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, boo
             anyCode = anyCode || !repeated.empty();
             onlyClosers = onlyClosers && (repeated.empty() || text::isClosingLine(repeated));
         }
-        if (!repeats || !anyCode || (keepClosers && onlyClosers)) continue;
+        if (!repeats || !anyCode ||
+            (onlyClosers && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))))
+            continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
@@ -286,6 +338,17 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     return {};
 }
 
+// The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
+// whose line's rest is a comment too.
+bool endsInComment(std::u16string_view typed) {
+    if (trimLeft(typed).starts_with(u"%")) return true;
+    if (typed.find(u'%') == std::u16string_view::npos && typed.find(u"...") == std::u16string_view::npos)
+        return false;
+    const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(typed));
+    return !tokens.empty() && (tokens.back().kind == ca::lexer::TokenKind::Comment ||
+                               tokens.back().kind == ca::lexer::TokenKind::Continuation);
+}
+
 // The first line as the model indented it (extraction trims its blanks): the formatter re-indents code
 // lines, but leaves some comment lines (a help comment under a `function` line) where they stand.
 fl::ustring indentedFirstLine(const fl::ustring& first, const ReplyShape& shape) {
@@ -309,7 +372,7 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
 
     if (blankBefore) {
         const std::size_t before = lines.size();
-        dropRepeatedLinesAbove(file, line, shape.keepsRepeats, lines);
+        dropRepeatedLinesAbove(file, line, shape, lines);
         if (lines.empty()) return {};
         if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
         if (blankAfter || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
@@ -322,24 +385,30 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     // their own.
     const std::u16string_view typedCode = text::trim(line.before);
     const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
-    if (onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
+    // After the lines deduplication removed (they ended at the cursor), the rest follows the cursor.
+    if (!shape.headRemoved && onlyRepeatsLinesAbove(file, line, lines, shape.keepsRepeats)) return {};
     std::vector<Edit> candidates, restated;
     std::vector<fl::ustring> rest = lines;
     // Lines that deduplication removed ended where the cursor is: what follows them restates the
     // cursor's line only when it writes it out as it stands, indentation and all (deduplication may have
-    // taken the line above for it, when both end alike).
-    const bool mayRestate = shape.headRemoved ? trimRight(lines.front()).starts_with(line.before)
-                                              : !(shape.keepsRepeats && text::isClosingLine(typedCode));
+    // taken the line above for it, when both end alike); after a bare comment sign it is a comment line.
+    const bool mayRestate = shape.headRemoved
+                                ? !bareComment && trimRight(lines.front()).starts_with(line.before)
+                                : !(shape.keepsRepeats && text::isClosingLine(typedCode));
     const Restatement found =
         mayRestate ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
                    : Restatement::None;
-    if (found != Restatement::None)
+    // A reply that began below an empty line starts a line of its own: it restarts no word.
+    if (found != Restatement::None && (found != Restatement::Word || !shape.leadingLineBreak))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
-    // A restated line of more than one word is the model writing out what was typed: the completion is
+    // A restated line of more than one word, after lines above it, or written out with its indentation
+    // after the lines deduplication removed, is the model writing out what was typed: the completion is
     // not also put after it.
-    if (found == Restatement::Line && !bareComment &&
-        std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); }))
+    if (found == Restatement::LinesAboveAndLine ||
+        (found == Restatement::Line && !bareComment &&
+         (shape.headRemoved ||
+          std::any_of(typedCode.begin(), typedCode.end(), [](char16_t c) { return !text::isWordChar(c); }))))
         return candidates;
     fl::ustring blank = shape.leadingBlanks;
     if (blank.empty()) blank = blankBeforeOperator(line.before, lines.front());
@@ -364,14 +433,22 @@ std::vector<Edit> candidateEdits(const fl::ustring& file, std::size_t cursor, st
     const bool declarationGoesOn = typed.back() == u')' && !first.empty() &&
                                    (text::isWordChar(first.front()) || first.front() == u'{') &&
                                    declaresPropertyOrArgument(file, cursor);
+    // A bare name after `catch` is its identifier (`catch|` + `ME`), not a statement of the body.
+    const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
+                           std::all_of(first.begin(), first.end(), text::isWordChar);
     const bool glueFirst = !shape.leadingLineBreak && !shape.headRemoved &&
                            (!shape.leadingBlanks.empty() || endsWithContinuation(line.before) ||
-                            startsAsContinuation(first) || wordGoesOn || declarationGoesOn);
-    // After a comment line, code glued to it would be commented out: a completion of several lines
-    // without a blank of its own starts a new line, and one line is tried as the comment's rest second.
-    const bool afterComment = typedCode.starts_with(u"%") && shape.leadingBlanks.empty();
+                            startsAsContinuation(first) || wordGoesOn || declarationGoesOn || catchName);
+    // After a comment, code glued to it would be commented out: a completion of several lines that
+    // has no blank of its own or began below an empty line starts a new line, and one line that began
+    // on the cursor's line is tried as the comment's rest second.
+    const bool afterComment =
+        endsInComment(line.before) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
     candidates.push_back(glueFirst && !afterComment ? glue : newLine);
-    if (!afterComment || lines.size() == 1) candidates.push_back(glueFirst && !afterComment ? newLine : glue);
+    // Lines that began below an empty line are not glued to the typed code either.
+    if ((!afterComment && !(shape.leadingLineBreak && lines.size() > 1)) ||
+        (lines.size() == 1 && !shape.leadingLineBreak))
+        candidates.push_back(glueFirst && !afterComment ? newLine : glue);
     candidates.insert(candidates.end(), restated.begin(), restated.end());
     return candidates;
 }
@@ -427,6 +504,20 @@ bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
         if (repeats && anyCode) return true;
     }
     return false;
+}
+
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape) {
+    const CursorLine line = cursorLineOf(file, cursor);
+    if (shape.removedHead.empty() || shape.leadingBlanks.empty() || !text::isBlankText(line.before))
+        return false;
+    std::size_t above = 1;
+    while (above <= kMostRestatedLines && line.start > 0 &&
+           text::isBlankText(linesAbove(file, line.start, above).front()))
+        ++above;
+    if (above > kMostRestatedLines || linesAbove(file, line.start, above).size() < above) return false;
+    const std::size_t column = columnsAbove(file, line.start, above);
+    const std::size_t own = columnsOf(shape.leadingBlanks);
+    return column != own && column != own + columnsOf(line.before);
 }
 
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit) {

@@ -27,6 +27,10 @@ std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_
 bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
                               const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply);
 
+// True when the reply's first lines, which deduplication removed as a repeat of the code above a blank
+// cursor line, start at another column than the line they would repeat: they are the model's own.
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
+
 // The same change with the text it shares with the file at its start (up to the cursor) and at its
 // end (back to the cursor) left out, so that an edit starts at the cursor whenever it can.
 Edit minimalEdit(const fl::ustring& file, std::size_t cursor, Edit edit);

@@ -36,9 +36,46 @@ std::size_t trailingBlankLines(const fl::ustring& reply, const fl::ustring& extr
     return breaks > 1 ? breaks - 1 : 0;
 }
 
+// True when the lines of `text` end with `lines`, blanks aside; the cursor's line does not count when
+// it is blank up to the cursor.
+bool endsWithLines(std::u16string_view text, const std::vector<fl::ustring>& lines) {
+    const auto startOfLine = [&](std::size_t end) {
+        const std::size_t at = text.substr(0, end).rfind(u'\n');
+        return at == std::u16string_view::npos ? 0 : at + 1;
+    };
+    std::size_t end = text.size();
+    std::size_t start = startOfLine(end);
+    if (text::isBlankText(text.substr(start, end - start))) {
+        if (start == 0) return false;
+        end = start - 1;
+    }
+    for (std::size_t i = lines.size(); i-- > 0;) {
+        start = startOfLine(end);
+        if (text::trim(text.substr(start, end - start)) != text::trim(lines[i])) return false;
+        if (i > 0 && start == 0) return false;
+        end = start - 1;
+    }
+    return !lines.empty();
+}
+
+// True when the lines of `text` start with `lines`, blanks aside; the cursor's line does not count when
+// it is blank after the cursor.
+bool startsWithLines(std::u16string_view text, const std::vector<fl::ustring>& lines) {
+    std::size_t at = 0;
+    std::size_t end = std::min(text.find(u'\n'), text.size());
+    if (text::isBlankText(text.substr(0, end))) at = end + 1;
+    for (const fl::ustring& line : lines) {
+        if (at > text.size()) return false;
+        end = std::min(text.find(u'\n', at), text.size());
+        if (text::trim(text.substr(at, end - at)) != text::trim(line)) return false;
+        at = end + 1;
+    }
+    return !lines.empty();
+}
+
 }  // namespace
 
-ReplyShape shapeOf(const StageTexts& stages) {
+ReplyShape shapeOf(const StageTexts& stages, const fl::ustring& file, std::size_t cursor) {
     ReplyShape shape;
     const std::u16string_view lead = leadingWhitespace(stages.reply);
     const std::size_t breaks = text::countLineFeeds(lead);
@@ -53,7 +90,30 @@ ReplyShape shapeOf(const StageTexts& stages) {
     const std::vector<fl::ustring> extracted = text::splitLines(stages.extracted);
     if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
-    if (!kept.empty() && !extracted.empty() && kept.front() != extracted.front()) shape.headRemoved = true;
+    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
+    // both ends are the same lines, as `end` / `end`).
+    const auto headEnd =
+        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
+    // The kept first line may read like the removed one (`    end` / `end` with the first removed).
+    const bool keptFirstLines =
+        kept.size() <= extracted.size() && std::equal(kept.begin(), kept.end(), extracted.begin());
+    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd)) {
+        shape.removedHead.assign(extracted.begin(), headEnd);
+    } else if (!kept.empty() && !extracted.empty() && !keptFirstLines) {
+        // Lines removed at both ends: the kept ones stand in the middle.
+        const auto at = std::search(extracted.begin() + 1, extracted.end(), kept.begin(), kept.end());
+        if (at != extracted.end()) shape.removedHead.assign(extracted.begin(), at);
+    }
+    // Kept lines that are both the first and the last of the extracted ones were cut from the end that
+    // writes out the code next to the cursor.
+    const bool headOfBoth =
+        keptFirstLines && !shape.removedHead.empty() &&
+        endsWithLines(std::u16string_view(file).substr(0, cursor), shape.removedHead) &&
+        !startsWithLines(std::u16string_view(file).substr(cursor),
+                         {extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()), extracted.end()});
+    if (!kept.empty() && !extracted.empty() &&
+        (kept.front() != extracted.front() || (!shape.removedHead.empty() && !keptFirstLines) || headOfBoth))
+        shape.headRemoved = true;
     // The blank lines between the removed lines and the kept ones are the model's too.
     if (shape.headRemoved) {
         std::size_t blankLines = 0;
@@ -61,12 +121,6 @@ ReplyShape shapeOf(const StageTexts& stages) {
             ++blankLines;
         if (blankLines < kept.size()) shape.blankLinesAfterHead = blankLines;
     }
-    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
-    // both ends are the same lines, as `end` / `end`).
-    const auto headEnd =
-        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
-    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
-        shape.removedHead.assign(extracted.begin(), headEnd);
     if (!shape.headRemoved && !kept.empty() && kept.size() < extracted.size()) {
         bool prefixOfExtracted = true;
         for (std::size_t i = 0; i < kept.size() && prefixOfExtracted; ++i)

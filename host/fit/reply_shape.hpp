@@ -30,6 +30,7 @@ struct ReplyShape {
     bool keepsRepeats = false;
 };
 
-ReplyShape shapeOf(const StageTexts& stages);
+// What the stages of a completion for `cursor` in `file` dropped.
+ReplyShape shapeOf(const StageTexts& stages, const fl::ustring& file, std::size_t cursor);
 
 }  // namespace fit

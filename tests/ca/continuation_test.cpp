@@ -432,20 +432,4 @@ TEST(ImplicitContinuation, EveryExampleCutAtEveryPositionOfEveryLine) {
         EXPECT_GT(total[what].first, 500) << what;
 }
 
-// Statements that go on on the next line, and line ends the cuts found mishandled.
-TEST(ImplicitContinuation, NamedCases) {
-    for (const char* text :
-         {"y =\nx + 1;\n", "if a\n> 0\n    b = 1;\nend\n", "z = a &&\n    b;\n", "for k =\n1:3\nend\n",
-          "c = 1 ...\n    + 2;\n", "f = @\nsin;\n", "w = a\n.* b;\n", "x = 1;\nfor (\nk = 1:3)\nend\n",
-          "x = 1;\n[a, ~\n, b] = f();\n", "function a\nx = f(\nend);\nfunction b\nz = 1;\n",
-          "x = 1;\nRz\n= [x -x; ...\n    x x];\n", "x = 1;\ns = f\n(x, 1);\n",
-          "x = 1;\ny = a + ...\n    \n    b;\n"}) {
-        auto analysis = analyse(std::string(text));
-        EXPECT_FALSE(analysis->hasParseErrors()) << text << ca::testing::describeErrors(*analysis);
-    }
-    // The continued line is one statement: an assignment, not an assignment and an expression.
-    EXPECT_EQ(ca::testing::printTree(*analyse(std::string("y =\nx + 1;\n"))),
-              "File:1-2(Script:1-2(Assignment:1-2(Identifier BinaryOp:2(Identifier Number))))");
-}
-
 }  // namespace

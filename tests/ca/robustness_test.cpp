@@ -56,12 +56,4 @@ TEST(Robustness, ALineOfTwoMegabytesAndThousandsOfEndsAreQuick) {
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 2.0);
 }
 
-TEST(Robustness, UnpairedSurrogatesAreFineInCommentsAndLiteralsOnly) {
-    const std::u16string lone(1, char16_t(0xDC01));
-    EXPECT_FALSE(
-        analyse(u"s = 'a" + lone + u"';\n% " + lone + u"\nt = \"" + lone + u"\";\n")->hasParseErrors());
-    EXPECT_EQ(ca::testing::errors(*analyse(u"x = 1;\ny = 2" + lone + u";\nz = 3;\n")),
-              std::vector<std::string>{"2:InvalidCharacter"});
-}
-
 }  // namespace

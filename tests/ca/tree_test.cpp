@@ -71,21 +71,11 @@ TEST(Tree, ShapesOfScriptsClassesAndFunctions) {
         EXPECT_EQ(printTree(*analyse(std::string(text))), tree) << text;
 }
 
-TEST(Tree, ClosingPositionsInputArgumentsAndKindNames) {
+TEST(Tree, ClosingPositionsAndKindNames) {
     const std::string text = "function r = f(a, ~)\n    r = a;\nend";
-    auto a = analyse(text);
-    auto root = a->getRootNode();
-    EXPECT_EQ(root.getKind(), NodeKind::File);
+    auto root = analyse(text)->getRootNode();
     EXPECT_EQ(root.getClosingPosition(), text.size() - 1);
-    auto function = root.getChild(0);
-    EXPECT_EQ(ca::astapi::ClosingPosition::getClosingPosition(function), text.size() - 1);
-    EXPECT_EQ(lf::astapi::NodeCustomization<lf::astapi::Node<ca::astapi::CA>>::getLine(function), 1u);
-    auto inputs = *function.findChild(NodeKind::InputList);
-    ASSERT_EQ(inputs.getChildCount(), 2u);
-    EXPECT_TRUE(inputs.getChild(0).getIdentifier().has_value() &&
-                !inputs.getChild(0).getIgnored().has_value());
-    EXPECT_TRUE(!inputs.getChild(1).getIdentifier().has_value() &&
-                inputs.getChild(1).getIgnored().has_value());
+    EXPECT_EQ(root.getChild(0).getClosingPosition(), text.size() - 1);
     // A function without end closes at its last statement.
     EXPECT_EQ(
         analyse(std::string("function f\n    x = 1;\n\n"))->getRootNode().getChild(0).getClosingPosition(),
@@ -94,7 +84,6 @@ TEST(Tree, ClosingPositionsInputArgumentsAndKindNames) {
     names << NodeKind::InputArgument << " " << NodeKind::MethodDefinition << " " << static_cast<NodeKind>(0)
           << " " << static_cast<NodeKind>(99);
     EXPECT_EQ(names.str(), "InputArgument MethodDefinition NodeKind(0) NodeKind(99)");
-    EXPECT_EQ(static_cast<int>(NodeKind::Script), 55);
 }
 
 TEST(Tree, LinesAndComments) {

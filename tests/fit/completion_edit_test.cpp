@@ -72,6 +72,8 @@ const Row kRows[] = {
     {"no blank after an operator written without one", "total=<|>\n", fenced("0;"), "total=0;\n"},
     {"a blank after a keyword", "for<|>\nend\n", fenced("k = 1:3\n    x = k;"),
      "for k = 1:3\n    x = k;\nend\n"},
+    {"a name after catch is its identifier", "try\n    x = 1;\ncatch<|>\nend\n", fenced("ME\n    disp(ME);"),
+     "try\n    x = 1;\ncatch ME\n    disp(ME);\nend\n"},
     {"a blank before an opening bracket after an operator", "y =<|>\n", fenced("(a + b)/2;"),
      "y = (a + b)/2;\n"},
     {"no blank after a unary sign", "y = -<|>\n", fenced("(a + b);"), "y = -(a + b);\n"},
@@ -136,6 +138,33 @@ const Row kRows[] = {
      fenced("x = 1;\nif x > 0\n    y = 2;"), "x = 1;\nif x > 0\n    y = 2;\nend\n"},
     {"an error the reply adds is not offered", "x = 1;\n<|>\ny = 2;\n", fenced("z = (x + ;"), "",
      "validation"},
+    {"code is not glued to a comment after code", "x = 1; % scale it<|>\n", fenced("y = 2*x;\nz = y;"),
+     "x = 1; % scale it\ny = 2*x;\nz = y;\n"},
+    {"a reply below an empty line restarts no word", "p = [R tau<|>\n", "```ostrel\n\ntauN 0];\n```",
+     "p = [R tau\ntauN 0];\n"},
+    {"an end at another column than the end above is no repeat",
+     "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n<|>\n    y = 2;\nend\n",
+     fenced("    end\n    z = 3;"),
+     "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
+     " y = "
+     "2;\nend\n"},
+    {"an end before code further left is no repeat",
+     "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n        <|>\n    y = "
+     "2;\nend\n",
+     fenced("end\n    z = 3;"),
+     "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
+     " y = "
+     "2;\nend\n"},
+    {"an end after the lines written out again at a line end",
+     "function f(d)\n  try\n    x = d(1);\n  catch\n    x = 0;\n  end\n  d(1) = x;<|>\n\nfunction g(d)\n  y "
+     "= "
+     "d;\nend\n",
+     fenced("  end\n  d(1) = x;\nend"),
+     "function f(d)\n  try\n    x = d(1);\n  catch\n    x = 0;\n  end\n  d(1) = x;\nend\n\nfunction g(d)\n  "
+     "y = "
+     "d;\nend\n"},
+    {"comment lines after a bare comment sign written out again", "% F  Parse.\n%\tf() turns\n%<|>\nx = 1;\n",
+     fenced("%\tf() turns\n%\n%\t\t[serial]"), "% F  Parse.\n%\tf() turns\n%\n%\t\t[serial]\nx = 1;\n"},
     {"the ends that repeat those below go last", "function f()\n    x = 1;\n    <|>\nend\n",
      fenced("x = 2;\nend\nend"), "function f()\n    x = 1;\n    x = 2;\nend\n"},
 };

@@ -26,24 +26,17 @@ struct Rule {
     int indent = 4;
     bool tabs = false;  // tab size 8, tabs
     BlankLines blanks = BlankLines::Indent;
-    std::uint32_t startLine = 0, endLine = 10000000;
 };
 
 // The first line of most texts below is "%": the first line is never changed and anchors the rest by its
-// own indentation.
+// own indentation. Bodies of the control and class blocks, `switch`, `arguments` blocks and headers with
+// statements are not here: FormatterOnCorpus keeps every one of them as written, and the golden cases
+// re-indent replies inside each; nor are blank lines indented or emptied (golden cases 091 to 096), line
+// ranges (golden cases 098 and 099) or indentation written with tabs (the tab-indented style programs, golden
+// cases 079 and 084).
 // clang-format off
 const Rule kRules[] = {
-    {"if bodies", "%\nif a\n    x\nelseif b\n    x\nelse\n    x\nend\n", ""},
-    {"loop bodies", "%\nfor k = 1:3\n    while c\n        parfor (j = 1:2, 4)\n            spmd\n                x\n"
-     "            end\n        end\n    end\nend\n", ""},
-    {"try bodies", "%\ntry\n    x\ncatch err\n    y\nend\n", ""},
-    {"class blocks", "%\nclassdef C < handle\n    properties (Access = private)\n        A = 1\n    end\n    events\n"
-     "        E\n    end\n    enumeration\n        R (1)\n    end\n    methods\n        function f(o)\n"
-     "            x\n        end\n        function n = end(o, k, m)\n            n = k;\n        end\n    end\nend\n", ""},
-    {"arguments block", "%\nfunction f(x)\n    arguments\n        x (1,1) double\n    end\n    y = x;\nend\n", ""},
     {"contextual words as variables", "%\nfunction f()\n    y = 1;\n    arguments = 2;\n    methods = 3;\nend\n", ""},
-    {"headers with statements", "%\nif x, y = 1; end\nz = a(end);\nfor k = 1:2, if k, w(end+1) = k; end, end\nq\n", ""},
-    {"switch", "%\nswitch v\n    case 1\n        x\n    case {2, 3}\n        y\n    otherwise\n        z\nend\nw\n", ""},
     {"classic functions", "%\nfunction a\nx\nfunction b\ny\nend\nend\nfunction c\nz\nend\n", "", kClassic},
     {"mixed functions", "%\nfunction a\nx\nfunction b\n    y\nend\nend\nfunction c\nz\nend\n", "", kMixed},
     {"all functions", "%\nfunction a\n    x\n    function b\n        y\n    end\nend\nfunction c\n    z\nend\n", ""},
@@ -71,14 +64,8 @@ const Rule kRules[] = {
     {"block comments stay", "%\nif a\n  %{\n if b\n      %{\n   nested\n      %}\n x\n %}\ny\nend\n",
      "%\nif a\n  %{\n if b\n      %{\n   nested\n      %}\n x\n %}\n    y\nend\n"},
     {"unclosed block comment", "%\nif a\n%{\n  x\n", "%\nif a\n%{\n  x\n"},
-    {"blank lines indented", "%\nif a\n  \nx\n\nend\n", "%\nif a\n    \n    x\n    \nend\n"},
     {"blank lines ignored", "%\nif a\n  \nx\n\nend\n", "%\nif a\n  \n    x\n\nend\n", kAll, 4, false, BlankLines::Ignore},
-    {"blank lines emptied", "%\nif a\n  \nx\n\nend\n", "%\nif a\n\n    x\n\nend\n", kAll, 4, false,
-     BlankLines::RemoveWhitespace},
-    {"tabs", "%\nif a\n    if b\n\tif c\n\t    x\n\tend\n    end\nend\n", "", kAll, 4, true},
     {"tabs count to the next stop", "%\n\tx\n  y\n", "%\n\tx\n\ty\n", kAll, 4, true},
-    {"spaces become tabs", "%\nif a\n    if b\n            x\n    end\nend\n", "%\nif a\n    if b\n\tx\n    end\nend\n",
-     kAll, 4, true},
     {"indent size 2", "%\nif a\n  for k = 1\n    x\n  end\nend\n", "", kAll, 2},
     {"first line anchors", "        if a\n        x\n  y\n    end\n      z\nend\nw\n",
      "        if a\n        x\n        y\n    end\n    z\nend\nw\n"},
@@ -95,10 +82,6 @@ const Rule kRules[] = {
     {"window inside a cell", "% drop\n    @(x) x - 1, ...\n    @(x) x + 1, ...\n",
      "% drop\n    @(x) x - 1, ...\n    @(x) x + 1, ...\n"},
     {"window inside rows", "s\n     3; ...\n     4\n", "s\n     3; ...\n     4\n"},
-    {"a line range", "%\nif a\nx\ny\nz\nend\n", "%\nif a\n    x\n    y\nz\nend\n", kAll, 4, false, BlankLines::Indent, 3, 4},
-    {"a range from the first line", "%\nif a\nx\ny\nz\nend\n", "%\nif a\n    x\ny\nz\nend\n", kAll, 4, false,
-     BlankLines::Indent, 0, 3},
-    {"an empty range", "%\nif a\nx\nend\n", "%\nif a\nx\nend\n", kAll, 4, false, BlankLines::Indent, 5, 4},
 };
 // clang-format on
 
@@ -108,8 +91,6 @@ TEST(FormatterRules, Table) {
         settings.indentSize = static_cast<std::uint32_t>(rule.indent);
         settings.insertSpaces = !rule.tabs;
         if (rule.tabs) settings.tabSize = 8;
-        settings.startLine = rule.startLine;
-        settings.endLine = rule.endLine;
         const std::string input =
             rule.expected.empty() ? std::regex_replace(rule.input, std::regex("\n[ \t]+"), "\n") : rule.input;
         const std::string expected = rule.expected.empty() ? rule.input : rule.expected;

@@ -21,26 +21,6 @@ std::unique_ptr<SettingsValues> defaults() {
 const fl::ustring kPrefix = u"function r = f(x)\n    if x > 0\n";
 const fl::ustring kSuffix = u"\n    end\nend\n";
 
-TEST(IndentationFormat, ReindentsTheCompletionInsideAFormattedFile) {
-    auto settings = defaults();
-    testing_support::LogCapture capture;
-    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;\nfor k = 1:3\nr = r * k;\nend", kSuffix, settings.get()),
-              u"        r = 1;\n        for k = 1:3\n            r = r * k;\n        end");
-    EXPECT_TRUE(capture.texts(kChannel).empty());
-}
-
-TEST(IndentationFormat, ReturnsTheCompletionUnchangedWhenTheSuffixWouldMove) {
-    auto settings = defaults();
-    // A line range that reaches the suffix's irregular last line changes the suffix.
-    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", u"\n    end\n      x = 1;\nend\n", settings.get()),
-              u"r = 1;");
-    // The same range limited to the completion's line keeps the suffix and re-indents the completion.
-    settings->startLine = 3;
-    settings->endLine = 3;
-    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", u"\n    end\n      x = 1;\nend\n", settings.get()),
-              u"        r = 1;");
-}
-
 TEST(IndentationFormat, OverlappingPrefixAndSuffix) {
     auto settings = defaults();
     // The formatter fills the blank line that the prefix's tail and the suffix's head share, so the two

@@ -1,5 +1,5 @@
-// The reply-file host: early exits, concurrency and the registry entry point. Whole runs with their log
-// records go through the local and HTTP backends in tests/pipeline_local and tests/pipeline_http.
+// The reply-file host: early exits and concurrency. Whole runs with their log records go through the local
+// and HTTP backends in tests/pipeline_local and tests/pipeline_http.
 #include <gtest/gtest.h>
 
 #include <future>
@@ -67,8 +67,4 @@ TEST_F(GetInfoTest, ConcurrentCallsGiveTheSameResultsAsSequentialOnes) {
         EXPECT_EQ(got.autocompletionResponse, sequential[k % files.size()].autocompletionResponse) << k;
         EXPECT_EQ(got.prunedLLMGeneratedCode, sequential[k % files.size()].prunedLLMGeneratedCode) << k;
     }
-}
-
-TEST(FunctionRegistryCache, ClearingAlwaysSucceeds) {
-    EXPECT_TRUE(mtcc::AutoCompletion::ClearFunctionRegistryCache());
 }

@@ -4,7 +4,6 @@
 
 #include <string>
 
-using mtcc::postprocessing::joinLineRange;
 using mtcc::postprocessing::pruneGeneratedCode;
 
 namespace {
@@ -29,14 +28,6 @@ fl::ustring piece(const fl::ustring& line, int count) {
 }
 
 }  // namespace
-
-TEST(LineRanges, JoinWithALeadingLineFeedEach) {
-    const std::vector<fl::ustring> lines{u"a", u"b", u"c"};
-    EXPECT_EQ(joinLineRange(lines, 2, 3), u"\nb\nc");
-    EXPECT_EQ(joinLineRange(lines, 2, 2), u"\nb");
-    EXPECT_EQ(joinLineRange(lines, 3, 2), u"");
-    EXPECT_EQ(joinLineRange(lines, 0, 2), u"");
-}
 
 TEST(Pruning, PiecesFollowParagraphsConstructsAndTheFirstParsingCut) {
     struct Case {

@@ -2,33 +2,13 @@
 // valid code in place, so validation keeps them and pruning returns their first whole lines.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
-
+#include "../ca/analysis_helpers.hpp"
 #include "ca/utils/line_splitter.hpp"
 #include "fl/i18n.hpp"
 #include "mtcc/postprocessing/code_pruner.hpp"
 #include "mtcc/postprocessing/code_validator.hpp"
 
 namespace {
-
-std::vector<std::filesystem::path> exampleFiles() {
-    std::vector<std::filesystem::path> files;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(OSTREL_SOURCE_DIR) / "examples")) {
-        if (entry.path().extension() == ".ost") files.push_back(entry.path());
-    }
-    std::sort(files.begin(), files.end());
-    return files;
-}
-
-fl::ustring readFile(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return fl::i18n::to_ustring(bytes.str());
-}
 
 fl::ustring joinLines(const std::vector<fl::ustring>& lines, std::size_t from, std::size_t to) {
     fl::ustring text;
@@ -56,8 +36,8 @@ TEST(ExamplesAsCompletions, ValidationKeepsAndPruningCutsAtWholeLines) {
     constexpr std::size_t kCompletionLines = 6;
     std::size_t checked = 0;
     std::size_t unexpectedCuts = 0;
-    for (const auto& path : exampleFiles()) {
-        const std::vector<fl::ustring> lines = ca::utils::lineSplitter(readFile(path));
+    for (const auto& example : ca::testing::loadExamples()) {
+        const std::vector<fl::ustring> lines = ca::utils::lineSplitter(example.text);
         for (std::size_t at = 1; at + 1 < lines.size(); at += 2) {
             const std::size_t end = std::min(lines.size(), at + kCompletionLines);
             const fl::ustring prefix = joinLines(lines, 0, at);
@@ -66,14 +46,14 @@ TEST(ExamplesAsCompletions, ValidationKeepsAndPruningCutsAtWholeLines) {
             const fl::ustring suffix = u"\n" + joinLines(lines, end, lines.size());
 
             EXPECT_EQ(mtcc::postprocessing::validateGeneratedCode(completion, prefix, suffix), completion)
-                << path.filename() << " line " << at + 1;
+                << example.name << " line " << at + 1;
             const auto pieces = mtcc::postprocessing::pruneGeneratedCode(prefix, completion, suffix, 100);
             ASSERT_FALSE(pieces.empty());
             // The first piece is the completion's first lines, whole.
             const fl::ustring& first = pieces.front();
             EXPECT_TRUE(completion.starts_with(first) &&
                         (first.size() == completion.size() || completion[first.size()] == u'\n'))
-                << path.filename() << " line " << at + 1 << ": " << fl::i18n::to_string(first);
+                << example.name << " line " << at + 1 << ": " << fl::i18n::to_string(first);
             // A cut falls where a paragraph or a block ends: before a blank line or a line that opens or
             // closes a construct, never in the middle of a run of plain statements.
             if (!first.empty() && first.size() < completion.size()) {

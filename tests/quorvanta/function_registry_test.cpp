@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <filesystem>
-#include <functional>
 #include <thread>
 #include <vector>
 
 #include "fl/i18n.hpp"
+#include "mtcc/autocompletion/auto_completion.hpp"
 #include "support/temp_folder.hpp"
 
 using testing_support::TempFolder;
@@ -109,73 +109,56 @@ TEST_F(FunctionRegistryTest, NewAndRemovedFilesAndFoldersAreSeenAfterClearingAll
     // Dropping only the answers re-asks the cached listings, which still hold the old folders.
     functionRegistry::clearCaches(false);
     EXPECT_EQ(origins(), before);
-    functionRegistry::clearCaches(true);
+    // The library's entry point drops the listings too.
+    EXPECT_TRUE(mtcc::AutoCompletion::ClearFunctionRegistryCache());
     EXPECT_EQ(origins(), (std::vector{FunctionOrigin::Unknown, FunctionOrigin::User, FunctionOrigin::User}));
 }
 
-// Runs `read(i)` for i = t, t + 1, ... on each of `count` threads t while `work` runs.
-void whileReading(int count, const std::function<void(std::size_t)>& read,
-                  const std::function<void()>& work) {
-    std::atomic<bool> stop{false};
-    std::vector<std::thread> readers;
-    for (int t = 0; t < count; ++t) {
-        readers.emplace_back([&, t] {
-            for (std::size_t i = t; !stop.load(std::memory_order_relaxed); ++i)
-                read(i);
-        });
-    }
-    work();
-    stop = true;
-    for (auto& reader : readers)
-        reader.join();
-}
-
-// Every answer must be the right one, whichever cache state it met.
-TEST_F(FunctionRegistryTest, LookupsStayConsistentWhileCachesAreCleared) {
-    TempFolder folder;
+// Every answer must be the right one, whichever cache state and path it met: both folders hold the same
+// user functions, and a name only one of them holds is a user function or unknown, never anything else.
+// Afterwards the last path alone counts.
+TEST_F(FunctionRegistryTest, LookupsStayConsistentWhileCachesAreClearedAndThePathChanges) {
+    TempFolder first;
+    TempFolder second;
+    first.write("from_first.ost", kFunctionFile);
+    second.write("from_second.ost", kFunctionFile);
     std::vector<std::pair<std::u16string, FunctionOrigin>> expected = {
         {u"sin", FunctionOrigin::BuiltIn},       {u"regexprep", FunctionOrigin::BuiltIn},
         {u"movmean", FunctionOrigin::Library},   {u"zscore", FunctionOrigin::Library},
         {u"not_there", FunctionOrigin::Unknown}, {u"User_fn_1", FunctionOrigin::Unknown}};
     for (int k = 0; k < 20; ++k) {
         const std::string name = "user_fn_" + std::to_string(k);
-        folder.write(name + ".ost", kFunctionFile);
+        first.write(name + ".ost", kFunctionFile);
+        second.write(name + ".ost", kFunctionFile);
         expected.emplace_back(std::u16string(name.begin(), name.end()), FunctionOrigin::User);
     }
-    functionRegistry::setSearchPath({folder.path()});
+    functionRegistry::setSearchPath({first.path()});
 
     std::atomic<long> wrong{0}, lookups{0};
-    const auto read = [&](std::size_t i) {
-        const auto& [name, origin] = expected[i % expected.size()];
-        if (functionRegistry::lookup(name) != origin) ++wrong;
-        ++lookups;
-    };
-    whileReading(4, read, [&] {
-        for (int round = 0; round < 2000; ++round)
-            functionRegistry::clearCaches(round % 2 == 0);
-        while (lookups.load() < 20000)  // a last stretch on warm caches too
-            std::this_thread::yield();
-    });
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> readers;
+    for (std::size_t t = 0; t < 4; ++t) {
+        readers.emplace_back([&, t] {
+            for (std::size_t i = t; !stop.load(std::memory_order_relaxed); ++i) {
+                const auto& [name, origin] = expected[i % expected.size()];
+                const auto shifting = functionRegistry::lookup(i % 2 ? u"from_first" : u"from_second");
+                if (functionRegistry::lookup(name) != origin || shifting == FunctionOrigin::BuiltIn ||
+                    shifting == FunctionOrigin::Library)
+                    ++wrong;
+                ++lookups;
+            }
+        });
+    }
+    for (int round = 0; round < 2000; ++round) {
+        functionRegistry::clearCaches(round % 2 == 0);
+        if (round % 4 == 1) functionRegistry::setSearchPath({round % 8 == 1 ? second.path() : first.path()});
+    }
+    while (lookups.load() < 20000)  // a last stretch on warm caches too
+        std::this_thread::yield();
+    stop = true;
+    for (auto& reader : readers)
+        reader.join();
     EXPECT_EQ(wrong.load(), 0) << "of " << lookups.load() << " look-ups";
-}
-
-// Changing the path while readers run must not crash; afterwards the new path alone counts.
-TEST_F(FunctionRegistryTest, PathChangesUnderLoadSettleOnTheLastPath) {
-    TempFolder first;
-    TempFolder second;
-    first.write("from_first.ost", kFunctionFile);
-    second.write("from_second.ost", kFunctionFile);
-    std::atomic<long> wrong{0};
-    const auto read = [&](std::size_t) {
-        // Each name is a user function or unknown, never anything else.
-        if (functionRegistry::lookup(u"from_first") == FunctionOrigin::BuiltIn) ++wrong;
-        if (functionRegistry::lookup(u"from_second") == FunctionOrigin::Library) ++wrong;
-    };
-    whileReading(3, read, [&] {
-        for (int round = 0; round < 500; ++round)
-            functionRegistry::setSearchPath({round % 2 == 0 ? first.path() : second.path()});
-    });
-    EXPECT_EQ(wrong.load(), 0);
 
     functionRegistry::setSearchPath({second.path()});
     EXPECT_EQ(functionRegistry::lookup(u"from_first"), FunctionOrigin::Unknown);

@@ -1,6 +1,6 @@
 // Inputs that once crashed a program or broke a promise, each kept as a small table of cases: texts far
-// deeper than any real file, a missing settings record, line ends made of several CRs, filters nested
-// tens of thousands deep.
+// deeper than any real file, a missing settings record, filters nested tens of thousands deep (line ends
+// made of several CRs: LineSplitter.SplitsAtLineFeedsOnly).
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -139,25 +139,6 @@ TEST_F(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
         ADD_FAILURE() << "no error for a null settings record";
     } catch (const std::invalid_argument& e) {
         EXPECT_NE(std::string(e.what()).find("settings"), std::string::npos) << e.what();
-    }
-}
-
-TEST(Pruning, KeepsGeneratedLinesWholeWhateverTheirLineEnds) {
-    struct Case {
-        std::u16string generated;
-        std::u16string firstPiece;
-    };
-    const std::vector<Case> cases{
-        {u"b = 2;\r\r\r\nc = 3;", u"b = 2;\nc = 3;"},
-        {u"b = 2;\r\nc = 3;\r", u"b = 2;\nc = 3;"},
-        {u"b = 2;\r \r\nc = 3;", u"b = 2;\r \nc = 3;"},  // a CR inside a line stays
-        {u"\r\r\n\r", u""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(fl::i18n::to_string(c.generated));
-        const auto pieces = mtcc::postprocessing::pruneGeneratedCode(u"a = 1;", c.generated, u"", 100);
-        ASSERT_FALSE(pieces.empty());
-        EXPECT_EQ(pieces.front(), c.firstPiece);
     }
 }
 
