@@ -82,8 +82,9 @@ inline std::string readSourceFile(const std::filesystem::path& path) {
 }
 
 // The programs listed under `folder`: the demo corpus (a table row of its README.md per file, "| file.ost |
-// what it shows | style |") or tests/data/styles, whose manifest.txt gives each program's layout ("file.ost
-// indent=<n|tab> function=<Classic|Mixed|All>FunctionIndent consistent=<yes|no>"), in real users' styles.
+// what it shows | style |") or tests/data/styles and tests/data/fresh, whose manifest.txt gives each
+// program's layout ("file.ost indent=<n|tab> function=<Classic|Mixed|All>FunctionIndent
+// consistent=<yes|no>"), in real users' styles.
 inline std::vector<ExampleText> loadExamples(const std::string& folder = "examples") {
     const std::filesystem::path dir(folder);
     const std::string manifest = readSourceFile(dir / "manifest.txt");
@@ -106,11 +107,13 @@ inline std::vector<ExampleText> loadExamples(const std::string& folder = "exampl
     return out;
 }
 
-// The demo corpus and the programs in real users' layouts.
+// The demo corpus and the programs in real users' layouts (styles/ and the held-out fresh/).
 inline std::vector<ExampleText> loadAllExamples() {
     auto all = loadExamples();
-    auto styles = loadExamples("tests/data/styles");
-    all.insert(all.end(), styles.begin(), styles.end());
+    for (const char* folder : {"tests/data/styles", "tests/data/fresh"}) {
+        auto more = loadExamples(folder);
+        all.insert(all.end(), more.begin(), more.end());
+    }
     return all;
 }
 

@@ -57,6 +57,16 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
          "    "
          "end\n    end\nend\n",
          {}},
+        // Nested functions indented under a body at the margin; a class at the margin, its `classdef` cut
+        // away; a window cut inside `cases`; one cut between the `%` and `{` of a block comment's opener.
+        {"d(x)\ny = 1;\n    function g()\n        y = 2;\n    end\nend\n\nfunction h()\nz = 3;\nend\n", {}},
+        {"with laps\nmethods\nfunction obj = S()\nobj.A = [];\nend\nend\nmethods(Static)\nfunction t = "
+         "g()\nt = 1;\nend\n"
+         "end\n",
+         {}},
+        {"function g(c)\nc = 1;\nend\n\nfunction f(c)\ncase", {}},
+        {"function f(x)\n%\n{\n    %{\n    old = 1;\n    %}\n%}\nn = 1;\nfor k = 1:n\n    y = k;\nend\nend\n",
+         {}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},

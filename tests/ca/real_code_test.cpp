@@ -54,7 +54,7 @@ TEST(RealCode, ConstructsOfRealCodeParse) {
         {"x = [a -b];\ny = {f (1), 'x'};\nz = a';\nw = 2^-1;\n", nullptr},
         {"h = @pkg.sub.fn;\ng = @(a, ~) a + 1;\nm = ?Shape;\n", nullptr},
         {"x(:, end) = s.(name);\n", nullptr},
-        {"hold on\nformat long g\nwarning off all\n", nullptr},
+        {"hold on\nformat long g\nwarning off all\nimport pkg.sub\n.*\n", nullptr},
         {"a = 0x1F + 0b101 + 1e-3 + 2i;\n", nullptr},
         {"function out = f(varargin)\n arguments (Repeating)\n varargin double\n end\n out = 1;\nend\n",
          nullptr},

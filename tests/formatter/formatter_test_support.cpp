@@ -47,7 +47,10 @@ std::vector<Example> loadExamples() {
 }
 
 std::vector<Example> loadStyleExamples() {
-    return load("tests/data/styles", BlankLines::Ignore);
+    auto examples = load("tests/data/styles", BlankLines::Ignore);
+    for (auto& example : load("tests/data/fresh", BlankLines::Ignore))
+        examples.push_back(std::move(example));
+    return examples;
 }
 
 std::string firstDifference(const fl::ustring& expected, const fl::ustring& actual) {

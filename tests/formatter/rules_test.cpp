@@ -78,6 +78,8 @@ const Rule kRules[] = {
     {"first line cut in a text holding ...", "the quick fox's \" + ...\n         'back';\n   disp(x)\n   y\n",
      "the quick fox's \" + ...\n         'back';\n   disp(x)\n   y\n"},
     {"first line cut in a matrix", " \"b\"\n  \"c\"];\nx = 1;\n", " \"b\"\n  \"c\"];\nx = 1;\n"},
+    {"rows of a bracket the first line opens", "x = f(a, ...\n   b, ...\n   c);\ny = a + ...\n        b;\n",
+     "x = f(a, ...\n   b, ...\n   c);\ny = a + ...\n\tb;\n", kAll, 4, true},
     {"window inside a matrix", "c  0  s\n     0  1  0\n    -s  0  c\n", "c  0  s\n     0  1  0\n    -s  0  c\n"},
     {"window inside a cell", "% drop\n    @(x) x - 1, ...\n    @(x) x + 1, ...\n",
      "% drop\n    @(x) x - 1, ...\n    @(x) x + 1, ...\n"},

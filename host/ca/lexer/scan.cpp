@@ -586,6 +586,24 @@ class Scanner {
     }
 
     void scanCommandWords() {
+        for (;;) {
+            scanCommandWordsOfLine();
+            if (!commandGoesOnAfter(i_)) return;
+            emit(TokenKind::LineEnd, i_ + (t_[i_] == u'\r' ? 2 : 1));
+            ++line_;
+            if (blankAt(i_)) emit(TokenKind::Blank, skipBlanks(i_));
+        }
+    }
+
+    // A line that starts with an operator no expression begins with goes on with the words of the command
+    // before it: `import pkg` / `.*` is a command cut in two at the cursor.
+    bool commandGoesOnAfter(std::size_t i) const {
+        if (!lineEndAt(i)) return false;
+        const std::size_t k = skipBlanks(nextLineStart(i));
+        return k < n_ && !lineEndAt(k) && cannotBeginExpression(operatorAt(k).op);
+    }
+
+    void scanCommandWordsOfLine() {
         while (i_ < n_ && !lineEndAt(i_)) {
             const char16_t c = t_[i_];
             if (c == u',' || c == u';' || c == u'%') return;

@@ -107,6 +107,15 @@ bool Parser::nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const {
     return !toks_[k].eof && lineIndent_[toks_[k].line] > indent;
 }
 
+// A `methods` line at the margin over a `function` line, or last in the text: a class laid out at the
+// margin, its `classdef` cut away.
+bool Parser::nextCodeIsFunctionLine(std::uint32_t line) const {
+    std::size_t k = std::min(pos_ + 1, toks_.size() - 1);
+    while (!toks_[k].eof && (toks_[k].line == line || toks_[k].kind == TokenKind::LineEnd))
+        ++k;
+    return toks_[k].eof || (toks_[k].kind == TokenKind::Keyword && toks_[k].word == Word::Function);
+}
+
 Parser::Snapshot Parser::snapshot() const {
     return Snapshot{pos_,
                     d_.tree.nodes.size(),

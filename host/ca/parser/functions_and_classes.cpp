@@ -259,7 +259,9 @@ bool Parser::contextualBlockAllowed(Word w, const PTok& t) {
     if (!headerShape) return false;
     Frame* f = top();
     if (f == nullptr)
-        return !wholeFile() && t.lineFirst && (lineIndent_[t.line] > 0 || nextCodeRightOf(t.line, 0));
+        return !wholeFile() && t.lineFirst &&
+               (lineIndent_[t.line] > 0 || nextCodeRightOf(t.line, 0) ||
+                (w == Word::Methods && nextCodeIsFunctionLine(t.line)));
     if (w == Word::Arguments) return isFunctionKind(f->kind) && f->clause == NodeKind::Unknown;
     return f->kind == NodeKind::ClassDef;
 }
@@ -432,7 +434,9 @@ void Parser::detectFunctionForm() {
         if (functionLine != 0 && t.lineFirst && t.line > functionLine && t.kind != TokenKind::LineEnd) {
             const std::uint32_t header = functionLine == 1 ? 0 : lineIndent_[functionLine];
             if (t.word != Word::End && lineIndent_[t.line] <= header) unindentedFunctionBody_ = true;
-            if (t.word != Word::End && lineIndent_[t.line] > header) indentedFunctionBody_ = true;
+            // A nested function indented under a body at the margin says nothing of the outer body.
+            if (t.word != Word::End && lineIndent_[t.line] > header && header == 0)
+                indentedFunctionBody_ = true;
             functionLine = 0;
         }
         if (t.kind == TokenKind::LineEnd || t.op == Op::Semicolon || t.op == Op::Comma) {

@@ -149,12 +149,20 @@ bool Parser::continuesAcrossLineEnd(const PTok& next) const {
     if ((prev.kind == TokenKind::Operator && lexer::continuesLine(prev.op)) ||
         (prev.kind == TokenKind::Keyword && lexer::expectsExpression(prev.word)))
         return true;
-    // After `...` the line end of a blank line ends the statement: the continuation carries one line.
-    if (last != n - 2 || prev.line != toks_[n - 1].line) return false;
+    if (last != n - 2) return false;
+    // After `...` the line end of a blank line ends the statement (the continuation carries one line),
+    // unless the line after it cannot start one: `a ...` / blank / `&& b`, as the library's line end
+    // after a prefix that ends at a line's end leaves it.
+    if (prev.line != toks_[n - 1].line)
+        return next.kind == TokenKind::Operator && lexer::cannotBeginExpression(next.op);
     // A call cut in two before its arguments (`s = f` / `(x, m);`): a group with a comma at its top
     // cannot stand alone, so it belongs to the name before it.
     if (next.op == Op::LParen && (prev.kind == TokenKind::Identifier || prev.op == Op::RParen))
         return holdsTopLevelComma(next.scan);
+    // The lexer carries a command's words onto such a line (`import pkg` / `.*`); a shell escape starts
+    // a statement of its own.
+    if (prev.kind == TokenKind::CommandWord && next.kind == TokenKind::CommandWord)
+        return text_[next.offset] != u'!';
     // No statement starts with `=` either: `Rz` / `= [c -s; ...` is an assignment cut in two.
     return next.kind == TokenKind::Operator &&
            (lexer::cannotBeginExpression(next.op) || next.op == Op::Assign);

@@ -58,7 +58,10 @@ bool Parser::parseFile() {
             }
         }
     }
-    if (!wholeFile()) headCut_ = headWasCut(firstCode);
+    // A text that opens with the tail of a block comment begins inside something cut away, too.
+    const bool cutComment = !d_.tokens.empty() && d_.tokens.front().kind == TokenKind::BlockComment &&
+                            (d_.tokens.front().flags & lexer::kCutBlockComment) != 0;
+    if (!wholeFile()) headCut_ = cutComment || headWasCut(firstCode);
     while (!cur().eof)
         parseLine();
     closeAtEnd();

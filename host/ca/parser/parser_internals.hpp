@@ -313,6 +313,8 @@ class Parser {
     bool headWasCut(std::size_t firstCode) const;
     bool nextCodeLeftOf(std::uint32_t line, std::uint32_t indent) const;
     bool nextCodeRightOf(std::uint32_t line, std::uint32_t indent) const;
+    bool nextCodeIsFunctionLine(std::uint32_t line) const;
+    bool clauseWordCutShort(const PTok& t) const;
     bool readsFunctionOnlyNames() const;
     bool holdsTopLevelComma(std::uint32_t open) const;
     bool closesMarginFunction(const PTok& t) const;
@@ -419,7 +421,7 @@ class Parser {
     bool balanced_ = false;
     // Some function's first body line stands no deeper than its header.
     bool unindentedFunctionBody_ = false;
-    bool indentedFunctionBody_ = false;
+    bool indentedFunctionBody_ = false;   // a function line at the margin with a deeper body
     mutable int functionOnlyNames_ = -1;  // whether the text reads a name only a function has; -1 unknown
     bool headCut_ = false;                // constructs may have been cut away before the text
     bool marginFunctionClosed_ = false;   // an `end` at the margin closed a function cut away before

@@ -1,6 +1,8 @@
 // Statements: commands, assignments, expression statements and the dispatch of a statement by its
 // first token.
 
+#include <algorithm>
+
 #include "ca/parser/parser_internals.hpp"
 
 namespace ca::detail::parsing {
@@ -212,11 +214,24 @@ void Parser::loopError(const PTok& t) {
           "'" + word + "' at line " + std::to_string(t.line) + " is not inside a loop.");
 }
 
+// A window cut in the middle of a name may end in `case` (of `cases`, `caseId`): alone on the last line,
+// with nothing after it and no `switch` open, it is the start of that name.
+bool Parser::clauseWordCutShort(const PTok& t) const {
+    if (t.word != Word::Case || wholeFile() || endsWithLineEnd_ || !t.lineFirst || t.end != text_.size())
+        return false;
+    return std::none_of(frames_.begin(), frames_.end(),
+                        [](const Frame& f) { return f.kind == NodeKind::Switch; });
+}
+
 void Parser::parseStatement() {
     ++statementsParsed_;
     const PTok& t = cur();
     statementLine_ = t.line;
     statementStart_ = pos_;
+    if (t.kind == TokenKind::Keyword && clauseWordCutShort(t)) {
+        toks_[pos_].kind = d_.tokens[t.scan].kind = TokenKind::Identifier;
+        toks_[pos_].word = d_.tokens[t.scan].word = Word::None;
+    }
     if (t.kind == TokenKind::Keyword) {
         switch (t.word) {
             case Word::End:

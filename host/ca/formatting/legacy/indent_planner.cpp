@@ -766,6 +766,18 @@ bool looksLikeRow(const std::vector<Token>& tokens, const SourceLine& line) {
 // Whether the window may start inside a matrix or cell whose opening line was cut away: the first code
 // line after the (possibly cut) first line reads as a row.
 bool mayStartInsideBracket(const std::vector<Token>& tokens, const std::vector<SourceLine>& lines) {
+    // Rows under a first line that opens the bracket they stand in, where no bracket closes that the text
+    // did not open, belong to that bracket.
+    int depth = 0, afterFirst = 0;
+    for (std::size_t l = 0; l < lines.size() && depth >= 0; ++l) {
+        for (std::size_t i = lines[l].codeBegin; i < lines[l].end && depth >= 0; ++i) {
+            if (tokens[i].kind != TokenKind::Punctuation) continue;
+            if (tokens[i].text == u"(" || tokens[i].text == u"[" || tokens[i].text == u"{") ++depth;
+            if (tokens[i].text == u")" || tokens[i].text == u"]" || tokens[i].text == u"}") --depth;
+        }
+        if (l == 0) afterFirst = depth;
+    }
+    if (depth >= 0 && afterFirst > 0) return false;
     for (std::size_t i = 1; i < lines.size(); ++i) {
         if (classifyLine(tokens, lines[i]) == LineKind::Code) return looksLikeRow(tokens, lines[i]);
     }
