@@ -305,10 +305,15 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
             reopened->second->closedByEnd && reopened->second->closing >= edit.start - start &&
             reopened->second->closing < editEnd &&
             innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
-        if (!closedByItsOwn)
-            result.finding = "the block opened at line " + fileLine(block.opener) +
-                             " would no longer be closed by the line that closes it (line " +
-                             fileLine(block.closer) + ")";
+        if (closedByItsOwn) continue;
+        // The window may hide what the change mends: in a file the user is still writing, the closing
+        // line's old block may leave an `end` too many further down. The whole file, when within reach,
+        // shows whether the edit mends every error.
+        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
+            return checkWindow(file, edit, 0, file.size(), readings);
+        result.finding = "the block opened at line " + fileLine(block.opener) +
+                         " would no longer be closed by the line that closes it (line " +
+                         fileLine(block.closer) + ")";
     }
     // At the end of the file a whole-file reading reports what is left open; a fragment's would not. A
     // closing bracket too many (the cut file's) is no open one.

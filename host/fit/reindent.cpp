@@ -527,7 +527,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
                        movable && sibling.known && sibling.depth == scan.openBrackets.size() &&
                        sibling.bracket == bracket) {
-                indentation[k] = indentationFor(sibling.column, style);
+                // Only a row lined up with the first element lets its sign stand left of it.
+                indentation[k] = indentationFor(
+                    sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
             } else if (movable) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
@@ -542,20 +544,25 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                : habit->plainOffset ? habit->plainOffset
                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->alignsWithValue ? scan.valueColumn
-                                                                        : offset(habit->plainOffset);
+                    placed = scan.valueColumn && habit->alignsWithValue.value_or(!startsWithOperator(line))
+                                 ? scan.valueColumn
+                                 : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
-                else if (habit->alignsWithBracket)
-                    placed = scan.openBrackets.back().column;
+                else if (const auto& inside = habit->inside(scan.openBrackets.back().opening);
+                         inside.alignsWithBracket)
+                    placed = scan.openBrackets.back().column - signHang(line, scan);
                 else
-                    placed = offset(habit->bracketOffset);
+                    placed = offset(inside.offset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
             }
-            if (scan.goesOn())
-                sibling = Sibling{true, scan.openBrackets.size(),
-                                  scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column,
-                                  started ? columnsOf(indentation[k], style.tabSize) : fileColumns};
+            if (scan.goesOn()) {
+                // A row's sign that stands left of the elements does not move the next row.
+                const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
+                const int placed = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+                sibling = Sibling{true, scan.openBrackets.size(), bracket,
+                                  placed + signHang(line, scan) == bracket ? bracket : placed};
+            }
             previousColumns = columns;
             previousStarted = started && (k > 0 || !firstFromTyped);  // typed blanks are not the model's
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),

@@ -69,8 +69,11 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             return lineRead();
         }
         if (text::isBlank(c)) continue;
-        if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore)
-            scan.openBrackets.back().column = column - 1;  // its first element: `[ a b` lines up under `a`
+        if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
+            StatementScan::Bracket& bracket = scan.openBrackets.back();
+            bracket.spaced = column - 1 > bracket.column;
+            bracket.column = column - 1;  // its first element: `[ a b` lines up under `a`
+        }
         codeAfterLastOpening = true;
         if (valueNext) {
             scan.valueColumn = column - 1;
@@ -91,6 +94,22 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     lineRead();
 }
 
+int signHang(std::u16string_view line, const StatementScan& scan) {
+    const std::u16string_view code = text::trimLeft(line);
+    const bool startsWithSign =
+        code.size() > 1 && (code[0] == u'-' || code[0] == u'+') && !text::isBlank(code[1]);
+    return startsWithSign && !scan.openBrackets.empty() && scan.openBrackets.back().spaced ? 1 : 0;
+}
+
+bool startsWithOperator(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    if (code.empty()) return false;
+    return std::u16string_view(u"+-*/\\^&|<>=").find(code.front()) != std::u16string_view::npos ||
+           code.starts_with(u"~=") ||
+           (code.size() > 1 && code[0] == u'.' &&
+            std::u16string_view(u"*/\\^").find(code[1]) != std::u16string_view::npos);
+}
+
 bool isHeaderStatement(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
     for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch"})
@@ -101,10 +120,18 @@ bool isHeaderStatement(std::u16string_view line) {
 
 namespace {
 
+// Lines inside brackets that do not end their line: lined up with the bracket, or by offset from the
+// statement -> lines.
+struct BracketCounts {
+    std::size_t aligned = 0;
+    std::map<int, std::size_t> offsets;
+};
+
 struct ContinuationCounts {
-    std::size_t alignedWithBracket = 0, alignedWithValue = 0;
+    BracketCounts call, rows;
+    std::size_t alignedWithValue = 0;
     // offset from the statement -> lines
-    std::map<int, std::size_t> bracketOffsets, endingBracketOffsets, plainOffsets, headerOffsets;
+    std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
 
 // Counts the continuation lines in the lines from `from` up to `to`.
@@ -123,12 +150,13 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             header = isHeaderStatement(line);
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
+            BracketCounts& inside = bracket.opening == u'(' ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
                 ++counts.endingBracketOffsets[columns - statementColumns];
-            else if (columns == bracket.column)
-                ++counts.alignedWithBracket;
+            else if (columns == bracket.column - signHang(line, scan))
+                ++inside.aligned;
             else if (columns > statementColumns)
-                ++counts.bracketOffsets[columns - statementColumns];
+                ++inside.offsets[columns - statementColumns];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
             ++counts.alignedWithValue;
         } else if (columns > statementColumns) {
@@ -146,6 +174,14 @@ std::pair<std::optional<int>, std::size_t> mostCommon(const std::map<int, std::s
     return best;
 }
 
+// Lined up or by the most common offset, whichever the file does more often; nothing where it shows no
+// such line.
+std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& counts) {
+    const auto [offset, offsetLines] = mostCommon(counts.offsets);
+    if (counts.aligned == 0 && offsetLines == 0) return std::nullopt;
+    return ContinuationHabit::InBrackets{counts.aligned > offsetLines, offset};
+}
+
 }  // namespace
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
@@ -161,16 +197,21 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     countContinuations(file, start, from, tabSize, counts);
     countContinuations(file, below, end, tabSize, counts);
     ContinuationHabit habit;
-    const auto [bracketOffset, offsetLines] = mostCommon(counts.bracketOffsets);
-    habit.alignsWithBracket = counts.alignedWithBracket > offsetLines;
-    habit.bracketOffset = bracketOffset;
+    habit.call = inBrackets(counts.call);
+    habit.rows = inBrackets(counts.rows);
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
-    // Under the assigned value also where the file shows no plain continuation line.
-    habit.alignsWithValue = counts.alignedWithValue >= plainLines;
+    if (counts.alignedWithValue > 0 || plainLines > 0)
+        habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
     return habit;
+}
+
+ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening) const {
+    const auto& own = opening == u'(' ? call : rows;
+    const auto& other = opening == u'(' ? rows : call;
+    return own ? *own : other ? *other : InBrackets{};
 }
 
 }  // namespace fit

@@ -18,6 +18,7 @@ struct StatementScan {
         char16_t opening;
         int column;
         bool endsLine = false;  // nothing but a comment or `...` follows it on its line
+        bool spaced = false;    // a blank before its first element, where a row's sign may stand
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
@@ -32,8 +33,15 @@ struct StatementScan {
     }
 };
 
+// How far left of the first element of the scan's innermost bracket a line lined up with it starts: a row
+// that starts with a sign lets it stand in the blank before the first element (`[ c 0` / `-s 1`).
+int signHang(std::u16string_view line, const StatementScan& scan);
+
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
+
+// A line that starts with a binary operator (`+ b`, `&& c`, `.* d`): it goes on with the line above.
+bool startsWithOperator(std::u16string_view line);
 
 // True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
 // continuation lines are often indented twice, apart from the body.
@@ -41,17 +49,25 @@ bool isHeaderStatement(std::u16string_view line);
 
 // How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
-// an offset from the statement's first line (a bracket that ends its line has only offsets); after `...`
-// outside brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a
-// block's header may have of its own. Each is what the file does most often; nothing where it shows no
-// such line.
+// an offset from the statement's first line, a call's arguments apart from a matrix's or a cell's rows
+// (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
+// value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
+// Each is what the file does most often; nothing where it shows no such line.
 struct ContinuationHabit {
-    bool alignsWithBracket = false;
-    std::optional<int> bracketOffset;
+    struct InBrackets {
+        bool alignsWithBracket = false;
+        std::optional<int> offset;
+    };
+    std::optional<InBrackets> call, rows;
     std::optional<int> endingBracketOffset;
-    bool alignsWithValue = false;
+    // Nothing where the file shows no such line: a line goes under the value unless it starts with an
+    // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up).
+    std::optional<bool> alignsWithValue;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
+
+    // Inside `opening`: the file's habit for such brackets, else for the other kind.
+    InBrackets inside(char16_t opening) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize);

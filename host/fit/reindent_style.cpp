@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "fit/reindent_continuation.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -38,6 +39,15 @@ bool startsWithWord(std::u16string_view code, std::u16string_view word) {
 bool isCodeLine(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
     return !code.empty() && code.front() != u'%';
+}
+
+// Whether the line holds a `[`, a `{` or a `.`, without which it cannot take a statement on to the next
+// line. Read whole, with no early exit, so that the compiler may compare many code units at once.
+bool mayGoOn(std::u16string_view line) {
+    bool found = false;
+    for (char16_t c : line)
+        found |= (c == u'[') | (c == u'{') | (c == u'.');
+    return found;
 }
 
 }  // namespace
@@ -89,11 +99,17 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
     const LineView* previous = nullptr;
     const LineView* functionLine = nullptr;
     std::size_t blockComments = 0;  // open `%{` blocks, whose lines may stand at any column
+    StatementScan statement;        // continuation lines stand where they line up, not a level in
     for (const LineView& line : lines) {
         const std::u16string_view trimmed = text::trim(line.text);
         if (trimmed == u"%{") ++blockComments;
         if (trimmed == u"%}" && blockComments > 0) --blockComments;
         if (blockComments > 0 || !isCodeLine(line.text)) continue;
+        const bool continuation = statement.goesOn();
+        if (!continuation) statement = StatementScan{};
+        // Only `...` or an open matrix or cell takes a statement on to the next line.
+        if (continuation || mayGoOn(line.text)) scanLine(line.text, settings.tabSize, statement);
+        if (continuation) continue;
         const std::u16string_view indentation = text::indentationOf(line.text);
         if (!indentation.empty()) (indentation.front() == u'\t' ? tabbed : spaced) += 1;
         if (previous && indentation.find(u'\t') == std::u16string_view::npos) {

@@ -73,6 +73,53 @@ bool startsWithLines(std::u16string_view text, const std::vector<fl::ustring>& l
     return !lines.empty();
 }
 
+// The lines before the kept ones, when deduplication removed lines at the start (and perhaps at the
+// end too: the kept ones then stand in the middle).
+std::vector<fl::ustring> removedHeadOf(const std::vector<fl::ustring>& extracted,
+                                       const std::vector<fl::ustring>& kept, bool keptFirstLines) {
+    // When the kept lines are also the extracted ones' first lines, both ends are the same lines, as
+    // `end` / `end`.
+    const auto headEnd =
+        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
+    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd))
+        return {extracted.begin(), headEnd};
+    if (kept.empty() || extracted.empty() || keptFirstLines) return {};
+    const auto at = std::search(extracted.begin() + 1, extracted.end(), kept.begin(), kept.end());
+    if (at == extracted.end()) return {};
+    return {extracted.begin(), at};
+}
+
+// True when deduplication removed the reply's first lines: the kept ones start elsewhere, or stand in the
+// middle, or are both the first and the last of the extracted ones and were cut from the end that writes
+// out the code next to the cursor.
+bool headWasRemoved(const std::vector<fl::ustring>& extracted, const std::vector<fl::ustring>& kept,
+                    const std::vector<fl::ustring>& removedHead, bool keptFirstLines, const fl::ustring& file,
+                    std::size_t cursor) {
+    if (kept.empty() || extracted.empty()) return false;
+    if (kept.front() != extracted.front() || (!removedHead.empty() && !keptFirstLines)) return true;
+    return keptFirstLines && !removedHead.empty() &&
+           endsWithLines(std::u16string_view(file).substr(0, cursor), removedHead) &&
+           !startsWithLines(std::u16string_view(file).substr(cursor),
+                            {extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()), extracted.end()});
+}
+
+// Blank lines at the start of the kept lines, when code follows them.
+std::size_t leadingBlankLinesOf(const std::vector<fl::ustring>& kept) {
+    std::size_t blankLines = 0;
+    while (blankLines < kept.size() && text::isBlankText(kept[blankLines]))
+        ++blankLines;
+    return blankLines < kept.size() ? blankLines : 0;
+}
+
+// The lines after the kept ones, when the kept lines are the extracted ones' first lines.
+std::vector<fl::ustring> removedTailOf(const std::vector<fl::ustring>& extracted,
+                                       const std::vector<fl::ustring>& kept) {
+    if (kept.empty() || kept.size() >= extracted.size() ||
+        !std::equal(kept.begin(), kept.end(), extracted.begin()))
+        return {};
+    return {extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()), extracted.end()};
+}
+
 }  // namespace
 
 ReplyShape shapeOf(const StageTexts& stages, const fl::ustring& file, std::size_t cursor) {
@@ -90,44 +137,16 @@ ReplyShape shapeOf(const StageTexts& stages, const fl::ustring& file, std::size_
     const std::vector<fl::ustring> extracted = text::splitLines(stages.extracted);
     if (!extracted.empty()) shape.lastCodeLine = extracted.back();
     const std::vector<fl::ustring> kept = text::splitLines(stages.deduplicated);
-    // The lines before the kept ones (when the kept lines are also the extracted ones' first lines,
-    // both ends are the same lines, as `end` / `end`).
-    const auto headEnd =
-        extracted.end() - static_cast<std::ptrdiff_t>(std::min(kept.size(), extracted.size()));
     // The kept first line may read like the removed one (`    end` / `end` with the first removed).
     const bool keptFirstLines =
         kept.size() <= extracted.size() && std::equal(kept.begin(), kept.end(), extracted.begin());
-    if (kept.size() < extracted.size() && std::equal(kept.begin(), kept.end(), headEnd)) {
-        shape.removedHead.assign(extracted.begin(), headEnd);
-    } else if (!kept.empty() && !extracted.empty() && !keptFirstLines) {
-        // Lines removed at both ends: the kept ones stand in the middle.
-        const auto at = std::search(extracted.begin() + 1, extracted.end(), kept.begin(), kept.end());
-        if (at != extracted.end()) shape.removedHead.assign(extracted.begin(), at);
-    }
-    // Kept lines that are both the first and the last of the extracted ones were cut from the end that
-    // writes out the code next to the cursor.
-    const bool headOfBoth =
-        keptFirstLines && !shape.removedHead.empty() &&
-        endsWithLines(std::u16string_view(file).substr(0, cursor), shape.removedHead) &&
-        !startsWithLines(std::u16string_view(file).substr(cursor),
-                         {extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()), extracted.end()});
-    if (!kept.empty() && !extracted.empty() &&
-        (kept.front() != extracted.front() || (!shape.removedHead.empty() && !keptFirstLines) || headOfBoth))
-        shape.headRemoved = true;
+    shape.removedHead = removedHeadOf(extracted, kept, keptFirstLines);
+    shape.headRemoved = headWasRemoved(extracted, kept, shape.removedHead, keptFirstLines, file, cursor);
     // The blank lines between the removed lines and the kept ones are the model's too.
     if (shape.headRemoved) {
-        std::size_t blankLines = 0;
-        while (blankLines < kept.size() && text::isBlankText(kept[blankLines]))
-            ++blankLines;
-        if (blankLines < kept.size()) shape.blankLinesAfterHead = blankLines;
-    }
-    if (!shape.headRemoved && !kept.empty() && kept.size() < extracted.size()) {
-        bool prefixOfExtracted = true;
-        for (std::size_t i = 0; i < kept.size() && prefixOfExtracted; ++i)
-            prefixOfExtracted = kept[i] == extracted[i];
-        if (prefixOfExtracted)
-            shape.removedTail.assign(extracted.begin() + static_cast<std::ptrdiff_t>(kept.size()),
-                                     extracted.end());
+        shape.blankLinesAfterHead = leadingBlankLinesOf(kept);
+    } else {
+        shape.removedTail = removedTailOf(extracted, kept);
     }
     // The reply goes on after the removed lines: the blank lines before them end the completion.
     if (!shape.removedTail.empty() && shape.removedHead.empty()) {

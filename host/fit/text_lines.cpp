@@ -86,6 +86,16 @@ std::vector<fl::ustring> splitLines(std::u16string_view text) {
     return lines;
 }
 
+std::vector<fl::ustring> splitLinesWithoutBlankEnds(std::u16string_view text) {
+    std::vector<fl::ustring> lines = splitLines(text);
+    while (!lines.empty() && isBlankText(lines.back()))
+        lines.pop_back();
+    const auto firstCode =
+        std::find_if(lines.begin(), lines.end(), [](const fl::ustring& line) { return !isBlankText(line); });
+    lines.erase(lines.begin(), firstCode);
+    return lines;
+}
+
 fl::ustring joinLines(const std::vector<fl::ustring>& lines, std::u16string_view lineEnd) {
     fl::ustring out;
     for (std::size_t i = 0; i < lines.size(); ++i) {

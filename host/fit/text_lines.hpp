@@ -31,6 +31,8 @@ std::size_t countLineFeeds(std::u16string_view text);
 bool usesCrLf(const fl::ustring& file, std::size_t cursor);
 // Lines split at LF with every CR dropped; "" gives no line, a final LF no empty last line.
 std::vector<fl::ustring> splitLines(std::u16string_view text);
+// Lines as splitLines gives them, without the blank lines at the start and at the end.
+std::vector<fl::ustring> splitLinesWithoutBlankEnds(std::u16string_view text);
 fl::ustring joinLines(const std::vector<fl::ustring>& lines, std::u16string_view lineEnd);
 // `text` with each LF written as `lineEnd` (and lone CRs dropped).
 fl::ustring withLineEnds(std::u16string_view text, std::u16string_view lineEnd);

@@ -67,6 +67,12 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
         {"function g(c)\nc = 1;\nend\n\nfunction f(c)\ncase", {}},
         {"function f(x)\n%\n{\n    %{\n    old = 1;\n    %}\n%}\nn = 1;\nfor k = 1:n\n    y = k;\nend\nend\n",
          {}},
+        // Blanks typed on the cursor's line and a line end put at the cursor: the code that follows stands
+        // where the blanks end, not at the margin outside the blocks cut at the text's end. A blank line
+        // with no blanks leaves code at the margin outside them.
+        {"classdef A\n    methods\n        function f(obj)\n            \nx = 1;\n            y = 2;\n", {}},
+        {"x = 0;\nfor k = 1:3\n    \ny = k;\n", {}},
+        {"x = 0;\nfor k = 1:3\n    y = 1;\n\nz = k;\n", {"2:MissingEnd"}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},

@@ -105,19 +105,25 @@ const Row kRows[] = {
      "function f(w)\n    v = w;\n    v = w * 2 ...\n    + 1;\n    u = v;\nend\n"},
     {"a matrix closed under its statement", "x = 1;\n<|>", "C = [\n    1 2\n    3 4\n];\ny = 2;",
      "x = 1;\nC = [\n    1 2\n    3 4\n];\ny = 2;"},
-    {"continuation lines where the file lines them up with the bracket", "x = max(1, ...\n        2);\n<|>",
-     "y = min(3, ...\n4);", "x = max(1, ...\n        2);\ny = min(3, ...\n        4);"},
-    {"a matrix's rows under its first element, a bracket that ends its line by an offset",
-     "M = [1 2\n     3 4];\nN = {\n  'a'\n  'b'};\n<|>", "R = [5 6\n7 8];\nC = {\n1\n2};",
-     "M = [1 2\n     3 4];\nN = {\n  'a'\n  'b'};\nR = [5 6\n     7 8];\nC = {\n  1\n  2};"},
+    {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
+     "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
+     "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
+    // Continuation lines tell nothing of the indent step.
+    {"a matrix's rows under its first element, a sign before it, a bracket that ends its line by an offset",
+     "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\n<|>", "if N\nR = [ 5 6\n-7 8\n9 1];\nC = {\n1\n2};\nend",
+     "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\nif N\n    R = [ 5 6\n         -7 8\n          9 1];\n   "
+     " C = {\n      1\n      2};\nend"},
     {"continuation lines under the assigned value, a header's by its own offset",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\n<|>",
      "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
      "20\n    y = 3 + ...\n        4;\nend"},
-    {"a header's continuation two levels in, a value's under the value, where the file shows none",
-     "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\nend",
-     "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\nend"},
+    {"a header's continuation two levels in, a value's under the value unless an operator starts it, where "
+     "the file shows none",
+     "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nend",
+     "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
+     "  "
+     "   - 1;\nend"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},

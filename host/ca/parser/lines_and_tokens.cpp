@@ -28,7 +28,8 @@ void Parser::computeLines() {
         for (; i < end; ++i) {
             char16_t c = text_[i];
             if (c == u'\n' || c == u'\r' || lexer::isBlank(c)) {
-                if (leading && c != u'\n') indent = c == u'\t' ? (indent / 4 + 1) * 4 : indent + 1;
+                if (leading && c != u'\n' && c != u'\r')
+                    indent = c == u'\t' ? (indent / 4 + 1) * 4 : indent + 1;
                 continue;
             }
             d_.lineContent[l] |= 2;
@@ -37,6 +38,14 @@ void Parser::computeLines() {
             break;
         }
         if (leading) lineIndent_[l] = indent;
+    }
+    if (wholeFile()) return;
+    // The library puts a line end at the cursor, so the blanks typed on the cursor's line stand alone
+    // and the code that follows them starts at the margin: that code stands where the blanks end.
+    for (std::uint32_t l = 2; l <= lineCount(); ++l) {
+        if ((d_.lineContent[l] & 2) != 0 && lineIndent_[l] == 0 && (d_.lineContent[l - 1] & 2) == 0 &&
+            lineIndent_[l - 1] > 0)
+            lineIndent_[l] = lineIndent_[l - 1];
     }
 }
 

@@ -1,0 +1,225 @@
+#include "fit/line_end_glue.hpp"
+
+#include <algorithm>
+#include <array>
+
+#include "ca/lexer/token.hpp"
+#include "fit/reindent_glue.hpp"
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+using text::trimLeft;
+using text::trimRight;
+
+// True when a bracket opened on the line is not closed (the statement goes on); a comment ends the code.
+bool leavesBracketOpen(std::u16string_view typed) {
+    std::size_t open = 0;
+    char16_t quote = 0;
+    for (char16_t c : typed) {
+        if (quote) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'"') {
+            quote = c;
+        } else if (c == u'%') {
+            break;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            ++open;
+        } else if ((c == u')' || c == u']' || c == u'}') && open > 0) {
+            --open;
+        }
+    }
+    return open > 0;
+}
+
+// Lines above the cursor's line read for the brackets a matrix written over several lines leaves open.
+constexpr std::size_t kMostBracketLines = 50;
+
+// In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
+// would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
+// The matrix may have opened some lines above the cursor's.
+bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16string_view first) {
+    if (first.empty() || first.front() < u'0' || first.front() > u'9') return false;
+    std::size_t start = text::lineStart(file, cursor);
+    for (std::size_t i = 0; i < kMostBracketLines && start > 0; ++i)
+        start = text::lineStart(file, start - 1);
+    struct Open {
+        char16_t bracket;
+        bool commas;
+    };
+    std::vector<Open> open;
+    for (const ca::lexer::Token& token : ca::lexer::lex(file.substr(start, cursor - start))) {
+        if (token.kind != ca::lexer::TokenKind::Punctuation || token.text.size() != 1) continue;
+        const char16_t c = token.text[0];
+        if (c == u'(' || c == u'[' || c == u'{')
+            open.push_back({c, false});
+        else if ((c == u')' || c == u']' || c == u'}') && !open.empty())
+            open.pop_back();
+        else if (c == u',' && !open.empty())
+            open.back().commas = true;
+    }
+    return !open.empty() && (open.back().bracket == u'[' || open.back().bracket == u'{') &&
+           !open.back().commas;
+}
+
+// The typed text ends with an anonymous function's parameters (`f = @(t, s)`): its body follows.
+bool endsWithParameters(std::u16string_view end) {
+    if (end.back() != u')') return false;
+    int depth = 0;
+    for (std::size_t i = end.size(); i-- > 0;) {
+        if (end[i] == u')') ++depth;
+        if (end[i] == u'(' && --depth == 0) return i > 0 && end[i - 1] == u'@';
+    }
+    return false;
+}
+
+// The typed text is open-ended: an operator, a separator, an open bracket anywhere on the line, or a
+// keyword that an expression or a name follows.
+bool endsWithContinuation(std::u16string_view typed) {
+    const std::u16string_view end = trimRight(typed);
+    if (end.empty()) return false;
+    if (leavesBracketOpen(end) || endsWithParameters(end)) return true;
+    static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.?";
+    if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
+    static constexpr std::array<std::u16string_view, 11> kExpecting = {
+        u"if",     u"elseif",   u"while",  u"switch", u"case",      u"for",
+        u"parfor", u"function", u"return", u"global", u"persistent"};
+    const std::u16string_view word = text::trailingReservedWord(end);
+    return std::find(kExpecting.begin(), kExpecting.end(), word) != kExpecting.end();
+}
+
+// The completion starts with what joins code before it: a separator, a bracket, a binary operator.
+bool startsAsContinuation(std::u16string_view first) {
+    // `{` indexes what was typed (`cats` + `{c};`): a cell written as a statement of its own is rare.
+    static constexpr std::u16string_view kJoining = u";,()]{}*/\\^=<>&|.'";
+    if (first.empty()) return false;
+    // `+ b` and `- b` with a blank after the sign are binary: no statement starts with them.
+    const bool binarySign =
+        (first.front() == u'+' || first.front() == u'-') && first.size() > 1 && text::isBlank(first[1]);
+    return binarySign || kJoining.find(first.front()) != std::u16string_view::npos;
+}
+
+// A completion that starts with a binary operator and a blank after it ("|| b", "\\ x") gets the same
+// blank before it when it continues code: the model's blank before the operator was trimmed away.
+fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view first) {
+    static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u".*",
+                                                         u"./", u".^", u"<",  u">",  u"+",  u"-",  u"*",
+                                                         u"/",  u"\\", u"^",  u"&",  u"|",  u"="};
+    if (typed.empty() || text::isBlank(typed.back())) return {};
+    for (std::u16string_view op : kOperators)
+        if (first.starts_with(op) && first.size() > op.size() && first[op.size()] == u' ') return u" ";
+    return {};
+}
+
+// Whether the commas typed on the line are followed by a blank, more often than not; a line without
+// one says so unless a number or a colon comes before the comma (sizes as `(1,1)` and `(:,1)`, and
+// `[1,2,3]` are often written tight).
+bool commasTakeBlanks(std::u16string_view typed) {
+    int withBlank = 0, without = 0;
+    for (std::size_t i = 0; i + 1 < typed.size(); ++i)
+        if (typed[i] == u',') (text::isBlank(typed[i + 1]) ? withBlank : without) += 1;
+    if (withBlank + without == 0) {
+        const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
+        return !before.empty() && !(before.back() >= u'0' && before.back() <= u'9') && before.back() != u':';
+    }
+    return withBlank >= without;
+}
+
+// A sign after an operator, a separator or an open bracket is unary (`= -x`): no blank follows it.
+bool isUnarySign(std::u16string_view typed, std::u16string_view op) {
+    if (op != u"+" && op != u"-") return false;
+    const std::u16string_view before = trimRight(typed.substr(0, typed.size() - op.size()));
+    return before.empty() ||
+           std::u16string_view(u"=+-*/\\^<>&|~,;([{").find(before.back()) != std::u16string_view::npos;
+}
+
+// A completion that goes on after an operator written with a blank before it ("x =", "a +"), a comma
+// on a line whose commas take blanks, or a keyword ("for", "if") gets a blank after it: the model's
+// blank was trimmed away.
+fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                               std::u16string_view first) {
+    static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
+                                                         u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
+    // What joins the typed text as it is: a separator, a closing bracket, a binary operator.
+    static constexpr std::u16string_view kJoining = u";,)]}*/\\^=<>&|";
+    if (first.empty() || text::isBlank(first.front()) ||
+        kJoining.find(first.front()) != std::u16string_view::npos)
+        return {};
+    for (std::u16string_view op : kOperators) {
+        if (!typed.ends_with(op)) continue;
+        if (isUnarySign(typed, op) || ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
+            return {};
+        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
+                                                                                       : fl::ustring();
+    }
+    if (typed.ends_with(u",")) return commasTakeBlanks(typed) ? u" " : fl::ustring();
+    // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
+    static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
+                                                        u"case",   u"for",        u"parfor", u"function",
+                                                        u"global", u"persistent", u"catch"};
+    const std::u16string_view word = text::trailingReservedWord(typed);
+    for (std::u16string_view keyword : kKeywords)
+        if (word == keyword && typed.size() == trimRight(typed).size()) return u" ";
+    return {};
+}
+
+// The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
+// whose line's rest is a comment too.
+bool endsInComment(std::u16string_view typed) {
+    if (trimLeft(typed).starts_with(u"%")) return true;
+    if (typed.find(u'%') == std::u16string_view::npos && typed.find(u"...") == std::u16string_view::npos)
+        return false;
+    const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(typed));
+    return !tokens.empty() && (tokens.back().kind == ca::lexer::TokenKind::Comment ||
+                               tokens.back().kind == ca::lexer::TokenKind::Continuation);
+}
+
+// The typed code goes on with the completion: the typed text is open-ended, the completion starts as
+// a continuation, a word goes on, a declaration's type follows its size, or a name follows `catch`.
+bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typedLine,
+                     std::u16string_view first) {
+    const std::u16string_view typed = trimRight(typedLine);
+    const bool wordGoesOn = text::isWordChar(typed.back()) && typed.size() == typedLine.size() &&
+                            !first.empty() && text::isWordChar(first.front()) &&
+                            text::trailingReservedWord(typed).empty();
+    // A declaration's type or validators after its size: `Name (1,1)` + `string = ""`.
+    const bool declarationGoesOn = typed.back() == u')' && !first.empty() &&
+                                   (text::isWordChar(first.front()) || first.front() == u'{') &&
+                                   declaresPropertyOrArgument(file, cursor);
+    // A bare name after `catch` is its identifier (`catch|` + `ME`), not a statement of the body.
+    const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
+                           std::all_of(first.begin(), first.end(), text::isWordChar);
+    return endsWithContinuation(typedLine) || startsAsContinuation(first) || wordGoesOn ||
+           declarationGoesOn || catchName;
+}
+
+}  // namespace
+
+fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                                  std::u16string_view first, const ReplyShape& shape) {
+    if (!shape.leadingBlanks.empty()) return shape.leadingBlanks;
+    if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
+    return blankAfterOperator(file, cursor, typed, first);
+}
+
+std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                                    const std::vector<fl::ustring>& lines, const ReplyShape& shape,
+                                    const Edit& glue, const Edit& newLine) {
+    // A reply that began below an empty line, or after the lines deduplication removed, starts a line.
+    const bool glueFirst =
+        !shape.leadingLineBreak && !shape.headRemoved &&
+        (!shape.leadingBlanks.empty() || typedCodeGoesOn(file, cursor, typed, lines.front()));
+    // After a comment, code glued to it would be commented out: a completion of several lines that
+    // has no blank of its own or began below an empty line starts a new line, and one line that began
+    // on the cursor's line is tried as the comment's rest second.
+    const bool afterComment = endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
+    std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
+    // Lines that began below an empty line are not glued to the typed code either.
+    if ((!afterComment && !(shape.leadingLineBreak && lines.size() > 1)) ||
+        (lines.size() == 1 && !shape.leadingLineBreak))
+        placements.push_back(glueFirst && !afterComment ? newLine : glue);
+    return placements;
+}
+
+}  // namespace fit

@@ -1,0 +1,123 @@
+#include "fit/reply_retries.hpp"
+
+#include <algorithm>
+#include <optional>
+
+#include "fit/restated_lines.hpp"
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+using text::splitLinesWithoutBlankEnds;
+
+// True when `whole` is `lines` and more, blanks aside.
+bool goesOn(const std::vector<fl::ustring>& whole, const std::vector<fl::ustring>& lines) {
+    return whole.size() > lines.size() && std::equal(lines.begin(), lines.end(), whole.begin(),
+                                                     [](const fl::ustring& a, const fl::ustring& b) {
+                                                         return text::trim(a) == text::trim(b);
+                                                     });
+}
+
+using FitLines = Attempt (EditFitter::*)(const std::vector<fl::ustring>&, const ReplyShape&) const;
+
+Attempt tryWhole(const EditFitter& fitter, FitLines fitLines, const std::vector<fl::ustring>& whole,
+                 const ReplyShape& shape, const std::vector<fl::ustring>& lines, Attempt attempt) {
+    if (isClean(attempt) || whole.empty() || whole == lines || (attempt.edit && !goesOn(whole, lines)))
+        return attempt;
+    Attempt wholeAttempt = (fitter.*fitLines)(whole, shape);
+    if (!better(wholeAttempt, attempt)) return attempt;
+    wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
+                                "took the reply's lines that the library cut off");
+    return wholeAttempt;
+}
+
+// Closing lines, or lines that only close brackets (`)` at a cursor before a call's last bracket).
+bool onlyCloses(const std::vector<fl::ustring>& lines) {
+    return !lines.empty() && std::all_of(lines.begin(), lines.end(), [](const fl::ustring& line) {
+        const std::u16string_view code = text::trim(line);
+        return text::isClosingLine(code) || code.find_first_not_of(u")]};,") == std::u16string_view::npos;
+    });
+}
+
+// The whole extracted reply, the lines deduplication removed included, with or else without its closing
+// lines that repeat those below the cursor.
+Attempt fitWithRemovedHead(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& kept) {
+    const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.extracted);
+    Attempt withHead = fitter.fit(reply, kept);
+    if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
+    return withHead;
+}
+
+}  // namespace
+
+std::vector<fl::ustring> replyLines(const StageTexts& stages) {
+    std::vector<fl::ustring> lines = splitLinesWithoutBlankEnds(stages.deduplicated);
+    const auto blank =
+        std::find_if(lines.begin(), lines.end(), [](const auto& l) { return text::isBlankText(l); });
+    lines.erase(blank, lines.end());
+    return lines;
+}
+
+Attempt withCutOffLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+                        const std::vector<fl::ustring>& lines, Attempt attempt) {
+    const std::vector<fl::ustring> wholes[] = {replyLines(stages),
+                                               splitLinesWithoutBlankEnds(stages.deduplicated)};
+    for (FitLines fitLines : {&EditFitter::fit, &EditFitter::fitWithoutRepeatedClosers})
+        for (const std::vector<fl::ustring>& whole : wholes)
+            attempt = tryWhole(fitter, fitLines, whole, shape, lines, std::move(attempt));
+    return attempt;
+}
+
+Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+                       const std::vector<fl::ustring>& lines, Attempt attempt) {
+    constexpr const char* kRepair =
+        "kept the lines that repeat the code above the cursor, which the file needs";
+    ReplyShape kept = shape;
+    kept.keepsRepeats = true;
+    kept.headRemoved = false;
+    const bool headCloses = onlyCloses(shape.removedHead);
+    std::optional<Attempt> withHead;  // the same for both tries below: fitted once
+    const auto fitWithHead = [&]() -> const Attempt& {
+        if (!withHead) withHead = fitWithRemovedHead(fitter, stages, kept);
+        return *withHead;
+    };
+    // A reply that begins with a line break writes new lines: closing lines that deduplication took for
+    // the end of the cursor's line (`    end|` + `⏎end`) are its own; so are those the model wrote at
+    // another column than the line above (`  end` below `    end`).
+    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape)) &&
+        headCloses) {
+        if (const Attempt& head = fitWithHead();
+            head.edit && (!attempt.edit || head.errorsLeft <= attempt.errorsLeft)) {
+            Attempt taken = head;
+            taken.repairs.push_back(kRepair);
+            return taken;
+        }
+    }
+    if (isClean(attempt)) return attempt;
+    // Fewer errors left, or as few without writing out again the code below the cursor's line. The
+    // placement keeps only closing lines it would drop, and those come first.
+    Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
+                        ? Attempt{}
+                        : fitter.fit(lines, kept);
+    if (!isClean(again) && headCloses) {
+        const Attempt& head = fitWithHead();
+        // The removed lines must be what mends the file, not the lines after them.
+        if (better(head, again.edit ? again : attempt) &&
+            (stages.deduplicated.empty() ||
+             better(head, fitter.fit(splitLinesWithoutBlankEnds(stages.deduplicated), shape))))
+            again = head;
+    }
+    if (!better(again, attempt)) return attempt;
+    again.repairs.push_back(kRepair);
+    return again;
+}
+
+Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
+                               const ReplyShape& shape, Attempt attempt) {
+    if (lines.empty() || (attempt.edit && attempt.errorsLeft == 0)) return attempt;
+    Attempt shorter = fitter.fitWithoutRepeatedClosers(lines, shape);
+    return shorter.edit && (!attempt.edit || shorter.errorsLeft < attempt.errorsLeft) ? shorter : attempt;
+}
+
+}  // namespace fit

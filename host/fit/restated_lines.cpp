@@ -1,0 +1,138 @@
+#include "fit/restated_lines.hpp"
+
+#include <algorithm>
+
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+// Whether the model may have written the completion's first line at `column`, as far as the reply
+// shows: its own blanks count from the margin or from the cursor. A line without blanks after blanks
+// typed before the cursor, or in a reply without blanks anywhere, says nothing.
+bool mayStartAt(std::size_t column, const CursorLine& line, const std::vector<fl::ustring>& lines,
+                const ReplyShape& shape) {
+    const auto isIndented = [](const fl::ustring& l) { return !text::indentationOf(l).empty(); };
+    const bool indented = std::any_of(lines.begin(), lines.end(), isIndented) ||
+                          !shape.leadingBlanks.empty() ||
+                          std::any_of(shape.removedHead.begin(), shape.removedHead.end(), isIndented);
+    // After lines deduplication removed, the kept first line stands where the model wrote it.
+    if (shape.headRemoved) return !indented || column == columnsOf(lines.front());
+    const std::size_t own = text::indentationOf(lines.front()).empty() ? columnsOf(shape.leadingBlanks)
+                                                                       : columnsOf(lines.front());
+    if (own == 0) return !line.before.empty() || !indented || column == 0;
+    return column == own || column == own + columnsOf(line.before);
+}
+
+// True when the completion's first code line after its first `count` lines, which only close blocks,
+// is no closing line and stands left of the nearest code line above the cursor's (in a reply that shows
+// its indentation): those lines closed the blocks it goes back out of, they are no repeat.
+bool codeGoesOnLeft(const fl::ustring& file, const CursorLine& line, const std::vector<fl::ustring>& lines,
+                    std::size_t count) {
+    auto next = std::find_if(lines.begin() + static_cast<std::ptrdiff_t>(count), lines.end(),
+                             [](const fl::ustring& l) { return !text::isBlankText(l); });
+    if (next == lines.end() || text::isClosingLine(text::trim(*next)) || text::indentationOf(*next).empty())
+        return false;
+    const std::size_t nearest = nearestCodeLineAbove(file, line.start, count);
+    return columnsOf(*next) < columnsAbove(file, line.start, nearest == 0 ? count + 1 : nearest);
+}
+
+bool anyCode(const std::vector<std::u16string_view>& lines) {
+    return std::any_of(lines.begin(), lines.end(), [](std::u16string_view l) { return !l.empty(); });
+}
+
+// Blank lines aside, every line only closes a block.
+bool onlyClosers(const std::vector<std::u16string_view>& lines) {
+    return std::all_of(lines.begin(), lines.end(),
+                       [](std::u16string_view l) { return l.empty() || text::isClosingLine(l); });
+}
+
+std::vector<std::u16string_view> lastOf(const std::vector<std::u16string_view>& lines, std::size_t k) {
+    return {lines.end() - static_cast<std::ptrdiff_t>(k), lines.end()};
+}
+
+}  // namespace
+
+Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
+                            std::vector<fl::ustring>& lines) {
+    const std::u16string_view typed = text::trimLeft(line.before);
+    if (typed.empty()) return Restatement::None;
+    const std::size_t most = std::min(mostLinesAbove, lines.size() - 1);
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
+    // The most lines first: lines that repeat those above are a stronger sign than a line that only
+    // starts like the cursor's.
+    for (std::size_t k = std::min(most, above.size()) + 1; k-- > 0;) {
+        if (!startsWithLastOf(lines, above, k)) continue;
+        const std::u16string_view first = text::trimLeft(lines[k]);
+        for (std::u16string_view restated : {typed, text::trimRight(typed)}) {
+            if (restated.empty() || !first.starts_with(restated)) continue;
+            fl::ustring rest(first.substr(restated.size()));
+            // Keep the blank between what was typed and what follows when the typed text had none.
+            if (restated.size() < typed.size()) rest = fl::ustring(text::trimLeft(rest));
+            lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
+            lines.front() = std::move(rest);
+            return k > 0 ? Restatement::LinesAboveAndLine : Restatement::Line;
+        }
+    }
+    // The model may also restart just the word the cursor is in.
+    std::size_t wordStart = line.before.size();
+    while (wordStart > 0 && text::isWordChar(line.before[wordStart - 1]))
+        --wordStart;
+    const std::u16string_view word = line.before.substr(wordStart);
+    const std::u16string_view first = text::trimLeft(lines.front());
+    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return Restatement::None;
+    lines.front() = fl::ustring(first.substr(word.size()));
+    return Restatement::Word;
+}
+
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
+                            std::vector<fl::ustring>& lines) {
+    const std::size_t most = std::min(kMostRestatedLines, lines.size());
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
+    for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
+        if (!mayStartAt(columnsAbove(file, line.start, k), line, lines, shape)) continue;
+        if (!startsWithLastOf(lines, above, k)) continue;
+        // Blank lines may be among the repeated ones (the model writes out "end" and the blank line
+        // after it), but not all of them.
+        const std::vector<std::u16string_view> repeated = lastOf(above, k);
+        if (!anyCode(repeated) ||
+            (onlyClosers(repeated) && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))))
+            continue;
+        lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
+        return;
+    }
+}
+
+bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
+                           const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
+    if (lines.size() > kMostRestatedLines) return false;
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, lines.size());
+    if (above.size() < lines.size() || !startsWithLastOf(lines, above, lines.size())) return false;
+    return anyCode(above) && !(shape.keepsRepeats && onlyClosers(above));
+}
+
+bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
+                              const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply) {
+    if (lines.empty() || lines.size() >= reply.size()) return false;
+    for (std::size_t i = 0; i < lines.size(); ++i)
+        if (text::trim(lines[i]) != text::trim(reply[i])) return false;
+    // The reply's first lines that write out again the lines just above the cursor's line.
+    const std::size_t most = std::min(kMostRestatedLines, reply.size() - 1);
+    const std::vector<std::u16string_view> above = linesAbove(file, text::lineStart(file, cursor), most);
+    for (std::size_t k = std::min(most, above.size()); k >= lines.size() && k > 0; --k)
+        if (startsWithLastOf(reply, above, k) && anyCode(lastOf(above, k))) return true;
+    return false;
+}
+
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape) {
+    const CursorLine line = cursorLineOf(file, cursor);
+    if (shape.removedHead.empty() || shape.leadingBlanks.empty() || !text::isBlankText(line.before))
+        return false;
+    const std::size_t nearest = nearestCodeLineAbove(file, line.start, kMostRestatedLines);
+    if (nearest == 0) return false;
+    const std::size_t column = columnsAbove(file, line.start, nearest);
+    const std::size_t own = columnsOf(shape.leadingBlanks);
+    return column != own && column != own + columnsOf(line.before);
+}
+
+}  // namespace fit

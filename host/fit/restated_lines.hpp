@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "fit/cursor_line.hpp"
+#include "fit/reply_shape.hpp"
+#include "fl/ustring.hpp"
+
+// What a completion's first lines write out again of the code before the cursor: the cursor's line up to
+// the cursor, the word the cursor is in, or the lines just above the cursor's line.
+namespace fit {
+
+enum class Restatement { None, Word, Line, LinesAboveAndLine };
+
+// When the completion starts by writing out again the cursor's line up to the cursor (after, perhaps,
+// up to `mostLinesAbove` whole lines above it), or the word the cursor is in, drops that and says which.
+Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
+                            std::vector<fl::ustring>& lines);
+
+// At a blank cursor line, the completion's first lines may write out again the lines just above it
+// (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
+// them when the completion only repeats. A first line the model wrote at another column than the line
+// it would repeat is its own (`    end` below `        end`).
+void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
+                            std::vector<fl::ustring>& lines);
+
+// True when the completion is the lines just above the cursor's line written out again: code typed in
+// the cursor's line is not followed by them (closing lines may be kept, see ReplyShape::keepsRepeats).
+bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
+                           const std::vector<fl::ustring>& lines, const ReplyShape& shape);
+
+// True when the completion is the reply's first lines, or some of them, and those write out again the
+// lines just above the cursor's line: the library cut the reply inside what it repeats.
+bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
+                              const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply);
+
+// True when the reply's first lines, which deduplication removed as a repeat of the code above a blank
+// cursor line, start at another column than the line they would repeat: they are the model's own.
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
+
+}  // namespace fit
