@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
@@ -131,7 +132,14 @@ fl::ustring formatted(const fl::ustring& window, std::uint32_t lastLine, const I
 struct Placed {
     int own;
     int formatted;
+    bool closer = false;  // an `end`, or a clause of a block (`else`, `case`, `catch`, ...)
+    bool end = false;     // an `end`
 };
+
+Placed placed(int own, int formatted, std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    return {own, formatted, isCloser(code), startsWithWord(code, u"end")};
+}
 
 int sign(int value) {
     return (value > 0) - (value < 0);
@@ -144,8 +152,10 @@ int sign(int value) {
 // close blocks a little off their opening column: a line of it fits right of the level around it, or
 // where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
 // of the file's column for it. So the `end` of a nested function that the file indents past the
-// formatter's column does not fit at the margin.
-bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines) {
+// formatter's column does not fit at the margin. A closing line stands anywhere from the column of the
+// level around its block to a step past its block's body (an `end` under the body, a `case` under its
+// `switch`); the lines after it move from its block's column.
+bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines, int step) {
     struct Level {
         int own;
         bool seenInLines;  // its column was set by one of `lines`, not only by the lines above
@@ -153,11 +163,32 @@ bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<P
     std::map<int, Level> levels;  // formatter column -> the open level's
     for (auto line = above.rbegin(); line != above.rend(); ++line) {
         levels.erase(levels.upper_bound(line->formatted), levels.end());
-        levels[line->formatted] = {line->own, false};
+        if (!line->closer || !levels.contains(line->formatted)) levels[line->formatted] = {line->own, false};
     }
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        const Placed& line = lines[i];
-        if (i > 0 && sign(line.own - lines[i - 1].own) != sign(line.formatted - lines[i - 1].formatted))
+    std::optional<Placed> previous;  // a closing line counts at its block's column
+    for (const Placed& line : lines) {
+        if (line.closer) {
+            const auto body = levels.upper_bound(line.formatted);
+            const auto block = levels.find(line.formatted);
+            const auto around = levels.lower_bound(line.formatted);
+            // Where the level around is not in sight, a step left of the block's column stands for it.
+            const std::optional<int> from =
+                around != levels.begin() ? std::optional(std::prev(around)->second.own)
+                : block != levels.end()  ? std::optional(block->second.own - (line.formatted > 0 ? step : 0))
+                                         : std::nullopt;
+            if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own + step))
+                return false;
+            levels.erase(body, levels.end());
+            // An `end` whose block is not in sight tells nothing of the column of its level.
+            if (block == levels.end() && line.end) {
+                previous.reset();
+                continue;
+            }
+            previous = Placed{levels.try_emplace(line.formatted, Level{line.own, true}).first->second.own,
+                              line.formatted};
+            continue;
+        }
+        if (previous && sign(line.own - previous->own) != sign(line.formatted - previous->formatted))
             return false;
         levels.erase(levels.upper_bound(line.formatted), levels.end());
         if (const auto known = levels.find(line.formatted); known != levels.end()) {
@@ -167,6 +198,7 @@ bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<P
             if (!fits) return false;
         }
         levels[line.formatted] = {line.own, true};
+        previous = line;
     }
     return true;
 }
@@ -180,8 +212,12 @@ struct Window {
     bool fromTop = false;              // the window starts at the file's first line
     std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
 
+    std::vector<bool> continues;  // of each line: it goes on with the statement of the code line above
+
     // A line of code, not of a comment: a block comment's lines may look like code at any column.
     bool isCodeLine(std::size_t i) const { return isCode(lines[i].text) && !inBlockComment[i]; }
+    // A line that starts a statement: its column is a block level's, not a continuation's.
+    bool startsStatement(std::size_t i) const { return isCodeLine(i) && !continues[i]; }
 };
 
 std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
@@ -221,6 +257,14 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
     window.lines = linesOf(window.text);
     window.inBlockComment = blockCommentLines(window.lines);
+    window.continues.assign(window.lines.size(), false);
+    StatementScan scan;
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        if (!window.isCodeLine(i)) continue;
+        window.continues[i] = scan.goesOn();
+        if (!scan.goesOn()) scan = StatementScan{};
+        scanLine(window.lines[i].text, style.tabSize, scan);
+    }
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const Line& line = window.lines[i];
         if (line.start < window.editFrom || line.start >= window.editTo) continue;
@@ -232,13 +276,18 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
     return window;
 }
 
-// The blanks typed before the cursor when the edit's first line replaces the cursor's blank line: a model
-// that gives that line no blanks of its own wrote it from the cursor, not from the margin.
-std::u16string_view typedBlanks(const fl::ustring& file, std::size_t cursor, const Edit& edit) {
+// The blanks typed before the cursor when the edit's first line replaces the cursor's blank line (none on
+// an empty line): a model that gives that line no blanks of its own wrote it from the cursor, not from the
+// margin.
+std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::size_t cursor,
+                                               const Edit& edit) {
     const std::size_t lineStart = text::lineStart(file, std::min(cursor, file.size()));
-    if (edit.start != lineStart || cursor < lineStart) return {};
+    if (edit.start != lineStart || cursor < lineStart) return std::nullopt;
     const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
-    return text::isBlankText(typed) ? typed : std::u16string_view();
+    const std::u16string_view line =
+        std::u16string_view(file).substr(lineStart, text::lineEnd(file, lineStart) - lineStart);
+    if (!text::isBlankText(typed) || (typed.empty() && !text::isBlankText(line))) return std::nullopt;
+    return typed;
 }
 
 // The formatter keeps a comment line where it may belong (a help comment at the margin under a
@@ -281,10 +330,60 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
+// The lines below the edit that start a statement and whose text the formatter left as it is, nearest
+// first.
+std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
+                              unsigned tabSize) {
+    std::vector<Placed> below;
+    for (std::size_t i = window.started.back() + 1;
+         i < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
+        const std::u16string_view line = window.lines[i].text;
+        if (window.startsStatement(i) && text::trimLeft(line) == text::trimLeft(formattedLines[i].text))
+            below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
+                                   columnsOf(text::indentationOf(formattedLines[i].text), tabSize), line));
+    }
+    return below;
+}
+
+// A first line written from the blanks the editor typed has no column of the model's (an editor indents a
+// closing line as the body): it takes the column of a line of the same level and kind further down the
+// edit or, nearest first, among the code lines above in its function. Nothing where neither shows one.
+std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& own, unsigned tabSize) {
+    const std::size_t first = window.started.front();
+    if (!window.startsStatement(first)) return std::nullopt;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto kind = [&](std::size_t i) {
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        return startsWithWord(code, u"end")        ? 2
+               : isCloser(code)                    ? 1
+               : startsWithWord(code, u"function") ? 3
+                                                   : 0;
+    };
+    const auto alike = [&](std::size_t i) {
+        return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
+               kind(i) == kind(first);
+    };
+    for (std::size_t k = 1; k < window.started.size(); ++k)
+        if (own[k] > 0 && alike(window.started[k]))
+            return own[k];  // a line at the margin may be written flat
+    for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
+        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
+        ++seen;
+        if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+        if (kind(i) == 3) break;  // not past the function line the edit is in
+    }
+    return std::nullopt;
+}
+
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
 // does not follow the formatter, moving with it. `own` holds the started lines' columns.
 bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               const std::vector<std::optional<int>>& comments, unsigned tabSize) {
+               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
+               const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
@@ -296,15 +395,24 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
     std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
     for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
-        if (window.isCodeLine(i) && window.lines[i].start < window.editFrom)
-            above.push_back(
-                {columnsOf(text::indentationOf(window.lines[i].text), tabSize), formattedColumns(i)});
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom)
+            above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
+                                   formattedColumns(i), window.lines[i].text));
     const auto followed = [](const Placed& p) { return p.own == p.formatted; };
     std::vector<Placed> code;
     if (!above.empty()) code.push_back(above.front());
     for (std::size_t k = 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; window.isCodeLine(i))
-            code.push_back({own[k], formattedColumns(i)});
+        if (const std::size_t i = window.started[k]; window.startsStatement(i))
+            code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
+    // Continuation lines count for no level; but a reply written flat (a first line from the editor's
+    // blanks aside) tells nothing by their column either.
+    bool writtenFlat = true, continuationIn = false;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
+            writtenFlat = writtenFlat && own[k] == 0;
+            continuationIn = continuationIn || window.continues[i];
+        }
+    if (writtenFlat && continuationIn) return false;
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
         for (std::size_t k = 0; k < window.started.size(); ++k)
@@ -313,8 +421,35 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
                 return false;
         return true;
     }
-    return std::all_of(code.begin(), code.end(), followed) ||
-           (!std::all_of(above.begin(), above.end(), followed) && movesLikeTheFormatter(above, code));
+    if (std::all_of(code.begin(), code.end(), followed)) return true;
+    // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
+    // from the blanks the editor typed (they are the body's) where no line like it shows its column.
+    const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
+    const bool typedFirst = firstFromTyped && window.startsStatement(window.started.front());
+    if ((typedFirst && fromModel->closer && !typedLineKnown) ||
+        (fromModel + typedFirst != code.end() &&
+         std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
+        return false;
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    if (std::all_of(above.begin(), above.end(), followed) &&
+        std::all_of(below.begin(), below.end(), followed))
+        return false;
+    // Each line at a column that the lines around give its level, or moving with the formatter.
+    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
+    for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
+        for (const Placed& line : *lines)
+            columnsAround[line.formatted].push_back(line.own);
+    // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
+    const auto atColumnAround = [&](const Placed& line) {
+        auto level = columnsAround.upper_bound(line.formatted);
+        if (level == columnsAround.begin()) return false;
+        --level;
+        const int shift = line.formatted - level->first;
+        return std::any_of(level->second.begin(), level->second.end(),
+                           [&](int columns) { return columns + shift == line.own; });
+    };
+    return std::all_of(fromModel, code.end(), atColumnAround) ||
+           movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
 }
 
 // The columns the file gives each of the formatter's levels in the code lines above the edit, the
@@ -345,9 +480,11 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
-                        const std::function<ContinuationHabit()>& readHabit, const IndentSettings& style,
-                        std::vector<fl::ustring>& indentation) {
+                        const std::function<ContinuationHabit()>& readHabit,
+                        const std::function<bool()>& readClosesLeft, bool firstFromTyped, bool modelKept,
+                        const IndentSettings& style, std::vector<fl::ustring>& indentation) {
     std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
+    std::optional<bool> closesLeft;
     StatementScan scan;
     int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
     bool header = false;
@@ -359,26 +496,41 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         int bracket = -1;
         int column = 0;
     } sibling;
-    std::size_t k = 0;  // the next started line
+    std::size_t k = 0;        // the next started line
+    int previousColumns = 0;  // of the line above, as the model or the file has it
+    bool previousStarted = false;
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
         const std::u16string_view line = window.lines[i].text;
         if (!text::isBlankText(line)) {
             const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
             const int columns = started ? own[k] : fileColumns;
+            // A line the model did not indent past its statement's first line, unless the model's columns
+            // stay.
+            const bool movable =
+                started && columns <= statementOwn && (!modelKept || (k == 0 && firstFromTyped));
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
                 sibling.known = false;
+            } else if (const std::u16string_view code = text::trimLeft(line);
+                       movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
+                       !code.empty() &&
+                       std::u16string_view(u")]}").find(code.front()) != std::u16string_view::npos &&
+                       ((previousStarted && columns < previousColumns) ||
+                        (closesLeft ? *closesLeft : *(closesLeft = readClosesLeft())))) {
+                // The line that closes a bracket ending the statement's first line stands under it (`];`)
+                // where the model put it left of its row above, or the file puts such lines so.
+                indentation[k] = indentationFor(statementPlaced, style);
             } else if (const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
-                       started && columns <= statementOwn && sibling.known &&
-                       sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket) {
+                       movable && sibling.known && sibling.depth == scan.openBrackets.size() &&
+                       sibling.bracket == bracket) {
                 // Only a row lined up with the first element lets its sign stand left of it.
                 indentation[k] = indentationFor(
                     sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
-            } else if (started && columns <= statementOwn) {
+            } else if (movable) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
                     return columns ? std::optional(statementPlaced + *columns) : std::nullopt;
@@ -411,6 +563,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 sibling = Sibling{true, scan.openBrackets.size(), bracket,
                                   placed + signHang(line, scan) == bracket ? bracket : placed};
             }
+            previousColumns = columns;
+            previousStarted = started && (k > 0 || !firstFromTyped);  // typed blanks are not the model's
             scanLine(started ? indentation[k] + fl::ustring(text::trimLeft(line)) : fl::ustring(line),
                      style.tabSize, scan);
         }
@@ -446,18 +600,22 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
     IndentSettings style = fileIndentation(file, edit.start, settings);
-    if (const std::u16string_view typed = typedBlanks(file, cursor, edit); !typed.empty()) {
+    bool firstFromTyped = false;
+    bool typedNone = false;  // the cursor's line is empty: the first line's margin is not the model's choice
+    if (const std::optional<std::u16string_view> typed = typedBlanks(file, cursor, edit)) {
         const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
-        if (text::indentationOf(first).empty() && !first.empty()) edit.text.insert(0, typed);
+        firstFromTyped = text::indentationOf(first).empty() && !first.empty();
+        typedNone = typed->empty();
+        if (firstFromTyped) edit.text.insert(0, *typed);
     }
     const Window window = windowAround(file, edit, style);
     if (window.started.empty()) return;
     followTheWindowsFunction(window, style);
-    const fl::ustring after =
-        formatted(window.text, static_cast<std::uint32_t>(window.started.back() + 1), style);
+    // The lines below the edit are placed too: they show whether the file follows the formatter there.
+    const fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
     const std::vector<Line> afterLines = linesOf(after);
     if (afterLines.size() != window.lines.size()) return;
-    for (std::size_t i = 0; i < window.lines.size(); ++i)
+    for (std::size_t i = 0; i <= window.started.back(); ++i)
         if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
 
     std::vector<fl::ustring> indentation;  // of each started line
@@ -466,8 +624,24 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         indentation.emplace_back(text::indentationOf(window.lines[i].text));
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
+    bool typedLineKnown = false;  // the typed first line's column was read from the lines around
+    if (firstFromTyped && window.continues[window.started.front()]) {
+        // A continuation line from the editor's blanks stands where the formatter puts it, or the file's
+        // habit.
+        indentation.front() = text::indentationOf(afterLines[window.started.front()].text);
+    } else if (firstFromTyped) {
+        if (const std::optional<int> columns = typedLineColumn(window, afterLines, own, style.tabSize)) {
+            own.front() = *columns;
+            indentation.front() = indentationFor(*columns, style);
+            typedLineKnown = true;
+        } else if (typedNone) {
+            firstFromTyped = false;  // a line at the margin of an empty line stands as the model wrote it
+        }
+    }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
-    if (!modelFits(window, afterLines, own, comments, style.tabSize)) {
+    const bool modelKept =
+        modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style);
+    if (!modelKept) {
         const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
@@ -480,11 +654,11 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  : indentationFor(inFile, style);
         }
     }
-    // Also where the model's columns fit: a continuation line the model left at its statement's column
-    // fits only where the formatter does not indent such lines (a script's first statements).
+    // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
-        window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); }, style,
-        indentation);
+        window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); },
+        [&] { return closesBracketsLeftOfRows(file, edit.start, edit.end, style.tabSize); }, firstFromTyped,
+        modelKept, style, indentation);
 
     fl::ustring text;
     std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window

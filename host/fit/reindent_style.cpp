@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <vector>
 
 #include "fit/reindent_continuation.hpp"
@@ -65,6 +66,28 @@ fl::ustring indentationFor(int columns, const IndentSettings& style) {
     if (style.insertSpaces) return fl::ustring(static_cast<std::size_t>(columns), u' ');
     return fl::ustring(static_cast<std::size_t>(columns / tab), u'\t') +
            fl::ustring(static_cast<std::size_t>(columns % tab), u' ');
+}
+
+bool closesBracketsLeftOfRows(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize) {
+    std::size_t start = text::lineStart(file, std::min(from, file.size()));
+    for (std::size_t above = 0; start > 0 && above < kStyleLinesAbove; ++above)
+        start = text::lineStart(file, start - 1);
+    int left = 0, level = 0;
+    std::optional<int> previous;  // the column of the code line above
+    for (std::size_t below = 0; start < file.size() && below < kStyleLinesAbove;) {
+        const std::size_t end = text::lineEnd(file, start);
+        const std::u16string_view line = std::u16string_view(file).substr(start, end - start);
+        if (isCodeLine(line)) {
+            const int columns = columnsOf(text::indentationOf(line), tabSize);
+            const char16_t first = text::trimLeft(line).front();
+            if (previous && (first == u']' || first == u'}' || first == u')'))
+                ++(columns < *previous ? left : level);
+            previous = columns;
+        }
+        if (start > to) ++below;
+        start = text::nextLineStart(file, end);
+    }
+    return left > level;
 }
 
 IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings) {

@@ -12,6 +12,11 @@ namespace fit {
 // of one level, whether function bodies are indented); the editor's settings fill in the rest.
 IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, const IndentSettings& settings);
 
+// Whether the file puts a line that starts by closing a bracket left of the line above it (`];` under
+// its statement rather than under the rows), more often than at its column, in the 400 lines above `from`
+// and the 400 below `to`.
+bool closesBracketsLeftOfRows(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize);
+
 // The columns that a line's leading blanks take, tabs stopping every `tabSize` columns.
 int columnsOf(std::u16string_view indentation, unsigned tabSize);
 

@@ -89,6 +89,22 @@ const Row kRows[] = {
     {"sloppy file, flat reply", "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n<|>\nend\n",
      "if b > 2\nc = b;\nend",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
+    {"sloppy file below the edit, reply with its end under the body",
+     "for k = 1:3\n    a = k;\n    <|>\n    if a\n        c = 1;\n        end\nend\n",
+     "if a > 1\n        d = a;\n        end",
+     "for k = 1:3\n    a = k;\n    if a > 1\n        d = a;\n        end\n"
+     "    if a\n        c = 1;\n        end\nend\n"},
+    {"a clause from the editor's blanks at the column of the file's clauses",
+     "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n"
+     "    if x\n        y = 1;\n        <|>",
+     "else\n        y = 2;\n        end\nend",
+     "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n"
+     "    if x\n        y = 1;\n        else\n        y = 2;\n        end\nend"},
+    {"a continuation line the model left at its statement's column in a reply that fits",
+     "function f(w)\n    v = w;\n<|>\nend\n", "    v = w * 2 ...\n    + 1;\n    u = v;",
+     "function f(w)\n    v = w;\n    v = w * 2 ...\n    + 1;\n    u = v;\nend\n"},
+    {"a matrix closed under its statement", "x = 1;\n<|>", "C = [\n    1 2\n    3 4\n];\ny = 2;",
+     "x = 1;\nC = [\n    1 2\n    3 4\n];\ny = 2;"},
     {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
