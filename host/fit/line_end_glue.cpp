@@ -112,18 +112,19 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
     return {};
 }
 
-// Whether the commas typed on the line are followed by a blank, more often than not; a line without
-// one says so unless a number or a colon comes before the comma (sizes as `(1,1)` and `(:,1)`, and
-// `[1,2,3]` are often written tight).
-bool commasTakeBlanks(std::u16string_view typed) {
+// Whether a comma typed at the end of the line takes a blank after it: as the line's other commas do,
+// more often than not; with none, not after a number or a colon (sizes as `(1,1)` and `(:,1)`, and
+// `[1,2,3]` are often written tight); otherwise as the lines around the cursor do, and where they show
+// nothing, yes.
+bool commaTakesBlank(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
     int withBlank = 0, without = 0;
     for (std::size_t i = 0; i + 1 < typed.size(); ++i)
         if (typed[i] == u',') (text::isBlank(typed[i + 1]) ? withBlank : without) += 1;
-    if (withBlank + without == 0) {
-        const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
-        return !before.empty() && !(before.back() >= u'0' && before.back() <= u'9') && before.back() != u':';
-    }
-    return withBlank >= without;
+    if (withBlank + without > 0) return withBlank >= without;
+    const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
+    if (before.empty() || (before.back() >= u'0' && before.back() <= u'9') || before.back() == u':')
+        return false;
+    return separatorSpacingAround(file, cursor, u',').value_or(true);
 }
 
 // A sign after an operator, a separator or an open bracket is unary (`= -x`): no blank follows it.
@@ -153,7 +154,7 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
         return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
                                                                                        : fl::ustring();
     }
-    if (typed.ends_with(u",")) return commasTakeBlanks(typed) ? u" " : fl::ustring();
+    if (typed.ends_with(u",")) return commaTakesBlank(file, cursor, typed) ? u" " : fl::ustring();
     // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
     static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
                                                         u"case",   u"for",        u"parfor", u"function",

@@ -43,17 +43,6 @@ bool endsInClosedValue(std::u16string_view typed, char16_t next) {
     return typed[start] >= u'0' && typed[start] <= u'9' && (start == 0 || typed[start - 1] != u'.');
 }
 
-// Whether the lines from `from` to the cursor write more of `separator` with a blank after it than
-// without (line ends aside).
-// A row's `;` inside a line (`[a; b]`) takes one where the lines show neither.
-bool writesBlankAfter(std::u16string_view code, char16_t separator) {
-    std::size_t with = 0, without = 0;
-    for (std::size_t i = 0; i + 1 < code.size(); ++i)
-        if (code[i] == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r')
-            ++(text::isBlank(code[i + 1]) ? with : without);
-    return with > without || (separator == u';' && with == 0 && without == 0);
-}
-
 // `Name (1,`, `x (:,`: the size of a property or an argument, which files write without a blank even where
 // their other commas have one.
 bool inSize(std::u16string_view typed) {
@@ -178,16 +167,52 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
                    endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);
     const char16_t last = typed.back();
-    if (!separate && (last == u',' || last == u';') && startsValue(next) &&
-        !(last == u',' && inSize(typed))) {
-        std::size_t from = lineStart, to = cursor;
-        for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
-            from = text::lineStart(file, from - 1);
-        for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
-            to = text::nextLineStart(file, to);
-        separate = writesBlankAfter(std::u16string_view(file).substr(from, to - from), last);
-    }
+    // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
+    if (!separate && (last == u',' || last == u';') && startsValue(next) && !(last == u',' && inSize(typed)))
+        separate = separatorSpacingAround(file, cursor, last).value_or(last == u';');
     if (separate) edit.text.insert(0, 1, u' ');
+}
+
+namespace {
+
+// Sizes (`(1,1)`, `(:,1)`) and lists of numbers are often written tight in files that space their other
+// commas: a comma after a digit or a colon tells nothing of the habit.
+bool writtenTight(char16_t before) {
+    return (before >= u'0' && before <= u'9') || before == u':';
+}
+
+}  // namespace
+
+std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator) {
+    std::size_t from = text::lineStart(file, cursor), to = cursor;
+    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+        to = text::nextLineStart(file, to);
+    const std::u16string_view code = std::u16string_view(file).substr(from, to - from);
+    std::size_t with = 0, without = 0;
+    char16_t quote = 0;
+    for (std::size_t i = 0; i + 1 < code.size(); ++i) {
+        const char16_t c = code[i];
+        if (c == u'\n') {
+            quote = 0;
+        } else if (quote != 0) {
+            if (c == quote) quote = 0;
+        } else if (c == u'%') {
+            i = code.find(u'\n', i);
+            if (i == std::u16string_view::npos) break;
+            --i;  // the line end is read next
+        } else if (c == u'"' || (c == u'\'' && !(i > 0 && (text::isWordChar(code[i - 1]) ||
+                                                           std::u16string_view(u")]}'.").find(code[i - 1]) !=
+                                                               std::u16string_view::npos)))) {
+            quote = c;  // a quote after a value is its transpose
+        } else if (c == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r' &&
+                   !(separator == u',' && i > 0 && writtenTight(code[i - 1]))) {
+            ++(text::isBlank(code[i + 1]) ? with : without);
+        }
+    }
+    if (with + without == 0) return std::nullopt;
+    return with > without;
 }
 
 }  // namespace fit

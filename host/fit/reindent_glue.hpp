@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 
 #include "fit/completion_edit.hpp"
 #include "fl/ustring.hpp"
@@ -15,6 +16,12 @@ namespace fit {
 // a comma or a semicolon where the lines around the cursor (ten above and below) write one with a blank after
 // it. A model's blank there is what extraction trims; a reply without indentation has none.
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit);
+
+// How the lines around the cursor (ten above and below) write `separator` (a comma or a semicolon):
+// with a blank after it (true) or without (false), by the majority; nothing where they show neither.
+// Comments and texts do not count (prose writes a blank after every comma), nor commas after a digit or a
+// colon (sizes as `(1,1)` are often written tight).
+std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator);
 
 // The cursor's line declares a property or an argument (`Name (1,1) double {mustBeFinite} = 1`), and
 // what is typed of it stops before its default value.

@@ -79,6 +79,8 @@ const Row kRows[] = {
     {"no blank after a unary sign", "y = -<|>\n", fenced("(a + b);"), "y = -(a + b);\n"},
     {"no blank after a comma that follows a number", "x = zeros(1,<|>\n", fenced("3);"), "x = zeros(1,3);\n"},
     {"a blank after a comma where the line has them", "f(a, b,<|>\n", fenced("c);"), "f(a, b, c);\n"},
+    {"commas in comments and texts do not count", "% a, b, c, d\ns = 'x, y, z';\nf(a,b);\ng(a,<|>\n",
+     fenced("b);"), "% a, b, c, d\ns = 'x, y, z';\nf(a,b);\ng(a,b);\n"},
     {"a reply that first repeats the end and the blank line above the cursor",
      "function f(a)\n    if a\n        b = 1;\n    end\n\n    <|>\nend\n",
      "```ostrel\n    end\n\n    c = 2;\n```",
