@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <utility>
 
 #include "fit/reindent_style.hpp"
@@ -120,8 +121,8 @@ bool isHeaderStatement(std::u16string_view line) {
 
 namespace {
 
-// Lines inside brackets that do not end their line: lined up with the bracket, or by offset from the
-// statement -> lines.
+// Statements with lines inside brackets that do not end their line: lined up with the bracket, or by
+// offset from the statement -> statements.
 struct BracketCounts {
     std::size_t aligned = 0;
     std::map<int, std::size_t> offsets;
@@ -130,16 +131,22 @@ struct BracketCounts {
 struct ContinuationCounts {
     BracketCounts call, rows;
     std::size_t alignedWithValue = 0;
-    // offset from the statement -> lines
+    // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
 
-// Counts the continuation lines in the lines from `from` up to `to`.
+// Counts the statements with continuation lines in the lines from `from` up to `to`. A statement counts
+// once for each way it places its lines: a long generated call lined up with its bracket is one habit
+// of its writer, not one per line.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
                         ContinuationCounts& counts) {
     StatementScan scan;
     int statementColumns = 0;
     bool header = false;
+    std::set<const std::size_t*> counted;  // the statement's votes so far
+    const auto vote = [&](std::size_t& statements) {
+        if (counted.insert(&statements).second) ++statements;
+    };
     for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         if (text::isBlankText(line)) continue;
@@ -148,25 +155,29 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             scan = StatementScan{};
             statementColumns = columns;
             header = isHeaderStatement(line);
+            counted.clear();
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
             BracketCounts& inside = bracket.opening == u'(' ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
-                ++counts.endingBracketOffsets[columns - statementColumns];
+                vote(counts.endingBracketOffsets[columns - statementColumns]);
             else if (columns == bracket.column - signHang(line, scan))
-                ++inside.aligned;
+                vote(inside.aligned);
             else if (columns > statementColumns)
-                ++inside.offsets[columns - statementColumns];
+                vote(inside.offsets[columns - statementColumns]);
+        } else if (header) {
+            // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
+            if (columns > statementColumns) vote(counts.headerOffsets[columns - statementColumns]);
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
-            ++counts.alignedWithValue;
+            vote(counts.alignedWithValue);
         } else if (columns > statementColumns) {
-            ++(header ? counts.headerOffsets : counts.plainOffsets)[columns - statementColumns];
+            vote(counts.plainOffsets[columns - statementColumns]);
         }
         scanLine(line, tabSize, scan);
     }
 }
 
-// The most common offset and how many lines have it.
+// The most common offset and how many statements have it.
 std::pair<std::optional<int>, std::size_t> mostCommon(const std::map<int, std::size_t>& offsets) {
     std::pair<std::optional<int>, std::size_t> best{std::nullopt, 0};
     for (const auto& [offset, lines] : offsets)

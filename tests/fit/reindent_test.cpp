@@ -124,6 +124,15 @@ const Row kRows[] = {
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
      "   - 1;\nend"},
+    {"a statement votes once for its habit, a header's lines not for the value's",
+     "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
+     "max(1, ...\n    2);\nt = min(1, ...\n"
+     "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\n<|>",
+     "z = max(3, ...\n4);\ntotal = 1 + ...\n2;",
+     "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
+     "max(1, ...\n    2);\nt = min(1, ...\n"
+     "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\nz = max(3, ...\n    4);\ntotal = 1 + "
+     "...\n    2;"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
