@@ -11,6 +11,7 @@
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
+#include "fit/reindent_block_comment.hpp"
 #include "fit/reindent_continuation.hpp"
 #include "fit/reindent_style.hpp"
 #include "fit/text_lines.hpp"
@@ -62,6 +63,7 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
     // The nearest code line that stands left of every code line between it and the edit, the leftmost
     // such line within reach: the formatter then sees the opening line of every block the lines below
     // it close, and no closing line takes the levels below the window's first.
+    const BlockCommentSpans comments = blockCommentSpans(file, editLineStart);
     std::size_t start = editLineStart, best = editLineStart;
     int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
     for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove &&
@@ -70,7 +72,7 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
         start = text::lineStart(file, start - 1);
         const std::u16string_view line =
             std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
-        if (!isCode(line)) continue;
+        if (!isCode(line) || insideBlockComment(comments, start)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
         const bool continued = start > 0 && text::trimRight(std::u16string_view(file).substr(
                                                                 text::lineStart(file, start - 1),
@@ -502,7 +504,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
         const std::u16string_view line = window.lines[i].text;
-        if (!text::isBlankText(line)) {
+        if (!text::isBlankText(line) && !window.inBlockComment[i]) {
             const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
             const int columns = started ? own[k] : fileColumns;
             // A line the model did not indent past its statement's first line, unless the model's columns
@@ -570,6 +572,33 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         }
         if (started) ++k;
     }
+}
+
+// A reply written without indentation (a first line from the editor's blanks aside) says nothing by the
+// columns of its block comments' lines, which the formatter leaves as they are: they go as the file
+// writes its block comments.
+void placeFlatBlockComments(const Window& window, const std::vector<int>& own, bool firstFromTyped,
+                            const IndentSettings& style, std::vector<fl::ustring>& indentation) {
+    std::vector<bool> movable(window.lines.size(), false);
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        if (own[k] != 0 && (k > 0 || !firstFromTyped)) return;
+        movable[window.started[k]] = window.inBlockComment[window.started[k]];
+    }
+    if (std::none_of(movable.begin(), movable.end(), std::identity())) return;
+    std::vector<std::u16string_view> lines;
+    std::vector<int> columns;
+    for (std::size_t i = 0, k = 0; i < window.lines.size(); ++i) {
+        const bool started = k < window.started.size() && window.started[k] == i;
+        lines.push_back(window.lines[i].text);
+        columns.push_back(columnsOf(
+            started ? std::u16string_view(indentation[k++]) : text::indentationOf(window.lines[i].text),
+            style.tabSize));
+    }
+    const std::vector<int> before = columns;
+    placeBlockCommentLines(lines, movable, columns);
+    for (std::size_t k = 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; columns[i] != before[i])
+            indentation[k] = indentationFor(columns[i], style);
 }
 
 // With only nested functions' bodies indented, the formatter tells them apart by the function they are
@@ -654,6 +683,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
                                  : indentationFor(inFile, style);
         }
     }
+    placeFlatBlockComments(window, own, firstFromTyped, style, indentation);
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
         window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); },

@@ -81,6 +81,9 @@ const Row kRows[] = {
      "if x\nw = 2;\nend",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\nif x\n    w = 2;\nend\nw = 5;\n",
      {.functionIndent = 0}},
+    {"a flat reply's block comment lines under the line above, a nested comment's text as its outer's",
+     "%{\n  History:\n    - a<|>\n%}\nx = 1;\n", "\n- b\n%{\nc = 1;\n%}\n- d",
+     "%{\n  History:\n    - a\n    - b\n    %{\n      c = 1;\n    %}\n    - d\n%}\nx = 1;\n"},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
