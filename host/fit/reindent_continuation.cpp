@@ -222,7 +222,11 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
 ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening) const {
     const auto& own = opening == u'(' ? call : rows;
     const auto& other = opening == u'(' ? rows : call;
-    return own ? *own : other ? *other : InBrackets{};
+    // A file that lines continuation lines up with the assigned value lines them up with brackets too.
+    return own     ? *own
+           : other ? *other
+                   : InBrackets{alignsWithValue.value_or(false),
+                                alignsWithValue == false ? plainOffset : std::nullopt};
 }
 
 }  // namespace fit

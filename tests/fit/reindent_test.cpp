@@ -136,6 +136,9 @@ const Row kRows[] = {
      "max(1, ...\n    2);\nt = min(1, ...\n"
      "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\nz = max(3, ...\n    4);\ntotal = 1 + "
      "...\n    2;"},
+    {"arguments lined up with their bracket where the file lines continuation lines up with the value",
+     "total = 1 + ...\n        2;\n<|>", "y = max(1, ...\n2);",
+     "total = 1 + ...\n        2;\ny = max(1, ...\n        2);"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
