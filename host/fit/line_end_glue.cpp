@@ -97,7 +97,8 @@ bool startsAsContinuation(std::u16string_view first) {
     // `+ b` and `- b` with a blank after the sign are binary: no statement starts with them.
     const bool binarySign =
         (first.front() == u'+' || first.front() == u'-') && first.size() > 1 && text::isBlank(first[1]);
-    return binarySign || kJoining.find(first.front()) != std::u16string_view::npos;
+    return binarySign || first.starts_with(u"~=") ||
+           kJoining.find(first.front()) != std::u16string_view::npos;
 }
 
 // A completion that starts with a binary operator and a blank after it ("|| b", "\\ x") gets the same

@@ -162,6 +162,11 @@ const Row kRows[] = {
      "function f(x, y)\n    arguments\n        x (:,<|>\n    end\n    z = max(x, y);\nend\n", "1) double",
      "function f(x, y)\n    arguments\n        x (:,1) double\n    end\n    z = max(x, y);\nend\n"},
     {"a cell indexed", "cats = {1, 2};\nname = cats<|>\n", "{2};", "cats = {1, 2};\nname = cats{2};\n"},
+    {"after a transpose", "p = [1 2];\nq = p;\nM = [p'<|>\n", "q'];", "p = [1 2];\nq = p;\nM = [p' q'];\n"},
+    {"between a field name and a name", "s.q = 3;\nr = 2;\nM = [s.q<|>\n", "r];",
+     "s.q = 3;\nr = 2;\nM = [s.q r];\n"},
+    {"a comparison goes on with the typed code", "if x(1) ~= 1 || x(2)<|>\n    y = 1;\nend\n", "~= 2",
+     "if x(1) ~= 1 || x(2) ~= 2\n    y = 1;\nend\n"},
     {"a transpose stays joined", "v = (1:3)<|>\n", "';", "v = (1:3)';\n"},
 };
 
