@@ -551,8 +551,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                  : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
-                else if (const auto& inside = habit->inside(scan.openBrackets.back().opening);
-                         inside.alignsWithBracket)
+                else if (const auto& inside = habit->inside(scan); inside.alignsWithBracket)
                     placed = scan.openBrackets.back().column - signHang(line, scan);
                 else
                     placed = offset(inside.offset);

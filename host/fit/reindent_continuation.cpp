@@ -219,14 +219,15 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     return habit;
 }
 
-ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening) const {
-    const auto& own = opening == u'(' ? call : rows;
-    const auto& other = opening == u'(' ? rows : call;
-    // A file that lines continuation lines up with the assigned value lines them up with brackets too.
-    return own     ? *own
-           : other ? *other
-                   : InBrackets{alignsWithValue.value_or(false),
-                                alignsWithValue == false ? plainOffset : std::nullopt};
+ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
+    const bool inCall = scan.openBrackets.back().opening == u'(';
+    if (const auto& own = inCall ? call : rows) return *own;
+    // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
+    // call's arguments, or a row that goes on after `...`, follow the other kind, or line up as the
+    // assigned value does.
+    if (scan.startsRow()) return {true, std::nullopt};
+    if (const auto& other = inCall ? rows : call) return *other;
+    return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
 }
 
 }  // namespace fit

@@ -31,6 +31,11 @@ struct StatementScan {
     bool goesOn() const {
         return continues || (!openBrackets.empty() && openBrackets.back().opening != u'(');
     }
+    // The next line starts a row of a matrix or a cell; after `...` it goes on with the row, as a call's
+    // arguments do.
+    bool startsRow() const {
+        return !continues && !openBrackets.empty() && openBrackets.back().opening != u'(';
+    }
 };
 
 // How far left of the first element of the scan's innermost bracket a line lined up with it starts: a row
@@ -66,8 +71,10 @@ struct ContinuationHabit {
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
 
-    // Inside `opening`: the file's habit for such brackets, else for the other kind.
-    InBrackets inside(char16_t opening) const;
+    // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
+    // none, a new row of a matrix or a cell lines up with the first element, other lines follow the other
+    // kind of brackets, or the assigned value.
+    InBrackets inside(const StatementScan& scan) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize);

@@ -111,6 +111,9 @@ const Row kRows[] = {
     {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
+    {"rows under the first element where the file shows only calls, a row going on after ... as the calls",
+     "x = max(1, ...\n    2);\n<|>", "M = [5 6\n7 8];\nv = [1, ...\n2];",
+     "x = max(1, ...\n    2);\nM = [5 6\n     7 8];\nv = [1, ...\n    2];"},
     // Continuation lines tell nothing of the indent step.
     {"a matrix's rows under its first element, a sign before it, a bracket that ends its line by an offset",
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\n<|>", "if N\nR = [ 5 6\n-7 8\n9 1];\nC = {\n1\n2};\nend",
