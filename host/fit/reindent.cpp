@@ -498,6 +498,14 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         int bracket = -1;
         int column = 0;
     } sibling;
+    // The statement's lines placed inside brackets here: which, the brackets open before each, and how
+    // far a row's sign lets it stand left of the first element.
+    struct Moved {
+        std::size_t k, depth;
+        int bracket, hang;
+    };
+    std::vector<Moved> moved;
+    bool belowRead = false;
     std::size_t k = 0;        // the next started line
     int previousColumns = 0;  // of the line above, as the model or the file has it
     bool previousStarted = false;
@@ -506,6 +514,19 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         const std::u16string_view line = window.lines[i].text;
         if (!text::isBlankText(line) && !window.inBlockComment[i]) {
             const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
+            if (!started && !belowRead && window.lines[i].start >= window.editTo) {
+                belowRead = true;
+                // The file's lines below, inside the same brackets as the edit's last lines, show where
+                // those go (the rest of a matrix the completion began).
+                const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
+                const bool aligned = fileColumns + signHang(line, scan) == bracket;
+                const bool closes = std::u16string_view(u")]}").find(text::trimLeft(line).front()) !=
+                                    std::u16string_view::npos;
+                for (const Moved& m : moved)
+                    if (scan.goesOn() && !closes && m.depth == scan.openBrackets.size() &&
+                        m.bracket == bracket)
+                        indentation[m.k] = indentationFor(aligned ? bracket - m.hang : fileColumns, style);
+            }
             const int columns = started ? own[k] : fileColumns;
             // A line the model did not indent past its statement's first line, unless the model's columns
             // stay.
@@ -517,6 +538,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
                 sibling.known = false;
+                moved.clear();
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&
@@ -532,6 +554,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // Only a row lined up with the first element lets its sign stand left of it.
                 indentation[k] = indentationFor(
                     sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
+                moved.push_back({k, scan.openBrackets.size(), bracket, signHang(line, scan)});
             } else if (movable) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
@@ -556,6 +579,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 else
                     placed = offset(inside.offset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
+                if (!scan.openBrackets.empty())
+                    moved.push_back(
+                        {k, scan.openBrackets.size(), scan.openBrackets.back().column, signHang(line, scan)});
             }
             if (scan.goesOn()) {
                 // A row's sign that stands left of the elements does not move the next row.

@@ -216,6 +216,8 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
         habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
+    habit.anyShown =
+        habit.call || habit.rows || habit.endingBracketOffset || habit.alignsWithValue || habit.headerOffset;
     return habit;
 }
 
@@ -225,7 +227,7 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
     // call's arguments, or a row that goes on after `...`, follow the other kind, or line up as the
     // assigned value does.
-    if (scan.startsRow()) return {true, std::nullopt};
+    if (scan.startsRow()) return {anyShown, std::nullopt};
     if (const auto& other = inCall ? rows : call) return *other;
     return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
 }

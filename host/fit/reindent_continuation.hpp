@@ -70,10 +70,12 @@ struct ContinuationHabit {
     std::optional<bool> alignsWithValue;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
+    bool anyShown = false;  // the file shows continuation lines of some kind
 
     // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
-    // none, a new row of a matrix or a cell lines up with the first element, other lines follow the other
-    // kind of brackets, or the assigned value.
+    // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
+    // continuation lines at all, nothing: the formatter's default), other lines follow the other kind of
+    // brackets, or the assigned value.
     InBrackets inside(const StatementScan& scan) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,

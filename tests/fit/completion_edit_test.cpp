@@ -143,7 +143,7 @@ const Row kRows[] = {
     {"code is not glued to a comment after code", "x = 1; % scale it<|>\n", fenced("y = 2*x;\nz = y;"),
      "x = 1; % scale it\ny = 2*x;\nz = y;\n"},
     {"a reply below an empty line restarts no word", "p = [R tau<|>\n", "```ostrel\n\ntauN 0];\n```",
-     "p = [R tau\n     tauN 0];\n"},
+     "p = [R tau\ntauN 0];\n"},
     {"an end at another column than the end above is no repeat",
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n<|>\n    y = 2;\nend\n",
      fenced("    end\n    z = 3;"),

@@ -114,6 +114,9 @@ const Row kRows[] = {
     {"rows under the first element where the file shows only calls, a row going on after ... as the calls",
      "x = max(1, ...\n    2);\n<|>", "M = [5 6\n7 8];\nv = [1, ...\n2];",
      "x = max(1, ...\n    2);\nM = [5 6\n     7 8];\nv = [1, ...\n    2];"},
+    {"rows above the file's rows of the same matrix at their column",
+     "y = f(1, ...\n    2);\n<|>\n    5 6];\n", "M = [1 2\n3 4",
+     "y = f(1, ...\n    2);\nM = [1 2\n    3 4\n    5 6];\n"},
     // Continuation lines tell nothing of the indent step.
     {"a matrix's rows under its first element, a sign before it, a bracket that ends its line by an offset",
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\n<|>", "if N\nR = [ 5 6\n-7 8\n9 1];\nC = {\n1\n2};\nend",
