@@ -63,7 +63,10 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
     // The nearest code line that stands left of every code line between it and the edit, the leftmost
     // such line within reach: the formatter then sees the opening line of every block the lines below
     // it close, and no closing line takes the levels below the window's first.
-    const BlockCommentSpans comments = blockCommentSpans(file, editLineStart);
+    std::size_t reach = editLineStart;  // as far up as the window may start
+    for (std::size_t lines = 0; reach > 0 && lines <= kMostFormatLinesAbove; ++lines)
+        reach = text::lineStart(file, reach - 1);
+    const BlockCommentSpans comments = blockCommentSpans(file, reach, editLineStart);
     std::size_t start = editLineStart, best = editLineStart;
     int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
     for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove &&

@@ -19,19 +19,25 @@ bool closes(std::u16string_view line) {
 
 }  // namespace
 
-BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t upTo) {
+BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, std::size_t upTo) {
     BlockCommentSpans spans;
     std::size_t depth = 0, opened = 0;
+    std::size_t outside = from;  // where the text is known to stand outside every comment, or `from`
     // Only lines that hold a `%{` or a `%}` matter: find them without reading every line.
-    for (std::size_t at = file.find(u'%'); at < upTo && at != fl::ustring::npos;
+    for (std::size_t at = file.find(u'%', from); at < upTo && at != fl::ustring::npos;
          at = file.find(u'%', at + 1)) {
         if (at + 1 >= file.size() || (file[at + 1] != u'{' && file[at + 1] != u'}')) continue;
         const std::size_t start = text::lineStart(file, at);
         const std::u16string_view line =
             std::u16string_view(file).substr(start, text::lineEnd(file, at) - start);
         if (opens(line) && depth++ == 0) opened = start;
-        if (closes(line) && depth > 0 && --depth == 0)
-            spans.emplace_back(opened, std::min(text::nextLineStart(file, at), upTo));
+        if (!closes(line)) continue;
+        // A `%}` that closes nothing here closes a comment open before `from`.
+        const bool openBefore = depth == 0;
+        if (!openBefore && --depth > 0) continue;
+        const std::size_t end = std::min(text::nextLineStart(file, at), upTo);
+        spans.emplace_back(openBefore ? outside : opened, end);
+        outside = end;
     }
     if (depth > 0) spans.emplace_back(opened, upTo);
     return spans;

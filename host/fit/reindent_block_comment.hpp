@@ -9,11 +9,11 @@
 
 namespace fit {
 
-// The block comments that start above `upTo`, each from its first line's start to the start of the line
-// after its last (or `upTo` while it is open there), in order. Their text may look like code at any
-// column: a window for the formatter must not start inside one.
+// The block comments between `from` and `upTo`, each from its first line's start (or `from`, for one
+// that a `%}` shows open there) to the start of the line after its last (or `upTo`), in order. Their
+// text may look like code at any column: a window for the formatter must not start inside one.
 using BlockCommentSpans = std::vector<std::pair<std::size_t, std::size_t>>;
-BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t upTo);
+BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, std::size_t upTo);
 bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset);
 
 // The formatter leaves the lines of a block comment (`%{` ... `%}`) as they are, and a reply written
