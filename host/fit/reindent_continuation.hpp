@@ -57,7 +57,8 @@ bool isHeaderStatement(std::u16string_view line);
 // an offset from the statement's first line, a call's arguments apart from a matrix's or a cell's rows
 // (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
 // value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
-// Each is what the file does most often; nothing where it shows no such line.
+// Each is what the file does in the most statements (a statement counts once for each way it places its
+// lines); nothing where it shows no such line.
 struct ContinuationHabit {
     struct InBrackets {
         bool alignsWithBracket = false;
