@@ -500,6 +500,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         std::size_t depth = 0;
         int bracket = -1;
         int column = 0;
+        bool fromFile = false;  // the column is the file's, above the edit
     } sibling;
     // The statement's lines placed inside brackets here: which, the brackets open before each, and how
     // far a row's sign lets it stand left of the first element.
@@ -557,7 +558,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // Only a row lined up with the first element lets its sign stand left of it.
                 indentation[k] = indentationFor(
                     sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
-                moved.push_back({k, scan.openBrackets.size(), bracket, signHang(line, scan)});
+                if (!sibling.fromFile)
+                    moved.push_back({k, scan.openBrackets.size(), bracket, signHang(line, scan)});
             } else if (movable) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
@@ -590,8 +592,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // A row's sign that stands left of the elements does not move the next row.
                 const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
                 const int placed = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+                const bool same =
+                    sibling.known && sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket;
                 sibling = Sibling{true, scan.openBrackets.size(), bracket,
-                                  placed + signHang(line, scan) == bracket ? bracket : placed};
+                                  placed + signHang(line, scan) == bracket ? bracket : placed,
+                                  !started || (same && sibling.fromFile)};
             }
             previousColumns = columns;
             previousStarted = started && (k > 0 || !firstFromTyped);  // typed blanks are not the model's

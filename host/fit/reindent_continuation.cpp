@@ -1,8 +1,8 @@
 #include "fit/reindent_continuation.hpp"
 
 #include <algorithm>
+#include <array>
 #include <map>
-#include <set>
 #include <utility>
 
 #include "fit/reindent_style.hpp"
@@ -135,46 +135,59 @@ struct ContinuationCounts {
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
 
-// Counts the statements with continuation lines in the lines from `from` up to `to`. A statement counts
-// once for each way it places its lines: a long generated call lined up with its bracket is one habit
-// of its writer, not one per line.
+// Counts the statements with continuation lines in the lines from `from` up to `to`. A statement votes
+// once, for each kind of line, for the way it places most of its lines of that kind: a long generated
+// call lined up with its bracket is one habit of its writer, and a table of numbers lined up by their
+// ends is a matrix lined up with its bracket.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
                         ContinuationCounts& counts) {
     StatementScan scan;
     int statementColumns = 0;
     bool header = false;
-    std::set<const std::size_t*> counted;  // the statement's votes so far
-    const auto vote = [&](std::size_t& statements) {
-        if (counted.insert(&statements).second) ++statements;
+    enum Kind { kCall, kRows, kEndingBracket, kPlain, kHeader, kKinds };
+    // The statement's lines of each kind, by the counter of the way they follow.
+    std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
+    const auto vote = [&] {
+        for (auto& ways : statement) {
+            std::size_t most = 0;
+            for (const auto& [way, lines] : ways)
+                most = std::max(most, lines);
+            for (const auto& [way, lines] : ways)
+                if (lines == most) ++*way;
+            ways.clear();
+        }
     };
     for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         if (text::isBlankText(line)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
         if (!scan.goesOn()) {
+            vote();
             scan = StatementScan{};
             statementColumns = columns;
             header = isHeaderStatement(line);
-            counted.clear();
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
-            BracketCounts& inside = bracket.opening == u'(' ? counts.call : counts.rows;
+            const Kind kind = bracket.opening == u'(' ? kCall : kRows;
+            BracketCounts& inside = kind == kCall ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
-                vote(counts.endingBracketOffsets[columns - statementColumns]);
+                ++statement[kEndingBracket][&counts.endingBracketOffsets[columns - statementColumns]];
             else if (columns == bracket.column - signHang(line, scan))
-                vote(inside.aligned);
+                ++statement[kind][&inside.aligned];
             else if (columns > statementColumns)
-                vote(inside.offsets[columns - statementColumns]);
+                ++statement[kind][&inside.offsets[columns - statementColumns]];
         } else if (header) {
             // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
-            if (columns > statementColumns) vote(counts.headerOffsets[columns - statementColumns]);
+            if (columns > statementColumns)
+                ++statement[kHeader][&counts.headerOffsets[columns - statementColumns]];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
-            vote(counts.alignedWithValue);
+            ++statement[kPlain][&counts.alignedWithValue];
         } else if (columns > statementColumns) {
-            vote(counts.plainOffsets[columns - statementColumns]);
+            ++statement[kPlain][&counts.plainOffsets[columns - statementColumns]];
         }
         scanLine(line, tabSize, scan);
     }
+    vote();
 }
 
 // The most common offset and how many statements have it.
