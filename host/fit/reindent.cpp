@@ -452,29 +452,128 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
            movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
 }
 
-// The columns the file gives each of the formatter's levels in the code lines above the edit, the
-// nearest line's for each: in a file that does not follow the formatter, a re-indented line follows its
-// neighbours.
-std::map<int, int> fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
-                                       unsigned tabSize) {
-    std::map<int, int> columns;
-    std::size_t seen = 0;
-    for (std::size_t i = window.started.front(); i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!window.isCodeLine(i) || window.lines[i].start >= window.editFrom) continue;
-        ++seen;
-        columns.emplace(columnsOf(text::indentationOf(formattedLines[i].text), tabSize),
-                        columnsOf(text::indentationOf(window.lines[i].text), tabSize));
-    }
-    return columns;
+// A line that opens a block its own line does not close (`if a, b; end` does).
+bool opensBlock(std::u16string_view code) {
+    if (!startsWithAnyWord(
+            code, {u"if", u"for", u"parfor", u"while", u"switch", u"try", u"function", u"spmd", u"classdef",
+                   u"methods", u"properties", u"events", u"enumeration", u"arguments"}))
+        return false;
+    std::u16string_view last = text::trimRight(code.substr(0, code.find(u'%')));
+    while (!last.empty() && (last.back() == u';' || last.back() == u','))
+        last = text::trimRight(last.substr(0, last.size() - 1));
+    return !(last.ends_with(u"end") && (last.size() == 3 || !text::isWordChar(last[last.size() - 4])));
 }
 
-// A formatter column in the file's columns: a level the lines above show, or as far from the deepest
-// shallower level they show as the formatter puts it.
+// The columns the file gives the formatter's levels, the nearest line's for each: in a file that does not
+// follow the formatter, a re-indented line follows its neighbours. First the lines of the blocks the edit is
+// in and of their levels, above the edit and then below it, not those inside blocks closed on the way
+// (sloppy files indent each block its own way, and where the formatter puts a nested function at the level
+// of its function's body, the `end`s tell them apart); then the other lines near the edit. Closing lines
+// count only for levels no statement shows (sloppy files put an `end` anywhere near its block). Clauses
+// (`else`, `case`, `catch`, ...) stand where the file's clauses of their level do: some files write them at
+// the body's column, some a `case` at its `switch`'s.
+struct FileLevels {
+    std::map<int, int> statements;  // formatter column -> the file's
+    std::map<int, int> clauses;
+};
+
+FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
+                               unsigned tabSize) {
+    FileLevels levels;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto record = [&](std::map<int, int>& columns, std::size_t i) {
+        columns.emplace(formattedColumns(i), columnsOf(text::indentationOf(window.lines[i].text), tabSize));
+    };
+    const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
+    const auto isEnd = [&](std::size_t i) { return startsWithWord(code(i), u"end"); };
+    // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
+    // level that the walk has entered and not yet left.
+    std::vector<std::size_t> nearby;  // the other statements near the edit, nearest first, above first
+    const auto walk = [&](std::size_t i, bool up) {
+        int nearest = std::numeric_limits<int>::max();
+        std::size_t open = 0, seen = 0;
+        for (; up ? i > 0 : i < window.lines.size(); up ? --i : ++i) {
+            const bool inEdit =
+                window.lines[i].start >= window.editFrom && window.lines[i].start < window.editTo;
+            if (!window.startsStatement(i) || inEdit ||
+                (!up && code(i) != text::trimLeft(formattedLines[i].text)))
+                continue;
+            if (seen++ < kNearbyCodeLines) nearby.push_back(i);
+            const int formatted = formattedColumns(i);
+            if (formatted > nearest) continue;
+            if (formatted < nearest) {
+                nearest = formatted;
+                open = 0;
+            }
+            if (isCloser(code(i))) {
+                if (!isEnd(i) && open == 0) record(levels.clauses, i);
+                if (isEnd(i) && up) ++open;
+                if (isEnd(i) && !up && open > 0) --open;
+                continue;
+            }
+            const bool opens = opensBlock(code(i));
+            if (up && open > 0 && opens) --open;
+            if (open == 0) record(levels.statements, i);
+            if (!up && opens) ++open;
+            if (up && nearest == 0 && open == 0 && seen >= kNearbyCodeLines) return;
+        }
+    };
+    walk(window.started.front() - 1, true);
+    walk(window.started.back() + 1, false);
+    for (std::size_t i : nearby)
+        if (!isCloser(code(i))) record(levels.statements, i);
+    for (std::size_t i : nearby)
+        if (isCloser(code(i))) {
+            record(levels.statements, i);
+            if (!isEnd(i)) record(levels.clauses, i);
+        }
+    return levels;
+}
+
+// A formatter column in the file's columns: a level the file shows, or as far from the deepest shallower
+// level it shows as the formatter puts it (from the shallowest it shows, where it shows none shallower).
 int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
+    if (fileColumns.empty()) return formatted;
     auto level = fileColumns.upper_bound(formatted);
-    if (level == fileColumns.begin()) return formatted;
-    --level;
+    if (level != fileColumns.begin()) --level;
     return std::max(0, level->second + formatted - level->first);
+}
+
+// A line of the edit in the file's columns: a clause where the file's clauses of its level stand, a
+// continuation line as far from its statement's first line as the formatter puts it.
+std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& formatted, unsigned tabSize) {
+    const FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
+    // The shift of the statement a continuation line goes on with, from the file's line above the edit.
+    int shift = 0;
+    for (std::size_t i = window.started.front(); i-- > 1;)
+        if (window.startsStatement(i)) {
+            shift = columnsOf(text::indentationOf(window.lines[i].text), tabSize) -
+                    columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+            break;
+        }
+    std::vector<int> columns;
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        if (text::isBlankText(window.lines[i].text) || window.inBlockComment[i]) {
+            columns.push_back(formatted[k]);
+            continue;
+        }
+        if (window.isCodeLine(i) && window.continues[i]) {
+            columns.push_back(std::max(0, formatted[k] + shift));
+            continue;
+        }
+        const auto clause = levels.clauses.find(formatted[k]);
+        columns.push_back(window.isCodeLine(i) && isCloser(code) && !startsWithWord(code, u"end") &&
+                                  clause != levels.clauses.end()
+                              ? clause->second
+                              : inFileColumns(levels.statements, formatted[k]));
+        if (window.isCodeLine(i)) shift = columns.back() - formatted[k];
+    }
+    return columns;
 }
 
 // A continuation line of the edit that the model did not indent past its statement's first line goes
@@ -642,16 +741,20 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     const bool modelKept =
         modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style);
     if (!modelKept) {
-        const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
+        std::vector<int> formattedColumns;
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::size_t i = window.started[k];
-            const std::u16string_view formattedIndentation = text::indentationOf(afterLines[i].text);
-            int columns = columnsOf(formattedIndentation, style.tabSize);
-            if (comments[i] && columns == own[k]) columns = *comments[i];
-            const int inFile = inFileColumns(fileColumns, columns);
-            indentation[k] = inFile == columnsOf(formattedIndentation, style.tabSize)
+            formattedColumns.push_back(columnsOf(text::indentationOf(afterLines[i].text), style.tabSize));
+            if (comments[i] && formattedColumns.back() == own[k]) formattedColumns.back() = *comments[i];
+        }
+        const std::vector<int> inFile =
+            editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+        for (std::size_t k = 0; k < window.started.size(); ++k) {
+            const std::u16string_view formattedIndentation =
+                text::indentationOf(afterLines[window.started[k]].text);
+            indentation[k] = inFile[k] == columnsOf(formattedIndentation, style.tabSize)
                                  ? fl::ustring(formattedIndentation)
-                                 : indentationFor(inFile, style);
+                                 : indentationFor(inFile[k], style);
         }
     }
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
