@@ -1,6 +1,7 @@
 #include "fit/reindent.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <limits>
@@ -330,128 +331,6 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
-// The lines below the edit that start a statement and whose text the formatter left as it is, nearest
-// first.
-std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
-                              unsigned tabSize) {
-    std::vector<Placed> below;
-    for (std::size_t i = window.started.back() + 1;
-         i < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
-        const std::u16string_view line = window.lines[i].text;
-        if (window.startsStatement(i) && text::trimLeft(line) == text::trimLeft(formattedLines[i].text))
-            below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
-                                   columnsOf(text::indentationOf(formattedLines[i].text), tabSize), line));
-    }
-    return below;
-}
-
-// A first line written from the blanks the editor typed has no column of the model's (an editor indents a
-// closing line as the body): it takes the column of a line of the same level and kind further down the
-// edit or, nearest first, among the code lines above in its function. Nothing where neither shows one.
-std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
-                                   const std::vector<int>& own, unsigned tabSize) {
-    const std::size_t first = window.started.front();
-    if (!window.startsStatement(first)) return std::nullopt;
-    const auto formattedColumns = [&](std::size_t i) {
-        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
-    };
-    const auto kind = [&](std::size_t i) {
-        const std::u16string_view code = text::trimLeft(window.lines[i].text);
-        return startsWithWord(code, u"end")        ? 2
-               : isCloser(code)                    ? 1
-               : startsWithWord(code, u"function") ? 3
-                                                   : 0;
-    };
-    const auto alike = [&](std::size_t i) {
-        return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
-               kind(i) == kind(first);
-    };
-    for (std::size_t k = 1; k < window.started.size(); ++k)
-        if (own[k] > 0 && alike(window.started[k]))
-            return own[k];  // a line at the margin may be written flat
-    for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
-        ++seen;
-        if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
-        if (kind(i) == 3) break;  // not past the function line the edit is in
-    }
-    return std::nullopt;
-}
-
-// Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
-// does not follow the formatter, moving with it. `own` holds the started lines' columns.
-bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
-               const IndentSettings& style) {
-    const unsigned tabSize = style.tabSize;
-    const auto formattedColumns = [&](std::size_t i) {
-        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
-    };
-    // An edit whose lines all stand at the margin tells nothing by its comments' column (a reply without
-    // indentation): a comment goes where a comment or a statement stands there, as a help comment under
-    // a `function` line goes into its body.
-    const bool allAtMargin = std::all_of(own.begin(), own.end(), [](int columns) { return columns == 0; });
-    for (std::size_t k = 0; k < window.started.size() && allAtMargin; ++k)
-        if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
-    std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
-    for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
-        if (window.startsStatement(i) && window.lines[i].start < window.editFrom)
-            above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
-                                   formattedColumns(i), window.lines[i].text));
-    const auto followed = [](const Placed& p) { return p.own == p.formatted; };
-    std::vector<Placed> code;
-    if (!above.empty()) code.push_back(above.front());
-    for (std::size_t k = 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; window.startsStatement(i))
-            code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
-    // Continuation lines count for no level; but a reply written flat (a first line from the editor's
-    // blanks aside) tells nothing by their column either.
-    bool writtenFlat = true, continuationIn = false;
-    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
-            writtenFlat = writtenFlat && own[k] == 0;
-            continuationIn = continuationIn || window.continues[i];
-        }
-    if (writtenFlat && continuationIn) return false;
-    if (code.size() == std::min<std::size_t>(above.size(), 1)) {
-        // Only comments: they fit at the column they would take, or where the formatter keeps them.
-        for (std::size_t k = 0; k < window.started.size(); ++k)
-            if (const std::size_t i = window.started[k];
-                isComment(window.lines[i].text) && own[k] != comments[i].value_or(formattedColumns(i)))
-                return false;
-        return true;
-    }
-    if (std::all_of(code.begin(), code.end(), followed)) return true;
-    // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
-    // from the blanks the editor typed (they are the body's) where no line like it shows its column.
-    const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
-    const bool typedFirst = firstFromTyped && window.startsStatement(window.started.front());
-    if ((typedFirst && fromModel->closer && !typedLineKnown) ||
-        (fromModel + typedFirst != code.end() &&
-         std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
-        return false;
-    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
-    if (std::all_of(above.begin(), above.end(), followed) &&
-        std::all_of(below.begin(), below.end(), followed))
-        return false;
-    // Each line at a column that the lines around give its level, or moving with the formatter.
-    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
-    for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
-        for (const Placed& line : *lines)
-            columnsAround[line.formatted].push_back(line.own);
-    // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
-    const auto atColumnAround = [&](const Placed& line) {
-        auto level = columnsAround.upper_bound(line.formatted);
-        if (level == columnsAround.begin()) return false;
-        --level;
-        const int shift = line.formatted - level->first;
-        return std::any_of(level->second.begin(), level->second.end(),
-                           [&](int columns) { return columns + shift == line.own; });
-    };
-    return std::all_of(fromModel, code.end(), atColumnAround) ||
-           movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
-}
-
 // A line that opens a block its own line does not close (`if a, b; end` does).
 bool opensBlock(std::u16string_view code) {
     if (!startsWithAnyWord(
@@ -574,6 +453,139 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         if (window.isCodeLine(i)) shift = columns.back() - formatted[k];
     }
     return columns;
+}
+
+// The lines below the edit that start a statement and whose text the formatter left as it is, nearest
+// first.
+std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
+                              unsigned tabSize) {
+    std::vector<Placed> below;
+    for (std::size_t i = window.started.back() + 1;
+         i < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
+        const std::u16string_view line = window.lines[i].text;
+        if (window.startsStatement(i) && text::trimLeft(line) == text::trimLeft(formattedLines[i].text))
+            below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
+                                   columnsOf(text::indentationOf(formattedLines[i].text), tabSize), line));
+    }
+    return below;
+}
+
+// A first line written from the blanks the editor typed has no column of the model's (an editor indents a
+// closing line as the body): it takes the column of a line of the same level and kind further down the
+// edit or, nearest first, among the code lines above in its function. Nothing where neither shows one.
+std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& own, unsigned tabSize) {
+    const std::size_t first = window.started.front();
+    if (!window.startsStatement(first)) return std::nullopt;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto kind = [&](std::size_t i) {
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        return startsWithWord(code, u"end")        ? 2
+               : isCloser(code)                    ? 1
+               : startsWithWord(code, u"function") ? 3
+                                                   : 0;
+    };
+    const auto alike = [&](std::size_t i) {
+        return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
+               kind(i) == kind(first);
+    };
+    for (std::size_t k = 1; k < window.started.size(); ++k)
+        if (own[k] > 0 && alike(window.started[k]))
+            return own[k];  // a line at the margin may be written flat
+    for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
+        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
+        ++seen;
+        if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+        if (kind(i) == 3) break;  // not past the function line the edit is in
+    }
+    return std::nullopt;
+}
+
+// Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
+// does not follow the formatter, moving with it. `own` holds the started lines' columns.
+bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+               const std::vector<int>& inFile, const std::vector<std::optional<int>>& comments,
+               bool firstFromTyped, bool typedLineKnown, const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    // An edit whose lines all stand at the margin tells nothing by its comments' column (a reply without
+    // indentation): a comment goes where a comment or a statement stands there, as a help comment under
+    // a `function` line goes into its body.
+    const bool allAtMargin = std::all_of(own.begin(), own.end(), [](int columns) { return columns == 0; });
+    for (std::size_t k = 0; k < window.started.size() && allAtMargin; ++k)
+        if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
+    std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
+    for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom)
+            above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
+                                   formattedColumns(i), window.lines[i].text));
+    const auto followed = [](const Placed& p) { return p.own == p.formatted; };
+    std::vector<Placed> code;
+    if (!above.empty()) code.push_back(above.front());
+    for (std::size_t k = 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; window.startsStatement(i))
+            code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
+    // Continuation lines count for no level; but a reply written flat (a first line from the editor's
+    // blanks aside) tells nothing by their column either.
+    bool writtenFlat = true, continuationIn = false;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
+            writtenFlat = writtenFlat && own[k] == 0;
+            continuationIn = continuationIn || window.continues[i];
+        }
+    if (writtenFlat && continuationIn) return false;
+    if (code.size() == std::min<std::size_t>(above.size(), 1)) {
+        // Only comments: they fit at the column they would take, or where the formatter keeps them.
+        for (std::size_t k = 0; k < window.started.size(); ++k)
+            if (const std::size_t i = window.started[k];
+                isComment(window.lines[i].text) && own[k] != comments[i].value_or(formattedColumns(i)))
+                return false;
+        return true;
+    }
+    if (std::all_of(code.begin(), code.end(), followed)) return true;
+    // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
+    // from the blanks the editor typed (they are the body's) where no line like it shows its column.
+    const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
+    const bool typedFirst = firstFromTyped && window.startsStatement(window.started.front());
+    if ((typedFirst && fromModel->closer && !typedLineKnown) ||
+        (fromModel + typedFirst != code.end() &&
+         std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
+        return false;
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    if (std::all_of(above.begin(), above.end(), followed) &&
+        std::all_of(below.begin(), below.end(), followed))
+        return false;
+    // Each line at a column that the lines around give its level, or moving with the formatter.
+    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
+    for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
+        for (const Placed& line : *lines)
+            columnsAround[line.formatted].push_back(line.own);
+    // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
+    const auto atColumnAround = [&](const Placed& line) {
+        auto level = columnsAround.upper_bound(line.formatted);
+        if (level == columnsAround.begin()) return false;
+        --level;
+        const int shift = line.formatted - level->first;
+        return std::any_of(level->second.begin(), level->second.end(),
+                           [&](int columns) { return columns + shift == line.own; });
+    };
+    if (std::all_of(fromModel, code.end(), atColumnAround) ||
+        movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize)))
+        return true;
+    // Sloppy files wander a little from their own columns: a reply that wanders as little, each statement
+    // within a step of where the file's lines of its level stand and one of them there, was written at the
+    // file's columns (a reply written from another column is off on every line).
+    bool atFileColumn = false;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
+        if (!window.startsStatement(window.started[k])) continue;
+        if (std::abs(own[k] - inFile[k]) > static_cast<int>(style.indentSize)) return false;
+        atFileColumn = atFileColumn || own[k] == inFile[k];
+    }
+    return atFileColumn;
 }
 
 // A continuation line of the edit that the model did not indent past its statement's first line goes
@@ -738,17 +750,16 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         }
     }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
+    std::vector<int> formattedColumns;
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        formattedColumns.push_back(columnsOf(text::indentationOf(afterLines[i].text), style.tabSize));
+        if (comments[i] && formattedColumns.back() == own[k]) formattedColumns.back() = *comments[i];
+    }
+    const std::vector<int> inFile = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
     const bool modelKept =
-        modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style);
+        modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
     if (!modelKept) {
-        std::vector<int> formattedColumns;
-        for (std::size_t k = 0; k < window.started.size(); ++k) {
-            const std::size_t i = window.started[k];
-            formattedColumns.push_back(columnsOf(text::indentationOf(afterLines[i].text), style.tabSize));
-            if (comments[i] && formattedColumns.back() == own[k]) formattedColumns.back() = *comments[i];
-        }
-        const std::vector<int> inFile =
-            editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::u16string_view formattedIndentation =
                 text::indentationOf(afterLines[window.started[k]].text);
