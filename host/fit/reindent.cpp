@@ -420,11 +420,34 @@ int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
     return std::max(0, level->second + formatted - level->first);
 }
 
-// A line of the edit in the file's columns: a clause where the file's clauses of its level stand, a
-// continuation line as far from its statement's first line as the formatter puts it.
+// The file's line above the edit that opens the block which the `nth` `end` at `formatted` closes, counting
+// the `end`s of the edit that close blocks opened above it: blocks opened and closed on the way do not count.
+std::optional<std::size_t> openerAbove(const Window& window, const std::vector<Line>& formattedLines,
+                                       int formatted, std::size_t nth, unsigned tabSize) {
+    std::size_t open = 0;
+    for (std::size_t i = window.started.front(); i-- > 1;) {
+        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom ||
+            columnsOf(text::indentationOf(formattedLines[i].text), tabSize) != formatted)
+            continue;
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        if (startsWithWord(code, u"end"))
+            ++open;
+        else if (opensBlock(code) && open > 0)
+            --open;
+        else if (opensBlock(code) && nth-- == 0)
+            return i;
+    }
+    return std::nullopt;
+}
+
+// A line of the edit in the file's columns: at the column of its level in the lines around; an `end` under
+// the line that opens its block (where the formatter puts a nested function at its function's body, the
+// levels alone do not tell them apart), and the lines after it at the level of that line; a clause where
+// the file's clauses of its level stand; a continuation line as far from its statement's first line as
+// the formatter puts it.
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
                                    const std::vector<int>& formatted, unsigned tabSize) {
-    const FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
+    FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
     // The shift of the statement a continuation line goes on with, from the file's line above the edit.
     int shift = 0;
     for (std::size_t i = window.started.front(); i-- > 1;)
@@ -433,6 +456,8 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
                     columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
             break;
         }
+    std::vector<std::pair<int, int>> opened;  // the edit's open blocks: formatter column, the file's
+    std::map<int, std::size_t> closedAbove;   // formatter column -> `end`s that closed blocks opened above
     std::vector<int> columns;
     for (std::size_t k = 0; k < window.started.size(); ++k) {
         const std::size_t i = window.started[k];
@@ -450,7 +475,28 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
                                   clause != levels.clauses.end()
                               ? clause->second
                               : inFileColumns(levels.statements, formatted[k]));
-        if (window.isCodeLine(i)) shift = columns.back() - formatted[k];
+        if (!window.isCodeLine(i)) continue;
+        shift = columns.back() - formatted[k];
+        if (startsWithWord(code, u"end")) {
+            while (!opened.empty() && opened.back().first > formatted[k])
+                opened.pop_back();
+            std::optional<int> opener;
+            if (!opened.empty() && opened.back().first == formatted[k]) {
+                opener = opened.back().second;
+                opened.pop_back();
+            } else if (const auto line = openerAbove(window, formattedLines, formatted[k],
+                                                     closedAbove[formatted[k]]++, tabSize)) {
+                opener = columnsOf(text::indentationOf(window.lines[*line].text), tabSize);
+            }
+            if (opener && *opener != columns.back()) {
+                // The level after the block is its opening line's; the deeper ones go from it.
+                columns.back() = *opener;
+                levels.statements.erase(levels.statements.lower_bound(formatted[k]), levels.statements.end());
+                levels.statements.emplace(formatted[k], *opener);
+            }
+        } else if (opensBlock(code)) {
+            opened.emplace_back(formatted[k], columns.back());
+        }
     }
     return columns;
 }
