@@ -345,12 +345,12 @@ bool opensBlock(std::u16string_view code) {
 
 // The columns the file gives the formatter's levels, the nearest line's for each: in a file that does not
 // follow the formatter, a re-indented line follows its neighbours. First the lines of the blocks the edit is
-// in and of their levels, above the edit and then below it, not those inside blocks closed on the way
-// (sloppy files indent each block its own way, and where the formatter puts a nested function at the level
-// of its function's body, the `end`s tell them apart); then the other lines near the edit. Closing lines
-// count only for levels no statement shows (sloppy files put an `end` anywhere near its block). Clauses
-// (`else`, `case`, `catch`, ...) stand where the file's clauses of their level do: some files write them at
-// the body's column, some a `case` at its `switch`'s.
+// in and of their levels above the edit, not those inside blocks closed on the way (sloppy files indent
+// each block its own way, and where the formatter puts a nested function at the level of its function's
+// body, the `end`s tell them apart); then the other lines above back to a function line; then the lines
+// below likewise. Clauses (`else`, `case`, `catch`, ...) count only for levels no statement shows, `end`s
+// not at all (sloppy files put an `end` anywhere near its block). Clauses stand where the file's clauses
+// of their level do: some files write them at the body's column, some a `case` at its `switch`'s.
 struct FileLevels {
     std::map<int, int> statements;  // formatter column -> the file's
     std::map<int, int> clauses;
@@ -368,18 +368,23 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
     const auto isEnd = [&](std::size_t i) { return startsWithWord(code(i), u"end"); };
     // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
-    // level that the walk has entered and not yet left.
-    std::vector<std::size_t> nearby;  // the other statements near the edit, nearest first, above first
-    const auto walk = [&](std::size_t i, bool up) {
+    // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
+    // as far as a function line.
+    const auto walk = [&](std::size_t i, bool up, std::map<int, int>& chain,
+                          std::vector<std::size_t>& nearby) {
         int nearest = std::numeric_limits<int>::max();
         std::size_t open = 0, seen = 0;
+        bool pastFunction = false;
         for (; up ? i > 0 : i < window.lines.size(); up ? --i : ++i) {
             const bool inEdit =
                 window.lines[i].start >= window.editFrom && window.lines[i].start < window.editTo;
             if (!window.startsStatement(i) || inEdit ||
                 (!up && code(i) != text::trimLeft(formattedLines[i].text)))
                 continue;
-            if (seen++ < kNearbyCodeLines) nearby.push_back(i);
+            const bool function = startsWithWord(code(i), u"function");
+            pastFunction = pastFunction || (!up && function);
+            if (seen++ < kNearbyCodeLines && !pastFunction) nearby.push_back(i);
+            pastFunction = pastFunction || function;
             const int formatted = formattedColumns(i);
             if (formatted > nearest) continue;
             if (formatted < nearest) {
@@ -394,20 +399,28 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
             }
             const bool opens = opensBlock(code(i));
             if (up && open > 0 && opens) --open;
-            if (open == 0) record(levels.statements, i);
+            if (open == 0) record(chain, i);
             if (!up && opens) ++open;
             if (up && nearest == 0 && open == 0 && seen >= kNearbyCodeLines) return;
         }
     };
-    walk(window.started.front() - 1, true);
-    walk(window.started.back() + 1, false);
-    for (std::size_t i : nearby)
+    std::map<int, int> chainBelow;
+    std::vector<std::size_t> nearbyAbove, nearbyBelow;
+    walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
+    walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
+    // The blocks closed above come before the lines below: an edit that closes its block and opens
+    // another goes on as the blocks above do.
+    for (std::size_t i : nearbyAbove)
         if (!isCloser(code(i))) record(levels.statements, i);
-    for (std::size_t i : nearby)
-        if (isCloser(code(i))) {
-            record(levels.statements, i);
-            if (!isEnd(i)) record(levels.clauses, i);
-        }
+    levels.statements.merge(chainBelow);
+    for (std::size_t i : nearbyBelow)
+        if (!isCloser(code(i))) record(levels.statements, i);
+    for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
+        for (std::size_t i : *nearby)
+            if (isCloser(code(i)) && !isEnd(i)) {
+                record(levels.statements, i);
+                record(levels.clauses, i);
+            }
     return levels;
 }
 
