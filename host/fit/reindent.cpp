@@ -58,7 +58,23 @@ struct FormatWindow {
     std::u16string_view lead;
 };
 
-FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style) {
+// The line that starts the function or class the edit is in, at the margin, or the top of the file, within
+// reach: in a file that does not follow the formatter a line at the margin may stand inside any block.
+std::optional<std::size_t> unitStart(const fl::ustring& file, std::size_t editLineStart) {
+    std::size_t start = editLineStart;
+    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove; ++linesAbove) {
+        start = text::lineStart(file, start - 1);
+        const std::u16string_view line =
+            std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+        if (startsWithAnyWord(line, {u"function", u"classdef"})) return start;
+    }
+    return start == 0 && editLineStart > 0 ? std::optional<std::size_t>(0) : std::nullopt;
+}
+
+FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style,
+                          bool wholeUnit) {
+    if (const std::optional<std::size_t> unit = wholeUnit ? unitStart(file, editLineStart) : std::nullopt)
+        return {*unit, u"%\n"};
     const unsigned tabSize = style.tabSize;
     // The nearest code line that stands left of every code line between it and the edit, the leftmost
     // such line within reach: the formatter then sees the opening line of every block the lines below
@@ -233,8 +249,8 @@ std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
     return inside;
 }
 
-Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style) {
-    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style);
+Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style, bool wholeUnit) {
+    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style, wholeUnit);
     Window window;
     window.fromTop = start.start == 0;
     window.text.assign(start.lead);
@@ -252,7 +268,8 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
         // With only nested bodies indented, a nested function at the margin is told by the `end` of the
         // function around it: the window goes on to the next function line.
         if (isCode(line) && !text::isBlank(line.front()) &&
-            (style.functionIndent != 1 || startsWithWord(line, u"function")))
+            ((style.functionIndent != 1 && !wholeUnit) ||
+             startsWithAnyWord(line, {u"function", u"classdef"})))
             break;
     }
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
@@ -353,6 +370,7 @@ bool opensBlock(std::u16string_view code) {
 // of their level do: some files write them at the body's column, some a `case` at its `switch`'s.
 struct FileLevels {
     std::map<int, int> statements;  // formatter column -> the file's
+    std::map<int, int> openAtEnd;   // for the blocks still open at the edit's end: the lines below first
     std::map<int, int> clauses;
 };
 
@@ -408,19 +426,23 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     std::vector<std::size_t> nearbyAbove, nearbyBelow;
     walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
     walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
-    // The blocks closed above come before the lines below: an edit that closes its block and opens
-    // another goes on as the blocks above do.
-    for (std::size_t i : nearbyAbove)
-        if (!isCloser(code(i))) record(levels.statements, i);
-    levels.statements.merge(chainBelow);
-    for (std::size_t i : nearbyBelow)
-        if (!isCloser(code(i))) record(levels.statements, i);
+    levels.openAtEnd = levels.statements;
+    levels.openAtEnd.insert(chainBelow.begin(), chainBelow.end());
+    // The blocks closed above come before the lines below for the blocks the edit closes: an edit that
+    // closes its block and opens another goes on as the blocks above do.
+    for (std::map<int, int>* columns : {&levels.openAtEnd, &levels.statements}) {
+        for (std::size_t i : nearbyAbove)
+            if (!isCloser(code(i))) record(*columns, i);
+        columns->insert(chainBelow.begin(), chainBelow.end());
+        for (std::size_t i : nearbyBelow)
+            if (!isCloser(code(i))) record(*columns, i);
+        for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
+            for (std::size_t i : *nearby)
+                if (isCloser(code(i)) && !isEnd(i)) record(*columns, i);
+    }
     for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
         for (std::size_t i : *nearby)
-            if (isCloser(code(i)) && !isEnd(i)) {
-                record(levels.statements, i);
-                record(levels.clauses, i);
-            }
+            if (isCloser(code(i)) && !isEnd(i)) record(levels.clauses, i);
     return levels;
 }
 
@@ -469,6 +491,13 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
                     columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
             break;
         }
+    // Of each line, the shallowest level of the edit's statements after it: a line at most as deep is in a
+    // block still open at the edit's end, whose lines below go on with it.
+    std::vector<int> shallowestAfter(window.started.size(), std::numeric_limits<int>::max());
+    for (std::size_t k = window.started.size(); k-- > 1;)
+        shallowestAfter[k - 1] = window.startsStatement(window.started[k])
+                                     ? std::min(shallowestAfter[k], formatted[k])
+                                     : shallowestAfter[k];
     std::vector<std::pair<int, int>> opened;  // the edit's open blocks: formatter column, the file's
     std::map<int, std::size_t> closedAbove;   // formatter column -> `end`s that closed blocks opened above
     std::vector<int> columns;
@@ -484,10 +513,12 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
             continue;
         }
         const auto clause = levels.clauses.find(formatted[k]);
-        columns.push_back(window.isCodeLine(i) && isCloser(code) && !startsWithWord(code, u"end") &&
-                                  clause != levels.clauses.end()
-                              ? clause->second
-                              : inFileColumns(levels.statements, formatted[k]));
+        columns.push_back(
+            window.isCodeLine(i) && isCloser(code) && !startsWithWord(code, u"end") &&
+                    clause != levels.clauses.end()
+                ? clause->second
+                : inFileColumns(formatted[k] <= shallowestAfter[k] ? levels.openAtEnd : levels.statements,
+                                formatted[k]));
         if (!window.isCodeLine(i)) continue;
         shift = columns.back() - formatted[k];
         if (startsWithWord(code, u"end")) {
@@ -504,8 +535,10 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
             if (opener && *opener != columns.back()) {
                 // The level after the block is its opening line's; the deeper ones go from it.
                 columns.back() = *opener;
-                levels.statements.erase(levels.statements.lower_bound(formatted[k]), levels.statements.end());
-                levels.statements.emplace(formatted[k], *opener);
+                for (std::map<int, int>* levelColumns : {&levels.statements, &levels.openAtEnd}) {
+                    levelColumns->erase(levelColumns->lower_bound(formatted[k]), levelColumns->end());
+                    levelColumns->emplace(formatted[k], *opener);
+                }
             }
         } else if (opensBlock(code)) {
             opened.emplace_back(formatted[k], columns.back());
@@ -766,10 +799,40 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
     }
 }
 
+// The edit's lines placed by the formatter over `window`, its lines below the edit included (they show
+// whether the file follows the formatter there); nothing where the formatter changed more than blanks.
+std::optional<fl::ustring> formattedWindow(const Window& window, const IndentSettings& style) {
+    if (window.started.empty()) return std::nullopt;
+    fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
+    const std::vector<Line> afterLines = linesOf(after);
+    if (afterLines.size() != window.lines.size()) return std::nullopt;
+    for (std::size_t i = 0; i <= window.started.back(); ++i)
+        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return std::nullopt;
+    return after;
+}
+
+// Whether the code lines near the edit, above and below, stand where the formatter puts them.
+bool followsTheFormatterNear(const Window& window, const std::vector<Line>& formattedLines,
+                             unsigned tabSize) {
+    const auto columns = [&](const std::vector<Line>& lines, std::size_t i) {
+        return columnsOf(text::indentationOf(lines[i].text), tabSize);
+    };
+    for (std::size_t i = window.started.front(), seen = 0; i-- > 1 && seen < kNearbyCodeLines;)
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom) {
+            ++seen;
+            if (columns(window.lines, i) != columns(formattedLines, i)) return false;
+        }
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    return std::all_of(below.begin(), below.end(), [](const Placed& p) { return p.own == p.formatted; });
+}
+
+void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
+                      bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit);
+
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
-    IndentSettings style = fileIndentation(file, edit.start, settings);
+    const IndentSettings fileStyle = fileIndentation(file, edit.start, settings);
     bool firstFromTyped = false;
     bool typedNone = false;  // the cursor's line is empty: the first line's margin is not the model's choice
     if (const std::optional<std::u16string_view> typed = typedBlanks(file, cursor, edit)) {
@@ -778,16 +841,30 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         typedNone = typed->empty();
         if (firstFromTyped) edit.text.insert(0, *typed);
     }
-    const Window window = windowAround(file, edit, style);
-    if (window.started.empty()) return;
+    IndentSettings style = fileStyle;
+    const Window window = windowAround(file, edit, style, false);
     followTheWindowsFunction(window, style);
-    // The lines below the edit are placed too: they show whether the file follows the formatter there.
-    const fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
-    const std::vector<Line> afterLines = linesOf(after);
-    if (afterLines.size() != window.lines.size()) return;
-    for (std::size_t i = 0; i <= window.started.back(); ++i)
-        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
+    const std::optional<fl::ustring> after = formattedWindow(window, style);
+    if (!after) return;
+    const std::vector<Line> afterLines = linesOf(*after);
+    // In a file that does not follow the formatter, a line at the margin may stand inside any block: the
+    // formatter then reads the whole function or class the edit is in, where it is within reach.
+    if (!followsTheFormatterNear(window, afterLines, style.tabSize)) {
+        IndentSettings unitStyle = fileStyle;
+        const Window unit = windowAround(file, edit, unitStyle, true);
+        followTheWindowsFunction(unit, unitStyle);
+        if (const std::optional<fl::ustring> unitAfter = formattedWindow(unit, unitStyle)) {
+            reindentInWindow(unit, linesOf(*unitAfter), file, firstFromTyped, typedNone, unitStyle, edit);
+            return;
+        }
+    }
+    reindentInWindow(window, afterLines, file, firstFromTyped, typedNone, style, edit);
+}
 
+namespace {
+
+void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
+                      bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit) {
     std::vector<fl::ustring> indentation;  // of each started line
     std::vector<int> own;
     for (std::size_t i : window.started) {
@@ -843,5 +920,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     text.append(window.text, next, window.editTo - next);
     edit.text = std::move(text);
 }
+
+}  // namespace
 
 }  // namespace fit
