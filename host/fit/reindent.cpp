@@ -227,6 +227,7 @@ struct Window {
     std::vector<Line> lines;
     std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
     bool fromTop = false;              // the window starts at the file's first line
+    std::size_t fileStart = 0;         // the offset in the file of its first line after the lead
     std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
 
     std::vector<bool> continues;  // of each line: it goes on with the statement of the code line above
@@ -253,6 +254,7 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
     const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style, wholeUnit);
     Window window;
     window.fromTop = start.start == 0;
+    window.fileStart = start.start;
     window.text.assign(start.lead);
     window.text.append(std::u16string_view(file).substr(start.start, edit.start - start.start));
     window.editFrom = window.text.size();
@@ -849,7 +851,9 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     const std::vector<Line> afterLines = linesOf(*after);
     // In a file that does not follow the formatter, a line at the margin may stand inside any block: the
     // formatter then reads the whole function or class the edit is in, where it is within reach.
-    if (!followsTheFormatterNear(window, afterLines, style.tabSize)) {
+    if (const std::optional<std::size_t> unitAt = unitStart(file, text::lineStart(file, edit.start));
+        unitAt && *unitAt != window.fileStart &&
+        !followsTheFormatterNear(window, afterLines, style.tabSize)) {
         IndentSettings unitStyle = fileStyle;
         const Window unit = windowAround(file, edit, unitStyle, true);
         followTheWindowsFunction(unit, unitStyle);
