@@ -600,8 +600,9 @@ std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
 // does not follow the formatter, moving with it. `own` holds the started lines' columns.
 bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               const std::vector<int>& inFile, const std::vector<std::optional<int>>& comments,
-               bool firstFromTyped, bool typedLineKnown, const IndentSettings& style) {
+               const std::function<const std::vector<int>&()>& inFileColumnsOfEdit,
+               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
+               const IndentSettings& style) {
     const unsigned tabSize = style.tabSize;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
@@ -674,6 +675,7 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     // within a step of where the file's lines of its level stand and one of them there, was written at the
     // file's columns (a reply written from another column is off on every line).
     bool atFileColumn = false;
+    const std::vector<int>& inFile = inFileColumnsOfEdit();
     for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
         if (!window.startsStatement(window.started[k])) continue;
         if (std::abs(own[k] - inFile[k]) > static_cast<int>(style.indentSize)) return false;
@@ -896,16 +898,22 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
         formattedColumns.push_back(columnsOf(text::indentationOf(afterLines[i].text), style.tabSize));
         if (comments[i] && formattedColumns.back() == own[k]) formattedColumns.back() = *comments[i];
     }
-    const std::vector<int> inFile = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+    std::optional<std::vector<int>> inFileColumnsOfEdit;  // read only where the model's columns are in doubt
+    const auto inFile = [&]() -> const std::vector<int>& {
+        if (!inFileColumnsOfEdit)
+            inFileColumnsOfEdit = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+        return *inFileColumnsOfEdit;
+    };
     const bool modelKept =
         modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
     if (!modelKept) {
+        const std::vector<int>& inFileColumns = inFile();
         for (std::size_t k = 0; k < window.started.size(); ++k) {
             const std::u16string_view formattedIndentation =
                 text::indentationOf(afterLines[window.started[k]].text);
-            indentation[k] = inFile[k] == columnsOf(formattedIndentation, style.tabSize)
+            indentation[k] = inFileColumns[k] == columnsOf(formattedIndentation, style.tabSize)
                                  ? fl::ustring(formattedIndentation)
-                                 : indentationFor(inFile[k], style);
+                                 : indentationFor(inFileColumns[k], style);
         }
     }
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
