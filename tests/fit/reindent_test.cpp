@@ -106,6 +106,12 @@ const Row kRows[] = {
      "function outer()\nx = 1;\n    function a()\n        y = 2;\n    end\n    function b()\n        z = "
      "3;\n    end\nend",
      {.functionIndent = 1}},
+    {"sloppy file whose lines at the margin stand inside a switch",
+     "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = "
+     "i;\nend\n<|>\nend\nend\n",
+     "case 2\nr = 2;",
+     "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
+     "= 2;\nend\nend\n"},
     {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
      "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
      "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
