@@ -806,7 +806,6 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
 // The edit's lines placed by the formatter over `window`, its lines below the edit included (they show
 // whether the file follows the formatter there); nothing where the formatter changed more than blanks.
 std::optional<fl::ustring> formattedWindow(const Window& window, const IndentSettings& style) {
-    if (window.started.empty()) return std::nullopt;
     fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
     const std::vector<Line> afterLines = linesOf(after);
     if (afterLines.size() != window.lines.size()) return std::nullopt;
@@ -847,21 +846,24 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     }
     IndentSettings style = fileStyle;
     const Window window = windowAround(file, edit, style, false);
+    if (window.started.empty()) return;
     followTheWindowsFunction(window, style);
     const std::optional<fl::ustring> after = formattedWindow(window, style);
     if (!after) return;
     const std::vector<Line> afterLines = linesOf(*after);
     // In a file that does not follow the formatter, a line at the margin may stand inside any block: the
     // formatter then reads the whole function or class the edit is in, where it is within reach.
-    if (const std::optional<std::size_t> unitAt = unitStart(file, text::lineStart(file, edit.start));
-        unitAt && *unitAt != window.fileStart &&
-        !followsTheFormatterNear(window, afterLines, style.tabSize)) {
+    if (!followsTheFormatterNear(window, afterLines, style.tabSize)) {
+        const std::optional<std::size_t> unitAt = unitStart(file, text::lineStart(file, edit.start));
         IndentSettings unitStyle = fileStyle;
-        const Window unit = windowAround(file, edit, unitStyle, true);
-        followTheWindowsFunction(unit, unitStyle);
-        if (const std::optional<fl::ustring> unitAfter = formattedWindow(unit, unitStyle)) {
-            reindentInWindow(unit, linesOf(*unitAfter), file, firstFromTyped, typedNone, unitStyle, edit);
-            return;
+        const Window unit =
+            unitAt && *unitAt != window.fileStart ? windowAround(file, edit, unitStyle, true) : Window{};
+        if (!unit.started.empty()) {
+            followTheWindowsFunction(unit, unitStyle);
+            if (const std::optional<fl::ustring> unitAfter = formattedWindow(unit, unitStyle)) {
+                reindentInWindow(unit, linesOf(*unitAfter), file, firstFromTyped, typedNone, unitStyle, edit);
+                return;
+            }
         }
     }
     reindentInWindow(window, afterLines, file, firstFromTyped, typedNone, style, edit);
