@@ -485,14 +485,31 @@ std::optional<std::size_t> openerAbove(const Window& window, const std::vector<L
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
                                    const std::vector<int>& formatted, unsigned tabSize) {
     FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
-    // The shift of the statement a continuation line goes on with, from the file's line above the edit.
-    int shift = 0;
+    const auto own = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    // The shift of the statement a continuation line goes on with and its column, from the file's line above
+    // the edit.
+    int shift = 0, statementColumn = 0;
     for (std::size_t i = window.started.front(); i-- > 1;)
         if (window.startsStatement(i)) {
-            shift = columnsOf(text::indentationOf(window.lines[i].text), tabSize) -
-                    columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+            statementColumn = own(i);
+            shift = statementColumn - columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
             break;
         }
+    // Where the file's nearest continuation line above stands at its statement's column or left of it (a
+    // habit the formatter never has), the edit's continuation lines stand so too.
+    const int nearestOffset = [&] {
+        for (std::size_t i = window.started.front(); i-- > 1;) {
+            if (!window.isCodeLine(i) || !window.continues[i]) continue;
+            std::size_t first = i;
+            while (first > 1 && (!window.isCodeLine(first) || window.continues[first]))
+                --first;
+            return own(i) - own(first);
+        }
+        return 1;
+    }();
+    const bool flush = nearestOffset <= 0;
     // Of each line, the shallowest level of the edit's statements after it: a line at most as deep is in a
     // block still open at the edit's end, whose lines below go on with it.
     std::vector<int> shallowestAfter(window.started.size(), std::numeric_limits<int>::max());
@@ -511,7 +528,7 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
             continue;
         }
         if (window.isCodeLine(i) && window.continues[i]) {
-            columns.push_back(std::max(0, formatted[k] + shift));
+            columns.push_back(std::max(0, flush ? statementColumn + nearestOffset : formatted[k] + shift));
             continue;
         }
         const auto clause = levels.clauses.find(formatted[k]);
@@ -523,6 +540,7 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
                                 formatted[k]));
         if (!window.isCodeLine(i)) continue;
         shift = columns.back() - formatted[k];
+        statementColumn = columns.back();
         if (startsWithWord(code, u"end")) {
             while (!opened.empty() && opened.back().first > formatted[k])
                 opened.pop_back();
