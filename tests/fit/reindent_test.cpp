@@ -150,6 +150,11 @@ const Row kRows[] = {
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
      "   - 1;\nend"},
+    {"continuation lines at their statement's column where the file's are",
+     "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n<|>\nend\n",
+     "legend({'a', ...\n'b'})",
+     "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n    legend({'a', ...\n  "
+     "  'b'})\nend\n"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
