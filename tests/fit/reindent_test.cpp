@@ -86,20 +86,17 @@ const Row kRows[] = {
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
      "if b > 2\n     c = b;\n   end",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
-    {"sloppy file, flat reply after an end off its block's column",
-     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n     end\n<|>\nend\n", "if b > 2\nc = b;\nend",
-     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n     end\n   if b > 2\n     c = b;\n   end\nend\n"},
+    {"sloppy file, flat reply after an end off its block's column, its clause where the file's stand",
+     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n        end\n<|>\nend\n",
+     "try\ny = 1;\ncatch\ny = 2;\nend",
+     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n        end\n    try\n        y = "
+     "1;\n"
+     "        catch\n        y = 2;\n    end\nend\n"},
     {"sloppy file, flat reply whose body level only the lines below show",
      "for k = 1:2\n  x = 1;\n  while x\n    b = 1;\n<|>\n       c = 2;\n    end\n  end\nend\n",
      "if b\nd = 3;",
      "for k = 1:2\n  x = 1;\n  while x\n    b = 1;\n    if b\n       d = 3;\n       c = 2;\n    end\n  "
      "end\nend\n"},
-    {"sloppy file, flat reply's clause where the file's clauses stand",
-     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n    end\n<|>\nend\n",
-     "try\ny = 1;\ncatch\ny = 2;\nend",
-     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n    end\n    try\n        y = "
-     "1;\n        catch\n"
-     "        y = 2;\n    end\nend\n"},
     {"flat reply's end under its function where nested functions stand past the formatter's column",
      "function outer()\nx = 1;\n    function a()\n        y = 2;\n    end\n<|>",
      "function b()\nz = 3;\nend\nend",
