@@ -366,10 +366,11 @@ bool opensBlock(std::u16string_view code) {
 // follow the formatter, a re-indented line follows its neighbours. First the lines of the blocks the edit is
 // in and of their levels above the edit, not those inside blocks closed on the way (sloppy files indent
 // each block its own way, and where the formatter puts a nested function at the level of its function's
-// body, the `end`s tell them apart); then the other lines above back to a function line; then the lines
-// below likewise. Clauses (`else`, `case`, `catch`, ...) count only for levels no statement shows, `end`s
-// not at all (sloppy files put an `end` anywhere near its block). Clauses stand where the file's clauses
-// of their level do: some files write them at the body's column, some a `case` at its `switch`'s.
+// body, the `end`s tell them apart); then the other lines above back to a function line or the `end` of one
+// at the margin; then the lines below likewise. Clauses (`else`, `case`, `catch`, ...) count only for levels
+// no statement shows, `end`s not at all (sloppy files put an `end` anywhere near its block). Clauses stand
+// where the file's clauses of their level do: some files write them at the body's column, some a `case` at
+// its `switch`'s.
 struct FileLevels {
     std::map<int, int> statements;  // formatter column -> the file's
     std::map<int, int> openAtEnd;   // for the blocks still open at the edit's end: the lines below first
@@ -402,7 +403,9 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
                 (!up && code(i) != text::trimLeft(formattedLines[i].text)))
                 continue;
             const bool function = startsWithWord(code(i), u"function");
-            pastFunction = pastFunction || (!up && function);
+            // Nor past the `end` of a function at the margin above: its lines are another unit's.
+            pastFunction = pastFunction || (!up && function) ||
+                           (up && isEnd(i) && text::indentationOf(window.lines[i].text).empty());
             if (seen++ < kNearbyCodeLines && !pastFunction) nearby.push_back(i);
             pastFunction = pastFunction || function;
             const int formatted = formattedColumns(i);
