@@ -24,8 +24,9 @@ BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, s
     std::size_t depth = 0, opened = 0;
     std::size_t outside = from;  // where the text is known to stand outside every comment, or `from`
     // Only lines that hold a `%{` or a `%}` matter: find them without reading every line.
-    for (std::size_t at = file.find(u'%', from); at < upTo && at != fl::ustring::npos;
-         at = file.find(u'%', at + 1)) {
+    const std::u16string_view reach = std::u16string_view(file).substr(0, upTo);
+    for (std::size_t at = reach.find(u'%', from); at != std::u16string_view::npos;
+         at = reach.find(u'%', at + 1)) {
         if (at + 1 >= file.size() || (file[at + 1] != u'{' && file[at + 1] != u'}')) continue;
         const std::size_t start = text::lineStart(file, at);
         const std::u16string_view line =
