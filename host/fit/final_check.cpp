@@ -276,18 +276,18 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         // Out of reach, the closing lines below are held to their blocks.
         mendsEveryError = false;
     }
-    // A new error may be the window's edge: an `end` without its block that the edit frees from a block
-    // it closed by mistake closes a function that opens above the window, or one the window cuts off
-    // below reads the indentation of a window whose functions do not all close in it; a nested function
-    // the edit adds is reported when the window ends before the `end` of the function around it. Read
-    // again as the whole file when that is within reach.
-    if (newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
-        newErrorKind == "MixedFunctionForms") {
-        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
-            return checkWindow(file, edit, 0, file.size(), readings);
-        // In a longer file, from its top when that is within reach.
-        if (start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end, readings);
-    }
+    // A new error may be the window's edge: a window that starts at a method reads the class's closing
+    // lines as closing nothing, an `end` without its block that the edit frees from a block it closed by
+    // mistake closes a function that opens above the window, a nested function the edit adds is
+    // reported when the window ends before the `end` of the function around it. Read again as the
+    // whole file when that is within reach.
+    if (!newErrorKind.empty() && (start > 0 || end < file.size()) && file.size() <= kMostTopReach)
+        return checkWindow(file, edit, 0, file.size(), readings);
+    // In a longer file, from its top when that is within reach.
+    if ((newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
+         newErrorKind == "MixedFunctionForms") &&
+        start > 0 && end <= kMostTopReach)
+        return checkWindow(file, edit, 0, end, readings);
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
