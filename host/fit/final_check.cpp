@@ -276,14 +276,10 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         // Out of reach, the closing lines below are held to their blocks.
         mendsEveryError = false;
     }
-    // A new error may be the window's edge: a window that starts at a method reads the class's closing
-    // lines as closing nothing, an `end` without its block that the edit frees from a block it closed by
-    // mistake closes a function that opens above the window, a nested function the edit adds is
-    // reported when the window ends before the `end` of the function around it. Read again as the
-    // whole file when that is within reach.
-    if (!newErrorKind.empty() && (start > 0 || end < file.size()) && file.size() <= kMostTopReach)
-        return checkWindow(file, edit, 0, file.size(), readings);
-    // In a longer file, from its top when that is within reach.
+    // A new error may be the window's edge: an `end` without its block that the edit frees from a block
+    // it closed by mistake closes a function that opens above the window; a nested function the edit
+    // adds is reported when the window ends before the `end` of the function around it. Read again from
+    // the top of the file when that is within reach.
     if ((newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
          newErrorKind == "MixedFunctionForms") &&
         start > 0 && end <= kMostTopReach)
@@ -306,11 +302,6 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
             reopened->second->closing < editEnd &&
             innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
         if (closedByItsOwn) continue;
-        // The window may hide what the change mends: in a file the user is still writing, the closing
-        // line's old block may leave an `end` too many further down. The whole file, when within reach,
-        // shows whether the edit mends every error.
-        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
-            return checkWindow(file, edit, 0, file.size(), readings);
         result.finding = "the block opened at line " + fileLine(block.opener) +
                          " would no longer be closed by the line that closes it (line " +
                          fileLine(block.closer) + ")";
@@ -338,6 +329,9 @@ std::shared_ptr<ca::Analysis> FileReadings::window(const fl::ustring& file, std:
 }
 
 CheckResult checkEdit(const fl::ustring& file, const Edit& edit, FileReadings& readings) {
+    // A file within reach is read whole: a window of it that starts at a method counts the class's
+    // closing lines as errors, and an edit that only moves them would seem to mend something.
+    if (file.size() <= kMostTopReach) return checkWindow(file, edit, 0, file.size(), readings);
     const std::size_t start = windowStart(file, edit.start);
     return checkWindow(file, edit, start, std::max(windowEnd(file, edit.end), edit.end), readings);
 }
