@@ -120,6 +120,7 @@ bool isCompound(NodeKind kind) {
 }
 
 struct Block {
+    NodeKind kind;
     std::uint32_t opener;
     std::uint32_t closer;
     std::size_t closing;  // offset of the block's last code unit
@@ -154,7 +155,7 @@ std::vector<Block> blocksOf(const ca::Analysis& analysis) {
             const bool byEnd = closing >= 2 && closing < code.size() &&
                                std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
                                (closing < 3 || !text::isWordChar(code[closing - 3])) && endIsItsOwn(node);
-            blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
+            blocks.push_back({node.getKind(), node.getLine(), analysis.getLineOfPosition(closing), closing,
                               needsEnd(node.getKind()), byEnd, node.getKind() == NodeKind::Function});
         }
         for (std::size_t i = node.getChildCount(); i > 0; --i)
@@ -169,6 +170,34 @@ std::size_t mixedFunctionForms(const std::vector<Block>& blocks) {
     for (const Block& block : blocks)
         if (block.isFunction) (block.closedByEnd ? closed : open) += 1;
     return std::min(closed, open);
+}
+
+bool opensClassBlock(NodeKind kind) {
+    return kind == NodeKind::Properties || kind == NodeKind::Methods || kind == NodeKind::Events ||
+           kind == NodeKind::Enumeration;
+}
+
+// Lines inside a class and outside its functions that start with a class block's word and open no
+// block: the analyser reads `methods (Static)` inside a `methods` block left open as a statement.
+std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std::vector<Block>& blocks) {
+    std::set<std::uint32_t> stray;
+    std::uint32_t line = 1;
+    for (std::size_t at = 0; at < code.size(); at = text::nextLineStart(code, at), ++line) {
+        const std::u16string_view word = text::trimLeft(lineAt(code, at));
+        if (!startsWithWord(word, u"methods") && !startsWithWord(word, u"properties") &&
+            !startsWithWord(word, u"events") && !startsWithWord(word, u"enumeration"))
+            continue;
+        bool inClass = false, inFunction = false, opens = false;
+        for (const Block& block : blocks) {
+            opens = opens || (block.opener == line && opensClassBlock(block.kind));
+            if (block.opener >= line || block.closer < line) continue;
+            inClass = inClass || block.kind == NodeKind::ClassDef;
+            inFunction =
+                inFunction || block.kind == NodeKind::Function || block.kind == NodeKind::MethodDefinition;
+        }
+        if (inClass && !inFunction && !opens) stray.insert(line);
+    }
+    return stray;
 }
 
 // Lines of the window after the edit compared with those before it: the same line, or 0 for a line
@@ -265,6 +294,17 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
         result.finding = "the completion would mix functions closed by `end` with functions without it";
+    if (result.finding.empty()) {
+        std::set<std::uint32_t> strayBefore;
+        for (const std::uint32_t line : strayClassBlockLines(before, oldBlocks))
+            strayBefore.insert(lines.before(line));
+        for (const std::uint32_t line : strayClassBlockLines(after, newBlocks))
+            if (!strayBefore.count(lines.after(line))) {
+                result.finding = "line " + fileLine(line) +
+                                 " would start a class block inside another one, which it leaves open";
+                break;
+            }
+    }
     // A file the user is still writing has lines that close the wrong blocks (an `end` whose block is
     // not written yet closes the one around it): an edit after which the window reads without any error
     // mends it, and its closing lines may go back to their own blocks.
