@@ -167,6 +167,7 @@ bool EditFitter::tryEdit(Edit edit, Attempt& attempt, const char* repair) const 
     if (repair) attempt.repairs.push_back(repair);
     attempt.errorsBefore = check.errorsBefore;
     attempt.errorsLeft = check.errorsAfter;
+    attempt.misalignedBelow = check.misalignedBelow;
     attempt.edit = std::move(edit);
     return true;
 }

@@ -200,6 +200,23 @@ std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std:
     return stray;
 }
 
+// Closing `end`s at or after `from` whose indentation differs from their block's first line's: of two
+// readings without errors, the one whose closing lines stand at their blocks' columns is the file's.
+std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>& blocks, std::size_t from) {
+    std::vector<std::size_t> lineStarts{0};
+    for (std::size_t at = text::nextLineStart(code, 0); at < code.size(); at = text::nextLineStart(code, at))
+        lineStarts.push_back(at);
+    const auto indentation = [&](std::uint32_t line) {
+        return line == 0 || line > lineStarts.size()
+                   ? std::u16string_view()
+                   : text::indentationOf(lineAt(code, lineStarts[line - 1]));
+    };
+    return static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), [&](const Block& block) {
+        return block.closedByEnd && block.closing >= from &&
+               indentation(block.opener) != indentation(block.closer);
+    }));
+}
+
 // Lines of the window after the edit compared with those before it: the same line, or 0 for a line
 // inside the edit.
 struct LineMap {
@@ -290,6 +307,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
+    result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd);
     // The functions of a file are all closed by `end` or none is: an edit must not mix the two forms
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())

@@ -16,11 +16,12 @@ namespace fit {
 
 struct CheckResult {
     bool passed = false;
-    std::string finding;             // when not passed: what the edit breaks, in plain words
-    std::size_t unclosedBlocks = 0;  // blocks the edit opens and does not close
-    bool atEndOfFile = false;        // nothing but blanks follows the edit
-    std::size_t errorsBefore = 0;    // errors of the window read, as it was
-    std::size_t errorsAfter = 0;     // and with the edit
+    std::string finding;              // when not passed: what the edit breaks, in plain words
+    std::size_t unclosedBlocks = 0;   // blocks the edit opens and does not close
+    bool atEndOfFile = false;         // nothing but blanks follows the edit
+    std::size_t errorsBefore = 0;     // errors of the window read, as it was
+    std::size_t errorsAfter = 0;      // and with the edit
+    std::size_t misalignedBelow = 0;  // `end`s below the edit at another indentation than their block's
 };
 
 // Reads the file with the edit applied as a whole file against the file as it was, over a window of

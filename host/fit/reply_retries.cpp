@@ -94,12 +94,21 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
             return taken;
         }
     }
-    if (isClean(attempt)) return attempt;
+    const bool startsClosing = !lines.empty() && text::isClosingLine(text::trim(lines.front()));
+    if (isClean(attempt)) {
+        // Without the closing line the placement dropped, a closing line below may close the block the
+        // dropped line closed, and the file's reading stays without errors (a function of a file that
+        // leaves functions without `end` gives its `end` to a loop): the closing lines below at their
+        // blocks' columns tell which reading is the file's.
+        if (attempt.misalignedBelow == 0 || !startsClosing) return attempt;
+        Attempt again = fitter.fit(lines, kept);
+        if (!isClean(again) || again.misalignedBelow >= attempt.misalignedBelow) return attempt;
+        again.repairs.push_back(kRepair);
+        return again;
+    }
     // Fewer errors left, or as few without writing out again the code below the cursor's line. The
     // placement keeps only closing lines it would drop, and those come first.
-    Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
-                        ? Attempt{}
-                        : fitter.fit(lines, kept);
+    Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
     if (!isClean(again) && headCloses) {
         const Attempt& head = fitWithHead();
         // The removed lines must be what mends the file, not the lines after them.
