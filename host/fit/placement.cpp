@@ -38,10 +38,14 @@ std::vector<Edit> placementsOnBlankLine(const fl::ustring& file, const CursorLin
 // Whether the completion's first line may write out again the cursor's line up to the cursor. Lines that
 // deduplication removed ended where the cursor is: what follows them restates the cursor's line only
 // when it writes it out as it stands, indentation and all (deduplication may have taken the line above
-// for it, when both end alike); after a bare comment sign it is a comment line.
+// for it, when both end alike), and not when they wrote it out whole after the lines above it (a
+// removed line break stood before the cursor's line); after a bare comment sign it is a comment line.
 bool mayRestateCursorLine(const CursorLine& line, const std::vector<fl::ustring>& lines,
                           const ReplyShape& shape, bool bareComment) {
-    if (shape.headRemoved) return !bareComment && text::trimRight(lines.front()).starts_with(line.before);
+    if (shape.headRemoved)
+        return !bareComment && text::trimRight(lines.front()).starts_with(line.before) &&
+               (shape.removedHead.size() < 2 ||
+                text::trim(shape.removedHead.back()) != text::trim(line.before));
     return !(shape.keepsRepeats && text::isClosingLine(text::trim(line.before)));
 }
 
