@@ -64,10 +64,13 @@ Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, co
     return out;
 }
 
-// When the library dropped the whole reply at validation or pruning, the reply's lines are tried
+// When the library dropped the whole reply at validation or pruning (or kept only blank lines of it),
+// the reply's lines are tried
 // instead: a reply whose only fault is the column the model started it at still fits.
 std::vector<fl::ustring> droppedReplyLines(const StageTexts& stages) {
-    if (stages.deduplicated.empty() || !(stages.validated.empty() || stages.pruned.empty())) return {};
+    if (stages.deduplicated.empty() ||
+        !(text::isBlankText(stages.validated) || text::isBlankText(stages.pruned)))
+        return {};
     return replyLines(stages);
 }
 
