@@ -168,6 +168,7 @@ bool EditFitter::tryEdit(Edit edit, Attempt& attempt, const char* repair) const 
     attempt.errorsBefore = check.errorsBefore;
     attempt.errorsLeft = check.errorsAfter;
     attempt.misalignedBelow = check.misalignedBelow;
+    attempt.nestsDeeper = check.nestsDeeper;
     attempt.edit = std::move(edit);
     return true;
 }

@@ -177,6 +177,20 @@ bool opensClassBlock(NodeKind kind) {
            kind == NodeKind::Enumeration;
 }
 
+// How deep functions nest in the reading: 1 when none holds another.
+std::size_t functionDepth(const std::vector<Block>& blocks) {
+    std::size_t deepest = 0;
+    for (const Block& inner : blocks) {
+        if (!inner.isFunction) continue;
+        const auto holds = [&](const Block& outer) {
+            return outer.isFunction && outer.opener < inner.opener && outer.closing >= inner.closing;
+        };
+        deepest = std::max(deepest,
+                           1 + static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), holds)));
+    }
+    return deepest;
+}
+
 // Lines inside a class and outside its functions that start with a class block's word and open no
 // block: the analyser reads `methods (Static)` inside a `methods` block left open as a statement.
 std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std::vector<Block>& blocks) {
@@ -308,6 +322,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
     result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd);
+    result.nestsDeeper = functionDepth(newBlocks) > std::max<std::size_t>(functionDepth(oldBlocks), 1);
     // The functions of a file are all closed by `end` or none is: an edit must not mix the two forms
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())

@@ -22,6 +22,7 @@ struct CheckResult {
     std::size_t errorsBefore = 0;     // errors of the window read, as it was
     std::size_t errorsAfter = 0;      // and with the edit
     std::size_t misalignedBelow = 0;  // `end`s below the edit at another indentation than their block's
+    bool nestsDeeper = false;         // functions nest deeper in the window than they did
 };
 
 // Reads the file with the edit applied as a whole file against the file as it was, over a window of

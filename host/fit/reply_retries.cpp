@@ -49,6 +49,12 @@ Attempt fitWithRemovedHead(const EditFitter& fitter, const StageTexts& stages, c
     return withHead;
 }
 
+// Functions nesting no deeper, or closing lines below nearer their blocks' columns.
+bool tidier(const Attempt& again, const Attempt& than) {
+    if (again.nestsDeeper != than.nestsDeeper) return !again.nestsDeeper;
+    return again.misalignedBelow < than.misalignedBelow;
+}
+
 }  // namespace
 
 std::vector<fl::ustring> replyLines(const StageTexts& stages) {
@@ -96,13 +102,15 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     }
     const bool startsClosing = !lines.empty() && text::isClosingLine(text::trim(lines.front()));
     if (isClean(attempt)) {
-        // Without the closing line the placement dropped, a closing line below may close the block the
-        // dropped line closed, and the file's reading stays without errors (a function of a file that
-        // leaves functions without `end` gives its `end` to a loop): the closing lines below at their
-        // blocks' columns tell which reading is the file's.
-        if (attempt.misalignedBelow == 0 || !startsClosing) return attempt;
-        Attempt again = fitter.fit(lines, kept);
-        if (!isClean(again) || again.misalignedBelow >= attempt.misalignedBelow) return attempt;
+        // Without the closing lines dropped as repeats, another closing line may close the block they
+        // closed, and the file still reads without errors: a function of a file that leaves functions
+        // without `end` gives its `end` to a loop, a function the completion adds nests in the one above.
+        // Which reading is the file's shows in the closing lines below standing at their blocks' columns
+        // and in functions nesting no deeper than the file's.
+        if (attempt.misalignedBelow == 0 && !attempt.nestsDeeper) return attempt;
+        Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
+        if (!isClean(again) && headCloses) again = fitWithHead();
+        if (!isClean(again) || !tidier(again, attempt)) return attempt;
         again.repairs.push_back(kRepair);
         return again;
     }
