@@ -172,23 +172,28 @@ const Row kRows[] = {
      fenced("elseif x > 0\nk = 2;\nelse\nk = 3;\nend"),
      "function k = f(x)\n    if x > 1\n        k = 1;\n    elseif x > 0\n        k = 2;\n    else\n"
      "        k = 3;\n    end\nend\n\nfunction g()\nend\n"},
-    {"a class block after the end of the block it follows",
+    {"a class block after the one it follows",
      "classdef W\n    methods\n        function f(d)\n            if d\n            end\n            "
      "<|>\nend\n",
      fenced("end\n    end\n    methods (Static)\n    end"),
      "classdef W\n    methods\n        function f(d)\n            if d\n            end\n        end\n    "
      "end\n    methods (Static)\n    end\nend\n"},
-    {"an end the placement dropped as a repeat keeps the ends below at their blocks",
+    {"an end kept for the ends below",
      "function f(n)\n    for i = 1:n\n        for j = 1:n\n            if j\n            end\n            "
      "<|>\n\n    y = 0;\nend\n",
      fenced("end\n    end"),
      "function f(n)\n    for i = 1:n\n        for j = 1:n\n            if j\n            end\n        end\n  "
      "  end\n\n    y = 0;\nend\n"},
-    {"an end after the lines above and the cursor's line written out again",
+    {"an end after the cursor's line written out",
      "function f(n)\nfor k = 1:n\n  P(k) = k;\nend<|>\nx = 1;\nend\n",
      fenced("  P(k) = k;\nend\nend\n\nfunction g()\nK = 1;"),
      "function f(n)\nfor k = 1:n\n  P(k) = k;\nend\nend\n\nfunction g()\nK = 1;\nx = 1;\nend\n"},
-    {"a small class of methods at the margin is read whole",
+    {"a function nests no deeper",
+     "function main()\nx = 1;\nfunction a()\n    for k = 1:x\n        y = k;\n    end\n<|>\nend\n",
+     fenced("end\n\nfunction b()\n    y = 2;\nend\nend"),
+     "function main()\nx = 1;\nfunction a()\n    for k = 1:x\n        y = k;\n    end\nend\n\nfunction b()\n "
+     "   y = 2;\nend\nend\n"},
+    {"a small class is read whole",
      "classdef S < handle\nproperties\nend\nproperties(Dependent)\nend\nmethods\nfunction "
      "obj=S()\nend\nfunction start(obj)\nend\nfunction lap(obj)\n    if ~obj.Running\n    "
      "end\nend\n<|>\nend\nend\nfunction reset(obj)\nend\nend\nmethods(Static)\nfunction "
