@@ -205,6 +205,11 @@ const Row kRows[] = {
      "t=stop(obj)\n    t=obj.Elapsed;\n    obj.Running=false;\nend\nfunction t=get.Elapsed(obj)\n    if "
      "isempty(obj.StartedAt)\n        t=0;\nend\nend\nfunction "
      "reset(obj)\nend\nend\nmethods(Static)\nfunction t=time(fn,n)\nend\nend\nend\n"},
+    {"one of two ends written out again is the file's",
+     "function f(n)\nx = 1;\n<|>\nend\nend\n\nfunction g()\nend\n",
+     fenced("for k = 1:n\n    while k\n        k = k - 1;\n    end\nend\nend"),
+     "function f(n)\nx = 1;\nfor k = 1:n\n    while k\n        k = k - 1;\n    end\nend\nend\n\nfunction "
+     "g()\nend\n"},
     {"the ends that repeat those below go last", "function f()\n    x = 1;\n    <|>\nend\n",
      fenced("x = 2;\nend\nend"), "function f()\n    x = 1;\n    x = 2;\nend\n"},
 };
