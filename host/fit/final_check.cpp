@@ -177,13 +177,18 @@ bool opensClassBlock(NodeKind kind) {
            kind == NodeKind::Enumeration;
 }
 
-// How deep functions nest in the reading: 1 when none holds another.
+bool isFunctionLike(NodeKind kind) {
+    return kind == NodeKind::Function || kind == NodeKind::MethodDefinition;
+}
+
+// How deep functions and methods nest in the reading: 1 when none holds another.
 std::size_t functionDepth(const std::vector<Block>& blocks) {
     std::size_t deepest = 0;
     for (const Block& inner : blocks) {
-        if (!inner.isFunction) continue;
+        if (!isFunctionLike(inner.kind)) continue;
         const auto holds = [&](const Block& outer) {
-            return outer.isFunction && outer.opener < inner.opener && outer.closing >= inner.closing;
+            return isFunctionLike(outer.kind) && outer.opener < inner.opener &&
+                   outer.closing >= inner.closing;
         };
         deepest = std::max(deepest,
                            1 + static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), holds)));
