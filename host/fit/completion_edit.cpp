@@ -51,7 +51,8 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
 Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                           const std::vector<fl::ustring>& lines) {
     Attempt attempt;
-    if (onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), lines,
+    if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
+        onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), lines,
                                  text::splitLinesWithoutBlankEnds(stages.deduplicated)))
         attempt.finding = kOnlyRepeats;
     else

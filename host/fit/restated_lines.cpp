@@ -87,6 +87,7 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
 
 void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
                             std::vector<fl::ustring>& lines) {
+    if (removedHeadWroteOutWholeLines(file, line.start + line.before.size(), shape)) return;
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
@@ -133,6 +134,18 @@ bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const R
     const std::size_t column = columnsAbove(file, line.start, nearest);
     const std::size_t own = columnsOf(shape.leadingBlanks);
     return column != own && column != own + columnsOf(line.before);
+}
+
+bool removedHeadWroteOutWholeLines(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape) {
+    if (!shape.headRemoved || shape.removedHead.size() < 2) return false;
+    const CursorLine line = cursorLineOf(file, cursor);
+    std::u16string_view last = text::trim(line.before);
+    if (last.empty()) {
+        const std::vector<std::u16string_view> above = linesAbove(file, line.start, 1);
+        if (above.empty()) return false;
+        last = above.back();
+    }
+    return !last.empty() && text::trim(shape.removedHead.back()) == last;
 }
 
 }  // namespace fit

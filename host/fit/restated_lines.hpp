@@ -35,6 +35,11 @@ bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
 bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
                               const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply);
 
+// True when deduplication removed more than one line, the last of them the last code line before the
+// cursor written out whole (a removed line break stood before it): the lines after them are the model's
+// own, even where they read like the lines above (`P(k) = p;` / `end` / `end` below `end`).
+bool removedHeadWroteOutWholeLines(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
+
 // True when the reply's first lines, which deduplication removed as a repeat of the code above a blank
 // cursor line, start at another column than the line they would repeat: they are the model's own.
 bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
