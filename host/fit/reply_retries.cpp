@@ -40,13 +40,14 @@ bool onlyCloses(const std::vector<fl::ustring>& lines) {
     });
 }
 
-// The whole extracted reply, the lines deduplication removed included, with or else without its closing
-// lines that repeat those below the cursor.
+// The whole extracted reply, the lines deduplication removed included, with or without its closing lines
+// that repeat those below the cursor, whichever does better.
 Attempt fitWithRemovedHead(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& kept) {
     const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.extracted);
     Attempt withHead = fitter.fit(reply, kept);
-    if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
-    return withHead;
+    if (isClean(withHead)) return withHead;
+    Attempt shorter = fitter.fitWithoutRepeatedClosers(reply, kept);
+    return better(shorter, withHead) ? shorter : withHead;
 }
 
 // Functions nesting no deeper, or closing lines below nearer their blocks' columns.
