@@ -68,11 +68,17 @@ std::vector<fl::ustring> replyLines(const StageTexts& stages) {
 
 Attempt withCutOffLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                         const std::vector<fl::ustring>& lines, Attempt attempt) {
-    const std::vector<fl::ustring> wholes[] = {replyLines(stages),
-                                               splitLinesWithoutBlankEnds(stages.deduplicated)};
+    const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.deduplicated);
+    const std::vector<fl::ustring> wholes[] = {replyLines(stages), reply};
     for (FitLines fitLines : {&EditFitter::fit, &EditFitter::fitWithoutRepeatedClosers})
-        for (const std::vector<fl::ustring>& whole : wholes)
+        for (const std::vector<fl::ustring>& whole : wholes) {
+            // A first block that writes out again the lines above (the blank line after them included)
+            // only repeats.
+            if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
+                onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), whole, reply))
+                continue;
             attempt = tryWhole(fitter, fitLines, whole, shape, lines, std::move(attempt));
+        }
     return attempt;
 }
 
