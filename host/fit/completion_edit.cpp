@@ -60,6 +60,7 @@ Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, co
     attempt = withCutOffLines(fitter, stages, shape, lines, std::move(attempt));
     attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
     attempt = withoutRepeatedClosers(fitter, lines, shape, std::move(attempt));
+    attempt = withoutClosersAboveWhenNothingFits(fitter, lines, shape, std::move(attempt));
     Fitted out = fitted(std::move(attempt), "final check");
     if (!out.edit && out.emptyStage == "final check") out.reason = "the final check found " + out.reason;
     return out;
@@ -88,6 +89,7 @@ Fitted fitDroppedReply(const EditFitter& fitter, const StageTexts& stages, const
     }
     attempt = keepingRepeats(fitter, stages, shape, dropped, std::move(attempt));
     attempt = withoutRepeatedClosers(fitter, dropped, shape, std::move(attempt));
+    attempt = withoutClosersAboveWhenNothingFits(fitter, dropped, shape, std::move(attempt));
     if (attempt.edit)
         attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
     Fitted out = fitted(std::move(attempt), "");

@@ -144,4 +144,15 @@ Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::u
     return shorter.edit && (!attempt.edit || shorter.errorsLeft < attempt.errorsLeft) ? shorter : attempt;
 }
 
+Attempt withoutClosersAboveWhenNothingFits(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
+                                           const ReplyShape& shape, Attempt attempt) {
+    if (attempt.edit || lines.empty()) return attempt;
+    const std::vector<fl::ustring> shorter = withoutClosersAbove(fitter.file(), fitter.cursor(), lines);
+    if (shorter.empty()) return attempt;
+    Attempt again = fitter.fit(shorter, shape);
+    if (!again.edit) return attempt;
+    again.repairs.push_back("dropped the closing lines that repeat those above the cursor");
+    return again;
+}
+
 }  // namespace fit

@@ -104,6 +104,21 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
     }
 }
 
+std::vector<fl::ustring> withoutClosersAbove(const fl::ustring& file, std::size_t cursor,
+                                             const std::vector<fl::ustring>& lines) {
+    const CursorLine line = cursorLineOf(file, cursor);
+    if (!text::isBlankText(line.before)) return {};
+    const std::size_t most =
+        std::min(kMostRestatedLines, lines.size() - std::min<std::size_t>(lines.size(), 1));
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
+    for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
+        const std::vector<std::u16string_view> repeated = lastOf(above, k);
+        if (anyCode(repeated) && onlyClosers(repeated) && startsWithLastOf(lines, above, k))
+            return {lines.begin() + static_cast<std::ptrdiff_t>(k), lines.end()};
+    }
+    return {};
+}
+
 bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
                            const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
     if (lines.size() > kMostRestatedLines) return false;

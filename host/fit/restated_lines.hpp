@@ -25,6 +25,11 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
 void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
                             std::vector<fl::ustring>& lines);
 
+// The completion without its first lines when they only close blocks and write out again the lines just
+// above a blank cursor line, whatever column the model wrote them at; empty when there are none.
+std::vector<fl::ustring> withoutClosersAbove(const fl::ustring& file, std::size_t cursor,
+                                             const std::vector<fl::ustring>& lines);
+
 // True when the completion is the lines just above the cursor's line written out again: code typed in
 // the cursor's line is not followed by them (closing lines may be kept, see ReplyShape::keepsRepeats).
 bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
