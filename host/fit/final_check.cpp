@@ -326,13 +326,13 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
-    result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd);
-    result.nestsDeeper = functionDepth(newBlocks) > std::max<std::size_t>(functionDepth(oldBlocks), 1);
     // The functions of a file are all closed by `end` or none is: an edit must not mix the two forms
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
         result.finding = "the completion would mix functions closed by `end` with functions without it";
-    if (result.finding.empty()) {
+    const bool inClass = std::any_of(newBlocks.begin(), newBlocks.end(),
+                                     [](const Block& block) { return block.kind == NodeKind::ClassDef; });
+    if (result.finding.empty() && inClass) {
         std::set<std::uint32_t> strayBefore;
         for (const std::uint32_t line : strayClassBlockLines(before, oldBlocks))
             strayBefore.insert(lines.before(line));
@@ -393,6 +393,11 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +
                          (result.unclosedBlocks == 1 ? " block" : " blocks") + " it does not close";
     result.passed = result.finding.empty();
+    // Only an edit that reads without errors is weighed against another that does too.
+    if (result.passed && result.errorsAfter == 0) {
+        result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd);
+        result.nestsDeeper = functionDepth(newBlocks) > std::max<std::size_t>(functionDepth(oldBlocks), 1);
+    }
     return result;
 }
 
