@@ -1,6 +1,7 @@
 #include "fit/reindent.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <iterator>
 #include <limits>
@@ -57,7 +58,23 @@ struct FormatWindow {
     std::u16string_view lead;
 };
 
-FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style) {
+// The line that starts the function or class the edit is in, at the margin, or the top of the file, within
+// reach: in a file that does not follow the formatter a line at the margin may stand inside any block.
+std::optional<std::size_t> unitStart(const fl::ustring& file, std::size_t editLineStart) {
+    std::size_t start = editLineStart;
+    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove; ++linesAbove) {
+        start = text::lineStart(file, start - 1);
+        const std::u16string_view line =
+            std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+        if (startsWithAnyWord(line, {u"function", u"classdef"})) return start;
+    }
+    return start == 0 && editLineStart > 0 ? std::optional<std::size_t>(0) : std::nullopt;
+}
+
+FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style,
+                          bool wholeUnit) {
+    if (const std::optional<std::size_t> unit = wholeUnit ? unitStart(file, editLineStart) : std::nullopt)
+        return {*unit, u"%\n"};
     const unsigned tabSize = style.tabSize;
     // The nearest code line that stands left of every code line between it and the edit, the leftmost
     // such line within reach: the formatter then sees the opening line of every block the lines below
@@ -210,6 +227,7 @@ struct Window {
     std::vector<Line> lines;
     std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
     bool fromTop = false;              // the window starts at the file's first line
+    std::size_t fileStart = 0;         // the offset in the file of its first line after the lead
     std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
 
     std::vector<bool> continues;  // of each line: it goes on with the statement of the code line above
@@ -232,10 +250,11 @@ std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
     return inside;
 }
 
-Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style) {
-    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style);
+Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style, bool wholeUnit) {
+    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style, wholeUnit);
     Window window;
     window.fromTop = start.start == 0;
+    window.fileStart = start.start;
     window.text.assign(start.lead);
     window.text.append(std::u16string_view(file).substr(start.start, edit.start - start.start));
     window.editFrom = window.text.size();
@@ -251,7 +270,8 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
         // With only nested bodies indented, a nested function at the margin is told by the `end` of the
         // function around it: the window goes on to the next function line.
         if (isCode(line) && !text::isBlank(line.front()) &&
-            (style.functionIndent != 1 || startsWithWord(line, u"function")))
+            ((style.functionIndent != 1 && !wholeUnit) ||
+             startsWithAnyWord(line, {u"function", u"classdef"})))
             break;
     }
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
@@ -330,6 +350,226 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
+// A line that opens a block its own line does not close (`if a, b; end` does).
+bool opensBlock(std::u16string_view code) {
+    if (!startsWithAnyWord(
+            code, {u"if", u"for", u"parfor", u"while", u"switch", u"try", u"function", u"spmd", u"classdef",
+                   u"methods", u"properties", u"events", u"enumeration", u"arguments"}))
+        return false;
+    std::u16string_view last = text::trimRight(code.substr(0, code.find(u'%')));
+    while (!last.empty() && (last.back() == u';' || last.back() == u','))
+        last = text::trimRight(last.substr(0, last.size() - 1));
+    return !(last.ends_with(u"end") && (last.size() == 3 || !text::isWordChar(last[last.size() - 4])));
+}
+
+// The columns the file gives the formatter's levels, the nearest line's for each: in a file that does not
+// follow the formatter, a re-indented line follows its neighbours. First the lines of the blocks the edit is
+// in and of their levels above the edit, not those inside blocks closed on the way (sloppy files indent
+// each block its own way, and where the formatter puts a nested function at the level of its function's
+// body, the `end`s tell them apart); then the other lines above back to a function line or the `end` of one
+// at the margin; then the lines below likewise. Clauses (`else`, `case`, `catch`, ...) count only for levels
+// no statement shows, `end`s not at all (sloppy files put an `end` anywhere near its block). Clauses stand
+// where the file's clauses of their level do: some files write them at the body's column, some a `case` at
+// its `switch`'s.
+struct FileLevels {
+    std::map<int, int> statements;  // formatter column -> the file's
+    std::map<int, int> openAtEnd;   // for the blocks still open at the edit's end: the lines below first
+    std::map<int, int> clauses;
+};
+
+FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
+                               unsigned tabSize) {
+    FileLevels levels;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto record = [&](std::map<int, int>& columns, std::size_t i) {
+        columns.emplace(formattedColumns(i), columnsOf(text::indentationOf(window.lines[i].text), tabSize));
+    };
+    const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
+    const auto isEnd = [&](std::size_t i) { return startsWithWord(code(i), u"end"); };
+    // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
+    // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
+    // as far as a function line.
+    const auto walk = [&](std::size_t i, bool up, std::map<int, int>& chain,
+                          std::vector<std::size_t>& nearby) {
+        int nearest = std::numeric_limits<int>::max();
+        std::size_t open = 0, seen = 0;
+        bool pastFunction = false;
+        for (; up ? i > 0 : i < window.lines.size(); up ? --i : ++i) {
+            const bool inEdit =
+                window.lines[i].start >= window.editFrom && window.lines[i].start < window.editTo;
+            if (!window.startsStatement(i) || inEdit ||
+                (!up && code(i) != text::trimLeft(formattedLines[i].text)))
+                continue;
+            const bool function = startsWithWord(code(i), u"function");
+            // Nor past the `end` of a function at the margin above: its lines are another unit's.
+            pastFunction = pastFunction || (!up && function) ||
+                           (up && isEnd(i) && text::indentationOf(window.lines[i].text).empty());
+            if (seen++ < kNearbyCodeLines && !pastFunction) nearby.push_back(i);
+            pastFunction = pastFunction || function;
+            const int formatted = formattedColumns(i);
+            if (formatted > nearest) continue;
+            if (formatted < nearest) {
+                nearest = formatted;
+                open = 0;
+            }
+            if (isCloser(code(i))) {
+                if (!isEnd(i) && open == 0) record(levels.clauses, i);
+                if (isEnd(i) && up) ++open;
+                if (isEnd(i) && !up && open > 0) --open;
+                continue;
+            }
+            const bool opens = opensBlock(code(i));
+            if (up && open > 0 && opens) --open;
+            if (open == 0) record(chain, i);
+            if (!up && opens) ++open;
+            if (up && nearest == 0 && open == 0 && seen >= kNearbyCodeLines) return;
+        }
+    };
+    std::map<int, int> chainBelow;
+    std::vector<std::size_t> nearbyAbove, nearbyBelow;
+    walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
+    walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
+    levels.openAtEnd = levels.statements;
+    levels.openAtEnd.insert(chainBelow.begin(), chainBelow.end());
+    // The blocks closed above come before the lines below for the blocks the edit closes: an edit that
+    // closes its block and opens another goes on as the blocks above do.
+    for (std::map<int, int>* columns : {&levels.openAtEnd, &levels.statements}) {
+        for (std::size_t i : nearbyAbove)
+            if (!isCloser(code(i))) record(*columns, i);
+        columns->insert(chainBelow.begin(), chainBelow.end());
+        for (std::size_t i : nearbyBelow)
+            if (!isCloser(code(i))) record(*columns, i);
+        for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
+            for (std::size_t i : *nearby)
+                if (isCloser(code(i)) && !isEnd(i)) record(*columns, i);
+    }
+    for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
+        for (std::size_t i : *nearby)
+            if (isCloser(code(i)) && !isEnd(i)) record(levels.clauses, i);
+    return levels;
+}
+
+// A formatter column in the file's columns: a level the file shows, or as far from the deepest shallower
+// level it shows as the formatter puts it (from the shallowest it shows, where it shows none shallower).
+int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
+    if (fileColumns.empty()) return formatted;
+    auto level = fileColumns.upper_bound(formatted);
+    if (level != fileColumns.begin()) --level;
+    return std::max(0, level->second + formatted - level->first);
+}
+
+// The file's line above the edit that opens the block which the `nth` `end` at `formatted` closes, counting
+// the `end`s of the edit that close blocks opened above it: blocks opened and closed on the way do not count.
+std::optional<std::size_t> openerAbove(const Window& window, const std::vector<Line>& formattedLines,
+                                       int formatted, std::size_t nth, unsigned tabSize) {
+    std::size_t open = 0;
+    for (std::size_t i = window.started.front(); i-- > 1;) {
+        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom ||
+            columnsOf(text::indentationOf(formattedLines[i].text), tabSize) != formatted)
+            continue;
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        if (startsWithWord(code, u"end"))
+            ++open;
+        else if (opensBlock(code) && open > 0)
+            --open;
+        else if (opensBlock(code) && nth-- == 0)
+            return i;
+    }
+    return std::nullopt;
+}
+
+// A line of the edit in the file's columns: at the column of its level in the lines around; an `end` under
+// the line that opens its block (where the formatter puts a nested function at its function's body, the
+// levels alone do not tell them apart), and the lines after it at the level of that line; a clause where
+// the file's clauses of its level stand; a continuation line as far from its statement's first line as
+// the formatter puts it.
+std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& formatted, unsigned tabSize) {
+    FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
+    const auto own = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    // The shift of the statement a continuation line goes on with and its column, from the file's line above
+    // the edit.
+    int shift = 0, statementColumn = 0;
+    for (std::size_t i = window.started.front(); i-- > 1;)
+        if (window.startsStatement(i)) {
+            statementColumn = own(i);
+            shift = statementColumn - columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+            break;
+        }
+    // Where the file's nearest continuation line above stands at its statement's column or left of it (a
+    // habit the formatter never has), the edit's continuation lines stand so too.
+    const int nearestOffset = [&] {
+        for (std::size_t i = window.started.front(); i-- > 1;) {
+            if (!window.isCodeLine(i) || !window.continues[i]) continue;
+            std::size_t first = i;
+            while (first > 1 && (!window.isCodeLine(first) || window.continues[first]))
+                --first;
+            return own(i) - own(first);
+        }
+        return 1;
+    }();
+    const bool flush = nearestOffset <= 0;
+    // Of each line, the shallowest level of the edit's statements after it: a line at most as deep is in a
+    // block still open at the edit's end, whose lines below go on with it.
+    std::vector<int> shallowestAfter(window.started.size(), std::numeric_limits<int>::max());
+    for (std::size_t k = window.started.size(); k-- > 1;)
+        shallowestAfter[k - 1] = window.startsStatement(window.started[k])
+                                     ? std::min(shallowestAfter[k], formatted[k])
+                                     : shallowestAfter[k];
+    std::vector<std::pair<int, int>> opened;  // the edit's open blocks: formatter column, the file's
+    std::map<int, std::size_t> closedAbove;   // formatter column -> `end`s that closed blocks opened above
+    std::vector<int> columns;
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        if (text::isBlankText(window.lines[i].text) || window.inBlockComment[i]) {
+            columns.push_back(formatted[k]);
+            continue;
+        }
+        if (window.isCodeLine(i) && window.continues[i]) {
+            columns.push_back(std::max(0, flush ? statementColumn + nearestOffset : formatted[k] + shift));
+            continue;
+        }
+        const auto clause = levels.clauses.find(formatted[k]);
+        columns.push_back(
+            window.isCodeLine(i) && isCloser(code) && !startsWithWord(code, u"end") &&
+                    clause != levels.clauses.end()
+                ? clause->second
+                : inFileColumns(formatted[k] <= shallowestAfter[k] ? levels.openAtEnd : levels.statements,
+                                formatted[k]));
+        if (!window.isCodeLine(i)) continue;
+        shift = columns.back() - formatted[k];
+        statementColumn = columns.back();
+        if (startsWithWord(code, u"end")) {
+            while (!opened.empty() && opened.back().first > formatted[k])
+                opened.pop_back();
+            std::optional<int> opener;
+            if (!opened.empty() && opened.back().first == formatted[k]) {
+                opener = opened.back().second;
+                opened.pop_back();
+            } else if (const auto line = openerAbove(window, formattedLines, formatted[k],
+                                                     closedAbove[formatted[k]]++, tabSize)) {
+                opener = columnsOf(text::indentationOf(window.lines[*line].text), tabSize);
+            }
+            if (opener && *opener != columns.back()) {
+                // The level after the block is its opening line's; the deeper ones go from it.
+                columns.back() = *opener;
+                for (std::map<int, int>* levelColumns : {&levels.statements, &levels.openAtEnd}) {
+                    levelColumns->erase(levelColumns->lower_bound(formatted[k]), levelColumns->end());
+                    levelColumns->emplace(formatted[k], *opener);
+                }
+            }
+        } else if (opensBlock(code)) {
+            opened.emplace_back(formatted[k], columns.back());
+        }
+    }
+    return columns;
+}
+
 // The lines below the edit that start a statement and whose text the formatter left as it is, nearest
 // first.
 std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
@@ -381,6 +621,7 @@ std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>
 // Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
 // does not follow the formatter, moving with it. `own` holds the started lines' columns.
 bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+               const std::function<const std::vector<int>&()>& inFileColumnsOfEdit,
                const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
                const IndentSettings& style) {
     const unsigned tabSize = style.tabSize;
@@ -448,33 +689,20 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         return std::any_of(level->second.begin(), level->second.end(),
                            [&](int columns) { return columns + shift == line.own; });
     };
-    return std::all_of(fromModel, code.end(), atColumnAround) ||
-           movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
-}
-
-// The columns the file gives each of the formatter's levels in the code lines above the edit, the
-// nearest line's for each: in a file that does not follow the formatter, a re-indented line follows its
-// neighbours.
-std::map<int, int> fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
-                                       unsigned tabSize) {
-    std::map<int, int> columns;
-    std::size_t seen = 0;
-    for (std::size_t i = window.started.front(); i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!window.isCodeLine(i) || window.lines[i].start >= window.editFrom) continue;
-        ++seen;
-        columns.emplace(columnsOf(text::indentationOf(formattedLines[i].text), tabSize),
-                        columnsOf(text::indentationOf(window.lines[i].text), tabSize));
+    if (std::all_of(fromModel, code.end(), atColumnAround) ||
+        movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize)))
+        return true;
+    // Sloppy files wander a little from their own columns: a reply that wanders as little, each statement
+    // within a step of where the file's lines of its level stand and one of them there, was written at the
+    // file's columns (a reply written from another column is off on every line).
+    bool atFileColumn = false;
+    const std::vector<int>& inFile = inFileColumnsOfEdit();
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
+        if (!window.startsStatement(window.started[k])) continue;
+        if (std::abs(own[k] - inFile[k]) > static_cast<int>(style.indentSize)) return false;
+        atFileColumn = atFileColumn || own[k] == inFile[k];
     }
-    return columns;
-}
-
-// A formatter column in the file's columns: a level the lines above show, or as far from the deepest
-// shallower level they show as the formatter puts it.
-int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
-    auto level = fileColumns.upper_bound(formatted);
-    if (level == fileColumns.begin()) return formatted;
-    --level;
-    return std::max(0, level->second + formatted - level->first);
+    return atFileColumn;
 }
 
 // A continuation line of the edit that the model did not indent past its statement's first line goes
@@ -596,10 +824,39 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
     }
 }
 
+// The edit's lines placed by the formatter over `window`, its lines below the edit included (they show
+// whether the file follows the formatter there); nothing where the formatter changed more than blanks.
+std::optional<fl::ustring> formattedWindow(const Window& window, const IndentSettings& style) {
+    fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
+    const std::vector<Line> afterLines = linesOf(after);
+    if (afterLines.size() != window.lines.size()) return std::nullopt;
+    for (std::size_t i = 0; i <= window.started.back(); ++i)
+        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return std::nullopt;
+    return after;
+}
+
+// Whether the code lines near the edit, above and below, stand where the formatter puts them.
+bool followsTheFormatterNear(const Window& window, const std::vector<Line>& formattedLines,
+                             unsigned tabSize) {
+    const auto columns = [&](const std::vector<Line>& lines, std::size_t i) {
+        return columnsOf(text::indentationOf(lines[i].text), tabSize);
+    };
+    for (std::size_t i = window.started.front(), seen = 0; i-- > 1 && seen < kNearbyCodeLines;)
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom) {
+            ++seen;
+            if (columns(window.lines, i) != columns(formattedLines, i)) return false;
+        }
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    return std::all_of(below.begin(), below.end(), [](const Placed& p) { return p.own == p.formatted; });
+}
+
+void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
+                      bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit);
+
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
-    IndentSettings style = fileIndentation(file, edit.start, settings);
+    const IndentSettings fileStyle = fileIndentation(file, edit.start, settings);
     bool firstFromTyped = false;
     bool typedNone = false;  // the cursor's line is empty: the first line's margin is not the model's choice
     if (const std::optional<std::u16string_view> typed = typedBlanks(file, cursor, edit)) {
@@ -608,16 +865,35 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         typedNone = typed->empty();
         if (firstFromTyped) edit.text.insert(0, *typed);
     }
-    const Window window = windowAround(file, edit, style);
+    IndentSettings style = fileStyle;
+    const Window window = windowAround(file, edit, style, false);
     if (window.started.empty()) return;
     followTheWindowsFunction(window, style);
-    // The lines below the edit are placed too: they show whether the file follows the formatter there.
-    const fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
-    const std::vector<Line> afterLines = linesOf(after);
-    if (afterLines.size() != window.lines.size()) return;
-    for (std::size_t i = 0; i <= window.started.back(); ++i)
-        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
+    const std::optional<fl::ustring> after = formattedWindow(window, style);
+    if (!after) return;
+    const std::vector<Line> afterLines = linesOf(*after);
+    // In a file that does not follow the formatter, a line at the margin may stand inside any block: the
+    // formatter then reads the whole function or class the edit is in, where it is within reach.
+    if (!followsTheFormatterNear(window, afterLines, style.tabSize)) {
+        const std::optional<std::size_t> unitAt = unitStart(file, text::lineStart(file, edit.start));
+        IndentSettings unitStyle = fileStyle;
+        const Window unit =
+            unitAt && *unitAt != window.fileStart ? windowAround(file, edit, unitStyle, true) : Window{};
+        if (!unit.started.empty()) {
+            followTheWindowsFunction(unit, unitStyle);
+            if (const std::optional<fl::ustring> unitAfter = formattedWindow(unit, unitStyle)) {
+                reindentInWindow(unit, linesOf(*unitAfter), file, firstFromTyped, typedNone, unitStyle, edit);
+                return;
+            }
+        }
+    }
+    reindentInWindow(window, afterLines, file, firstFromTyped, typedNone, style, edit);
+}
 
+namespace {
+
+void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
+                      bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit) {
     std::vector<fl::ustring> indentation;  // of each started line
     std::vector<int> own;
     for (std::size_t i : window.started) {
@@ -639,19 +915,28 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         }
     }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
+    std::vector<int> formattedColumns;
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        formattedColumns.push_back(columnsOf(text::indentationOf(afterLines[i].text), style.tabSize));
+        if (comments[i] && formattedColumns.back() == own[k]) formattedColumns.back() = *comments[i];
+    }
+    std::optional<std::vector<int>> inFileColumnsOfEdit;  // read only where the model's columns are in doubt
+    const auto inFile = [&]() -> const std::vector<int>& {
+        if (!inFileColumnsOfEdit)
+            inFileColumnsOfEdit = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+        return *inFileColumnsOfEdit;
+    };
     const bool modelKept =
-        modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style);
+        modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
     if (!modelKept) {
-        const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
+        const std::vector<int>& inFileColumns = inFile();
         for (std::size_t k = 0; k < window.started.size(); ++k) {
-            const std::size_t i = window.started[k];
-            const std::u16string_view formattedIndentation = text::indentationOf(afterLines[i].text);
-            int columns = columnsOf(formattedIndentation, style.tabSize);
-            if (comments[i] && columns == own[k]) columns = *comments[i];
-            const int inFile = inFileColumns(fileColumns, columns);
-            indentation[k] = inFile == columnsOf(formattedIndentation, style.tabSize)
+            const std::u16string_view formattedIndentation =
+                text::indentationOf(afterLines[window.started[k]].text);
+            indentation[k] = inFileColumns[k] == columnsOf(formattedIndentation, style.tabSize)
                                  ? fl::ustring(formattedIndentation)
-                                 : indentationFor(inFile, style);
+                                 : indentationFor(inFileColumns[k], style);
         }
     }
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
@@ -670,5 +955,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     text.append(window.text, next, window.editTo - next);
     edit.text = std::move(text);
 }
+
+}  // namespace
 
 }  // namespace fit

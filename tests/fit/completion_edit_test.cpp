@@ -198,8 +198,8 @@ const Row kRows[] = {
      "obj=S()\nend\nfunction start(obj)\nend\nfunction lap(obj)\n    if ~obj.Running\n    "
      "end\nend\n<|>\nend\nend\nfunction reset(obj)\nend\nend\nmethods(Static)\nfunction "
      "t=time(fn,n)\nend\nend\nend\n",
-     fenced("  function t=stop(obj)\n    t=obj.Elapsed;\n    obj.Running=false;\n      end\nfunction "
-            "t=get.Elapsed(obj)\nif isempty(obj.StartedAt)\nt=0;"),
+     fenced("function t=stop(obj)\n    t=obj.Elapsed;\n    obj.Running=false;\nend\nfunction "
+            "t=get.Elapsed(obj)\n    if isempty(obj.StartedAt)\n        t=0;"),
      "classdef S < handle\nproperties\nend\nproperties(Dependent)\nend\nmethods\nfunction "
      "obj=S()\nend\nfunction start(obj)\nend\nfunction lap(obj)\n    if ~obj.Running\n    end\nend\nfunction "
      "t=stop(obj)\n    t=obj.Elapsed;\n    obj.Running=false;\nend\nfunction t=get.Elapsed(obj)\n    if "

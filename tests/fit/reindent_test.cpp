@@ -86,9 +86,32 @@ const Row kRows[] = {
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
      "if b > 2\n     c = b;\n   end",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
-    {"sloppy file, flat reply", "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n<|>\nend\n",
-     "if b > 2\nc = b;\nend",
-     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
+    {"sloppy file, flat reply after an end off its block's column, its clause where the file's stand",
+     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n        end\n<|>\nend\n",
+     "try\ny = 1;\ncatch\ny = 2;\nend",
+     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n        end\n    try\n        y = "
+     "1;\n"
+     "        catch\n        y = 2;\n    end\nend\n"},
+    {"sloppy file, flat reply whose body level only the lines below show",
+     "for k = 1:2\n  x = 1;\n  while x\n    b = 1;\n<|>\n       c = 2;\n    end\n  end\nend\n",
+     "if b\nd = 3;",
+     "for k = 1:2\n  x = 1;\n  while x\n    b = 1;\n    if b\n       d = 3;\n       c = 2;\n    end\n  "
+     "end\nend\n"},
+    {"flat reply's end under its function where nested functions stand past the formatter's column",
+     "function outer()\nx = 1;\n    function a()\n        y = 2;\n    end\n<|>",
+     "function b()\nz = 3;\nend\nend",
+     "function outer()\nx = 1;\n    function a()\n        y = 2;\n    end\n    function b()\n        z = "
+     "3;\n    end\nend",
+     {.functionIndent = 1}},
+    {"sloppy file whose lines at the margin stand inside a switch",
+     "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = "
+     "i;\nend\n<|>\nend\nend\n",
+     "case 2\nr = 2;",
+     "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
+     "= 2;\nend\nend\n"},
+    {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
+     "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
+     "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
     {"sloppy file below the edit, reply with its end under the body",
      "for k = 1:3\n    a = k;\n    <|>\n    if a\n        c = 1;\n        end\nend\n",
      "if a > 1\n        d = a;\n        end",
@@ -124,6 +147,11 @@ const Row kRows[] = {
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
      "   - 1;\nend"},
+    {"continuation lines at their statement's column where the file's are",
+     "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n<|>\nend\n",
+     "legend({'a', ...\n'b'})",
+     "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n    legend({'a', ...\n  "
+     "  'b'})\nend\n"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
