@@ -211,8 +211,7 @@ std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std:
             opens = opens || (block.opener == line && opensClassBlock(block.kind));
             if (block.opener >= line || block.closer < line) continue;
             inClass = inClass || block.kind == NodeKind::ClassDef;
-            inFunction =
-                inFunction || block.kind == NodeKind::Function || block.kind == NodeKind::MethodDefinition;
+            inFunction = inFunction || isFunctionLike(block.kind);
         }
         if (inClass && !inFunction && !opens) stray.insert(line);
     }
