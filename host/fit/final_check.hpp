@@ -27,9 +27,9 @@ struct CheckResult {
 
 // Reads the file with the edit applied as a whole file against the file as it was, all of it when it is
 // short, else over a window of whole functions (or a bounded run of lines) around the edit: the edit
-// must add no error, no class block line may read as a statement, every block
-// that ends below the edit must still be closed by the same line and opened by the same line, and every
-// block the edit opens must be closed.
+// must add no error, no class block line may read as a statement, every block that ends below the edit
+// must still be closed by the same line and opened by the same line, and every block the edit opens must
+// be closed.
 CheckResult checkEdit(const fl::ustring& file, const Edit& edit);
 
 // The file's own readings of the windows checked so far. The edits tried for one completion are read
