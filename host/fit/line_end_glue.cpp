@@ -103,6 +103,24 @@ bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view 
     return rowElements(typed) < rowElements(std::u16string_view(file).substr(above, lineStart - 1 - above));
 }
 
+// A number with a decimal point typed in a matrix, and a completion that starts with another: glued,
+// `4.5` + `5.5 6.5]` would read as the elements `4.55` and `.5`; the blank between them was trimmed.
+bool decimalsWouldRun(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                      std::u16string_view first) {
+    std::size_t start = typed.size();
+    while (start > 0 && (isDigit(typed[start - 1]) || typed[start - 1] == u'.'))
+        --start;
+    const std::u16string_view typedNumber = typed.substr(start);
+    std::size_t digits = 0;
+    while (digits < first.size() && isDigit(first[digits]))
+        ++digits;
+    if (typedNumber.find(u'.') == std::u16string_view::npos || !isDigit(typedNumber.back()) || digits == 0 ||
+        digits == first.size() || first[digits] != u'.')
+        return false;
+    const auto open = innermostOpenBracket(file, cursor);
+    return open && (open->bracket == u'[' || open->bracket == u'{');
+}
+
 // The typed text ends with an anonymous function's parameters (`f = @(t, s)`): its body follows.
 bool endsWithParameters(std::u16string_view end) {
     if (end.back() != u')') return false;
@@ -257,10 +275,10 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     const bool afterComment = endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
     // A matrix row shorter than the row above goes on: the number typed may go on too, or a blank
     // separates the next element from it.
-    if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak &&
-        rowGoesOn(file, cursor, typed, lines.front())) {
+    if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
         Edit spaced{glue.start, glue.end, u" " + glue.text};
-        return {glue, spaced, newLine};
+        if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
+        if (rowGoesOn(file, cursor, typed, lines.front())) return {glue, spaced, newLine};
     }
     std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
     // Lines that began below an empty line are not glued to the typed code either.

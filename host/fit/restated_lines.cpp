@@ -80,7 +80,10 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = text::trimLeft(lines.front());
-    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return Restatement::None;
+    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted.
+    if (word.empty() || (word.front() >= u'0' && word.front() <= u'9') || first.size() <= word.size() ||
+        !first.starts_with(word))
+        return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
 }
