@@ -90,17 +90,33 @@ std::size_t rowElements(std::u16string_view row) {
     return elements;
 }
 
+// A number, or a sign and a number (`-2.5`): what starts a matrix's next element.
+bool startsNumber(std::u16string_view first) {
+    if (!first.empty() && (first.front() == u'-' || first.front() == u'+')) first.remove_prefix(1);
+    return !first.empty() && isDigit(first.front());
+}
+
+// The length of the matrix's rows: the row above the cursor's, or, where that is the line the matrix
+// opens on, the row below it.
+std::size_t rowLength(const fl::ustring& file, std::size_t lineStart, std::size_t openLine) {
+    const std::u16string_view text(file);
+    const std::size_t above = text::lineStart(file, lineStart - 1);
+    if (above != openLine) return rowElements(text.substr(above, lineStart - 1 - above));
+    const std::size_t below = file.find(u'\n', lineStart);
+    if (below == fl::ustring::npos) return 0;
+    return rowElements(text.substr(below + 1, text::lineEnd(file, below + 1) - below - 1));
+}
+
 // A number typed at the end of a row of a matrix written one row per line, in a row shorter than the
-// row above it, is followed by the row's next element (`3.9967|` + `0.7695 ...`): the blank between
-// them was trimmed from the reply.
+// matrix's other rows, is followed by the row's next element (`3.9967|` + `0.7695 ...`, `-3.4923|` +
+// `-2.0611 ...`): the blank between them was trimmed from the reply.
 bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                std::u16string_view first) {
-    if (typed.empty() || !isDigit(typed.back()) || first.empty() || !isDigit(first.front())) return false;
+    if (typed.empty() || !isDigit(typed.back()) || !startsNumber(first)) return false;
     const std::size_t lineStart = text::lineStart(file, cursor);
     const auto open = innermostOpenBracket(file, cursor);
     if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->line == lineStart) return false;
-    const std::size_t above = text::lineStart(file, lineStart - 1);
-    return rowElements(typed) < rowElements(std::u16string_view(file).substr(above, lineStart - 1 - above));
+    return rowElements(typed) < rowLength(file, lineStart, open->line);
 }
 
 // A number with a decimal point typed in a matrix, and a completion that starts with another: glued,
@@ -279,7 +295,10 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
         Edit spaced{glue.start, glue.end, u" " + glue.text};
         if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
-        if (rowGoesOn(file, cursor, typed, lines.front())) return {glue, spaced, newLine};
+        // Glued, a sign would subtract the next element from the typed one.
+        if (rowGoesOn(file, cursor, typed, lines.front()))
+            return isDigit(lines.front().front()) ? std::vector<Edit>{glue, spaced, newLine}
+                                                  : std::vector<Edit>{spaced, newLine};
     }
     std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
     // Lines that began below an empty line are not glued to the typed code either.
