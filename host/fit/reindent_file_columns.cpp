@@ -143,6 +143,21 @@ std::optional<std::size_t> openerAbove(const Window& window, const std::vector<L
     return std::nullopt;
 }
 
+// The file's column of the body of the function that line `opener` (above the edit) opens: that of its
+// first statement deeper than it in the formatter's columns.
+std::optional<int> bodyColumnBelow(const Window& window, const std::vector<Line>& formattedLines,
+                                   std::size_t opener, unsigned tabSize) {
+    const auto formatted = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    for (std::size_t i = opener + 1; i < window.lines.size() && window.lines[i].start < window.editFrom; ++i)
+        if (window.startsStatement(i))
+            return formatted(i) > formatted(opener)
+                       ? std::optional(columnsOf(text::indentationOf(window.lines[i].text), tabSize))
+                       : std::nullopt;
+    return std::nullopt;
+}
+
 }  // namespace
 
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
@@ -180,8 +195,61 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         shallowestAfter[k - 1] = window.startsStatement(window.started[k])
                                      ? std::min(shallowestAfter[k], formatted[k])
                                      : shallowestAfter[k];
-    std::vector<std::pair<int, int>> opened;  // the edit's open blocks: formatter column, the file's
-    std::map<int, std::size_t> closedAbove;   // formatter column -> `end`s that closed blocks opened above
+    // The edit's open blocks: formatter column, the file's; of a function, its body's column once seen.
+    struct OpenBlock {
+        int formatted = 0;
+        int column = 0;
+        bool function = false;
+        std::optional<int> body;
+    };
+    std::vector<OpenBlock> opened;
+    std::map<int, std::size_t> closedAbove;  // formatter column -> `end`s that closed blocks opened above
+    // A function line the formatter puts at the column of the function it is nested in (only nested
+    // functions' bodies indented): where that one is nested too, the file puts it in that one's body, and
+    // its own lines go from there; where that one stands at the margin, where the file's other functions
+    // of its level stand. None outside a function (a file whose functions have no `end` nests none).
+    const auto nestedColumn = [&](int at) -> std::optional<int> {
+        std::optional<std::size_t> parentLine;
+        int parentColumn = 0;
+        std::optional<int> body;
+        if (!opened.empty() && opened.back().formatted == at) {
+            if (!opened.back().function) return std::nullopt;
+            parentColumn = opened.back().column;
+            body = opened.back().body;
+        } else {
+            if (std::any_of(opened.begin(), opened.end(),
+                            [&](const OpenBlock& b) { return b.formatted < at; }))
+                return std::nullopt;
+            parentLine = openerAbove(window, formattedLines, at, closedAbove[at], tabSize);
+            if (!parentLine || !startsWithWord(text::trimLeft(window.lines[*parentLine].text), u"function"))
+                return std::nullopt;
+            parentColumn = own(*parentLine);
+            if (parentColumn > 0) body = bodyColumnBelow(window, formattedLines, *parentLine, tabSize);
+        }
+        if (parentColumn > 0) return body;
+        // The other functions in the same one: below the parent's line, and down to the first line at the
+        // parent's column that closes it or starts another.
+        std::optional<int> nearest;
+        std::size_t nearestDistance = std::numeric_limits<std::size_t>::max();
+        const auto take = [&](std::size_t i, std::size_t distance) {
+            if (startsWithWord(text::trimLeft(window.lines[i].text), u"function") &&
+                columnsOf(text::indentationOf(formattedLines[i].text), tabSize) == at &&
+                distance < nearestDistance) {
+                nearestDistance = distance;
+                nearest = own(i);
+            }
+        };
+        if (parentLine)
+            for (std::size_t i = *parentLine + 1; i < window.started.front(); ++i)
+                if (window.startsStatement(i)) take(i, window.started.front() - i);
+        for (std::size_t i = window.started.back() + 1; i < window.lines.size(); ++i) {
+            if (!window.startsStatement(i)) continue;
+            const std::u16string_view code = text::trimLeft(window.lines[i].text);
+            if (own(i) <= parentColumn && startsWithAnyWord(code, {u"end", u"function"})) break;
+            take(i, i - window.started.back());
+        }
+        return nearest;
+    };
     std::vector<int> columns;
     for (std::size_t k = 0; k < window.started.size(); ++k) {
         const std::size_t i = window.started[k];
@@ -204,12 +272,15 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         if (!window.isCodeLine(i)) continue;
         shift = columns.back() - formatted[k];
         statementColumn = columns.back();
+        if (!opened.empty() && opened.back().function && !opened.back().body &&
+            formatted[k] > opened.back().formatted)
+            opened.back().body = columns.back();
         if (startsWithWord(code, u"end")) {
-            while (!opened.empty() && opened.back().first > formatted[k])
+            while (!opened.empty() && opened.back().formatted > formatted[k])
                 opened.pop_back();
             std::optional<int> opener;
-            if (!opened.empty() && opened.back().first == formatted[k]) {
-                opener = opened.back().second;
+            if (!opened.empty() && opened.back().formatted == formatted[k]) {
+                opener = opened.back().column;
                 opened.pop_back();
             } else if (const auto line = openerAbove(window, formattedLines, formatted[k],
                                                      closedAbove[formatted[k]]++, tabSize)) {
@@ -224,7 +295,17 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
                 }
             }
         } else if (opensBlock(code)) {
-            opened.emplace_back(formatted[k], columns.back());
+            const bool function = startsWithWord(code, u"function");
+            if (const std::optional<int> nested = function ? nestedColumn(formatted[k]) : std::nullopt;
+                nested && *nested != columns.back()) {
+                columns.back() = statementColumn = *nested;
+                shift = *nested - formatted[k];
+                for (std::map<int, int>* levelColumns : {&levels.statements, &levels.openAtEnd}) {
+                    levelColumns->erase(levelColumns->lower_bound(formatted[k]), levelColumns->end());
+                    levelColumns->emplace(formatted[k], *nested);
+                }
+            }
+            opened.push_back({formatted[k], columns.back(), function, std::nullopt});
         }
     }
     return columns;
