@@ -105,8 +105,7 @@ int signHang(std::u16string_view line, const StatementScan& scan) {
 bool startsWithOperator(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
     if (code.empty()) return false;
-    return std::u16string_view(u"+-*/\\^&|<>=").find(code.front()) != std::u16string_view::npos ||
-           code.starts_with(u"~=") ||
+    return std::u16string_view(u"+-*/\\^&|<>=~").find(code.front()) != std::u16string_view::npos ||
            (code.size() > 1 && code[0] == u'.' &&
             std::u16string_view(u"*/\\^").find(code[1]) != std::u16string_view::npos);
 }

@@ -45,7 +45,8 @@ int signHang(std::u16string_view line, const StatementScan& scan);
 // Reads one line (its indentation included) into the scan of its statement.
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
 
-// A line that starts with a binary operator (`+ b`, `&& c`, `.* d`): it goes on with the line above.
+// A line that starts with an operator (`+ b`, `&& c`, `.* d`, `~ok`): it goes on with the line above, and
+// its operand would not line up with a value above.
 bool startsWithOperator(std::u16string_view line);
 
 // True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its

@@ -172,10 +172,11 @@ const Row kRows[] = {
      "20\n    y = 3 + ...\n        4;\nend"},
     {"a header's continuation two levels in, a value's under the value unless an operator starts it, where "
      "the file shows none",
-     "x = 1;\n<|>", "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nend",
+     "x = 1;\n<|>",
+     "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nok = x & ...\n~x;\nend",
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
-     "   - 1;\nend"},
+     "   - 1;\n    ok = x & ...\n        ~x;\nend"},
     {"a statement votes once for its habit, a header's lines not for the value's",
      "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
      "max(1, ...\n    2);\nt = min(1, ...\n"
