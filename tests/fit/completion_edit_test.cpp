@@ -138,6 +138,8 @@ const Row kRows[] = {
      "m = [\n    1 2 3;\n    4 -5 -6;\n    7 8 9];\n"},
     {"the first row is as long as the one below", "m = [\n    1 -2<|>\n    4 5 6];\n", fenced("-3;"),
      "m = [\n    1 -2 -3;\n    4 5 6];\n"},
+    {"an assignment lined up with those above", "x.a    = 1;\nx.long = 2;\nx.b<|>\n", fenced("= 3;"),
+     "x.a    = 1;\nx.long = 2;\nx.b    = 3;\n"},
     {"a blank after a sign before a name in a matrix", "d = [p2 -<|>\n", fenced("p1; p3 - p1];"),
      "d = [p2 - p1; p3 - p1];\n"},
     {"comment lines below a bare comment sign", "function f()\n    %<|>\n    x = 1;\nend\n",
