@@ -254,8 +254,25 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         std::size_t depth = 0;
         int bracket = -1;
         int column = 0;
-        bool fromFile = false;  // the column is the file's, above the edit
+        bool fromFile = false;     // the column is the file's, above the edit
+        std::u16string_view code;  // from its first element, standing at `placed`
+        int placed = 0;
     } sibling;
+    std::u16string_view statementCode;  // the statement's first line, from its first character
+    // A matrix's or a cell's rows may line their elements up by their ends; a call's arguments do not.
+    const auto linedUp = [&](std::u16string_view row, int column, std::u16string_view reference,
+                             int referenceColumn) {
+        const bool rows = !scan.openBrackets.empty() && scan.openBrackets.back().opening != u'(';
+        return rows ? rowColumnLinedUp(row, column, reference, referenceColumn) : column;
+    };
+    // The statement's first line from `column` on, where a bracket on it opens there: the first row.
+    const auto firstElements = [&](int column) -> std::u16string_view {
+        const int offset = column - statementPlaced;
+        if (offset <= 0 || offset > static_cast<int>(statementCode.size()) ||
+            std::u16string_view(u"[{ ").find(statementCode[offset - 1]) == std::u16string_view::npos)
+            return {};
+        return statementCode.substr(static_cast<std::size_t>(offset));
+    };
     // The statement's lines placed inside brackets here: which, the brackets open before each, and how
     // far a row's sign lets it stand left of the first element.
     struct Moved {
@@ -283,7 +300,12 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 for (const Moved& m : moved)
                     if (scan.goesOn() && !closes && m.depth == scan.openBrackets.size() &&
                         m.bracket == bracket)
-                        indentation[m.k] = indentationFor(aligned ? bracket - m.hang : fileColumns, style);
+                        indentation[m.k] = indentationFor(
+                            m.hang
+                                ? (aligned ? bracket - m.hang : fileColumns)
+                                : linedUp(text::trimLeft(window.lines[window.started[m.k]].text),
+                                          aligned ? bracket : fileColumns, text::trimLeft(line), fileColumns),
+                            style);
             }
             const int columns = started ? own[k] : fileColumns;
             // A line the model did not indent past its statement's first line, unless the model's columns
@@ -295,6 +317,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementOwn = columns;
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
+                statementCode = text::trimLeft(line);
                 sibling.known = false;
                 moved.clear();
             } else if (const std::u16string_view code = text::trimLeft(line);
@@ -310,8 +333,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                        movable && sibling.known && sibling.depth == scan.openBrackets.size() &&
                        sibling.bracket == bracket) {
                 // Only a row lined up with the first element lets its sign stand left of it.
+                const int hang = sibling.column == bracket ? signHang(line, scan) : 0;
                 indentation[k] = indentationFor(
-                    sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
+                    hang ? sibling.column - hang
+                         : linedUp(text::trimLeft(line), sibling.column, sibling.code, sibling.placed),
+                    style);
                 if (!sibling.fromFile)
                     moved.push_back({k, scan.openBrackets.size(), bracket, signHang(line, scan)});
             } else if (movable) {
@@ -334,7 +360,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
                 else if (const auto& inside = habit->inside(scan); inside.alignsWithBracket)
-                    placed = scan.openBrackets.back().column - signHang(line, scan);
+                    placed = signHang(line, scan)
+                                 ? scan.openBrackets.back().column - signHang(line, scan)
+                                 : linedUp(text::trimLeft(line), scan.openBrackets.back().column,
+                                           firstElements(scan.openBrackets.back().column),
+                                           scan.openBrackets.back().column);
                 else
                     placed = offset(inside.offset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
@@ -348,9 +378,13 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 const int placed = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 const bool same =
                     sibling.known && sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket;
-                sibling = Sibling{true, scan.openBrackets.size(), bracket,
+                sibling = Sibling{true,
+                                  scan.openBrackets.size(),
+                                  bracket,
                                   placed + signHang(line, scan) == bracket ? bracket : placed,
-                                  !started || (same && sibling.fromFile)};
+                                  !started || (same && sibling.fromFile),
+                                  text::trimLeft(line),
+                                  placed};
             }
             previousColumns = columns;
             previousStarted = started && (k > 0 || !firstFromTyped);  // typed blanks are not the model's

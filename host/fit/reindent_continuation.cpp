@@ -110,6 +110,52 @@ bool startsWithOperator(std::u16string_view line) {
             std::u16string_view(u"*/\\^").find(code[1]) != std::u16string_view::npos);
 }
 
+namespace {
+
+// The elements of a row as [start, end) offsets: what blanks and commas separate, up to a `;`, a closing
+// bracket or a comment.
+std::vector<std::pair<int, int>> elementSpans(std::u16string_view row) {
+    std::vector<std::pair<int, int>> spans;
+    for (std::size_t i = 0; i < row.size();) {
+        const char16_t c = row[i];
+        if (c == u';' || c == u']' || c == u'}' || c == u'%') break;
+        if (text::isBlank(c) || c == u',') {
+            ++i;
+            continue;
+        }
+        const std::size_t start = i;
+        while (i < row.size() && !text::isBlank(row[i]) &&
+               std::u16string_view(u",;]}%").find(row[i]) == std::u16string_view::npos)
+            ++i;
+        spans.emplace_back(static_cast<int>(start), static_cast<int>(i));
+    }
+    return spans;
+}
+
+}  // namespace
+
+int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view reference,
+                     int referenceColumn) {
+    // Texts, calls and anonymous functions hold blanks of their own: their elements are not read.
+    const auto plain = [](std::u16string_view code) {
+        return code.find_first_of(u"'\"(@") == std::u16string_view::npos;
+    };
+    // Rows lined up pad their elements: one blank between each lines nothing up.
+    if (!plain(row) || !plain(reference) ||
+        text::trimRight(reference).find(u"  ") == std::u16string_view::npos)
+        return column;
+    const auto own = elementSpans(row), other = elementSpans(reference);
+    if (own.size() < 2 || other.size() < 2) return column;
+    const int endAligned = referenceColumn + other.front().second - own.front().second;
+    if (endAligned == column) return column;
+    std::size_t starts = 0, ends = 0;
+    for (std::size_t i = 0; i < std::min(own.size(), other.size()); ++i) {
+        starts += column + own[i].first == referenceColumn + other[i].first;
+        ends += endAligned + own[i].second == referenceColumn + other[i].second;
+    }
+    return ends > starts && ends >= 2 && endAligned >= 0 ? endAligned : column;
+}
+
 bool isHeaderStatement(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
     for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch"})

@@ -49,6 +49,11 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan);
 // its operand would not line up with a value above.
 bool startsWithOperator(std::u16string_view line);
 
+// The column of a matrix row (its code, from its first element) that would stand at `column` under
+// `reference` (another row's code, standing at `referenceColumn`): where the rows line their elements up
+// by their ends (`6  7` over `10 10`), the one at which its first element ends under the reference's.
+int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view reference, int referenceColumn);
+
 // True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
 // continuation lines are often indented twice, apart from the body.
 bool isHeaderStatement(std::u16string_view line);
