@@ -77,21 +77,21 @@ const Row kRows[] = {
      "function c = outer(s)\ncount = s;\n\n    function reset(v)\n        count = v;\n\n        function "
      "note()\n            disp(count);\n        end\n    end\nend\n\nfunction d = g()\nd = 1;\nend\n"},
     {"a flat function nested in a nested function goes in its body",
-     "function c = outer(s)\ncount = s;\n    function up()\n        count = 1;\n    end\n    <|>\n        "
-     "end\n    "
+     "function c = outer(s)\ncount = s;\n    function up()\n        count = 1;\n    end\n<|>\n        end\n  "
+     "  "
      "end\nend\n\nfunction d = g()\nd = 1;\nend\n",
      "function reset(v)\ncount = v;\nfunction note()\ndisp(count);",
      "function c = outer(s)\ncount = s;\n    function up()\n        count = 1;\n    end\n    function "
      "reset(v)\n"
      "        count = v;\n        function note()\n            disp(count);\n        end\n    "
      "end\nend\n\nfunction d "
-     "= g()\nd = 1;\nend\n"},
+     "= g()\nd = 1;\nend\n",
+     {.functionIndent = 1}},
     {"a flat nested function where the file's other nested functions stand",
-     "function c = outer(s)\ncount = s;\n<|>\n    function reset(v)\n        count = v;\n    end\nend\n",
-     "function up()\ncount = 1;\nend",
-     "function c = outer(s)\ncount = s;\n    function up()\n        count = 1;\n    end\n    function "
-     "reset(v)\n"
-     "        count = v;\n    end\nend\n",
+     "function f()\nx = 1;\n<|>\n    function g()\n        x = 2;\n    end\nend\n",
+     "function h()\nx = 3;\nend",
+     "function f()\nx = 1;\n    function h()\n        x = 3;\n    end\n    function g()\n        x = 2;\n    "
+     "end\nend\n",
      {.functionIndent = 1}},
     {"a block comment's lines tell nothing of the indentation",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\n<|>\nw = 5;\n",
