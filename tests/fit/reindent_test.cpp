@@ -77,15 +77,11 @@ const Row kRows[] = {
      "function c = outer(s)\ncount = s;\n\n    function reset(v)\n        count = v;\n\n        function "
      "note()\n            disp(count);\n        end\n    end\nend\n\nfunction d = g()\nd = 1;\nend\n"},
     {"a flat function nested in a nested function goes in its body",
-     "function c = outer(s)\ncount = s;\n    function up()\n        count = 1;\n    end\n<|>\n        end\n  "
-     "  "
-     "end\nend\n\nfunction d = g()\nd = 1;\nend\n",
-     "function reset(v)\ncount = v;\nfunction note()\ndisp(count);",
-     "function c = outer(s)\ncount = s;\n    function up()\n        count = 1;\n    end\n    function "
-     "reset(v)\n"
-     "        count = v;\n        function note()\n            disp(count);\n        end\n    "
-     "end\nend\n\nfunction d "
-     "= g()\nd = 1;\nend\n",
+     "function f()\n    function g()\n    end\n    <|>\n        end\n    end\nend\n\nfunction k()\nend\n",
+     "function h()\nx = 3;\nfunction m()\nx = 4;",
+     "function f()\n    function g()\n    end\n    function h()\n        x = 3;\n        function m()\n      "
+     "      x = "
+     "4;\n        end\n    end\nend\n\nfunction k()\nend\n",
      {.functionIndent = 1}},
     {"a flat nested function where the file's other nested functions stand",
      "function f()\nx = 1;\n<|>\n    function g()\n        x = 2;\n    end\nend\n",
@@ -177,9 +173,8 @@ const Row kRows[] = {
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
      "   - 1;\n    ok = x & ...\n        ~x;\nend"},
-    {"flat rows of a matrix whose rows line their elements up by their ends",
-     "labs = [ 8  9 10\n         6  7  8\n<|>\n", "10 10  9\n5  6  7];",
-     "labs = [ 8  9 10\n         6  7  8\n        10 10  9\n         5  6  7];\n"},
+    {"flat rows lined up by their elements' ends as the file's", "m = [ 8  9 10\n      6  7  8\n<|>\n",
+     "10 10  9\n5  6  7];", "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\n"},
     {"a statement votes once for its habit, a header's lines not for the value's",
      "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
      "max(1, ...\n    2);\nt = min(1, ...\n"
