@@ -194,6 +194,33 @@ bool Parser::weakStatements(std::size_t fromPending, bool callsAreWeak) const {
     return true;
 }
 
+// Lines of calls and values from `from` on up to a closing bracket whose opener is not in the text
+// (`zeros(1, 19)` / `};`): the rows of a bracket whose opening line was cut away. An assignment, a
+// keyword, a command or a text cut short before it shows statements instead, except on the first line, which
+// may be the tail of a row's comment (`% m = 5`); a first line with brackets or texts is read as it stands.
+bool Parser::rowsOfCutBracket(std::size_t from) const {
+    int depth = 0;
+    for (std::size_t k = from; !toks_[k].eof; ++k) {
+        const PTok& t = toks_[k];
+        const bool opens = t.kind == TokenKind::Punctuation &&
+                           (t.op == Op::LParen || t.op == Op::LBracket || t.op == Op::LBrace);
+        const bool closes = t.kind == TokenKind::Punctuation &&
+                            (t.op == Op::RParen || t.op == Op::RBracket || t.op == Op::RBrace);
+        if (t.line == 1) {
+            if (opens || closes || t.kind == TokenKind::CharArray || t.kind == TokenKind::String)
+                return false;
+            continue;
+        }
+        if (t.kind == TokenKind::Keyword || t.kind == TokenKind::CommandWord ||
+            (t.flags & lexer::kUnterminated) != 0)
+            return false;
+        if (t.kind == TokenKind::Operator && t.op == Op::Assign && depth == 0) return false;
+        if (opens) ++depth;
+        if (closes && --depth < 0) return true;
+    }
+    return false;
+}
+
 // What precedes the first complete statement is a cut edge: try each line in turn until one reads
 // as a complete statement.
 void Parser::skipCutEdge() {
@@ -233,6 +260,9 @@ void Parser::skipCutEdge() {
             restore(before);
             throw;
         }
+        // Calls and values up to a line that closes a bracket opened before the text are its rows.
+        if (clean && (t.line == 1 || weakStatements(before.pending, true)) && rowsOfCutBracket(startPos))
+            clean = false;
         spent += pos_ - startPos;
         if (clean) {
             anchorPos_ = startPos;
@@ -272,16 +302,20 @@ bool Parser::relexingChanges(std::size_t anchor, std::uint32_t line) const {
 void Parser::closeAtEnd() {
     // Least indentation of the statement lines from each line on; a cut last line does not count.
     const std::uint32_t lines = lineCount();
-    std::vector<std::uint32_t> minFrom(lines + 2, kNoIndent);
+    std::vector<std::uint32_t> minFrom(lines + 2, kNoIndent), strictMinFrom(lines + 2, kNoIndent);
     for (std::uint32_t l = lines; l >= 1; --l) {
         std::uint32_t here = kNoIndent;
         const bool cutLast = l == lines && !endsWithLineEnd_;
+        if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4)) here = lineIndent_[l];
+        strictMinFrom[l] = std::min(here, strictMinFrom[l + 1]);
         // A block header at a construct's own column (a sloppy body that opens with a block) does not show
         // code outside it; one further left does.
-        if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4))
-            here = lineIndent_[l] + (controlHeaderLine_[l] ? 1 : 0);
+        if (here != kNoIndent && controlHeaderLine_[l]) ++here;
         minFrom[l] = std::min(here, minFrom[l + 1]);
     }
+    // Where every condition and loop the text closes indents its body, a header at an open one's column
+    // stands outside it too.
+    const bool indentsBodies = indentedBodies_ >= 2 && flatBodies_ == 0;
     // A whole file has nothing after it: what is open lacks its `end`, functions without `end` aside.
     while (!frames_.empty() && wholeFile()) {
         Frame& f = frames_.back();
@@ -305,7 +339,8 @@ void Parser::closeAtEnd() {
             else if (closedForm_ && f.firstBody != kNoIndent && f.firstBody > header &&
                      minFrom[f.line + 1] <= header)
                 missingEnd(f);
-        } else if (!deeper && f.line != 1) {
+        } else if ((!deeper || (indentsBodies && f.line < lines && strictMinFrom[f.line + 1] <= f.indent)) &&
+                   f.line != 1) {
             missingEnd(f);
         }
         popFrame();
