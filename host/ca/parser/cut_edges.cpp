@@ -315,7 +315,7 @@ void Parser::closeAtEnd() {
     }
     // Where every condition and loop the text closes indents its body, a header at an open one's column
     // stands outside it too.
-    const bool indentsBodies = indentedBodies_ >= 2 && flatBodies_ == 0;
+    const bool indentsBodies = indentedBodies_ >= 3 && flatBodies_ == 0;
     // A whole file has nothing after it: what is open lacks its `end`, functions without `end` aside.
     while (!frames_.empty() && wholeFile()) {
         Frame& f = frames_.back();
