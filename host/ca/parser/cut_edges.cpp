@@ -187,6 +187,11 @@ bool Parser::weakStatements(std::size_t fromPending, bool callsAreWeak) const {
         }
         if (statement.kind != NodeKind::ExpressionStatement) return false;
         const auto& expression = d_.tree.nodes[d_.tree.children[statement.firstChild]];
+        // So is one of those alone on its line (`clc`), a command without words.
+        if (expression.kind == NodeKind::Identifier &&
+            isLeadingCommandName(std::u16string_view(text_).substr(
+                expression.start, expression.closing + 1 - expression.start)))
+            return false;
         if (!callsAreWeak && (expression.kind == NodeKind::Index || expression.kind == NodeKind::CellIndex)) {
             return false;
         }
