@@ -82,6 +82,8 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
          {}},
         {" m = 5\n         9.5e-001    % m = 7\n         5.3e+000];  % m = 13\nd = [3 5];\n", {}},
         {"end\nend\nend\n\nfunction g(b)\nn = 1;\nend\n", {}},
+        // A `methods` block that opens with a function at its own column holds it, however sloppy.
+        {"classdef S < handle\nmethods\nfunction obj=S()\nobj.A = [];\nend\n  function start(obj)\n", {}},
         // A leading command without words is a complete statement: the text's head was not cut.
         {"clc\nk = 1;\n if k < 0\ndisp(1)\n else\n     disp(2)\nend\n", {}},
         // A text that indents the body of every block it closes shows a block left open at its end.

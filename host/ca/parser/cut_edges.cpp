@@ -303,6 +303,13 @@ bool Parser::relexingChanges(std::size_t anchor, std::uint32_t line) const {
     return false;
 }
 
+// The kind noted for the first statement line from `line` on (0 when there is none).
+std::uint8_t Parser::firstCodeLineKind(std::uint32_t line) const {
+    for (std::uint32_t l = line; l < lineKind_.size(); ++l)
+        if (lineKind_[l] != 0) return lineKind_[l];
+    return 0;
+}
+
 // Constructs still open at the end of the text.
 void Parser::closeAtEnd() {
     // Least indentation of the statement lines from each line on; a cut last line does not count.
@@ -332,8 +339,11 @@ void Parser::closeAtEnd() {
     }
     while (!frames_.empty()) {
         Frame& f = frames_.back();
-        const bool deeper =
-            f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
+        // A `methods` block whose first line is a `function` line holds functions however far left they
+        // stand: only a block word or the class's `end` could stand outside it, and those are no code.
+        const bool deeper = f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent ||
+                            minFrom[f.line + 1] > f.indent ||
+                            (f.kind == NodeKind::Methods && firstCodeLineKind(f.line + 1) == 4);
         if (isFunctionKind(f.kind)) {
             // A function that holds nested ones is of the closed form: its `end` was cut away, unless
             // its body, indented at first, later has code at or left of the header.

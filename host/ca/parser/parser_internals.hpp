@@ -365,6 +365,7 @@ class Parser {
     bool isLeadingCommand(const ca::astapi::NodeRecord& command) const;
     bool weakStatements(std::size_t fromPending, bool callsAreWeak) const;
     bool rowsOfCutBracket(std::size_t from) const;
+    std::uint8_t firstCodeLineKind(std::uint32_t line) const;
     // What precedes the first complete statement is a cut edge: try each line in turn until one reads
     // as a complete statement.
     void skipCutEdge();
