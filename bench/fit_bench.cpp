@@ -132,4 +132,36 @@ void BM_FlatReplyInALongClass(benchmark::State& state) {
 }
 BENCHMARK(BM_FlatReplyInALongClass)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
 
+// In the middle of a long function indented by hand (bodies two or three columns in, `end`s off their
+// block), with a reply that has lost its indentation: the formatter reads the whole function, up to 400
+// lines above the edit, and the file's columns come from the blocks around.
+void BM_FlatReplyInASloppyFunction(benchmark::State& state) {
+    std::string text;
+    std::size_t cursor = 0;
+    const int functions = static_cast<int>(state.range(0)) / 200;
+    for (int i = 0; i < functions; ++i) {
+        text += "function r = sloppy" + std::to_string(i) + "(x)\n  r = 0;\n";
+        for (int block = 0; block < 28; ++block) {
+            text +=
+                "   for k = 1:numel(x)\n      if x(k) > 0\n        r = r + x(k);\n         end\n    end\n";
+            text += "  r = r * 2;\n";
+            if (i == functions / 2 && block == 20) {
+                text += "  ";
+                cursor = text.size();
+                text += "\n";
+            }
+        }
+        text += "end\n";
+    }
+    const fl::ustring file = fl::i18n::to_ustring(text);
+    const std::string code = "while r > 10\nr = r / 2;\nend";
+    const fit::StageTexts stages = stagesOf(code, code);
+    for (auto _ : state) {
+        const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, fit::IndentSettings{});
+        if (!fitted.edit) state.SkipWithError(fitted.reason.c_str());
+        benchmark::DoNotOptimize(fitted);
+    }
+}
+BENCHMARK(BM_FlatReplyInASloppyFunction)->Arg(2000)->Arg(20000)->Unit(benchmark::kMicrosecond);
+
 }  // namespace

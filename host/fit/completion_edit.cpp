@@ -51,7 +51,8 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
 Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                           const std::vector<fl::ustring>& lines) {
     Attempt attempt;
-    if (onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), lines,
+    if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
+        onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), lines,
                                  text::splitLinesWithoutBlankEnds(stages.deduplicated)))
         attempt.finding = kOnlyRepeats;
     else
@@ -59,15 +60,19 @@ Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, co
     attempt = withCutOffLines(fitter, stages, shape, lines, std::move(attempt));
     attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
     attempt = withoutRepeatedClosers(fitter, lines, shape, std::move(attempt));
+    attempt = withoutClosersAboveWhenNothingFits(fitter, lines, shape, std::move(attempt));
     Fitted out = fitted(std::move(attempt), "final check");
     if (!out.edit && out.emptyStage == "final check") out.reason = "the final check found " + out.reason;
     return out;
 }
 
-// When the library dropped the whole reply at validation or pruning, the reply's lines are tried
+// When the library dropped the whole reply at validation or pruning (or kept only blank lines of it),
+// the reply's lines are tried
 // instead: a reply whose only fault is the column the model started it at still fits.
 std::vector<fl::ustring> droppedReplyLines(const StageTexts& stages) {
-    if (stages.deduplicated.empty() || !(stages.validated.empty() || stages.pruned.empty())) return {};
+    if (stages.deduplicated.empty() ||
+        !(text::isBlankText(stages.validated) || text::isBlankText(stages.pruned)))
+        return {};
     return replyLines(stages);
 }
 
@@ -84,6 +89,7 @@ Fitted fitDroppedReply(const EditFitter& fitter, const StageTexts& stages, const
     }
     attempt = keepingRepeats(fitter, stages, shape, dropped, std::move(attempt));
     attempt = withoutRepeatedClosers(fitter, dropped, shape, std::move(attempt));
+    attempt = withoutClosersAboveWhenNothingFits(fitter, dropped, shape, std::move(attempt));
     if (attempt.edit)
         attempt.repairs.insert(attempt.repairs.begin(), "re-indented a reply the library dropped");
     Fitted out = fitted(std::move(attempt), "");

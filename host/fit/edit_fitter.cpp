@@ -87,13 +87,17 @@ Attempt EditFitter::fit(const std::vector<fl::ustring>& lines, const ReplyShape&
 
 Attempt EditFitter::fitWithoutRepeatedClosers(const std::vector<fl::ustring>& lines,
                                               const ReplyShape& shape) const {
-    const std::vector<fl::ustring> shorter = withoutRepeatedTailOrClosers(file_, cursor_, lines);
-    if (shorter.size() == lines.size() || shorter.empty()) return {};
-    Attempt attempt = fitLines(shorter, shape);
-    if (attempt.edit)
-        attempt.repairs.push_back(
-            "dropped the completion's closing lines that repeat those below the cursor");
-    return attempt;
+    Attempt best;
+    for (const std::vector<fl::ustring>& shorter : withoutRepeatedTailsOrClosers(file_, cursor_, lines)) {
+        if (shorter.empty()) continue;
+        Attempt attempt = fitLines(shorter, shape);
+        if (!best.edit && best.finding.empty()) best.finding = attempt.finding;
+        if (attempt.edit && (!best.edit || attempt.errorsLeft < best.errorsLeft)) best = std::move(attempt);
+        if (isClean(best)) break;
+    }
+    if (best.edit)
+        best.repairs.push_back("dropped the completion's closing lines that repeat those below the cursor");
+    return best;
 }
 
 Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyShape& shape) const {
@@ -167,6 +171,8 @@ bool EditFitter::tryEdit(Edit edit, Attempt& attempt, const char* repair) const 
     if (repair) attempt.repairs.push_back(repair);
     attempt.errorsBefore = check.errorsBefore;
     attempt.errorsLeft = check.errorsAfter;
+    attempt.misalignedBelow = check.misalignedBelow;
+    attempt.nestsDeeper = check.nestsDeeper;
     attempt.edit = std::move(edit);
     return true;
 }

@@ -23,7 +23,9 @@ struct Attempt {
     std::vector<std::string> repairs;
     std::size_t errorsBefore = 0;  // of the final check's window, for the edit offered
     std::size_t errorsLeft = 0;
-    bool writesOutBelow = false;  // the edit writes out again code that follows the cursor's line
+    std::size_t misalignedBelow = 0;  // closing lines below the edit away from their blocks' columns
+    bool nestsDeeper = false;         // the edit nests functions deeper than the file did
+    bool writesOutBelow = false;      // the edit writes out again code that follows the cursor's line
 };
 
 // An edit that fits leaves no error and writes out nothing below the cursor: nothing betters it.

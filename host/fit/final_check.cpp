@@ -120,6 +120,7 @@ bool isCompound(NodeKind kind) {
 }
 
 struct Block {
+    NodeKind kind;
     std::uint32_t opener;
     std::uint32_t closer;
     std::size_t closing;  // offset of the block's last code unit
@@ -154,7 +155,7 @@ std::vector<Block> blocksOf(const ca::Analysis& analysis) {
             const bool byEnd = closing >= 2 && closing < code.size() &&
                                std::u16string_view(code).substr(closing - 2, 3) == u"end" &&
                                (closing < 3 || !text::isWordChar(code[closing - 3])) && endIsItsOwn(node);
-            blocks.push_back({node.getLine(), analysis.getLineOfPosition(closing), closing,
+            blocks.push_back({node.getKind(), node.getLine(), analysis.getLineOfPosition(closing), closing,
                               needsEnd(node.getKind()), byEnd, node.getKind() == NodeKind::Function});
         }
         for (std::size_t i = node.getChildCount(); i > 0; --i)
@@ -169,6 +170,69 @@ std::size_t mixedFunctionForms(const std::vector<Block>& blocks) {
     for (const Block& block : blocks)
         if (block.isFunction) (block.closedByEnd ? closed : open) += 1;
     return std::min(closed, open);
+}
+
+bool opensClassBlock(NodeKind kind) {
+    return kind == NodeKind::Properties || kind == NodeKind::Methods || kind == NodeKind::Events ||
+           kind == NodeKind::Enumeration;
+}
+
+bool isFunctionLike(NodeKind kind) {
+    return kind == NodeKind::Function || kind == NodeKind::MethodDefinition;
+}
+
+// How deep functions and methods nest in the reading: 1 when none holds another.
+std::size_t functionDepth(const std::vector<Block>& blocks) {
+    std::size_t deepest = 0;
+    for (const Block& inner : blocks) {
+        if (!isFunctionLike(inner.kind)) continue;
+        const auto holds = [&](const Block& outer) {
+            return isFunctionLike(outer.kind) && outer.opener < inner.opener &&
+                   outer.closing >= inner.closing;
+        };
+        deepest = std::max(deepest,
+                           1 + static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), holds)));
+    }
+    return deepest;
+}
+
+// Lines inside a class and outside its functions that start with a class block's word and open no
+// block: the analyser reads `methods (Static)` inside a `methods` block left open as a statement.
+std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std::vector<Block>& blocks) {
+    std::set<std::uint32_t> stray;
+    std::uint32_t line = 1;
+    for (std::size_t at = 0; at < code.size(); at = text::nextLineStart(code, at), ++line) {
+        const std::u16string_view word = text::trimLeft(lineAt(code, at));
+        if (!startsWithWord(word, u"methods") && !startsWithWord(word, u"properties") &&
+            !startsWithWord(word, u"events") && !startsWithWord(word, u"enumeration"))
+            continue;
+        bool inClass = false, inFunction = false, opens = false;
+        for (const Block& block : blocks) {
+            opens = opens || (block.opener == line && opensClassBlock(block.kind));
+            if (block.opener >= line || block.closer < line) continue;
+            inClass = inClass || block.kind == NodeKind::ClassDef;
+            inFunction = inFunction || isFunctionLike(block.kind);
+        }
+        if (inClass && !inFunction && !opens) stray.insert(line);
+    }
+    return stray;
+}
+
+// Closing `end`s at or after `from` whose indentation differs from their block's first line's: of two
+// readings without errors, the one whose closing lines stand at their blocks' columns is the file's.
+std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>& blocks, std::size_t from) {
+    std::vector<std::size_t> lineStarts{0};
+    for (std::size_t at = text::nextLineStart(code, 0); at < code.size(); at = text::nextLineStart(code, at))
+        lineStarts.push_back(at);
+    const auto indentation = [&](std::uint32_t line) {
+        return line == 0 || line > lineStarts.size()
+                   ? std::u16string_view()
+                   : text::indentationOf(lineAt(code, lineStarts[line - 1]));
+    };
+    return static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), [&](const Block& block) {
+        return block.closedByEnd && block.closing >= from &&
+               indentation(block.opener) != indentation(block.closer);
+    }));
 }
 
 // Lines of the window after the edit compared with those before it: the same line, or 0 for a line
@@ -265,6 +329,19 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
         result.finding = "the completion would mix functions closed by `end` with functions without it";
+    const bool inClass = std::any_of(newBlocks.begin(), newBlocks.end(),
+                                     [](const Block& block) { return block.kind == NodeKind::ClassDef; });
+    if (result.finding.empty() && inClass) {
+        std::set<std::uint32_t> strayBefore;
+        for (const std::uint32_t line : strayClassBlockLines(before, oldBlocks))
+            strayBefore.insert(lines.before(line));
+        for (const std::uint32_t line : strayClassBlockLines(after, newBlocks))
+            if (!strayBefore.count(lines.after(line))) {
+                result.finding = "line " + fileLine(line) +
+                                 " would start a class block inside another one, which it leaves open";
+                break;
+            }
+    }
     // A file the user is still writing has lines that close the wrong blocks (an `end` whose block is
     // not written yet closes the one around it): an edit after which the window reads without any error
     // mends it, and its closing lines may go back to their own blocks.
@@ -277,17 +354,13 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         mendsEveryError = false;
     }
     // A new error may be the window's edge: an `end` without its block that the edit frees from a block
-    // it closed by mistake closes a function that opens above the window, or one the window cuts off
-    // below reads the indentation of a window whose functions do not all close in it; a nested function
-    // the edit adds is reported when the window ends before the `end` of the function around it. Read
-    // again as the whole file when that is within reach.
-    if (newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
-        newErrorKind == "MixedFunctionForms") {
-        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
-            return checkWindow(file, edit, 0, file.size(), readings);
-        // In a longer file, from its top when that is within reach.
-        if (start > 0 && end <= kMostTopReach) return checkWindow(file, edit, 0, end, readings);
-    }
+    // it closed by mistake closes a function that opens above the window; a nested function the edit
+    // adds is reported when the window ends before the `end` of the function around it. Read again from
+    // the top of the file when that is within reach.
+    if ((newErrorKind == "EndWithoutBlock" || newErrorKind == "NestedFunctionNotClosed" ||
+         newErrorKind == "MixedFunctionForms") &&
+        start > 0 && end <= kMostTopReach)
+        return checkWindow(file, edit, 0, end, readings);
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
@@ -306,11 +379,6 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
             reopened->second->closing < editEnd &&
             innermostByNewClosing[reopened->second->closing] == reopened->second->opener;
         if (closedByItsOwn) continue;
-        // The window may hide what the change mends: in a file the user is still writing, the closing
-        // line's old block may leave an `end` too many further down. The whole file, when within reach,
-        // shows whether the edit mends every error.
-        if ((start > 0 || end < file.size()) && file.size() <= kMostTopReach)
-            return checkWindow(file, edit, 0, file.size(), readings);
         result.finding = "the block opened at line " + fileLine(block.opener) +
                          " would no longer be closed by the line that closes it (line " +
                          fileLine(block.closer) + ")";
@@ -324,6 +392,11 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         result.finding = "the completion opens " + std::to_string(result.unclosedBlocks) +
                          (result.unclosedBlocks == 1 ? " block" : " blocks") + " it does not close";
     result.passed = result.finding.empty();
+    // Only an edit that reads without errors is weighed against another that does too.
+    if (result.passed && result.errorsAfter == 0) {
+        result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd);
+        result.nestsDeeper = functionDepth(newBlocks) > std::max<std::size_t>(functionDepth(oldBlocks), 1);
+    }
     return result;
 }
 
@@ -338,6 +411,9 @@ std::shared_ptr<ca::Analysis> FileReadings::window(const fl::ustring& file, std:
 }
 
 CheckResult checkEdit(const fl::ustring& file, const Edit& edit, FileReadings& readings) {
+    // A file within reach is read whole: a window of it that starts at a method counts the class's
+    // closing lines as errors, and an edit that only moves them would seem to mend something.
+    if (file.size() <= kMostTopReach) return checkWindow(file, edit, 0, file.size(), readings);
     const std::size_t start = windowStart(file, edit.start);
     return checkWindow(file, edit, start, std::max(windowEnd(file, edit.end), edit.end), readings);
 }

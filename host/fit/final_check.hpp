@@ -16,17 +16,20 @@ namespace fit {
 
 struct CheckResult {
     bool passed = false;
-    std::string finding;             // when not passed: what the edit breaks, in plain words
-    std::size_t unclosedBlocks = 0;  // blocks the edit opens and does not close
-    bool atEndOfFile = false;        // nothing but blanks follows the edit
-    std::size_t errorsBefore = 0;    // errors of the window read, as it was
-    std::size_t errorsAfter = 0;     // and with the edit
+    std::string finding;              // when not passed: what the edit breaks, in plain words
+    std::size_t unclosedBlocks = 0;   // blocks the edit opens and does not close
+    bool atEndOfFile = false;         // nothing but blanks follows the edit
+    std::size_t errorsBefore = 0;     // errors of the window read, as it was
+    std::size_t errorsAfter = 0;      // and with the edit
+    std::size_t misalignedBelow = 0;  // `end`s below the edit at another indentation than their block's
+    bool nestsDeeper = false;         // functions nest deeper in the window than they did
 };
 
-// Reads the file with the edit applied as a whole file against the file as it was, over a window of
-// whole functions (or a bounded run of lines) around the edit: the edit must add no error, every block
-// that ends below the edit must still be closed by the same line and opened by the same line, and every
-// block the edit opens must be closed.
+// Reads the file with the edit applied as a whole file against the file as it was, all of it when it is
+// short, else over a window of whole functions (or a bounded run of lines) around the edit: the edit
+// must add no error, no class block line may read as a statement, every block that ends below the edit
+// must still be closed by the same line and opened by the same line, and every block the edit opens must
+// be closed.
 CheckResult checkEdit(const fl::ustring& file, const Edit& edit);
 
 // The file's own readings of the windows checked so far. The edits tried for one completion are read

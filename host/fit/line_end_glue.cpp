@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "ca/lexer/token.hpp"
 #include "fit/reindent_glue.hpp"
@@ -36,31 +37,88 @@ bool leavesBracketOpen(std::u16string_view typed) {
 // Lines above the cursor's line read for the brackets a matrix written over several lines leaves open.
 constexpr std::size_t kMostBracketLines = 50;
 
-// In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
-// would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
-// The matrix may have opened some lines above the cursor's.
-bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16string_view first) {
-    if (first.empty() || first.front() < u'0' || first.front() > u'9') return false;
+struct OpenBracket {
+    char16_t bracket = 0;
+    bool commas = false;
+    std::size_t line = 0;  // offset of the line it opens on
+};
+
+// The innermost bracket left open before the cursor, looked for from up to kMostBracketLines above.
+std::optional<OpenBracket> innermostOpenBracket(const fl::ustring& file, std::size_t cursor) {
     std::size_t start = text::lineStart(file, cursor);
     for (std::size_t i = 0; i < kMostBracketLines && start > 0; ++i)
         start = text::lineStart(file, start - 1);
-    struct Open {
-        char16_t bracket;
-        bool commas;
-    };
-    std::vector<Open> open;
+    std::vector<OpenBracket> open;
     for (const ca::lexer::Token& token : ca::lexer::lex(file.substr(start, cursor - start))) {
         if (token.kind != ca::lexer::TokenKind::Punctuation || token.text.size() != 1) continue;
         const char16_t c = token.text[0];
         if (c == u'(' || c == u'[' || c == u'{')
-            open.push_back({c, false});
+            open.push_back({c, false, text::lineStart(file, start + token.offset)});
         else if ((c == u')' || c == u']' || c == u'}') && !open.empty())
             open.pop_back();
         else if (c == u',' && !open.empty())
             open.back().commas = true;
     }
-    return !open.empty() && (open.back().bracket == u'[' || open.back().bracket == u'{') &&
-           !open.back().commas;
+    if (open.empty()) return std::nullopt;
+    return open.back();
+}
+
+bool isDigit(char16_t c) {
+    return c >= u'0' && c <= u'9';
+}
+
+// In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
+// would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
+// The matrix may have opened some lines above the cursor's.
+bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16string_view first) {
+    if (first.empty() || !isDigit(first.front())) return false;
+    const auto open = innermostOpenBracket(file, cursor);
+    return open && (open->bracket == u'[' || open->bracket == u'{') && !open->commas;
+}
+
+// The elements of a matrix row: what blanks and commas separate, after the row's opening bracket.
+std::size_t rowElements(std::u16string_view row) {
+    if (const std::size_t bracket = row.find_last_of(u"[{"); bracket != std::u16string_view::npos)
+        row = row.substr(bracket + 1);
+    std::size_t elements = 0;
+    bool inElement = false;
+    for (char16_t c : row) {
+        const bool separates = text::isBlank(c) || c == u',' || c == u';' || c == u']' || c == u'}';
+        if (!separates && !inElement) ++elements;
+        inElement = !separates;
+    }
+    return elements;
+}
+
+// A number typed at the end of a row of a matrix written one row per line, in a row shorter than the
+// row above it, is followed by the row's next element (`3.9967|` + `0.7695 ...`): the blank between
+// them was trimmed from the reply.
+bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+               std::u16string_view first) {
+    if (typed.empty() || !isDigit(typed.back()) || first.empty() || !isDigit(first.front())) return false;
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto open = innermostOpenBracket(file, cursor);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->line == lineStart) return false;
+    const std::size_t above = text::lineStart(file, lineStart - 1);
+    return rowElements(typed) < rowElements(std::u16string_view(file).substr(above, lineStart - 1 - above));
+}
+
+// A number with a decimal point typed in a matrix, and a completion that starts with another: glued,
+// `4.5` + `5.5 6.5]` would read as the elements `4.55` and `.5`; the blank between them was trimmed.
+bool decimalsWouldRun(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                      std::u16string_view first) {
+    std::size_t start = typed.size();
+    while (start > 0 && (isDigit(typed[start - 1]) || typed[start - 1] == u'.'))
+        --start;
+    const std::u16string_view typedNumber = typed.substr(start);
+    std::size_t digits = 0;
+    while (digits < first.size() && isDigit(first[digits]))
+        ++digits;
+    if (typedNumber.find(u'.') == std::u16string_view::npos || !isDigit(typedNumber.back()) || digits == 0 ||
+        digits == first.size() || first[digits] != u'.')
+        return false;
+    const auto open = innermostOpenBracket(file, cursor);
+    return open && (open->bracket == u'[' || open->bracket == u'{');
 }
 
 // The typed text ends with an anonymous function's parameters (`f = @(t, s)`): its body follows.
@@ -97,7 +155,8 @@ bool startsAsContinuation(std::u16string_view first) {
     // `+ b` and `- b` with a blank after the sign are binary: no statement starts with them.
     const bool binarySign =
         (first.front() == u'+' || first.front() == u'-') && first.size() > 1 && text::isBlank(first[1]);
-    return binarySign || kJoining.find(first.front()) != std::u16string_view::npos;
+    return binarySign || first.starts_with(u"~=") ||
+           kJoining.find(first.front()) != std::u16string_view::npos;
 }
 
 // A completion that starts with a binary operator and a blank after it ("|| b", "\\ x") gets the same
@@ -215,6 +274,13 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     // has no blank of its own or began below an empty line starts a new line, and one line that began
     // on the cursor's line is tried as the comment's rest second.
     const bool afterComment = endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
+    // A matrix row shorter than the row above goes on: the number typed may go on too, or a blank
+    // separates the next element from it.
+    if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
+        Edit spaced{glue.start, glue.end, u" " + glue.text};
+        if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
+        if (rowGoesOn(file, cursor, typed, lines.front())) return {glue, spaced, newLine};
+    }
     std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
     // Lines that began below an empty line are not glued to the typed code either.
     if ((!afterComment && !(shape.leadingLineBreak && lines.size() > 1)) ||

@@ -38,10 +38,13 @@ std::vector<Edit> placementsOnBlankLine(const fl::ustring& file, const CursorLin
 // Whether the completion's first line may write out again the cursor's line up to the cursor. Lines that
 // deduplication removed ended where the cursor is: what follows them restates the cursor's line only
 // when it writes it out as it stands, indentation and all (deduplication may have taken the line above
-// for it, when both end alike); after a bare comment sign it is a comment line.
-bool mayRestateCursorLine(const CursorLine& line, const std::vector<fl::ustring>& lines,
-                          const ReplyShape& shape, bool bareComment) {
-    if (shape.headRemoved) return !bareComment && text::trimRight(lines.front()).starts_with(line.before);
+// for it, when both end alike), and not when they wrote it out whole; after a bare comment sign it is a
+// comment line.
+bool mayRestateCursorLine(const fl::ustring& file, std::size_t cursor, const CursorLine& line,
+                          const std::vector<fl::ustring>& lines, const ReplyShape& shape, bool bareComment) {
+    if (shape.headRemoved)
+        return !bareComment && text::trimRight(lines.front()).starts_with(line.before) &&
+               !removedHeadWroteOutWholeLines(file, cursor, shape);
     return !(shape.keepsRepeats && text::isClosingLine(text::trim(line.before)));
 }
 
@@ -67,7 +70,7 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
     if (!shape.headRemoved && onlyRepeatsLinesAbove(file, line, lines, shape)) return {};
     std::vector<fl::ustring> rest = lines;
     const Restatement found =
-        mayRestateCursorLine(line, lines, shape, bareComment)
+        mayRestateCursorLine(file, cursor, line, lines, shape, bareComment)
             ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
             : Restatement::None;
     // A reply that began below an empty line starts a line of its own: it restarts no word. When the line

@@ -2,21 +2,25 @@
 
 #include <algorithm>
 #include <functional>
-#include <iterator>
 #include <limits>
-#include <map>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
 #include "ca/lexer/token.hpp"
+#include "fit/reindent_block_comment.hpp"
 #include "fit/reindent_continuation.hpp"
+#include "fit/reindent_file_columns.hpp"
+#include "fit/reindent_model_fit.hpp"
 #include "fit/reindent_style.hpp"
+#include "fit/reindent_window.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
 namespace {
+
+using namespace reindenting;
 
 // How far the formatter looks above the edit, at least,
 constexpr std::size_t kFormatLinesAbove = 60;
@@ -24,29 +28,6 @@ constexpr std::size_t kFormatLinesAbove = 60;
 // block only inside one).
 constexpr std::size_t kMostFormatLinesAbove = 400;
 constexpr std::size_t kFormatLinesBelow = 60;
-// Code lines above the edit whose indentation tells whether the file follows the formatter there.
-constexpr std::size_t kNearbyCodeLines = 8;
-
-bool startsWithWord(std::u16string_view code, std::u16string_view word) {
-    return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
-}
-
-bool startsWithAnyWord(std::u16string_view code, std::initializer_list<std::u16string_view> words) {
-    return std::any_of(words.begin(), words.end(), [&](auto word) { return startsWithWord(code, word); });
-}
-
-// A line that closes a block or a clause of one: it stands at its construct's level, not the body's.
-bool isCloser(std::u16string_view code) {
-    return startsWithAnyWord(code, {u"end", u"else", u"elseif", u"case", u"catch", u"otherwise"});
-}
-
-bool isComment(std::u16string_view line) {
-    return text::trimLeft(line).starts_with(u"%");
-}
-
-bool isCode(std::u16string_view line) {
-    return !text::isBlankText(line) && !isComment(line);
-}
 
 // Where the formatter's window starts, and the lines put in front of it. The formatter keeps a
 // window's first line as it is and reads the level of the first code line after it from that line's
@@ -57,11 +38,31 @@ struct FormatWindow {
     std::u16string_view lead;
 };
 
-FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style) {
+// The line that starts the function or class the edit is in, at the margin, or the top of the file, within
+// reach: in a file that does not follow the formatter a line at the margin may stand inside any block.
+std::optional<std::size_t> unitStart(const fl::ustring& file, std::size_t editLineStart) {
+    std::size_t start = editLineStart;
+    for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove; ++linesAbove) {
+        start = text::lineStart(file, start - 1);
+        const std::u16string_view line =
+            std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
+        if (startsWithAnyWord(line, {u"function", u"classdef"})) return start;
+    }
+    return start == 0 && editLineStart > 0 ? std::optional<std::size_t>(0) : std::nullopt;
+}
+
+FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style,
+                          bool wholeUnit) {
+    if (const std::optional<std::size_t> unit = wholeUnit ? unitStart(file, editLineStart) : std::nullopt)
+        return {*unit, u"%\n"};
     const unsigned tabSize = style.tabSize;
     // The nearest code line that stands left of every code line between it and the edit, the leftmost
     // such line within reach: the formatter then sees the opening line of every block the lines below
     // it close, and no closing line takes the levels below the window's first.
+    std::size_t reach = editLineStart;  // as far up as the window may start
+    for (std::size_t lines = 0; reach > 0 && lines <= kMostFormatLinesAbove; ++lines)
+        reach = text::lineStart(file, reach - 1);
+    const BlockCommentSpans comments = blockCommentSpans(file, reach, editLineStart);
     std::size_t start = editLineStart, best = editLineStart;
     int bestColumns = std::numeric_limits<int>::max(), leftmostBelow = std::numeric_limits<int>::max();
     for (std::size_t linesAbove = 0; start > 0 && linesAbove < kMostFormatLinesAbove &&
@@ -70,7 +71,7 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
         start = text::lineStart(file, start - 1);
         const std::u16string_view line =
             std::u16string_view(file).substr(start, text::lineEnd(file, start) - start);
-        if (!isCode(line)) continue;
+        if (!isCode(line) || insideBlockComment(comments, start)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
         const bool continued = start > 0 && text::trimRight(std::u16string_view(file).substr(
                                                                 text::lineStart(file, start - 1),
@@ -98,11 +99,6 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
     return {best, best == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
 }
 
-struct Line {
-    std::size_t start;  // offset in its text
-    std::u16string_view text;
-};
-
 std::vector<Line> linesOf(std::u16string_view text) {
     std::vector<Line> lines;
     for (std::size_t start = 0;;) {
@@ -128,98 +124,6 @@ fl::ustring formatted(const fl::ustring& window, std::uint32_t lastLine, const I
     return formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(window)));
 }
 
-// A line's columns as the file or the model indented it and as the formatter would.
-struct Placed {
-    int own;
-    int formatted;
-    bool closer = false;  // an `end`, or a clause of a block (`else`, `case`, `catch`, ...)
-    bool end = false;     // an `end`
-};
-
-Placed placed(int own, int formatted, std::u16string_view line) {
-    const std::u16string_view code = text::trimLeft(line);
-    return {own, formatted, isCloser(code), startsWithWord(code, u"end")};
-}
-
-int sign(int value) {
-    return (value > 0) - (value < 0);
-}
-
-// In a file that does not follow the formatter near the cursor, the model's indentation fits when it
-// moves as the formatter's does: deeper, back or level where the formatter goes deeper, back or stays,
-// and at the column it had for an earlier line of the same block level. The first line is the code line
-// above the edit. A level that only the code lines above show (nearest first) is looser, as sloppy files
-// close blocks a little off their opening column: a line of it fits right of the level around it, or
-// where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
-// of the file's column for it. So the `end` of a nested function that the file indents past the
-// formatter's column does not fit at the margin. A closing line stands anywhere from the column of the
-// level around its block to a step past its block's body (an `end` under the body, a `case` under its
-// `switch`); the lines after it move from its block's column.
-bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines, int step) {
-    struct Level {
-        int own;
-        bool seenInLines;  // its column was set by one of `lines`, not only by the lines above
-    };
-    std::map<int, Level> levels;  // formatter column -> the open level's
-    for (auto line = above.rbegin(); line != above.rend(); ++line) {
-        levels.erase(levels.upper_bound(line->formatted), levels.end());
-        if (!line->closer || !levels.contains(line->formatted)) levels[line->formatted] = {line->own, false};
-    }
-    std::optional<Placed> previous;  // a closing line counts at its block's column
-    for (const Placed& line : lines) {
-        if (line.closer) {
-            const auto body = levels.upper_bound(line.formatted);
-            const auto block = levels.find(line.formatted);
-            const auto around = levels.lower_bound(line.formatted);
-            // Where the level around is not in sight, a step left of the block's column stands for it.
-            const std::optional<int> from =
-                around != levels.begin() ? std::optional(std::prev(around)->second.own)
-                : block != levels.end()  ? std::optional(block->second.own - (line.formatted > 0 ? step : 0))
-                                         : std::nullopt;
-            if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own + step))
-                return false;
-            levels.erase(body, levels.end());
-            // An `end` whose block is not in sight tells nothing of the column of its level.
-            if (block == levels.end() && line.end) {
-                previous.reset();
-                continue;
-            }
-            previous = Placed{levels.try_emplace(line.formatted, Level{line.own, true}).first->second.own,
-                              line.formatted};
-            continue;
-        }
-        if (previous && sign(line.own - previous->own) != sign(line.formatted - previous->formatted))
-            return false;
-        levels.erase(levels.upper_bound(line.formatted), levels.end());
-        if (const auto known = levels.find(line.formatted); known != levels.end()) {
-            const bool fits = known->second.seenInLines ? known->second.own == line.own
-                              : known == levels.begin() ? known->first > 0 || line.own >= known->second.own
-                                                        : line.own > std::prev(known)->second.own;
-            if (!fits) return false;
-        }
-        levels[line.formatted] = {line.own, true};
-        previous = line;
-    }
-    return true;
-}
-
-// The window the formatter reads: the lines above the edit, the edit, and the rest of its last line.
-struct Window {
-    fl::ustring text;
-    std::size_t editFrom = 0, editTo = 0;  // the edit's text in it
-    std::vector<Line> lines;
-    std::vector<std::size_t> started;  // the lines the edit starts whose leading blanks are all its own
-    bool fromTop = false;              // the window starts at the file's first line
-    std::vector<bool> inBlockComment;  // of each line: a `%{` ... `%}` block's, its own lines included
-
-    std::vector<bool> continues;  // of each line: it goes on with the statement of the code line above
-
-    // A line of code, not of a comment: a block comment's lines may look like code at any column.
-    bool isCodeLine(std::size_t i) const { return isCode(lines[i].text) && !inBlockComment[i]; }
-    // A line that starts a statement: its column is a block level's, not a continuation's.
-    bool startsStatement(std::size_t i) const { return isCodeLine(i) && !continues[i]; }
-};
-
 std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
     std::vector<bool> inside(lines.size(), false);
     std::size_t depth = 0;
@@ -232,10 +136,11 @@ std::vector<bool> blockCommentLines(const std::vector<Line>& lines) {
     return inside;
 }
 
-Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style) {
-    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style);
+Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSettings& style, bool wholeUnit) {
+    const FormatWindow start = formatWindow(file, text::lineStart(file, edit.start), style, wholeUnit);
     Window window;
     window.fromTop = start.start == 0;
+    window.fileStart = start.start;
     window.text.assign(start.lead);
     window.text.append(std::u16string_view(file).substr(start.start, edit.start - start.start));
     window.editFrom = window.text.size();
@@ -251,7 +156,8 @@ Window windowAround(const fl::ustring& file, const Edit& edit, const IndentSetti
         // With only nested bodies indented, a nested function at the margin is told by the `end` of the
         // function around it: the window goes on to the next function line.
         if (isCode(line) && !text::isBlank(line.front()) &&
-            (style.functionIndent != 1 || startsWithWord(line, u"function")))
+            ((style.functionIndent != 1 && !wholeUnit) ||
+             startsWithAnyWord(line, {u"function", u"classdef"})))
             break;
     }
     window.text.append(std::u16string_view(file).substr(edit.end, end - edit.end)).append(u"\n");
@@ -330,153 +236,6 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
-// The lines below the edit that start a statement and whose text the formatter left as it is, nearest
-// first.
-std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
-                              unsigned tabSize) {
-    std::vector<Placed> below;
-    for (std::size_t i = window.started.back() + 1;
-         i < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
-        const std::u16string_view line = window.lines[i].text;
-        if (window.startsStatement(i) && text::trimLeft(line) == text::trimLeft(formattedLines[i].text))
-            below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
-                                   columnsOf(text::indentationOf(formattedLines[i].text), tabSize), line));
-    }
-    return below;
-}
-
-// A first line written from the blanks the editor typed has no column of the model's (an editor indents a
-// closing line as the body): it takes the column of a line of the same level and kind further down the
-// edit or, nearest first, among the code lines above in its function. Nothing where neither shows one.
-std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
-                                   const std::vector<int>& own, unsigned tabSize) {
-    const std::size_t first = window.started.front();
-    if (!window.startsStatement(first)) return std::nullopt;
-    const auto formattedColumns = [&](std::size_t i) {
-        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
-    };
-    const auto kind = [&](std::size_t i) {
-        const std::u16string_view code = text::trimLeft(window.lines[i].text);
-        return startsWithWord(code, u"end")        ? 2
-               : isCloser(code)                    ? 1
-               : startsWithWord(code, u"function") ? 3
-                                                   : 0;
-    };
-    const auto alike = [&](std::size_t i) {
-        return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
-               kind(i) == kind(first);
-    };
-    for (std::size_t k = 1; k < window.started.size(); ++k)
-        if (own[k] > 0 && alike(window.started[k]))
-            return own[k];  // a line at the margin may be written flat
-    for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
-        ++seen;
-        if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
-        if (kind(i) == 3) break;  // not past the function line the edit is in
-    }
-    return std::nullopt;
-}
-
-// Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
-// does not follow the formatter, moving with it. `own` holds the started lines' columns.
-bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
-               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
-               const IndentSettings& style) {
-    const unsigned tabSize = style.tabSize;
-    const auto formattedColumns = [&](std::size_t i) {
-        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
-    };
-    // An edit whose lines all stand at the margin tells nothing by its comments' column (a reply without
-    // indentation): a comment goes where a comment or a statement stands there, as a help comment under
-    // a `function` line goes into its body.
-    const bool allAtMargin = std::all_of(own.begin(), own.end(), [](int columns) { return columns == 0; });
-    for (std::size_t k = 0; k < window.started.size() && allAtMargin; ++k)
-        if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
-    std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
-    for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
-        if (window.startsStatement(i) && window.lines[i].start < window.editFrom)
-            above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
-                                   formattedColumns(i), window.lines[i].text));
-    const auto followed = [](const Placed& p) { return p.own == p.formatted; };
-    std::vector<Placed> code;
-    if (!above.empty()) code.push_back(above.front());
-    for (std::size_t k = 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; window.startsStatement(i))
-            code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
-    // Continuation lines count for no level; but a reply written flat (a first line from the editor's
-    // blanks aside) tells nothing by their column either.
-    bool writtenFlat = true, continuationIn = false;
-    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
-            writtenFlat = writtenFlat && own[k] == 0;
-            continuationIn = continuationIn || window.continues[i];
-        }
-    if (writtenFlat && continuationIn) return false;
-    if (code.size() == std::min<std::size_t>(above.size(), 1)) {
-        // Only comments: they fit at the column they would take, or where the formatter keeps them.
-        for (std::size_t k = 0; k < window.started.size(); ++k)
-            if (const std::size_t i = window.started[k];
-                isComment(window.lines[i].text) && own[k] != comments[i].value_or(formattedColumns(i)))
-                return false;
-        return true;
-    }
-    if (std::all_of(code.begin(), code.end(), followed)) return true;
-    // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
-    // from the blanks the editor typed (they are the body's) where no line like it shows its column.
-    const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
-    const bool typedFirst = firstFromTyped && window.startsStatement(window.started.front());
-    if ((typedFirst && fromModel->closer && !typedLineKnown) ||
-        (fromModel + typedFirst != code.end() &&
-         std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
-        return false;
-    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
-    if (std::all_of(above.begin(), above.end(), followed) &&
-        std::all_of(below.begin(), below.end(), followed))
-        return false;
-    // Each line at a column that the lines around give its level, or moving with the formatter.
-    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
-    for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
-        for (const Placed& line : *lines)
-            columnsAround[line.formatted].push_back(line.own);
-    // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
-    const auto atColumnAround = [&](const Placed& line) {
-        auto level = columnsAround.upper_bound(line.formatted);
-        if (level == columnsAround.begin()) return false;
-        --level;
-        const int shift = line.formatted - level->first;
-        return std::any_of(level->second.begin(), level->second.end(),
-                           [&](int columns) { return columns + shift == line.own; });
-    };
-    return std::all_of(fromModel, code.end(), atColumnAround) ||
-           movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize));
-}
-
-// The columns the file gives each of the formatter's levels in the code lines above the edit, the
-// nearest line's for each: in a file that does not follow the formatter, a re-indented line follows its
-// neighbours.
-std::map<int, int> fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
-                                       unsigned tabSize) {
-    std::map<int, int> columns;
-    std::size_t seen = 0;
-    for (std::size_t i = window.started.front(); i-- > 1 && seen < kNearbyCodeLines;) {
-        if (!window.isCodeLine(i) || window.lines[i].start >= window.editFrom) continue;
-        ++seen;
-        columns.emplace(columnsOf(text::indentationOf(formattedLines[i].text), tabSize),
-                        columnsOf(text::indentationOf(window.lines[i].text), tabSize));
-    }
-    return columns;
-}
-
-// A formatter column in the file's columns: a level the lines above show, or as far from the deepest
-// shallower level they show as the formatter puts it.
-int inFileColumns(const std::map<int, int>& fileColumns, int formatted) {
-    auto level = fileColumns.upper_bound(formatted);
-    if (level == fileColumns.begin()) return formatted;
-    --level;
-    return std::max(0, level->second + formatted - level->first);
-}
-
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
@@ -495,15 +254,37 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         std::size_t depth = 0;
         int bracket = -1;
         int column = 0;
+        bool fromFile = false;  // the column is the file's, above the edit
     } sibling;
+    // The statement's lines placed inside brackets here: which, the brackets open before each, and how
+    // far a row's sign lets it stand left of the first element.
+    struct Moved {
+        std::size_t k, depth;
+        int bracket, hang;
+    };
+    std::vector<Moved> moved;
+    bool belowRead = false;
     std::size_t k = 0;        // the next started line
     int previousColumns = 0;  // of the line above, as the model or the file has it
     bool previousStarted = false;
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const bool started = k < window.started.size() && window.started[k] == i;
         const std::u16string_view line = window.lines[i].text;
-        if (!text::isBlankText(line)) {
+        if (!text::isBlankText(line) && !window.inBlockComment[i]) {
             const int fileColumns = columnsOf(text::indentationOf(line), style.tabSize);
+            if (!started && !belowRead && window.lines[i].start >= window.editTo) {
+                belowRead = true;
+                // The file's lines below, inside the same brackets as the edit's last lines, show where
+                // those go (the rest of a matrix the completion began).
+                const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
+                const bool aligned = fileColumns + signHang(line, scan) == bracket;
+                const bool closes = std::u16string_view(u")]}").find(text::trimLeft(line).front()) !=
+                                    std::u16string_view::npos;
+                for (const Moved& m : moved)
+                    if (scan.goesOn() && !closes && m.depth == scan.openBrackets.size() &&
+                        m.bracket == bracket)
+                        indentation[m.k] = indentationFor(aligned ? bracket - m.hang : fileColumns, style);
+            }
             const int columns = started ? own[k] : fileColumns;
             // A line the model did not indent past its statement's first line, unless the model's columns
             // stay.
@@ -515,6 +296,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
                 sibling.known = false;
+                moved.clear();
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&
@@ -530,6 +312,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // Only a row lined up with the first element lets its sign stand left of it.
                 indentation[k] = indentationFor(
                     sibling.column - (sibling.column == bracket ? signHang(line, scan) : 0), style);
+                if (!sibling.fromFile)
+                    moved.push_back({k, scan.openBrackets.size(), bracket, signHang(line, scan)});
             } else if (movable) {
                 if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
@@ -549,19 +333,24 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                  : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
-                else if (const auto& inside = habit->inside(scan.openBrackets.back().opening);
-                         inside.alignsWithBracket)
+                else if (const auto& inside = habit->inside(scan); inside.alignsWithBracket)
                     placed = scan.openBrackets.back().column - signHang(line, scan);
                 else
                     placed = offset(inside.offset);
                 if (placed) indentation[k] = indentationFor(*placed, style);
+                if (!scan.openBrackets.empty())
+                    moved.push_back(
+                        {k, scan.openBrackets.size(), scan.openBrackets.back().column, signHang(line, scan)});
             }
             if (scan.goesOn()) {
                 // A row's sign that stands left of the elements does not move the next row.
                 const int bracket = scan.openBrackets.empty() ? -1 : scan.openBrackets.back().column;
                 const int placed = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
+                const bool same =
+                    sibling.known && sibling.depth == scan.openBrackets.size() && sibling.bracket == bracket;
                 sibling = Sibling{true, scan.openBrackets.size(), bracket,
-                                  placed + signHang(line, scan) == bracket ? bracket : placed};
+                                  placed + signHang(line, scan) == bracket ? bracket : placed,
+                                  !started || (same && sibling.fromFile)};
             }
             previousColumns = columns;
             previousStarted = started && (k > 0 || !firstFromTyped);  // typed blanks are not the model's
@@ -570,6 +359,33 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         }
         if (started) ++k;
     }
+}
+
+// A reply written without indentation (a first line from the editor's blanks aside) says nothing by the
+// columns of its block comments' lines, which the formatter leaves as they are: they go as the file
+// writes its block comments.
+void placeFlatBlockComments(const Window& window, const std::vector<int>& own, bool firstFromTyped,
+                            const IndentSettings& style, std::vector<fl::ustring>& indentation) {
+    std::vector<bool> movable(window.lines.size(), false);
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        if (own[k] != 0 && (k > 0 || !firstFromTyped)) return;
+        movable[window.started[k]] = window.inBlockComment[window.started[k]];
+    }
+    if (std::none_of(movable.begin(), movable.end(), std::identity())) return;
+    std::vector<std::u16string_view> lines;
+    std::vector<int> columns;
+    for (std::size_t i = 0, k = 0; i < window.lines.size(); ++i) {
+        const bool started = k < window.started.size() && window.started[k] == i;
+        lines.push_back(window.lines[i].text);
+        columns.push_back(columnsOf(
+            started ? std::u16string_view(indentation[k++]) : text::indentationOf(window.lines[i].text),
+            style.tabSize));
+    }
+    const std::vector<int> before = columns;
+    placeBlockCommentLines(lines, movable, columns);
+    for (std::size_t k = 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; columns[i] != before[i])
+            indentation[k] = indentationFor(columns[i], style);
 }
 
 // With only nested functions' bodies indented, the formatter tells them apart by the function they are
@@ -596,10 +412,24 @@ void followTheWindowsFunction(const Window& window, IndentSettings& style) {
     }
 }
 
+// The edit's lines placed by the formatter over `window`, its lines below the edit included (they show
+// whether the file follows the formatter there); nothing where the formatter changed more than blanks.
+std::optional<fl::ustring> formattedWindow(const Window& window, const IndentSettings& style) {
+    fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
+    const std::vector<Line> afterLines = linesOf(after);
+    if (afterLines.size() != window.lines.size()) return std::nullopt;
+    for (std::size_t i = 0; i <= window.started.back(); ++i)
+        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return std::nullopt;
+    return after;
+}
+
+void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
+                      bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit);
+
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
-    IndentSettings style = fileIndentation(file, edit.start, settings);
+    const IndentSettings fileStyle = fileIndentation(file, edit.start, settings);
     bool firstFromTyped = false;
     bool typedNone = false;  // the cursor's line is empty: the first line's margin is not the model's choice
     if (const std::optional<std::u16string_view> typed = typedBlanks(file, cursor, edit)) {
@@ -608,16 +438,35 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         typedNone = typed->empty();
         if (firstFromTyped) edit.text.insert(0, *typed);
     }
-    const Window window = windowAround(file, edit, style);
+    IndentSettings style = fileStyle;
+    const Window window = windowAround(file, edit, style, false);
     if (window.started.empty()) return;
     followTheWindowsFunction(window, style);
-    // The lines below the edit are placed too: they show whether the file follows the formatter there.
-    const fl::ustring after = formatted(window.text, static_cast<std::uint32_t>(window.lines.size()), style);
-    const std::vector<Line> afterLines = linesOf(after);
-    if (afterLines.size() != window.lines.size()) return;
-    for (std::size_t i = 0; i <= window.started.back(); ++i)
-        if (text::trimLeft(window.lines[i].text) != text::trimLeft(afterLines[i].text)) return;
+    const std::optional<fl::ustring> after = formattedWindow(window, style);
+    if (!after) return;
+    const std::vector<Line> afterLines = linesOf(*after);
+    // In a file that does not follow the formatter, a line at the margin may stand inside any block: the
+    // formatter then reads the whole function or class the edit is in, where it is within reach.
+    if (!followsTheFormatterNear(window, afterLines, style.tabSize)) {
+        const std::optional<std::size_t> unitAt = unitStart(file, text::lineStart(file, edit.start));
+        IndentSettings unitStyle = fileStyle;
+        const Window unit =
+            unitAt && *unitAt != window.fileStart ? windowAround(file, edit, unitStyle, true) : Window{};
+        if (!unit.started.empty()) {
+            followTheWindowsFunction(unit, unitStyle);
+            if (const std::optional<fl::ustring> unitAfter = formattedWindow(unit, unitStyle)) {
+                reindentInWindow(unit, linesOf(*unitAfter), file, firstFromTyped, typedNone, unitStyle, edit);
+                return;
+            }
+        }
+    }
+    reindentInWindow(window, afterLines, file, firstFromTyped, typedNone, style, edit);
+}
 
+namespace {
+
+void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
+                      bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit) {
     std::vector<fl::ustring> indentation;  // of each started line
     std::vector<int> own;
     for (std::size_t i : window.started) {
@@ -639,21 +488,31 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
         }
     }
     const std::vector<std::optional<int>> comments = commentColumns(window, style);
+    std::vector<int> formattedColumns;
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        formattedColumns.push_back(columnsOf(text::indentationOf(afterLines[i].text), style.tabSize));
+        if (comments[i] && formattedColumns.back() == own[k]) formattedColumns.back() = *comments[i];
+    }
+    std::optional<std::vector<int>> inFileColumnsOfEdit;  // read only where the model's columns are in doubt
+    const auto inFile = [&]() -> const std::vector<int>& {
+        if (!inFileColumnsOfEdit)
+            inFileColumnsOfEdit = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+        return *inFileColumnsOfEdit;
+    };
     const bool modelKept =
-        modelFits(window, afterLines, own, comments, firstFromTyped, typedLineKnown, style);
+        modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
     if (!modelKept) {
-        const std::map<int, int> fileColumns = fileColumnsOfLevels(window, afterLines, style.tabSize);
+        const std::vector<int>& inFileColumns = inFile();
         for (std::size_t k = 0; k < window.started.size(); ++k) {
-            const std::size_t i = window.started[k];
-            const std::u16string_view formattedIndentation = text::indentationOf(afterLines[i].text);
-            int columns = columnsOf(formattedIndentation, style.tabSize);
-            if (comments[i] && columns == own[k]) columns = *comments[i];
-            const int inFile = inFileColumns(fileColumns, columns);
-            indentation[k] = inFile == columnsOf(formattedIndentation, style.tabSize)
+            const std::u16string_view formattedIndentation =
+                text::indentationOf(afterLines[window.started[k]].text);
+            indentation[k] = inFileColumns[k] == columnsOf(formattedIndentation, style.tabSize)
                                  ? fl::ustring(formattedIndentation)
-                                 : indentationFor(inFile, style);
+                                 : indentationFor(inFileColumns[k], style);
         }
     }
+    placeFlatBlockComments(window, own, firstFromTyped, style, indentation);
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
         window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); },
@@ -670,5 +529,7 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
     text.append(window.text, next, window.editTo - next);
     edit.text = std::move(text);
 }
+
+}  // namespace
 
 }  // namespace fit

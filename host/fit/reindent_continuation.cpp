@@ -1,6 +1,7 @@
 #include "fit/reindent_continuation.hpp"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <utility>
 
@@ -120,8 +121,8 @@ bool isHeaderStatement(std::u16string_view line) {
 
 namespace {
 
-// Lines inside brackets that do not end their line: lined up with the bracket, or by offset from the
-// statement -> lines.
+// Statements with lines inside brackets that do not end their line: lined up with the bracket, or by
+// offset from the statement -> statements.
 struct BracketCounts {
     std::size_t aligned = 0;
     std::map<int, std::size_t> offsets;
@@ -130,43 +131,66 @@ struct BracketCounts {
 struct ContinuationCounts {
     BracketCounts call, rows;
     std::size_t alignedWithValue = 0;
-    // offset from the statement -> lines
+    // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
 
-// Counts the continuation lines in the lines from `from` up to `to`.
+// Counts the statements with continuation lines in the lines from `from` up to `to`. A statement votes
+// once, for each kind of line, for the way it places most of its lines of that kind: a long generated
+// call lined up with its bracket is one habit of its writer, and a table of numbers lined up by their
+// ends is a matrix lined up with its bracket.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
                         ContinuationCounts& counts) {
     StatementScan scan;
     int statementColumns = 0;
     bool header = false;
+    enum Kind { kCall, kRows, kEndingBracket, kPlain, kHeader, kKinds };
+    // The statement's lines of each kind, by the counter of the way they follow.
+    std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
+    const auto vote = [&] {
+        for (auto& ways : statement) {
+            std::size_t most = 0;
+            for (const auto& [way, lines] : ways)
+                most = std::max(most, lines);
+            for (const auto& [way, lines] : ways)
+                if (lines == most) ++*way;
+            ways.clear();
+        }
+    };
     for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         if (text::isBlankText(line)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
         if (!scan.goesOn()) {
+            vote();
             scan = StatementScan{};
             statementColumns = columns;
             header = isHeaderStatement(line);
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
-            BracketCounts& inside = bracket.opening == u'(' ? counts.call : counts.rows;
+            const Kind kind = bracket.opening == u'(' ? kCall : kRows;
+            BracketCounts& inside = kind == kCall ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
-                ++counts.endingBracketOffsets[columns - statementColumns];
+                ++statement[kEndingBracket][&counts.endingBracketOffsets[columns - statementColumns]];
             else if (columns == bracket.column - signHang(line, scan))
-                ++inside.aligned;
+                ++statement[kind][&inside.aligned];
             else if (columns > statementColumns)
-                ++inside.offsets[columns - statementColumns];
+                ++statement[kind][&inside.offsets[columns - statementColumns]];
+        } else if (header) {
+            // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
+            if (columns > statementColumns)
+                ++statement[kHeader][&counts.headerOffsets[columns - statementColumns]];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
-            ++counts.alignedWithValue;
+            ++statement[kPlain][&counts.alignedWithValue];
         } else if (columns > statementColumns) {
-            ++(header ? counts.headerOffsets : counts.plainOffsets)[columns - statementColumns];
+            ++statement[kPlain][&counts.plainOffsets[columns - statementColumns]];
         }
         scanLine(line, tabSize, scan);
     }
+    vote();
 }
 
-// The most common offset and how many lines have it.
+// The most common offset and how many statements have it.
 std::pair<std::optional<int>, std::size_t> mostCommon(const std::map<int, std::size_t>& offsets) {
     std::pair<std::optional<int>, std::size_t> best{std::nullopt, 0};
     for (const auto& [offset, lines] : offsets)
@@ -205,13 +229,20 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
         habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
+    habit.anyShown =
+        habit.call || habit.rows || habit.endingBracketOffset || habit.alignsWithValue || habit.headerOffset;
     return habit;
 }
 
-ContinuationHabit::InBrackets ContinuationHabit::inside(char16_t opening) const {
-    const auto& own = opening == u'(' ? call : rows;
-    const auto& other = opening == u'(' ? rows : call;
-    return own ? *own : other ? *other : InBrackets{};
+ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
+    const bool inCall = scan.openBrackets.back().opening == u'(';
+    if (const auto& own = inCall ? call : rows) return *own;
+    // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
+    // call's arguments, or a row that goes on after `...`, follow the other kind, or line up as the
+    // assigned value does.
+    if (scan.startsRow()) return {anyShown, std::nullopt};
+    if (const auto& other = inCall ? rows : call) return *other;
+    return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
 }
 
 }  // namespace fit

@@ -31,6 +31,11 @@ struct StatementScan {
     bool goesOn() const {
         return continues || (!openBrackets.empty() && openBrackets.back().opening != u'(');
     }
+    // The next line starts a row of a matrix or a cell; after `...` it goes on with the row, as a call's
+    // arguments do.
+    bool startsRow() const {
+        return !continues && !openBrackets.empty() && openBrackets.back().opening != u'(';
+    }
 };
 
 // How far left of the first element of the scan's innermost bracket a line lined up with it starts: a row
@@ -52,7 +57,8 @@ bool isHeaderStatement(std::u16string_view line);
 // an offset from the statement's first line, a call's arguments apart from a matrix's or a cell's rows
 // (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
 // value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
-// Each is what the file does most often; nothing where it shows no such line.
+// Each is what the file does in the most statements (a statement counts once for each way it places its
+// lines); nothing where it shows no such line.
 struct ContinuationHabit {
     struct InBrackets {
         bool alignsWithBracket = false;
@@ -65,9 +71,13 @@ struct ContinuationHabit {
     std::optional<bool> alignsWithValue;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
+    bool anyShown = false;  // the file shows continuation lines of some kind
 
-    // Inside `opening`: the file's habit for such brackets, else for the other kind.
-    InBrackets inside(char16_t opening) const;
+    // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
+    // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
+    // continuation lines at all, nothing: the formatter's default), other lines follow the other kind of
+    // brackets, or the assigned value.
+    InBrackets inside(const StatementScan& scan) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize);

@@ -30,12 +30,36 @@ bool endsInKeyword(std::u16string_view typed, char16_t next) {
     return startsValue(next) || next == u'(';
 }
 
-// The typed text ends in a value that cannot go on into a word: a closing bracket, a text, a number.
+// Whether a quote at `i` opens a text: after a value it is a transpose.
+bool opensText(std::u16string_view code, std::size_t i) {
+    return i == 0 || !(text::isWordChar(code[i - 1]) ||
+                       std::u16string_view(u")]}'.").find(code[i - 1]) != std::u16string_view::npos);
+}
+
+// The typed text ends with a quote that closes a text (`'a'`) or transposes a value (`p'`).
+bool endsInClosingQuote(std::u16string_view typed) {
+    char16_t quote = 0;
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        if (quote && typed[i] == quote && i + 1 < typed.size() && typed[i + 1] == quote)
+            ++i;  // a doubled quote stands for one inside the text
+        else if (quote)
+            quote = typed[i] == quote ? 0 : quote;
+        else if (typed[i] == u'%')
+            return false;
+        else if (typed[i] == u'"' || (typed[i] == u'\'' && opensText(typed, i)))
+            quote = typed[i];
+    }
+    return quote == 0 && typed.back() == u'\'';
+}
+
+// The typed text ends in a value that cannot go on into a word: a closing bracket, a text, a number, a
+// transpose.
 bool endsInClosedValue(std::u16string_view typed, char16_t next) {
     // A quote after a value is its transpose.
     if (!startsValue(next) || next == u'@' || next == u'~' || next == u'\'') return false;
     const char16_t last = typed.back();
-    if (last == u')' || last == u']' || last == u'}' || last == u'"') return true;
+    if (last == u')' || last == u']' || last == u'}' || last == u'"' || endsInClosingQuote(typed))
+        return true;
     if (last < u'0' || last > u'9') return false;
     std::size_t start = typed.size();
     while (start > 0 && text::isWordChar(typed[start - 1]))
@@ -131,8 +155,7 @@ bool twoWords(const fl::ustring& file, std::size_t cursor, std::u16string_view c
     std::size_t length = 0;
     while (length < completion.size() && text::isWordChar(completion[length]))
         ++length;
-    if (start == cursor || length == 0 || isDigit(file[start]) || (start > 0 && file[start - 1] == u'.'))
-        return false;
+    if (start == cursor || length == 0 || isDigit(file[start])) return false;
     const std::size_t from = cursor > kWordReach ? cursor - kWordReach : 0;
     const std::u16string_view code = std::u16string_view(file).substr(from, 2 * kWordReach);
     const std::u16string_view typed = std::u16string_view(file).substr(start, cursor - start);
@@ -202,10 +225,8 @@ std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t 
             i = code.find(u'\n', i);
             if (i == std::u16string_view::npos) break;
             --i;  // the line end is read next
-        } else if (c == u'"' || (c == u'\'' && !(i > 0 && (text::isWordChar(code[i - 1]) ||
-                                                           std::u16string_view(u")]}'.").find(code[i - 1]) !=
-                                                               std::u16string_view::npos)))) {
-            quote = c;  // a quote after a value is its transpose
+        } else if (c == u'"' || (c == u'\'' && opensText(code, i))) {
+            quote = c;
         } else if (c == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r' &&
                    !(separator == u',' && i > 0 && writtenTight(code[i - 1]))) {
             ++(text::isBlank(code[i + 1]) ? with : without);

@@ -10,11 +10,11 @@ namespace fit {
 
 // A completion that continues the code before the cursor without a blank of its own gets one where the
 // two would otherwise run together or the file writes one: after a keyword (`for` + `k = 1:n`), between a
-// closing bracket, a number or a text and a value (`[1 0` + `dt`), after an operator written with a blank
-// before it (`a *` + `(b)`), between a declared property's parts (`Gain` + `(1,1)`), between two names
-// the file writes apart and never together (`y` + `double`), before `...`, and after
-// a comma or a semicolon where the lines around the cursor (ten above and below) write one with a blank after
-// it. A model's blank there is what extraction trims; a reply without indentation has none.
+// closing bracket, a number, a text or a transpose and a value (`[1 0` + `dt`, `[p'` + `q']`), after an
+// operator written with a blank before it (`a *` + `(b)`), between a declared property's parts (`Gain` +
+// `(1,1)`), between two names the file writes apart and never together (`y` + `double`), before `...`, and
+// after a comma or a semicolon where the lines around the cursor (ten above and below) write one with a blank
+// after it. A model's blank there is what extraction trims; a reply without indentation has none.
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit);
 
 // How the lines around the cursor (ten above and below) write `separator` (a comma or a semicolon):

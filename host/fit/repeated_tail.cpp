@@ -11,6 +11,7 @@ namespace {
 
 struct RepeatedTail {
     std::size_t firstLine = 0;  // index of the completion's first line that repeats
+    std::size_t codeLines = 0;  // how many of its code lines repeat
     bool onlyCloses = false;    // the repeated lines only close blocks
 };
 
@@ -29,16 +30,17 @@ std::vector<std::u16string_view> codeLinesBelow(const fl::ustring& file, std::si
     return below;
 }
 
-// The most last code lines of the completion (one at least is left) that equal the code lines below the
-// cursor's line.
+// The most last code lines of the completion, `most` at most (one at least is left), that equal the code
+// lines below the cursor's line.
 std::optional<RepeatedTail> repeatedTailOf(const fl::ustring& file, std::size_t cursor,
-                                           const std::vector<fl::ustring>& lines) {
+                                           const std::vector<fl::ustring>& lines,
+                                           std::size_t most = kMostRestatedLines) {
     const std::vector<std::u16string_view> below = codeLinesBelow(file, cursor, lines.size());
     std::vector<std::size_t> codeLines;  // indexes of the completion's non-blank lines
     for (std::size_t i = 0; i < lines.size(); ++i)
         if (!text::isBlankText(lines[i])) codeLines.push_back(i);
     for (std::size_t k =
-             std::min(below.size(), codeLines.size() - std::min<std::size_t>(codeLines.size(), 1));
+             std::min({most, below.size(), codeLines.size() - std::min<std::size_t>(codeLines.size(), 1)});
          k > 0; --k) {
         bool repeats = true;
         for (std::size_t i = 0; i < k && repeats; ++i)
@@ -46,7 +48,7 @@ std::optional<RepeatedTail> repeatedTailOf(const fl::ustring& file, std::size_t 
         if (!repeats) continue;
         const bool onlyCloses = std::all_of(below.begin(), below.begin() + static_cast<std::ptrdiff_t>(k),
                                             [](std::u16string_view l) { return text::isClosingLine(l); });
-        return RepeatedTail{codeLines[codeLines.size() - k], onlyCloses};
+        return RepeatedTail{codeLines[codeLines.size() - k], k, onlyCloses};
     }
     return std::nullopt;
 }
@@ -68,11 +70,14 @@ std::vector<fl::ustring> withoutRepeatedTail(const fl::ustring& file, std::size_
     return cutBefore(std::move(lines), tail->firstLine);
 }
 
-std::vector<fl::ustring> withoutRepeatedTailOrClosers(const fl::ustring& file, std::size_t cursor,
-                                                      std::vector<fl::ustring> lines) {
-    const std::optional<RepeatedTail> tail = repeatedTailOf(file, cursor, lines);
-    if (!tail) return lines;
-    return cutBefore(std::move(lines), tail->firstLine);
+std::vector<std::vector<fl::ustring>> withoutRepeatedTailsOrClosers(const fl::ustring& file,
+                                                                    std::size_t cursor,
+                                                                    const std::vector<fl::ustring>& lines) {
+    std::vector<std::vector<fl::ustring>> shorter;
+    for (auto tail = repeatedTailOf(file, cursor, lines); tail;
+         tail = repeatedTailOf(file, cursor, lines, tail->codeLines - 1))
+        shorter.push_back(cutBefore(lines, tail->firstLine));
+    return shorter;
 }
 
 bool repeatsRestOfLine(const std::vector<fl::ustring>& lines, std::u16string_view after) {

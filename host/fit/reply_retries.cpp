@@ -40,13 +40,20 @@ bool onlyCloses(const std::vector<fl::ustring>& lines) {
     });
 }
 
-// The whole extracted reply, the lines deduplication removed included, with or else without its closing
-// lines that repeat those below the cursor.
+// The whole extracted reply, the lines deduplication removed included, with or without its closing lines
+// that repeat those below the cursor, whichever does better.
 Attempt fitWithRemovedHead(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& kept) {
     const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.extracted);
     Attempt withHead = fitter.fit(reply, kept);
-    if (!withHead.edit) withHead = fitter.fitWithoutRepeatedClosers(reply, kept);
-    return withHead;
+    if (isClean(withHead)) return withHead;
+    Attempt shorter = fitter.fitWithoutRepeatedClosers(reply, kept);
+    return better(shorter, withHead) ? shorter : withHead;
+}
+
+// Functions nesting no deeper, or closing lines below nearer their blocks' columns.
+bool tidier(const Attempt& again, const Attempt& than) {
+    if (again.nestsDeeper != than.nestsDeeper) return !again.nestsDeeper;
+    return again.misalignedBelow < than.misalignedBelow;
 }
 
 }  // namespace
@@ -61,11 +68,17 @@ std::vector<fl::ustring> replyLines(const StageTexts& stages) {
 
 Attempt withCutOffLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                         const std::vector<fl::ustring>& lines, Attempt attempt) {
-    const std::vector<fl::ustring> wholes[] = {replyLines(stages),
-                                               splitLinesWithoutBlankEnds(stages.deduplicated)};
+    const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.deduplicated);
+    const std::vector<fl::ustring> wholes[] = {replyLines(stages), reply};
     for (FitLines fitLines : {&EditFitter::fit, &EditFitter::fitWithoutRepeatedClosers})
-        for (const std::vector<fl::ustring>& whole : wholes)
+        for (const std::vector<fl::ustring>& whole : wholes) {
+            // A first block that writes out again the lines above (the blank line after them included)
+            // only repeats.
+            if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
+                onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), whole, reply))
+                continue;
             attempt = tryWhole(fitter, fitLines, whole, shape, lines, std::move(attempt));
+        }
     return attempt;
 }
 
@@ -94,12 +107,23 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
             return taken;
         }
     }
-    if (isClean(attempt)) return attempt;
+    const bool startsClosing = !lines.empty() && text::isClosingLine(text::trim(lines.front()));
+    if (isClean(attempt)) {
+        // Without the closing lines dropped as repeats, another closing line may close the block they
+        // closed, and the file still reads without errors: a function of a file that leaves functions
+        // without `end` gives its `end` to a loop, a function the completion adds nests in the one above.
+        // Which reading is the file's shows in the closing lines below standing at their blocks' columns
+        // and in functions nesting no deeper than the file's.
+        if (attempt.misalignedBelow == 0 && !attempt.nestsDeeper) return attempt;
+        Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
+        if (!isClean(again) && headCloses) again = fitWithHead();
+        if (!isClean(again) || !tidier(again, attempt)) return attempt;
+        again.repairs.push_back(kRepair);
+        return again;
+    }
     // Fewer errors left, or as few without writing out again the code below the cursor's line. The
     // placement keeps only closing lines it would drop, and those come first.
-    Attempt again = lines.empty() || !text::isClosingLine(text::trim(lines.front()))
-                        ? Attempt{}
-                        : fitter.fit(lines, kept);
+    Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
     if (!isClean(again) && headCloses) {
         const Attempt& head = fitWithHead();
         // The removed lines must be what mends the file, not the lines after them.
@@ -118,6 +142,17 @@ Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::u
     if (lines.empty() || (attempt.edit && attempt.errorsLeft == 0)) return attempt;
     Attempt shorter = fitter.fitWithoutRepeatedClosers(lines, shape);
     return shorter.edit && (!attempt.edit || shorter.errorsLeft < attempt.errorsLeft) ? shorter : attempt;
+}
+
+Attempt withoutClosersAboveWhenNothingFits(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
+                                           const ReplyShape& shape, Attempt attempt) {
+    if (attempt.edit || lines.empty()) return attempt;
+    const std::vector<fl::ustring> shorter = withoutClosersAbove(fitter.file(), fitter.cursor(), lines);
+    if (shorter.empty()) return attempt;
+    Attempt again = fitter.fit(shorter, shape);
+    if (!again.edit) return attempt;
+    again.repairs.push_back("dropped the closing lines that repeat those above the cursor");
+    return again;
 }
 
 }  // namespace fit

@@ -35,4 +35,10 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
 Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
                                const ReplyShape& shape, Attempt attempt);
 
+// When nothing fits, the completion without its first lines that only close blocks and write out again
+// the lines above a blank cursor line (kept because of the column the model wrote them at, or because
+// code further left follows them).
+Attempt withoutClosersAboveWhenNothingFits(const EditFitter& fitter, const std::vector<fl::ustring>& lines,
+                                           const ReplyShape& shape, Attempt attempt);
+
 }  // namespace fit

@@ -80,13 +80,17 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = text::trimLeft(lines.front());
-    if (word.empty() || first.size() <= word.size() || !first.starts_with(word)) return Restatement::None;
+    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted.
+    if (word.empty() || (word.front() >= u'0' && word.front() <= u'9') || first.size() <= word.size() ||
+        !first.starts_with(word))
+        return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
 }
 
 void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
                             std::vector<fl::ustring>& lines) {
+    if (removedHeadWroteOutWholeLines(file, line.start + line.before.size(), shape)) return;
     const std::size_t most = std::min(kMostRestatedLines, lines.size());
     const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
     for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
@@ -101,6 +105,21 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;
     }
+}
+
+std::vector<fl::ustring> withoutClosersAbove(const fl::ustring& file, std::size_t cursor,
+                                             const std::vector<fl::ustring>& lines) {
+    const CursorLine line = cursorLineOf(file, cursor);
+    if (!text::isBlankText(line.before)) return {};
+    const std::size_t most =
+        std::min(kMostRestatedLines, lines.size() - std::min<std::size_t>(lines.size(), 1));
+    const std::vector<std::u16string_view> above = linesAbove(file, line.start, most);
+    for (std::size_t k = std::min(most, above.size()); k > 0; --k) {
+        const std::vector<std::u16string_view> repeated = lastOf(above, k);
+        if (anyCode(repeated) && onlyClosers(repeated) && startsWithLastOf(lines, above, k))
+            return {lines.begin() + static_cast<std::ptrdiff_t>(k), lines.end()};
+    }
+    return {};
 }
 
 bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
@@ -133,6 +152,18 @@ bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const R
     const std::size_t column = columnsAbove(file, line.start, nearest);
     const std::size_t own = columnsOf(shape.leadingBlanks);
     return column != own && column != own + columnsOf(line.before);
+}
+
+bool removedHeadWroteOutWholeLines(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape) {
+    if (!shape.headRemoved || shape.removedHead.size() < 2) return false;
+    const CursorLine line = cursorLineOf(file, cursor);
+    std::u16string_view last = text::trim(line.before);
+    if (last.empty()) {
+        const std::vector<std::u16string_view> above = linesAbove(file, line.start, 1);
+        if (above.empty()) return false;
+        last = above.back();
+    }
+    return !last.empty() && text::trim(shape.removedHead.back()) == last;
 }
 
 }  // namespace fit

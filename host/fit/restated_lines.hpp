@@ -25,6 +25,11 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
 void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,
                             std::vector<fl::ustring>& lines);
 
+// The completion without its first lines when they only close blocks and write out again the lines just
+// above a blank cursor line, whatever column the model wrote them at; empty when there are none.
+std::vector<fl::ustring> withoutClosersAbove(const fl::ustring& file, std::size_t cursor,
+                                             const std::vector<fl::ustring>& lines);
+
 // True when the completion is the lines just above the cursor's line written out again: code typed in
 // the cursor's line is not followed by them (closing lines may be kept, see ReplyShape::keepsRepeats).
 bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
@@ -34,6 +39,11 @@ bool onlyRepeatsLinesAbove(const fl::ustring& file, const CursorLine& line,
 // lines just above the cursor's line: the library cut the reply inside what it repeats.
 bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
                               const std::vector<fl::ustring>& lines, const std::vector<fl::ustring>& reply);
+
+// True when deduplication removed more than one line, the last of them the last code line before the
+// cursor written out whole (a removed line break stood before it): the lines after them are the model's
+// own, even where they read like the lines above (`P(k) = p;` / `end` / `end` below `end`).
+bool removedHeadWroteOutWholeLines(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
 
 // True when the reply's first lines, which deduplication removed as a repeat of the code above a blank
 // cursor line, start at another column than the line they would repeat: they are the model's own.

@@ -40,6 +40,8 @@ const Row kRows[] = {
     {"an if at the end of a file is closed", "x = 1;\nif <|>", fenced("x > 0\n    y = 1;"),
      "x = 1;\nif x > 0\n    y = 1;\nend"},
     {"inside a word", "n = 3;\nz = zer<|>os(n, 1)\n", fenced("zeros(n, 1);"), "n = 3;\nz = zeros(n, 1);\n"},
+    {"a number's digits are no word to restart", "w = [1.5 4.5<|>\n", fenced("5.5 6.5];"),
+     "w = [1.5 4.5 5.5 6.5];\n"},
     {"the model restarts the line", "function r = f(total)\n    r = total<|>\nend\n",
      fenced("    r = total + 1;"), "function r = f(total)\n    r = total + 1;\nend\n"},
     {"a blank after the cursor stays", "switch k\n    case 1\n        x = 1;\n    case<|>\nend\n",
@@ -172,6 +174,44 @@ const Row kRows[] = {
      fenced("elseif x > 0\nk = 2;\nelse\nk = 3;\nend"),
      "function k = f(x)\n    if x > 1\n        k = 1;\n    elseif x > 0\n        k = 2;\n    else\n"
      "        k = 3;\n    end\nend\n\nfunction g()\nend\n"},
+    {"a class block after the one it follows",
+     "classdef W\n    methods\n        function f(d)\n            if d\n            end\n            "
+     "<|>\nend\n",
+     fenced("end\n    end\n    methods (Static)\n    end"),
+     "classdef W\n    methods\n        function f(d)\n            if d\n            end\n        end\n    "
+     "end\n    methods (Static)\n    end\nend\n"},
+    {"an end kept for the ends below",
+     "function f(n)\n    for i = 1:n\n        for j = 1:n\n            if j\n            end\n            "
+     "<|>\n\n    y = 0;\nend\n",
+     fenced("end\n    end"),
+     "function f(n)\n    for i = 1:n\n        for j = 1:n\n            if j\n            end\n        end\n  "
+     "  end\n\n    y = 0;\nend\n"},
+    {"an end after the cursor's line written out",
+     "function f(n)\nfor k = 1:n\n  P(k) = k;\nend<|>\nx = 1;\nend\n",
+     fenced("  P(k) = k;\nend\nend\n\nfunction g()\nK = 1;"),
+     "function f(n)\nfor k = 1:n\n  P(k) = k;\nend\nend\n\nfunction g()\nK = 1;\nx = 1;\nend\n"},
+    {"a function nests no deeper",
+     "function main()\nx = 1;\nfunction a()\n    for k = 1:x\n        y = k;\n    end\n<|>\nend\n",
+     fenced("end\n\nfunction b()\n    y = 2;\nend\nend"),
+     "function main()\nx = 1;\nfunction a()\n    for k = 1:x\n        y = k;\n    end\nend\n\nfunction b()\n "
+     "   y = 2;\nend\nend\n"},
+    {"a small class is read whole",
+     "classdef S < handle\nproperties\nend\nproperties(Dependent)\nend\nmethods\nfunction "
+     "obj=S()\nend\nfunction start(obj)\nend\nfunction lap(obj)\n    if ~obj.Running\n    "
+     "end\nend\n<|>\nend\nend\nfunction reset(obj)\nend\nend\nmethods(Static)\nfunction "
+     "t=time(fn,n)\nend\nend\nend\n",
+     fenced("function t=stop(obj)\n    t=obj.Elapsed;\n    obj.Running=false;\nend\nfunction "
+            "t=get.Elapsed(obj)\n    if isempty(obj.StartedAt)\n        t=0;"),
+     "classdef S < handle\nproperties\nend\nproperties(Dependent)\nend\nmethods\nfunction "
+     "obj=S()\nend\nfunction start(obj)\nend\nfunction lap(obj)\n    if ~obj.Running\n    end\nend\nfunction "
+     "t=stop(obj)\n    t=obj.Elapsed;\n    obj.Running=false;\nend\nfunction t=get.Elapsed(obj)\n    if "
+     "isempty(obj.StartedAt)\n        t=0;\nend\nend\nfunction "
+     "reset(obj)\nend\nend\nmethods(Static)\nfunction t=time(fn,n)\nend\nend\nend\n"},
+    {"one of two ends written out again is the file's",
+     "function f(n)\nx = 1;\n<|>\nend\nend\n\nfunction g()\nend\n",
+     fenced("for k = 1:n\n    while k\n        k = k - 1;\n    end\nend\nend"),
+     "function f(n)\nx = 1;\nfor k = 1:n\n    while k\n        k = k - 1;\n    end\nend\nend\n\nfunction "
+     "g()\nend\n"},
     {"the ends that repeat those below go last", "function f()\n    x = 1;\n    <|>\nend\n",
      fenced("x = 2;\nend\nend"), "function f()\n    x = 1;\n    x = 2;\nend\n"},
 };

@@ -81,14 +81,40 @@ const Row kRows[] = {
      "if x\nw = 2;\nend",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\nif x\n    w = 2;\nend\nw = 5;\n",
      {.functionIndent = 0}},
+    {"a flat reply's block comment lines under the line above, a nested comment's text as its outer's",
+     "%{\n  History:\n    - a<|>\n%}\nx = 1;\n", "\n- b\n%{\nc = 1;\n%}\n- d",
+     "%{\n  History:\n    - a\n    - b\n    %{\n      c = 1;\n    %}\n    - d\n%}\nx = 1;\n"},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
      "if b > 2\n     c = b;\n   end",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
-    {"sloppy file, flat reply", "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n<|>\nend\n",
-     "if b > 2\nc = b;\nend",
-     "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   if b > 2\n     c = b;\n   end\nend\n"},
+    {"sloppy file, flat reply after an end off its block's column, its clause where the file's stand",
+     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n        end\n<|>\nend\n",
+     "try\ny = 1;\ncatch\ny = 2;\nend",
+     "for k = 1:2\n    if k\n        x = 1;\n        else\n        x = 2;\n        end\n    try\n        y = "
+     "1;\n"
+     "        catch\n        y = 2;\n    end\nend\n"},
+    {"sloppy file, flat reply whose body level only the lines below show",
+     "for k = 1:2\n  x = 1;\n  while x\n    b = 1;\n<|>\n       c = 2;\n    end\n  end\nend\n",
+     "if b\nd = 3;",
+     "for k = 1:2\n  x = 1;\n  while x\n    b = 1;\n    if b\n       d = 3;\n       c = 2;\n    end\n  "
+     "end\nend\n"},
+    {"flat reply's end under its function where nested functions stand past the formatter's column",
+     "function outer()\nx = 1;\n    function a()\n        y = 2;\n    end\n<|>",
+     "function b()\nz = 3;\nend\nend",
+     "function outer()\nx = 1;\n    function a()\n        y = 2;\n    end\n    function b()\n        z = "
+     "3;\n    end\nend",
+     {.functionIndent = 1}},
+    {"sloppy file whose lines at the margin stand inside a switch",
+     "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = "
+     "i;\nend\n<|>\nend\nend\n",
+     "case 2\nr = 2;",
+     "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
+     "= 2;\nend\nend\n"},
+    {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
+     "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
+     "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
     {"sloppy file below the edit, reply with its end under the body",
      "for k = 1:3\n    a = k;\n    <|>\n    if a\n        c = 1;\n        end\nend\n",
      "if a > 1\n        d = a;\n        end",
@@ -108,6 +134,15 @@ const Row kRows[] = {
     {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
+    {"where the file shows only calls: new rows under the first element, a row after ... as the calls, rows "
+     "above the file's rows of the same matrix at their column",
+     "x = max(1, ...\n    2);\n<|>\n    5 6];\n", "N = [5 6\n7 8];\nv = [1, ...\n2];\nM = [1 2\n3 4",
+     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\nM = [1 2\n    3 4\n    5 6];\n"},
+    {"a table lined up by the numbers' ends lines up with its bracket",
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];",
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];"},
+    {"a row under the file's row above it", "M = [ 1 2\n      3 4<|>\n     10 5];\n", "\n5 6",
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n"},
     // Continuation lines tell nothing of the indent step.
     {"a matrix's rows under its first element, a sign before it, a bracket that ends its line by an offset",
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\n<|>", "if N\nR = [ 5 6\n-7 8\n9 1];\nC = {\n1\n2};\nend",
@@ -124,6 +159,23 @@ const Row kRows[] = {
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
      "   - 1;\nend"},
+    {"a statement votes once for its habit, a header's lines not for the value's",
+     "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
+     "max(1, ...\n    2);\nt = min(1, ...\n"
+     "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\n<|>",
+     "z = max(3, ...\n4);\ntotal = 1 + ...\n2;",
+     "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
+     "max(1, ...\n    2);\nt = min(1, ...\n"
+     "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\nz = max(3, ...\n    4);\ntotal = 1 + "
+     "...\n    2;"},
+    {"arguments lined up with their bracket where the file lines continuation lines up with the value",
+     "total = 1 + ...\n        2;\n<|>", "y = max(1, ...\n2);",
+     "total = 1 + ...\n        2;\ny = max(1, ...\n        2);"},
+    {"continuation lines at their statement's column where the file's are",
+     "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n<|>\nend\n",
+     "legend({'a', ...\n'b'})",
+     "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n    legend({'a', ...\n  "
+     "  'b'})\nend\n"},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
@@ -147,6 +199,11 @@ const Row kRows[] = {
      "function f(x, y)\n    arguments\n        x (:,<|>\n    end\n    z = max(x, y);\nend\n", "1) double",
      "function f(x, y)\n    arguments\n        x (:,1) double\n    end\n    z = max(x, y);\nend\n"},
     {"a cell indexed", "cats = {1, 2};\nname = cats<|>\n", "{2};", "cats = {1, 2};\nname = cats{2};\n"},
+    {"after a transpose", "p = [1 2];\nq = p;\nM = [p'<|>\n", "q'];", "p = [1 2];\nq = p;\nM = [p' q'];\n"},
+    {"between a field name and a name", "s.q = 3;\nr = 2;\nM = [s.q<|>\n", "r];",
+     "s.q = 3;\nr = 2;\nM = [s.q r];\n"},
+    {"a comparison goes on with the typed code", "if x(1) ~= 1 || x(2)<|>\n    y = 1;\nend\n", "~= 2",
+     "if x(1) ~= 1 || x(2) ~= 2\n    y = 1;\nend\n"},
     {"a transpose stays joined", "v = (1:3)<|>\n", "';", "v = (1:3)';\n"},
 };
 

@@ -1,0 +1,83 @@
+#include "fit/reindent_block_comment.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+bool opens(std::u16string_view line) {
+    return text::trim(line) == u"%{";
+}
+
+bool closes(std::u16string_view line) {
+    return text::trim(line) == u"%}";
+}
+
+}  // namespace
+
+BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, std::size_t upTo) {
+    BlockCommentSpans spans;
+    std::size_t depth = 0, opened = 0;
+    std::size_t outside = from;  // where the text is known to stand outside every comment, or `from`
+    // Only lines that hold a `%{` or a `%}` matter: find them without reading every line.
+    const std::u16string_view reach = std::u16string_view(file).substr(0, upTo);
+    for (std::size_t at = reach.find(u'%', from); at != std::u16string_view::npos;
+         at = reach.find(u'%', at + 1)) {
+        if (at + 1 >= file.size() || (file[at + 1] != u'{' && file[at + 1] != u'}')) continue;
+        const std::size_t start = text::lineStart(file, at);
+        const std::u16string_view line =
+            std::u16string_view(file).substr(start, text::lineEnd(file, at) - start);
+        if (opens(line) && depth++ == 0) opened = start;
+        if (!closes(line)) continue;
+        // A `%}` that closes nothing here closes a comment open before `from`.
+        const bool openBefore = depth == 0;
+        if (!openBefore && --depth > 0) continue;
+        const std::size_t end = std::min(text::nextLineStart(file, at), upTo);
+        spans.emplace_back(openBefore ? outside : opened, end);
+        outside = end;
+    }
+    if (depth > 0) spans.emplace_back(opened, upTo);
+    return spans;
+}
+
+bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset) {
+    const auto after = std::upper_bound(spans.begin(), spans.end(), offset,
+                                        [](std::size_t at, const auto& span) { return at < span.first; });
+    return after != spans.begin() && offset < std::prev(after)->second;
+}
+
+void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
+                            std::vector<int>& columns) {
+    struct Open {
+        std::size_t line;             // its `%{`
+        std::optional<int> textFrom;  // how far right of it its first line stands
+    };
+    std::vector<Open> open;    // the comments still open, innermost last
+    std::size_t previous = 0;  // the non-blank line above
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (text::isBlankText(lines[i])) continue;
+        if (!open.empty()) {
+            const bool first = previous == open.back().line;
+            if (movable[i] && closes(lines[i]))
+                columns[i] = columns[open.back().line];
+            else if (movable[i] && first)
+                // As the comment around it starts its text, or under its `%{`.
+                columns[i] =
+                    columns[previous] + (open.size() > 1 ? open[open.size() - 2].textFrom.value_or(0) : 0);
+            else if (movable[i])
+                columns[i] = columns[previous];
+            if (first) open.back().textFrom = columns[i] - columns[previous];
+        }
+        if (opens(lines[i]))
+            open.push_back({i, std::nullopt});
+        else if (closes(lines[i]) && !open.empty())
+            open.pop_back();
+        previous = i;
+    }
+}
+
+}  // namespace fit

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "fl/ustring.hpp"
+
+namespace fit {
+
+// The block comments between `from` and `upTo`, each from its first line's start (or `from`, for one
+// that a `%}` shows open there) to the start of the line after its last (or `upTo`), in order. Their
+// text may look like code at any column: a window for the formatter must not start inside one.
+using BlockCommentSpans = std::vector<std::pair<std::size_t, std::size_t>>;
+BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, std::size_t upTo);
+bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset);
+
+// The formatter leaves the lines of a block comment (`%{` ... `%}`) as they are, and a reply written
+// without indentation says nothing by their columns. Each line of `movable` inside a block comment opened
+// above it takes a column: a `%}` its `%{`'s; the first line after a `%{` that `%{`'s column, or as far
+// right of it as the comment around it starts its own text; any other line the column of the line above
+// it (a nested comment's `%}` included). `columns` holds every line's column and gets the new ones;
+// blank lines count for nothing.
+void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
+                            std::vector<int>& columns);
+
+}  // namespace fit

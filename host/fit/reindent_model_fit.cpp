@@ -1,0 +1,238 @@
+#include "fit/reindent_model_fit.hpp"
+
+#include <algorithm>
+#include <cstdlib>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "fit/reindent_style.hpp"
+#include "fit/text_lines.hpp"
+
+namespace fit::reindenting {
+namespace {
+
+// A line's columns as the file or the model indented it and as the formatter would.
+struct Placed {
+    int own;
+    int formatted;
+    bool closer = false;  // an `end`, or a clause of a block (`else`, `case`, `catch`, ...)
+    bool end = false;     // an `end`
+};
+
+Placed placed(int own, int formatted, std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    return {own, formatted, isCloser(code), startsWithWord(code, u"end")};
+}
+
+int sign(int value) {
+    return (value > 0) - (value < 0);
+}
+
+// In a file that does not follow the formatter near the cursor, the model's indentation fits when it
+// moves as the formatter's does: deeper, back or level where the formatter goes deeper, back or stays,
+// and at the column it had for an earlier line of the same block level. The first line is the code line
+// above the edit. A level that only the code lines above show (nearest first) is looser, as sloppy files
+// close blocks a little off their opening column: a line of it fits right of the level around it, or
+// where that is not in sight, anywhere; but a line of the formatter's outermost level does not fit left
+// of the file's column for it. So the `end` of a nested function that the file indents past the
+// formatter's column does not fit at the margin. A closing line stands anywhere from the column of the
+// level around its block to a step past its block's body (an `end` under the body, a `case` under its
+// `switch`); the lines after it move from its block's column.
+bool movesLikeTheFormatter(const std::vector<Placed>& above, const std::vector<Placed>& lines, int step) {
+    struct Level {
+        int own;
+        bool seenInLines;  // its column was set by one of `lines`, not only by the lines above
+    };
+    std::map<int, Level> levels;  // formatter column -> the open level's
+    for (auto line = above.rbegin(); line != above.rend(); ++line) {
+        levels.erase(levels.upper_bound(line->formatted), levels.end());
+        if (!line->closer || !levels.contains(line->formatted)) levels[line->formatted] = {line->own, false};
+    }
+    std::optional<Placed> previous;  // a closing line counts at its block's column
+    for (const Placed& line : lines) {
+        if (line.closer) {
+            const auto body = levels.upper_bound(line.formatted);
+            const auto block = levels.find(line.formatted);
+            const auto around = levels.lower_bound(line.formatted);
+            // Where the level around is not in sight, a step left of the block's column stands for it.
+            const std::optional<int> from =
+                around != levels.begin() ? std::optional(std::prev(around)->second.own)
+                : block != levels.end()  ? std::optional(block->second.own - (line.formatted > 0 ? step : 0))
+                                         : std::nullopt;
+            if ((from && line.own < *from) || (body != levels.end() && line.own > body->second.own + step))
+                return false;
+            levels.erase(body, levels.end());
+            // An `end` whose block is not in sight tells nothing of the column of its level.
+            if (block == levels.end() && line.end) {
+                previous.reset();
+                continue;
+            }
+            previous = Placed{levels.try_emplace(line.formatted, Level{line.own, true}).first->second.own,
+                              line.formatted};
+            continue;
+        }
+        if (previous && sign(line.own - previous->own) != sign(line.formatted - previous->formatted))
+            return false;
+        levels.erase(levels.upper_bound(line.formatted), levels.end());
+        if (const auto known = levels.find(line.formatted); known != levels.end()) {
+            const bool fits = known->second.seenInLines ? known->second.own == line.own
+                              : known == levels.begin() ? known->first > 0 || line.own >= known->second.own
+                                                        : line.own > std::prev(known)->second.own;
+            if (!fits) return false;
+        }
+        levels[line.formatted] = {line.own, true};
+        previous = line;
+    }
+    return true;
+}
+
+// The lines below the edit that start a statement and whose text the formatter left as it is, nearest
+// first.
+std::vector<Placed> codeBelow(const Window& window, const std::vector<Line>& formattedLines,
+                              unsigned tabSize) {
+    std::vector<Placed> below;
+    for (std::size_t i = window.started.back() + 1;
+         i < window.lines.size() && below.size() < kNearbyCodeLines; ++i) {
+        const std::u16string_view line = window.lines[i].text;
+        if (window.startsStatement(i) && text::trimLeft(line) == text::trimLeft(formattedLines[i].text))
+            below.push_back(placed(columnsOf(text::indentationOf(line), tabSize),
+                                   columnsOf(text::indentationOf(formattedLines[i].text), tabSize), line));
+    }
+    return below;
+}
+
+}  // namespace
+
+std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& own, unsigned tabSize) {
+    const std::size_t first = window.started.front();
+    if (!window.startsStatement(first)) return std::nullopt;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto kind = [&](std::size_t i) {
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        return startsWithWord(code, u"end")        ? 2
+               : isCloser(code)                    ? 1
+               : startsWithWord(code, u"function") ? 3
+                                                   : 0;
+    };
+    const auto alike = [&](std::size_t i) {
+        return window.startsStatement(i) && formattedColumns(i) == formattedColumns(first) &&
+               kind(i) == kind(first);
+    };
+    for (std::size_t k = 1; k < window.started.size(); ++k)
+        if (own[k] > 0 && alike(window.started[k]))
+            return own[k];  // a line at the margin may be written flat
+    for (std::size_t i = first, seen = 0; i-- > 1 && seen < kNearbyCodeLines;) {
+        if (!window.startsStatement(i) || window.lines[i].start >= window.editFrom) continue;
+        ++seen;
+        if (alike(i)) return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+        if (kind(i) == 3) break;  // not past the function line the edit is in
+    }
+    return std::nullopt;
+}
+
+bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+               const std::function<const std::vector<int>&()>& inFileColumnsOfEdit,
+               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
+               const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    // An edit whose lines all stand at the margin tells nothing by its comments' column (a reply without
+    // indentation): a comment goes where a comment or a statement stands there, as a help comment under
+    // a `function` line goes into its body.
+    const bool allAtMargin = std::all_of(own.begin(), own.end(), [](int columns) { return columns == 0; });
+    for (std::size_t k = 0; k < window.started.size() && allAtMargin; ++k)
+        if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
+    std::vector<Placed> above;  // the nearest code lines above the edit, nearest first
+    for (std::size_t i = window.started.front(); i-- > 1 && above.size() < kNearbyCodeLines;)
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom)
+            above.push_back(placed(columnsOf(text::indentationOf(window.lines[i].text), tabSize),
+                                   formattedColumns(i), window.lines[i].text));
+    const auto followed = [](const Placed& p) { return p.own == p.formatted; };
+    std::vector<Placed> code;
+    if (!above.empty()) code.push_back(above.front());
+    for (std::size_t k = 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; window.startsStatement(i))
+            code.push_back(placed(own[k], formattedColumns(i), window.lines[i].text));
+    // Continuation lines count for no level; but a reply written flat (a first line from the editor's
+    // blanks aside) tells nothing by their column either.
+    bool writtenFlat = true, continuationIn = false;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
+        if (const std::size_t i = window.started[k]; window.isCodeLine(i)) {
+            writtenFlat = writtenFlat && own[k] == 0;
+            continuationIn = continuationIn || window.continues[i];
+        }
+    if (writtenFlat && continuationIn) return false;
+    if (code.size() == std::min<std::size_t>(above.size(), 1)) {
+        // Only comments: they fit at the column they would take, or where the formatter keeps them.
+        for (std::size_t k = 0; k < window.started.size(); ++k)
+            if (const std::size_t i = window.started[k];
+                isComment(window.lines[i].text) && own[k] != comments[i].value_or(formattedColumns(i)))
+                return false;
+        return true;
+    }
+    if (std::all_of(code.begin(), code.end(), followed)) return true;
+    // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
+    // from the blanks the editor typed (they are the body's) where no line like it shows its column.
+    const auto fromModel = code.begin() + (above.empty() ? 0 : 1);
+    const bool typedFirst = firstFromTyped && window.startsStatement(window.started.front());
+    if ((typedFirst && fromModel->closer && !typedLineKnown) ||
+        (fromModel + typedFirst != code.end() &&
+         std::all_of(fromModel + typedFirst, code.end(), [](const Placed& p) { return p.own == 0; })))
+        return false;
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    if (std::all_of(above.begin(), above.end(), followed) &&
+        std::all_of(below.begin(), below.end(), followed))
+        return false;
+    // Each line at a column that the lines around give its level, or moving with the formatter.
+    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
+    for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
+        for (const Placed& line : *lines)
+            columnsAround[line.formatted].push_back(line.own);
+    // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
+    const auto atColumnAround = [&](const Placed& line) {
+        auto level = columnsAround.upper_bound(line.formatted);
+        if (level == columnsAround.begin()) return false;
+        --level;
+        const int shift = line.formatted - level->first;
+        return std::any_of(level->second.begin(), level->second.end(),
+                           [&](int columns) { return columns + shift == line.own; });
+    };
+    if (std::all_of(fromModel, code.end(), atColumnAround) ||
+        movesLikeTheFormatter(above, code, static_cast<int>(style.indentSize)))
+        return true;
+    // Sloppy files wander a little from their own columns: a reply that wanders as little, each statement
+    // within a step of where the file's lines of its level stand and one of them there, was written at the
+    // file's columns (a reply written from another column is off on every line).
+    bool atFileColumn = false;
+    const std::vector<int>& inFile = inFileColumnsOfEdit();
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
+        if (!window.startsStatement(window.started[k])) continue;
+        if (std::abs(own[k] - inFile[k]) > static_cast<int>(style.indentSize)) return false;
+        atFileColumn = atFileColumn || own[k] == inFile[k];
+    }
+    return atFileColumn;
+}
+
+bool followsTheFormatterNear(const Window& window, const std::vector<Line>& formattedLines,
+                             unsigned tabSize) {
+    const auto columns = [&](const std::vector<Line>& lines, std::size_t i) {
+        return columnsOf(text::indentationOf(lines[i].text), tabSize);
+    };
+    for (std::size_t i = window.started.front(), seen = 0; i-- > 1 && seen < kNearbyCodeLines;)
+        if (window.startsStatement(i) && window.lines[i].start < window.editFrom) {
+            ++seen;
+            if (columns(window.lines, i) != columns(formattedLines, i)) return false;
+        }
+    const std::vector<Placed> below = codeBelow(window, formattedLines, tabSize);
+    return std::all_of(below.begin(), below.end(), [](const Placed& p) { return p.own == p.formatted; });
+}
+
+}  // namespace fit::reindenting

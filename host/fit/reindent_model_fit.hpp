@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "fit/completion_edit.hpp"
+#include "fit/reindent_window.hpp"
+
+// Whether the model's own columns stay where the formatter would move its lines: in a file that does
+// not follow the formatter near the edit, a reply that moves with it keeps its columns.
+namespace fit::reindenting {
+
+// A first line written from the blanks the editor typed has no column of the model's (an editor indents a
+// closing line as the body): it takes the column of a line of the same level and kind further down the
+// edit or, nearest first, among the code lines above in its function. Nothing where neither shows one.
+std::optional<int> typedLineColumn(const Window& window, const std::vector<Line>& formattedLines,
+                                   const std::vector<int>& own, unsigned tabSize);
+
+// Whether the model's indentation stays: everywhere the formatter's, or, where the file near the edit
+// does not follow the formatter, moving with it. `own` holds the started lines' columns.
+bool modelFits(const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+               const std::function<const std::vector<int>&()>& inFileColumnsOfEdit,
+               const std::vector<std::optional<int>>& comments, bool firstFromTyped, bool typedLineKnown,
+               const IndentSettings& style);
+
+// Whether the code lines near the edit, above and below, stand where the formatter puts them.
+bool followsTheFormatterNear(const Window& window, const std::vector<Line>& formattedLines, unsigned tabSize);
+
+}  // namespace fit::reindenting
