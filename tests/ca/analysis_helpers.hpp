@@ -82,7 +82,7 @@ inline std::string readSourceFile(const std::filesystem::path& path) {
 }
 
 // The programs listed under `folder`: the demo corpus (a table row of its README.md per file, "| file.ost |
-// what it shows | style |") or tests/data/styles and tests/data/fresh, whose manifest.txt gives each
+// what it shows | style |") or tests/data/styles, fresh and heldout, whose manifest.txt gives each
 // program's layout ("file.ost indent=<n|tab> function=<Classic|Mixed|All>FunctionIndent
 // consistent=<yes|no>"), in real users' styles.
 inline std::vector<ExampleText> loadExamples(const std::string& folder = "examples") {
@@ -107,10 +107,10 @@ inline std::vector<ExampleText> loadExamples(const std::string& folder = "exampl
     return out;
 }
 
-// The demo corpus and the programs in real users' layouts (styles/ and the held-out fresh/).
+// The demo corpus and the programs in real users' layouts (styles/ and the held-out fresh/ and heldout/).
 inline std::vector<ExampleText> loadAllExamples() {
     auto all = loadExamples();
-    for (const char* folder : {"tests/data/styles", "tests/data/fresh"}) {
+    for (const char* folder : {"tests/data/styles", "tests/data/fresh", "tests/data/heldout"}) {
         auto more = loadExamples(folder);
         all.insert(all.end(), more.begin(), more.end());
     }

@@ -73,6 +73,23 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
         {"classdef A\n    methods\n        function f(obj)\n            \nx = 1;\n            y = 2;\n", {}},
         {"x = 0;\nfor k = 1:3\n    \ny = k;\n", {}},
         {"x = 0;\nfor k = 1:3\n    y = 1;\n\nz = k;\n", {"2:MissingEnd"}},
+        // Declarations of a properties block whose header was cut away; rows of a bracket whose opening
+        // line was (behind a first line cut in a row's comment); an `end` on a cut first line may be the
+        // tail of an indented one.
+        {"e = private)\n    Order double = []\n    Skipped logical = false(0, 1)\n  end\n", {}},
+        {"        [6 6]\n        zeros(1, 19)\n        [zeros(1, 18) 10]\n        };\n    for k = 1:3\n    "
+         "end\n",
+         {}},
+        {" m = 5\n         9.5e-001    % m = 7\n         5.3e+000];  % m = 13\nd = [3 5];\n", {}},
+        {"end\nend\nend\n\nfunction g(b)\nn = 1;\nend\n", {}},
+        // A `methods` block that opens with a function at its own column holds it, however sloppy.
+        {"classdef S < handle\nmethods\nfunction obj=S()\nobj.A = [];\nend\n  function start(obj)\n", {}},
+        // A leading command without words is a complete statement: the text's head was not cut.
+        {"clc\nk = 1;\n if k < 0\ndisp(1)\n else\n     disp(2)\nend\n", {}},
+        // A text that indents the body of every block it closes shows a block left open at its end.
+        {"if a\n    x = 1;\nend\nfor k = 1:3\n    x = k;\nend\nwhile x\n    x = 0;\nend\nif b\nfor k = 1:3\n "
+         "   y = k;\n",
+         {"10:MissingEnd"}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},

@@ -48,8 +48,9 @@ std::vector<Example> loadExamples() {
 
 std::vector<Example> loadStyleExamples() {
     auto examples = load("tests/data/styles", BlankLines::Ignore);
-    for (auto& example : load("tests/data/fresh", BlankLines::Ignore))
-        examples.push_back(std::move(example));
+    for (const char* folder : {"tests/data/fresh", "tests/data/heldout"})
+        for (auto& example : load(folder, BlankLines::Ignore))
+            examples.push_back(std::move(example));
     return examples;
 }
 

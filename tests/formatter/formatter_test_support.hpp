@@ -26,8 +26,8 @@ struct Example {
 // The house examples (examples/README.md lists their function style; indent 4, spaces).
 std::vector<Example> loadExamples();
 
-// The programs in real-world styles of tests/data/styles and tests/data/fresh (each manifest.txt gives
-// the programs' settings); empty when neither folder has a manifest.
+// The programs in real-world styles of tests/data/styles, fresh and heldout (each manifest.txt gives the
+// programs' settings); empty when no folder has a manifest.
 std::vector<Example> loadStyleExamples();
 
 // The first line where two texts differ, with both versions, for failure messages.

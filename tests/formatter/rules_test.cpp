@@ -84,6 +84,8 @@ const Rule kRules[] = {
     {"window inside a cell", "% drop\n    @(x) x - 1, ...\n    @(x) x + 1, ...\n",
      "% drop\n    @(x) x - 1, ...\n    @(x) x + 1, ...\n"},
     {"window inside rows", "s\n     3; ...\n     4\n", "s\n     3; ...\n     4\n"},
+    {"comment after the last code line at a header's column", "%\nfunction a\n    g(h);\n% --- b\n", ""},
+    {"comment after the last code line left of the base", "x));\n    g(h);\n% --- b\n", "x));\n    g(h);\n% --- b\n"},
 };
 // clang-format on
 

@@ -549,7 +549,62 @@ class Scanner {
             return;
         }
         if (isDeclarationBlock(top) || variables_.contains(w)) return;
+        if (top == Word::None && lineIndent_ > 0 && declarationShaped(j) && declarationsUpToCutEnd(j)) return;
         if (startsCommand(j)) scanCommandWords();
+    }
+
+    // `Name Class = default`, `Name Class {validators}` or `Name {validators}` after the name that ends at
+    // `j`: a property's or argument's declaration, where `=` or `{` would be a command's word of its own.
+    bool declarationShaped(std::size_t j) const {
+        std::size_t k = skipBlanks(j);
+        if (k < n_ && t_[k] == u'{') return true;
+        if (k >= n_ || !isIdentifierStart(t_[k])) return false;
+        while (k < n_ &&
+               (isIdentifierPart(t_[k]) || (t_[k] == u'.' && k + 1 < n_ && isIdentifierStart(t_[k + 1]))))
+            ++k;
+        k = skipBlanks(k);
+        return k < n_ && (t_[k] == u'{' || (t_[k] == u'=' && (k + 1 >= n_ || t_[k + 1] != u'=')));
+    }
+
+    // Whether the lines after `i`'s start with names up to an `end` alone on its line left of this one: in
+    // a text where no block is open, the declarations of a properties or arguments block whose header was
+    // cut away (a whole file has no opener for that `end` either way). The lines of one such run all reach
+    // the same `end`, so it is looked for once per run.
+    bool declarationsUpToCutEnd(std::size_t i) {
+        if (i >= runStop_) {
+            runEndIndent_ = kNoIndent;
+            std::size_t ls = nextLineStart(i);
+            for (; ls < n_; ls = nextLineStart(ls)) {
+                const std::size_t first = skipBlanks(ls);
+                if (first >= n_ || lineEndAt(first)) continue;
+                if (t_[first] == u'%') {
+                    if (blockMarker(ls) != 0) break;
+                    continue;
+                }
+                if (!isIdentifierStart(t_[first])) break;
+                std::size_t e = first;
+                while (e < n_ && isIdentifierPart(t_[e]))
+                    ++e;
+                const std::u16string_view word = t_.substr(first, e - first);
+                if (reservedWord(word) == Word::End) {
+                    const std::size_t after = skipBlanks(e);
+                    if (after >= n_ || lineEndAt(after) || t_[after] == u'%' || t_[after] == u';' ||
+                        t_[after] == u',')
+                        runEndIndent_ = columnsBetween(ls, first);
+                    break;
+                }
+                if (reservedWord(word) != Word::None || contextualWord(word) != Word::None) break;
+            }
+            runStop_ = ls;
+        }
+        return runEndIndent_ < lineIndent_;
+    }
+
+    std::uint32_t columnsBetween(std::size_t from, std::size_t to) const {
+        std::uint32_t indent = 0;
+        for (std::size_t k = from; k < to; ++k)
+            indent = t_[k] == u'\t' ? (indent / 4 + 1) * 4 : indent + 1;
+        return indent;
     }
 
     // The indentation of the next line after `i`'s that holds code; 0 when there is none.
@@ -799,6 +854,9 @@ class Scanner {
     std::size_t headerAssign_ = kNone;
     bool cutEdgeChecked_ = false;
     bool cutEdgeFound_ = false;
+    static constexpr std::uint32_t kNoIndent = static_cast<std::uint32_t>(-1);
+    std::size_t runStop_ = 0;  // where the last look for a cut-away block's `end` stopped
+    std::uint32_t runEndIndent_ = kNoIndent;
 };
 
 }  // namespace

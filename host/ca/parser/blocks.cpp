@@ -88,9 +88,10 @@ void Parser::handleEnd() {
         // The first line may be cut anywhere, so its indentation tells nothing.
         if (t.line > 1) orphanIndent_ = lineIndent_[t.line];
         // Two `end`s at the left margin in a row may close a function and the one around it; a third
-        // has nothing left to close.
-        lastEndAtMargin_ = lastEndIndent_ == 0 && lineIndent_[t.line] == 0;
-        lastEndIndent_ = lineIndent_[t.line];
+        // has nothing left to close. (An `end` on the first line may be the tail of an indented one.)
+        const std::uint32_t own = t.line > 1 ? lineIndent_[t.line] : kNoIndent;
+        lastEndAtMargin_ = lastEndIndent_ == 0 && own == 0;
+        lastEndIndent_ = own;
         lastEndClosedFunction_ = false;
         lastEndClosedControl_ = false;
         minCodeSinceOrphan_ = kNoIndent;
@@ -116,6 +117,8 @@ void Parser::handleEnd() {
     lastEndClosedFunction_ = isFunctionKind(closed.kind);
     lastEndClosedControl_ = isControl(closed.kind) && !isPhantom(closed);
     lastEndAtMargin_ = false;
+    if (lastEndClosedControl_ && closed.minBody != kNoIndent)
+        ++(closed.minBody > closed.indent ? indentedBodies_ : flatBodies_);
     if (isFunctionKind(closed.kind)) {
         if (closedFunctions_ == 0) firstFunctionEndOffset_ = t.offset;
         ++closedFunctions_;

@@ -187,11 +187,43 @@ bool Parser::weakStatements(std::size_t fromPending, bool callsAreWeak) const {
         }
         if (statement.kind != NodeKind::ExpressionStatement) return false;
         const auto& expression = d_.tree.nodes[d_.tree.children[statement.firstChild]];
+        // So is one of those alone on its line (`clc`), a command without words.
+        if (expression.kind == NodeKind::Identifier &&
+            isLeadingCommandName(std::u16string_view(text_).substr(
+                expression.start, expression.closing + 1 - expression.start)))
+            return false;
         if (!callsAreWeak && (expression.kind == NodeKind::Index || expression.kind == NodeKind::CellIndex)) {
             return false;
         }
     }
     return true;
+}
+
+// Lines of calls and values from `from` on up to a closing bracket whose opener is not in the text
+// (`zeros(1, 19)` / `};`): the rows of a bracket whose opening line was cut away. An assignment, a
+// keyword, a command or a text cut short before it shows statements instead, except on the first line, which
+// may be the tail of a row's comment (`% m = 5`); a first line with brackets or texts is read as it stands.
+bool Parser::rowsOfCutBracket(std::size_t from) const {
+    int depth = 0;
+    for (std::size_t k = from; !toks_[k].eof; ++k) {
+        const PTok& t = toks_[k];
+        const bool opens = t.kind == TokenKind::Punctuation &&
+                           (t.op == Op::LParen || t.op == Op::LBracket || t.op == Op::LBrace);
+        const bool closes = t.kind == TokenKind::Punctuation &&
+                            (t.op == Op::RParen || t.op == Op::RBracket || t.op == Op::RBrace);
+        if (t.line == 1) {
+            if (opens || closes || t.kind == TokenKind::CharArray || t.kind == TokenKind::String)
+                return false;
+            continue;
+        }
+        if (t.kind == TokenKind::Keyword || t.kind == TokenKind::CommandWord ||
+            (t.flags & lexer::kUnterminated) != 0)
+            return false;
+        if (t.kind == TokenKind::Operator && t.op == Op::Assign && depth == 0) return false;
+        if (opens) ++depth;
+        if (closes && --depth < 0) return true;
+    }
+    return false;
 }
 
 // What precedes the first complete statement is a cut edge: try each line in turn until one reads
@@ -233,6 +265,9 @@ void Parser::skipCutEdge() {
             restore(before);
             throw;
         }
+        // Calls and values up to a line that closes a bracket opened before the text are its rows.
+        if (clean && (t.line == 1 || weakStatements(before.pending, true)) && rowsOfCutBracket(startPos))
+            clean = false;
         spent += pos_ - startPos;
         if (clean) {
             anchorPos_ = startPos;
@@ -268,20 +303,31 @@ bool Parser::relexingChanges(std::size_t anchor, std::uint32_t line) const {
     return false;
 }
 
+// The kind noted for the first statement line from `line` on (0 when there is none).
+std::uint8_t Parser::firstCodeLineKind(std::uint32_t line) const {
+    for (std::uint32_t l = line; l < lineKind_.size(); ++l)
+        if (lineKind_[l] != 0) return lineKind_[l];
+    return 0;
+}
+
 // Constructs still open at the end of the text.
 void Parser::closeAtEnd() {
     // Least indentation of the statement lines from each line on; a cut last line does not count.
     const std::uint32_t lines = lineCount();
-    std::vector<std::uint32_t> minFrom(lines + 2, kNoIndent);
+    std::vector<std::uint32_t> minFrom(lines + 2, kNoIndent), strictMinFrom(lines + 2, kNoIndent);
     for (std::uint32_t l = lines; l >= 1; --l) {
         std::uint32_t here = kNoIndent;
         const bool cutLast = l == lines && !endsWithLineEnd_;
+        if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4)) here = lineIndent_[l];
+        strictMinFrom[l] = std::min(here, strictMinFrom[l + 1]);
         // A block header at a construct's own column (a sloppy body that opens with a block) does not show
         // code outside it; one further left does.
-        if (!cutLast && (lineKind_[l] == 1 || lineKind_[l] == 3 || lineKind_[l] == 4))
-            here = lineIndent_[l] + (controlHeaderLine_[l] ? 1 : 0);
+        if (here != kNoIndent && controlHeaderLine_[l]) ++here;
         minFrom[l] = std::min(here, minFrom[l + 1]);
     }
+    // Where every condition and loop the text closes indents its body, a header at an open one's column
+    // stands outside it too.
+    const bool indentsBodies = indentedBodies_ >= 3 && flatBodies_ == 0;
     // A whole file has nothing after it: what is open lacks its `end`, functions without `end` aside.
     while (!frames_.empty() && wholeFile()) {
         Frame& f = frames_.back();
@@ -293,8 +339,11 @@ void Parser::closeAtEnd() {
     }
     while (!frames_.empty()) {
         Frame& f = frames_.back();
-        const bool deeper =
-            f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent || minFrom[f.line + 1] > f.indent;
+        // A `methods` block whose first line is a `function` line holds functions however far left they
+        // stand: only a block word or the class's `end` could stand outside it, and those are no code.
+        const bool deeper = f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent ||
+                            minFrom[f.line + 1] > f.indent ||
+                            (f.kind == NodeKind::Methods && firstCodeLineKind(f.line + 1) == 4);
         if (isFunctionKind(f.kind)) {
             // A function that holds nested ones is of the closed form: its `end` was cut away, unless
             // its body, indented at first, later has code at or left of the header.
@@ -305,7 +354,8 @@ void Parser::closeAtEnd() {
             else if (closedForm_ && f.firstBody != kNoIndent && f.firstBody > header &&
                      minFrom[f.line + 1] <= header)
                 missingEnd(f);
-        } else if (!deeper && f.line != 1) {
+        } else if ((!deeper || (indentsBodies && f.line < lines && strictMinFrom[f.line + 1] <= f.indent)) &&
+                   f.line != 1) {
             missingEnd(f);
         }
         popFrame();

@@ -364,6 +364,8 @@ class Parser {
     // cut away, cannot tell where the text's statements begin.
     bool isLeadingCommand(const ca::astapi::NodeRecord& command) const;
     bool weakStatements(std::size_t fromPending, bool callsAreWeak) const;
+    bool rowsOfCutBracket(std::size_t from) const;
+    std::uint8_t firstCodeLineKind(std::uint32_t line) const;
     // What precedes the first complete statement is a cut edge: try each line in turn until one reads
     // as a complete statement.
     void skipCutEdge();
@@ -428,6 +430,10 @@ class Parser {
     std::uint32_t statementLine_ = 1;
     std::vector<std::uint32_t> openBrackets_;  // token indices of the open argument brackets
     bool lastEndAtMargin_ = false;
+    // Conditions and loops closed in the text whose bodies stand right of their headers, and those whose
+    // bodies do not (a sloppy layout).
+    int indentedBodies_ = 0;
+    int flatBodies_ = 0;
     int structuralLines_ = 0;
     int statementsParsed_ = 0;
     int closedFunctions_ = 0;

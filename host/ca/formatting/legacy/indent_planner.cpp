@@ -108,7 +108,7 @@ class Planner {
         continueNext_ = continueNext_ || (firstLine_ == 1 && assumeCutContinuation_);
         for (std::size_t i = firstLine_; i < lines_.size(); ++i)
             planLine(i);
-        placeComments(std::nullopt);
+        placeComments(std::nullopt, true);
         return plan_;
     }
 
@@ -314,12 +314,19 @@ class Planner {
 
     // Comments never set the level of code, so they are placed once the next code line is known: one that
     // stands at the level of the code before it, of the body it is in, or of the code after it stays there
-    // (a help comment at the margin under a `function` line); any other goes to the body's level.
-    void placeComments(std::optional<int> nextCodeColumn) {
+    // (a help comment at the margin under a `function` line); any other goes to the body's level. After
+    // the last code line, the code that follows out of sight may close any open construct or one cut away
+    // before the text (a `function` line after the comments above it), so a comment at an open header's
+    // column or left of the text's base stays too.
+    void placeComments(std::optional<int> nextCodeColumn, bool textEnds = false) {
+        const auto atOpenHeader = [&](int own) {
+            return textEnds && (own <= base_ || std::any_of(stack_.begin(), stack_.end(),
+                                                            [&](const Frame& f) { return f.column == own; }));
+        };
         for (const PendingComment& comment : pendingComments_) {
             const bool fits = comment.own == comment.bodyColumn ||
                               comment.own == comment.previousCodeColumn ||
-                              (nextCodeColumn && comment.own == *nextCodeColumn);
+                              (nextCodeColumn && comment.own == *nextCodeColumn) || atOpenHeader(comment.own);
             setPlan(comment.line, fits ? comment.own : comment.bodyColumn);
         }
         pendingComments_.clear();
