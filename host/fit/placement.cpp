@@ -73,11 +73,13 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
         mayRestateCursorLine(file, cursor, line, lines, shape, bareComment)
             ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
             : Restatement::None;
-    // A reply that began below an empty line starts a line of its own: it restarts no word. When the line
+    // A reply that began below an empty line starts a line of its own, and one that began with a blank a
+    // word of its own (`[false true|` + ` true false]`): neither restarts the typed word. When the line
     // is a bare comment sign and the reply put its lines below it, those are comment lines of their own:
     // the restatement comes last.
     std::vector<Edit> candidates, restated;
-    if (found != Restatement::None && (found != Restatement::Word || !shape.leadingLineBreak))
+    if (found != Restatement::None &&
+        (found != Restatement::Word || (!shape.leadingLineBreak && shape.leadingBlanks.empty())))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
             .push_back({cursor, end, joined(rest)});
     if (onlyTheRestatementIsMeant(found, typedCode, shape, bareComment)) return candidates;
