@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "ca/lexer/token.hpp"
+#include "fit/lined_up_cells.hpp"
 #include "fit/reindent_glue.hpp"
 #include "fit/text_lines.hpp"
 
@@ -187,34 +188,6 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
     return {};
 }
 
-// An assignment's `=` that the completion starts with (`report.quarterN|` + `= qCount';`) lines up with
-// the `=` of the line above where the two lines above pad one to line them up: the model's blanks before
-// it were trimmed away.
-fl::ustring blanksToLinedUpEquals(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                                  std::u16string_view first) {
-    if (typed.empty() || text::isBlank(typed.back()) || !first.starts_with(u"= ")) return {};
-    struct Equals {
-        std::size_t column = 0;
-        bool padded = false;
-    };
-    // The assignment's `=` on the line above the one that starts at `start`.
-    const auto equalsAbove = [&](std::size_t start) -> std::optional<Equals> {
-        if (start == 0) return std::nullopt;
-        const std::size_t above = text::lineStart(file, start - 1);
-        const std::u16string_view line = std::u16string_view(file).substr(above, start - 1 - above);
-        const std::size_t at = line.find(u'=');
-        if (at < 2 || at + 1 >= line.size() || line[at + 1] == u'=' || !text::isBlank(line[at - 1]))
-            return std::nullopt;
-        return Equals{at, text::isBlank(line[at - 2])};
-    };
-    const std::size_t lineStart = text::lineStart(file, cursor);
-    const std::optional<Equals> above = equalsAbove(lineStart);
-    if (!above || above->column <= typed.size()) return {};
-    const std::optional<Equals> twoAbove = equalsAbove(text::lineStart(file, lineStart - 1));
-    if (!above->padded && !(twoAbove && twoAbove->padded && twoAbove->column == above->column)) return {};
-    return fl::ustring(above->column - typed.size(), u' ');
-}
-
 // Whether a comma typed at the end of the line takes a blank after it: as the line's other commas do,
 // more often than not; with none, not after a number or a colon (sizes as `(1,1)` and `(:,1)`, and
 // `[1,2,3]` are often written tight); otherwise as the lines around the cursor do, and where they show
@@ -303,7 +276,7 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
 fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                   std::u16string_view first, const ReplyShape& shape) {
     if (!shape.leadingBlanks.empty()) return shape.leadingBlanks;
-    if (fl::ustring blanks = blanksToLinedUpEquals(file, cursor, typed, first); !blanks.empty())
+    if (fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, first, false); !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     return blankAfterOperator(file, cursor, typed, first);
@@ -323,7 +296,8 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     // A matrix row shorter than the row above goes on: the number typed may go on too, or a blank
     // separates the next element from it.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
-        Edit spaced{glue.start, glue.end, u" " + glue.text};
+        fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, lines.front(), true);
+        Edit spaced{glue.start, glue.end, (blanks.empty() ? u" " : blanks) + glue.text};
         if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
         // Glued, a sign would subtract the next element from the typed one.
         if (rowGoesOn(file, cursor, typed, lines.front()))

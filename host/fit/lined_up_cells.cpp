@@ -1,0 +1,173 @@
+#include "fit/lined_up_cells.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fit/text_lines.hpp"
+
+namespace fit {
+namespace {
+
+// Rows above or below the cursor's read for a padded column.
+constexpr std::size_t kMostRows = 3;
+
+bool startsCell(std::u16string_view line, std::size_t i) {
+    return i < line.size() && !text::isBlank(line[i]) && (i == 0 || text::isBlank(line[i - 1]));
+}
+
+bool endsCell(std::u16string_view line, std::size_t end) {
+    return end > 0 && end <= line.size() && !text::isBlank(line[end - 1]) &&
+           (end == line.size() || text::isBlank(line[end]));
+}
+
+// A line as its cells read: the tabs of its indentation written as blanks to the next multiple of
+// four (columns compare across lines indented either way), the blanks inside texts as part of their
+// cell, and nothing from a comment on (`commented` tells whether there was one).
+fl::ustring cellsOfLine(std::u16string_view line, bool* commented = nullptr) {
+    const std::u16string_view indentation = text::indentationOf(line);
+    fl::ustring cells;
+    for (char16_t c : indentation)
+        cells.append(c == u'\t' ? 4 - cells.size() % 4 : 1, u' ');
+    char16_t quote = 0;
+    for (std::size_t i = indentation.size(); i < line.size(); ++i) {
+        char16_t c = line[i];
+        if (quote != 0) {
+            quote = c == quote ? 0 : quote;
+            c = text::isBlank(c) ? u'_' : c;
+        } else if (c == u'%') {
+            if (commented) *commented = true;
+            break;
+        } else if (c == u'"' || (c == u'\'' && !(i > 0 && (text::isWordChar(line[i - 1]) ||
+                                                           std::u16string_view(u")]}'.").find(line[i - 1]) !=
+                                                               std::u16string_view::npos)))) {
+            quote = c;
+        }
+        cells.push_back(c);
+    }
+    return fl::ustring(text::trimRight(cells));
+}
+
+// The rows next to the cursor's line, nearest first, in one direction: up to the first empty one.
+std::vector<fl::ustring> rowsBeside(const fl::ustring& file, std::size_t lineStart, bool above) {
+    std::vector<fl::ustring> rows;
+    std::size_t at = lineStart;
+    while (rows.size() < kMostRows) {
+        if (above) {
+            if (at == 0) break;
+            at = text::lineStart(file, at - 1);
+        } else {
+            at = text::nextLineStart(file, at);
+            if (at >= file.size()) break;
+        }
+        const std::u16string_view row = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        if (text::isBlankText(text::trimLeft(row).starts_with(u"%") ? u"" : row)) break;
+        rows.push_back(cellsOfLine(row));
+    }
+    return rows;
+}
+
+// The start of the cell that ends at `end` (or goes on past it).
+std::size_t cellStartBefore(std::u16string_view line, std::size_t end) {
+    std::size_t start = end > 0 ? end - 1 : 0;
+    while (start > 0 && !startsCell(line, start))
+        --start;
+    return start;
+}
+
+// Two columns of a table: the typed cell's and the next one's, told by their starts (text, names) or
+// by their ends (numbers lined up on the right).
+struct Columns {
+    bool byStart = true;
+    std::size_t typed = 0;
+    std::size_t next = 0;
+    bool mayGlue =
+        false;  // glued, the typed cell and the completion's would end where a cell of the row does
+};
+
+bool hasColumn(std::u16string_view row, bool byStart, std::size_t column) {
+    return byStart ? startsCell(row, column) : endsCell(row, column);
+}
+
+// Whether a row pads the cell at `start`: two blanks or more after a cell before it.
+bool padded(std::u16string_view row, std::size_t start) {
+    return start >= 2 && text::isBlank(row[start - 1]) && text::isBlank(row[start - 2]) &&
+           text::indentationOf(row).size() < start - 2;
+}
+
+// The columns of the first row whose cell lines up with the typed one, with the next cell after it.
+std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16string_view typed,
+                                 std::u16string_view first, std::size_t firstCell) {
+    const std::size_t end = typed.size(), start = cellStartBefore(typed, end);
+    const bool wordGoesOn = (text::isWordChar(typed.back()) || typed.back() == u'.') &&
+                            (text::isWordChar(first.front()) || first.front() == u'.');
+    const std::size_t indentation = text::indentationOf(typed).size();
+    // Every typed cell must line up with one of the row's, by the same side.
+    const auto linesUp = [&](std::u16string_view row, bool byStart) {
+        for (std::size_t i = indentation; i < end; ++i)
+            if (byStart ? startsCell(typed, i) && !startsCell(row, i)
+                        : endsCell(typed, i + 1) && !endsCell(row, i + 1))
+                return false;
+        return true;
+    };
+    for (const fl::ustring& row : rows) {
+        const bool byStart = linesUp(row, true);
+        if (!byStart && !linesUp(row, false)) continue;
+        Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
+        // The typed cell must fit in its column: the completion's first cell goes in the next one.
+        std::size_t next = columns.typed + 1;
+        while (next <= row.size() && !hasColumn(row, byStart, next))
+            ++next;
+        if (next > row.size() || (byStart ? next <= end : next < end + 1 + firstCell)) return std::nullopt;
+        columns.next = next;
+        return columns;
+    }
+    return std::nullopt;
+}
+
+// The blanks from the rows on one side, or nothing.
+std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std::u16string_view typed,
+                                      std::u16string_view first, bool separated) {
+    const std::size_t firstCell = std::min(first.size(), first.find_first_of(u" \t"));
+    const std::optional<Columns> columns = columnsOf(rows, typed, first, firstCell);
+    if (!columns) return std::nullopt;
+    const std::size_t blanks =
+        columns->byStart ? columns->next - typed.size() : columns->next - firstCell - typed.size();
+    // One blank is no padding: the other rules tell whether it is there. Glued, the typed cell and the
+    // completion's might fill the column as one (a word or a number going on).
+    if (blanks < 2 || (!separated && columns->mayGlue)) return std::nullopt;
+    // The column must be padded in one of the rows that line up both columns.
+    for (const fl::ustring& row : rows) {
+        if (!hasColumn(row, columns->byStart, columns->typed) ||
+            !hasColumn(row, columns->byStart, columns->next))
+            continue;
+        if (padded(row, columns->byStart ? columns->next : cellStartBefore(row, columns->next)))
+            return blanks;
+    }
+    return std::nullopt;
+}
+
+}  // namespace
+
+fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                                std::u16string_view first, bool separated) {
+    // What attaches to the cell before it (`,`, `]`, `.x`, `(k)`) is never padded, nor what follows a
+    // field's dot or a function's `(`.
+    if (typed.empty() || text::isBlank(typed.back()) || typed.back() == u'.' || typed.back() == u'(' ||
+        text::isBlankText(typed) || first.empty() || text::isBlank(first.front()) ||
+        std::u16string_view(u",;.:()]}").find(first.front()) != std::u16string_view::npos)
+        return {};
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    bool commented = false;
+    const fl::ustring expanded = cellsOfLine(typed, &commented);
+    if (commented || expanded.empty()) return {};
+    for (bool above : {true, false})
+        if (const auto blanks = blanksFrom(rowsBeside(file, lineStart, above), expanded, first, separated))
+            return fl::ustring(*blanks, u' ');
+    return {};
+}
+
+}  // namespace fit
