@@ -1,10 +1,7 @@
 #include "fit/lined_up_cells.hpp"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "fit/text_lines.hpp"
