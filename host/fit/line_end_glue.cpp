@@ -108,6 +108,20 @@ std::size_t rowLength(const fl::ustring& file, std::size_t lineStart, std::size_
     return rowElements(text.substr(below + 1, text::lineEnd(file, below + 1) - below - 1));
 }
 
+// A signed number after a number in a matrix whose elements blanks separate (`[2 0` + `-1]`) is the
+// next element: nobody writes `0-1` there.
+bool signedNumberFollowsNumber(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                               std::u16string_view first) {
+    std::size_t start = typed.size();
+    while (start > 0 && (text::isWordChar(typed[start - 1]) || typed[start - 1] == u'.'))
+        --start;
+    if (start == typed.size() || !isDigit(typed[start]) || !isDigit(typed.back()) || first.size() < 2 ||
+        (first.front() != u'-' && first.front() != u'+') || !isDigit(first[1]))
+        return false;
+    const auto open = innermostOpenBracket(file, cursor);
+    return open && (open->bracket == u'[' || open->bracket == u'{') && !open->commas;
+}
+
 // A number typed at the end of a row of a matrix written one row per line, in a row shorter than the
 // matrix's other rows, is followed by the row's next element (`3.9967|` + `0.7695 ...`, `-3.4923|` +
 // `-2.0611 ...`): the blank between them was trimmed from the reply.
@@ -181,34 +195,79 @@ bool startsAsContinuation(std::u16string_view first) {
 fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view first) {
     static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u".*",
                                                          u"./", u".^", u"<",  u">",  u"+",  u"-",  u"*",
-                                                         u"/",  u"\\", u"^",  u"&",  u"|",  u"="};
+                                                         u"/",  u"\\", u"^",  u"&",  u"|",  u"=",  u":"};
     if (typed.empty() || text::isBlank(typed.back())) return {};
     for (std::u16string_view op : kOperators)
         if (first.starts_with(op) && first.size() > op.size() && first[op.size()] == u' ') return u" ";
     return {};
 }
 
-// Whether a comma typed at the end of the line takes a blank after it: as the line's other commas do,
-// more often than not; with none, not after a number or a colon (sizes as `(1,1)` and `(:,1)`, and
-// `[1,2,3]` are often written tight); otherwise as the lines around the cursor do, and where they show
-// nothing, yes.
-bool commaTakesBlank(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
-    int withBlank = 0, without = 0;
-    for (std::size_t i = 0; i + 1 < typed.size(); ++i)
-        if (typed[i] == u',') (text::isBlank(typed[i + 1]) ? withBlank : without) += 1;
-    if (withBlank + without > 0) return withBlank >= without;
-    const std::u16string_view before = trimRight(typed.substr(0, typed.size() - 1));
-    if (before.empty() || (before.back() >= u'0' && before.back() <= u'9') || before.back() == u':')
-        return false;
-    return separatorSpacingAround(file, cursor, u',').value_or(true);
+// Lines above and below the cursor's whose commas after numbers tell how a list of numbers is written.
+constexpr std::size_t kNumberListLines = 3;
+
+// Whether the commas after numbers in the lines around the cursor's take a blank, more often than not.
+std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_t cursor) {
+    std::size_t from = text::lineStart(file, cursor), to = text::lineEnd(file, cursor);
+    for (std::size_t i = 0; i < kNumberListLines && from > 0; ++i)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t i = 0; i < kNumberListLines && to < file.size(); ++i)
+        to = text::lineEnd(file, text::nextLineStart(file, to));
+    int with = 0, without = 0;
+    for (std::size_t i = from + 1; i + 1 < to; ++i)
+        if (file[i] == u',' && isDigit(file[i - 1]) && file[i + 1] != u'\n' && file[i + 1] != u'\r')
+            ++(text::isBlank(file[i + 1]) ? with : without);
+    if (with + without == 0) return std::nullopt;
+    return with > without;
 }
 
-// A sign after an operator, a separator or an open bracket is unary (`= -x`): no blank follows it.
-bool isUnarySign(std::u16string_view typed, std::u16string_view op) {
+// The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
+// run of them; with none, one after a blank before the comma (`{a ,`), none after a number or a colon
+// (sizes as `(1,1)` and `(:,1)`, and `[1,2,3]` are often written tight) unless the numbers of the lines
+// around are listed with blanks; otherwise as the lines around the cursor do, and where they show
+// nothing, one.
+fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
+    std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
+    for (std::size_t i = 0; i + 1 < typed.size(); ++i) {
+        if (typed[i] != u',') continue;
+        std::size_t run = 0;
+        while (i + 1 + run < typed.size() && text::isBlank(typed[i + 1 + run]))
+            ++run;
+        ++runs[std::min(run, runs.size() - 1)];
+    }
+    if (std::any_of(runs.begin(), runs.end(), [](int n) { return n > 0; })) {
+        const auto likeliest = std::max_element(runs.begin() + 1, runs.end());
+        return *likeliest >= runs[0] ? fl::ustring(static_cast<std::size_t>(likeliest - runs.begin()), u' ')
+                                     : fl::ustring();
+    }
+    const std::u16string_view before = typed.substr(0, typed.size() - 1);
+    if (!before.empty() && text::isBlank(before.back())) return u" ";
+    const std::u16string_view code = trimRight(before);
+    if (code.empty()) return {};
+    if (isDigit(code.back()) || code.back() == u':') {
+        const auto open = innermostOpenBracket(file, cursor);
+        const bool list = open && (open->bracket == u'[' || open->bracket == u'{');
+        return list && numberCommasSpacedAround(file, cursor).value_or(false) ? u" " : fl::ustring();
+    }
+    return separatorSpacingAround(file, cursor, u',').value_or(true) ? u" " : fl::ustring();
+}
+
+// The line above the cursor's goes on with it (`...`).
+bool continuesLineAbove(const fl::ustring& file, std::size_t cursor) {
+    const std::size_t start = text::lineStart(file, cursor);
+    if (start == 0) return false;
+    const std::size_t above = text::lineStart(file, start - 1);
+    return std::u16string_view(file).substr(above, start - above).find(u"...") != std::u16string_view::npos;
+}
+
+// A sign after an operator, a separator or an open bracket is unary (`= -x`): no blank follows it; one
+// that starts a line the line above goes on with is binary.
+bool isUnarySign(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                 std::u16string_view op) {
     if (op != u"+" && op != u"-") return false;
     const std::u16string_view before = trimRight(typed.substr(0, typed.size() - op.size()));
-    return before.empty() ||
-           std::u16string_view(u"=+-*/\\^<>&|~,;([{").find(before.back()) != std::u16string_view::npos;
+    return (text::isBlankText(before) && !continuesLineAbove(file, cursor)) ||
+           (!before.empty() &&
+            std::u16string_view(u"=+-*/\\^<>&|~,;([{").find(before.back()) != std::u16string_view::npos);
 }
 
 // A completion that goes on after an operator written with a blank before it ("x =", "a +"), a comma
@@ -225,12 +284,18 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
         return {};
     for (std::u16string_view op : kOperators) {
         if (!typed.ends_with(op)) continue;
-        if (isUnarySign(typed, op) || ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
+        if (isUnarySign(file, cursor, typed, op) ||
+            ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
             return {};
         return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
                                                                                        : fl::ustring();
     }
-    if (typed.ends_with(u",")) return commaTakesBlank(file, cursor, typed) ? u" " : fl::ustring();
+    // A continuation marker stands one blank apart.
+    if (typed.ends_with(u","))
+        return first.starts_with(u"...") ? u" " : blanksAfterComma(file, cursor, typed);
+    // A row's `;` inside a bracket (`[0;` + `-g]`) is spaced as the file spaces its `;`.
+    if (typed.ends_with(u";") && leavesBracketOpen(typed))
+        return separatorSpacingAround(file, cursor, u';').value_or(true) ? u" " : fl::ustring();
     // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
     static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
                                                         u"case",   u"for",        u"parfor", u"function",
@@ -279,6 +344,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
     if (fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, first, false); !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
+    if (signedNumberFollowsNumber(file, cursor, typed, first)) return u" ";
     return blankAfterOperator(file, cursor, typed, first);
 }
 
@@ -296,8 +362,12 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     // A matrix row shorter than the row above goes on: the number typed may go on too, or a blank
     // separates the next element from it.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
-        fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, lines.front(), true);
-        Edit spaced{glue.start, glue.end, (blanks.empty() ? u" " : blanks) + glue.text};
+        // The glued edit may have its blank already (a signed number after a number).
+        Edit spaced = glue;
+        if (!glue.text.empty() && !text::isBlank(glue.text.front())) {
+            const fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, lines.front(), true);
+            spaced.text.insert(0, blanks.empty() ? fl::ustring(u" ") : blanks);
+        }
         if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
         // Glued, a sign would subtract the next element from the typed one.
         if (rowGoesOn(file, cursor, typed, lines.front()))

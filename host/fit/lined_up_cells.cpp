@@ -152,8 +152,9 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
 fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                 std::u16string_view first, bool separated) {
     // What attaches to the cell before it (`,`, `]`, `.x`, `(k)`) is never padded, nor what follows a
-    // field's dot or a function's `(`.
-    if (typed.empty() || text::isBlank(typed.back()) || typed.back() == u'.' || typed.back() == u'(' ||
+    // field's dot or an opening bracket.
+    if (typed.empty() || text::isBlank(typed.back()) ||
+        std::u16string_view(u".([{").find(typed.back()) != std::u16string_view::npos ||
         text::isBlankText(typed) || first.empty() || text::isBlank(first.front()) ||
         std::u16string_view(u",;.:()]}").find(first.front()) != std::u16string_view::npos)
         return {};

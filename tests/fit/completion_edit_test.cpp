@@ -83,6 +83,8 @@ const Row kRows[] = {
     {"no blank after a unary sign", "y = -<|>\n", fenced("(a + b);"), "y = -(a + b);\n"},
     {"no blank after a comma that follows a number", "x = zeros(1,<|>\n", fenced("3);"), "x = zeros(1,3);\n"},
     {"a blank after a comma where the line has them", "f(a, b,<|>\n", fenced("c);"), "f(a, b, c);\n"},
+    {"as many blanks after a comma as the line has", "w = [ 0.1,  0.2,<|>\n", fenced("0.3];"), "w = [ 0.1,  0.2,  0.3];\n"},
+    {"a row's sign after a semicolon", "y0 = [0;<|>\n", fenced("-r * y];"), "y0 = [0; -r * y];\n"},
     {"commas in comments and texts do not count", "% a, b, c, d\ns = 'x, y, z';\nf(a,b);\ng(a,<|>\n",
      fenced("b);"), "% a, b, c, d\ns = 'x, y, z';\nf(a,b);\ng(a,b);\n"},
     {"a reply that first repeats the end and the blank line above the cursor",
