@@ -16,9 +16,14 @@ bool startsCell(std::u16string_view line, std::size_t i) {
     return i < line.size() && !text::isBlank(line[i]) && (i == 0 || text::isBlank(line[i - 1]));
 }
 
+// What ends a row rather than its cell: numbers line up without it (`10  20;` over ` 5  15];`).
+bool endsRow(char16_t c) {
+    return c == u';' || c == u']' || c == u'}';
+}
+
 bool endsCell(std::u16string_view line, std::size_t end) {
-    return end > 0 && end <= line.size() && !text::isBlank(line[end - 1]) &&
-           (end == line.size() || text::isBlank(line[end]));
+    return end > 0 && end <= line.size() && !text::isBlank(line[end - 1]) && !endsRow(line[end - 1]) &&
+           (end == line.size() || text::isBlank(line[end]) || endsRow(line[end]));
 }
 
 // A line as its cells read: the tabs of its indentation written as blanks to the next multiple of
@@ -128,7 +133,9 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
 // The blanks from the rows on one side, or nothing.
 std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std::u16string_view typed,
                                       std::u16string_view first, bool separated) {
-    const std::size_t firstCell = std::min(first.size(), first.find_first_of(u" \t"));
+    std::size_t firstCell = std::min(first.size(), first.find_first_of(u" \t"));
+    while (firstCell > 1 && endsRow(first[firstCell - 1]))
+        --firstCell;
     const std::optional<Columns> columns = columnsOf(rows, typed, first, firstCell);
     if (!columns) return std::nullopt;
     const std::size_t blanks =
