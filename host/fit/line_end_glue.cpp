@@ -306,6 +306,39 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     return {};
 }
 
+// Whether `word` stands as a whole word anywhere in the file.
+bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
+    const std::u16string_view text(file);
+    for (std::size_t at = text.find(word); at != std::u16string_view::npos; at = text.find(word, at + 1)) {
+        const std::size_t end = at + word.size();
+        if ((at == 0 || !text::isWordChar(text[at - 1])) &&
+            (end == text.size() || !text::isWordChar(text[end])))
+            return true;
+    }
+    return false;
+}
+
+// A command written as a statement of its own with bare words after it (`hold|` + `off`, `axis|` +
+// `equal tight`): the completion's line is only such words, its first one a word the file writes, and
+// the file never writes the two joined (`ho|` + `ld off` goes on as one word).
+bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first) {
+    const std::u16string_view command = trimLeft(typed);
+    const auto isName = [](std::u16string_view word) {
+        return word.size() >= 2 && !isDigit(word.front()) &&
+               std::all_of(word.begin(), word.end(), text::isWordChar);
+    };
+    if (!isName(command) || !text::trailingReservedWord(command).empty()) return false;
+    const std::size_t wordEnd =
+        std::min(first.size(),
+                 first.find_first_not_of(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_"));
+    const std::u16string_view word = first.substr(0, wordEnd);
+    const bool bareWords = std::all_of(first.begin(), first.end(), [](char16_t c) {
+        return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-';
+    });
+    return bareWords && isName(word) && fileHasWord(file, word) &&
+           !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
+}
+
 // The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
 // whose line's rest is a comment too.
 bool endsInComment(std::u16string_view typed) {
@@ -344,7 +377,8 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
     if (fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, first, false); !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
-    if (signedNumberFollowsNumber(file, cursor, typed, first)) return u" ";
+    if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first))
+        return u" ";
     return blankAfterOperator(file, cursor, typed, first);
 }
 

@@ -94,6 +94,8 @@ const Row kRows[] = {
      "p = [2 0 -1];\n"},
     {"a sign that starts a continued line is binary", "n = numel(a) ...\n    +<|>\n", fenced("numel(b);"),
      "n = numel(a) ...\n    + numel(b);\n"},
+    {"a command's bare words the file writes", "hold on\nplot(x);\nhold<|>\n", fenced("off"),
+     "hold on\nplot(x);\nhold off\n"},
     {"as many blanks after a comma as the line has", "w = [ 0.1,  0.2,<|>\n", fenced("0.3];"),
      "w = [ 0.1,  0.2,  0.3];\n"},
     {"a row's sign after a semicolon", "y0 = [0;<|>\n", fenced("-r * y];"), "y0 = [0; -r * y];\n"},
