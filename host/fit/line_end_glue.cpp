@@ -244,9 +244,10 @@ fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u
     const std::u16string_view code = trimRight(before);
     if (code.empty()) return {};
     if (isDigit(code.back()) || code.back() == u':') {
-        const auto open = innermostOpenBracket(file, cursor);
-        const bool list = open && (open->bracket == u'[' || open->bracket == u'{');
-        return list && numberCommasSpacedAround(file, cursor).value_or(false) ? u" " : fl::ustring();
+        return !declaresPropertyOrArgument(file, cursor) &&
+                       numberCommasSpacedAround(file, cursor).value_or(false)
+                   ? u" "
+                   : fl::ustring();
     }
     return separatorSpacingAround(file, cursor, u',').value_or(true) ? u" " : fl::ustring();
 }
