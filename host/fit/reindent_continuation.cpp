@@ -52,6 +52,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     };
     scan.continues = false;
     int column = 0;  // the column after the code unit read
+    std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0;
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
@@ -70,6 +71,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             return lineRead();
         }
         if (text::isBlank(c)) continue;
+        if (!codeColumn) codeColumn = column - 1;
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
             StatementScan::Bracket& bracket = scan.openBrackets.back();
             bracket.spaced = column - 1 > bracket.column;
@@ -83,7 +85,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
         } else if (isOpening(c)) {
-            scan.openBrackets.push_back({c, column});
+            scan.openBrackets.push_back({c, column, false, false, firstLine ? std::nullopt : codeColumn});
             codeAfterLastOpening = false;
         } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
@@ -185,7 +187,7 @@ struct ContinuationCounts {
 // call lined up with its bracket is one habit of its writer, and a table of numbers lined up by their
 // ends is a matrix lined up with its bracket.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
-                        ContinuationCounts& counts) {
+                        unsigned indentSize, ContinuationCounts& counts) {
     StatementScan scan;
     int statementColumns = 0;
     bool header = false;
@@ -217,10 +219,15 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             BracketCounts& inside = kind == kCall ? counts.call : counts.rows;
             if (bracket.endsLine && columns > statementColumns)
                 ++statement[kEndingBracket][&counts.endingBracketOffsets[columns - statementColumns]];
-            else if (columns == bracket.column - signHang(line, scan))
-                ++statement[kind][&inside.aligned];
-            else if (columns > statementColumns)
-                ++statement[kind][&inside.offsets[columns - statementColumns]];
+            else {
+                // An argument both lined up and a level or two in (`fprintf(` at a level of 8) shows
+                // neither habit alone: it votes for both.
+                const bool aligned = columns == bracket.column - signHang(line, scan);
+                const int offset = columns - statementColumns, level = static_cast<int>(indentSize);
+                if (aligned) ++statement[kind][&inside.aligned];
+                if (offset > 0 && (!aligned || (kind == kCall && (offset == level || offset == 2 * level))))
+                    ++statement[kind][&inside.offsets[offset]];
+            }
         } else if (header) {
             // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
             if (columns > statementColumns)
@@ -254,7 +261,7 @@ std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& cou
 }  // namespace
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
-                                    unsigned tabSize) {
+                                    unsigned tabSize, unsigned indentSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
         start = text::lineStart(file, start - 1);
@@ -263,8 +270,8 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
         end = text::nextLineStart(file, end);
     ContinuationCounts counts;
-    countContinuations(file, start, from, tabSize, counts);
-    countContinuations(file, below, end, tabSize, counts);
+    countContinuations(file, start, from, tabSize, indentSize, counts);
+    countContinuations(file, below, end, tabSize, indentSize, counts);
     ContinuationHabit habit;
     habit.call = inBrackets(counts.call);
     habit.rows = inBrackets(counts.rows);
@@ -283,11 +290,16 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     const bool inCall = scan.openBrackets.back().opening == u'(';
     if (const auto& own = inCall ? call : rows) return *own;
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
-    // call's arguments, or a row that goes on after `...`, follow the other kind, or line up as the
-    // assigned value does.
+    // row that goes on after `...` follows the calls. A call's arguments line up as the assigned value
+    // does: rows say nothing of them (files that step their arguments in line their rows up all the same).
     if (scan.startsRow()) return {anyShown, std::nullopt};
-    if (const auto& other = inCall ? rows : call) return *other;
+    if (!inCall && call) return *call;
     return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
+}
+
+bool ContinuationHabit::underValue(std::u16string_view line) const {
+    if (alignsWithValue) return *alignsWithValue;
+    return (!call || call->alignsWithBracket) && !startsWithOperator(line);
 }
 
 }  // namespace fit

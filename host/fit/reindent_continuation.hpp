@@ -19,6 +19,8 @@ struct StatementScan {
         int column;
         bool endsLine = false;  // nothing but a comment or `...` follows it on its line
         bool spaced = false;    // a blank before its first element, where a row's sign may stand
+        // The column of the code on the statement's later line it opens on; nothing on the first line.
+        std::optional<int> lineColumn;
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
@@ -64,7 +66,8 @@ bool isHeaderStatement(std::u16string_view line);
 // (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
 // value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
-// lines); nothing where it shows no such line.
+// lines; an argument both lined up and one or two `indentSize` in counts for both); nothing where it shows
+// no such line.
 struct ContinuationHabit {
     struct InBrackets {
         bool alignsWithBracket = false;
@@ -81,11 +84,15 @@ struct ContinuationHabit {
 
     // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
     // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
-    // continuation lines at all, nothing: the formatter's default), other lines follow the other kind of
-    // brackets, or the assigned value.
+    // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls,
+    // a call's arguments the assigned value.
     InBrackets inside(const StatementScan& scan) const;
+    // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
+    // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
+    // starts with an operator does not.
+    bool underValue(std::u16string_view line) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
-                                    unsigned tabSize);
+                                    unsigned tabSize, unsigned indentSize);
 
 }  // namespace fit

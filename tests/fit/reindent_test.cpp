@@ -149,11 +149,15 @@ const Row kRows[] = {
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
     {"where the file shows only calls: new rows under the first element, a row after ... as the calls, rows "
      "above the file's rows of the same matrix at their column",
-     "x = max(1, ...\n    2);\n<|>\n    5 6];\n", "N = [5 6\n7 8];\nv = [1, ...\n2];\nM = [1 2\n3 4",
-     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\nM = [1 2\n    3 4\n    5 6];\n"},
+     "x = max(1, ...\n    2);\n<|>\n    5 6];\n",
+     "N = [5 6\n7 8];\nv = [1, ...\n2];\ntotal = 1 + ...\n2;\nwhile x || ...\n(x > 2 || ...\nx < 0)\nend\nM "
+     "= [1 2\n3 4",
+     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\ntotal = 1 + ...\n    2;\nwhile x "
+     "|| "
+     "...\n        (x > 2 || ...\n        x < 0)\nend\nM = [1 2\n    3 4\n    5 6];\n"},
     {"a table lined up by the numbers' ends lines up with its bracket",
-     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];",
-     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];"},
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];\ny = max(1, ...\n2);",
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];\ny = max(1, ...\n    2);"},
     {"a row under the file's row above it", "M = [ 1 2\n      3 4<|>\n     10 5];\n", "\n5 6",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n"},
     // Continuation lines tell nothing of the indent step.
@@ -195,8 +199,8 @@ const Row kRows[] = {
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
-    {"a script's first statement continued", "<|>\ny = max(1, ...\n    2);\n", "x = min(3, ...\n4);",
-     "x = min(3, ...\n    4);\ny = max(1, ...\n    2);\n"},
+    {"a script's first statement continued, by a level where the file's line is both a level in and lined up",
+     "<|>\nabc(1, ...\n    2);\n", "x = min(3, ...\n4);", "x = min(3, ...\n    4);\nabc(1, ...\n    2);\n"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
