@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "fit/reindent_style.hpp"
+#include "fit/reindent_window.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -168,6 +169,18 @@ bool isHeaderStatement(std::u16string_view line) {
 
 namespace {
 
+// A line that opens a block of declarations (`properties (Access = private)`), not one that assigns.
+bool opensDeclarations(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    if (!reindenting::startsWithAnyWord(code, {u"properties", u"arguments", u"events", u"enumeration"}))
+        return false;
+    const auto wordEnd =
+        std::find_if(code.begin(), code.end(), [](char16_t c) { return !text::isWordChar(c); });
+    const std::u16string_view rest =
+        text::trimLeft(code.substr(static_cast<std::size_t>(wordEnd - code.begin())));
+    return rest.empty() || rest.front() == u'(' || rest.front() == u'%';
+}
+
 // Statements with lines inside brackets that do not end their line: lined up with the bracket, or by
 // offset from the statement -> statements.
 struct BracketCounts {
@@ -185,10 +198,13 @@ struct ContinuationCounts {
 // Counts the statements with continuation lines in the lines from `from` up to `to`. A statement votes
 // once, for each kind of line, for the way it places most of its lines of that kind: a long generated
 // call lined up with its bracket is one habit of its writer, and a table of numbers lined up by their
-// ends is a matrix lined up with its bracket.
+// ends is a matrix lined up with its bracket. The declarations of a `properties` or an `arguments` block
+// count apart from the code (`inDeclarations` follows the blocks from line to line): files write their
+// defaults and validators as they do not write their calls.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
-                        unsigned indentSize, ContinuationCounts& counts) {
+                        unsigned indentSize, bool& inDeclarations, std::array<ContinuationCounts, 2>& both) {
     StatementScan scan;
+    ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
     enum Kind { kCall, kRows, kEndingBracket, kPlain, kHeader, kKinds };
@@ -213,12 +229,15 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             scan = StatementScan{};
             statementColumns = columns;
             header = isHeaderStatement(line);
+            inDeclarations = opensDeclarations(line) ||
+                             (inDeclarations && !reindenting::startsWithWord(text::trimLeft(line), u"end"));
+            counts = &both[inDeclarations];
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
             const Kind kind = bracket.opening == u'(' ? kCall : kRows;
-            BracketCounts& inside = kind == kCall ? counts.call : counts.rows;
+            BracketCounts& inside = kind == kCall ? counts->call : counts->rows;
             if (bracket.endsLine && columns > statementColumns)
-                ++statement[kEndingBracket][&counts.endingBracketOffsets[columns - statementColumns]];
+                ++statement[kEndingBracket][&counts->endingBracketOffsets[columns - statementColumns]];
             else {
                 // An argument both lined up and a level or two in (`fprintf(` at a level of 8) shows
                 // neither habit alone: it votes for both.
@@ -231,11 +250,11 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
         } else if (header) {
             // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
             if (columns > statementColumns)
-                ++statement[kHeader][&counts.headerOffsets[columns - statementColumns]];
+                ++statement[kHeader][&counts->headerOffsets[columns - statementColumns]];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
-            ++statement[kPlain][&counts.alignedWithValue];
+            ++statement[kPlain][&counts->alignedWithValue];
         } else if (columns > statementColumns) {
-            ++statement[kPlain][&counts.plainOffsets[columns - statementColumns]];
+            ++statement[kPlain][&counts->plainOffsets[columns - statementColumns]];
         }
         scanLine(line, tabSize, scan);
     }
@@ -269,9 +288,11 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     std::size_t end = below;
     for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
         end = text::nextLineStart(file, end);
-    ContinuationCounts counts;
-    countContinuations(file, start, from, tabSize, indentSize, counts);
-    countContinuations(file, below, end, tabSize, indentSize, counts);
+    std::array<ContinuationCounts, 2> both;
+    bool inDeclarations = false;
+    countContinuations(file, start, from, tabSize, indentSize, inDeclarations, both);
+    const ContinuationCounts& counts = both[inDeclarations];
+    countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both);
     ContinuationHabit habit;
     habit.call = inBrackets(counts.call);
     habit.rows = inBrackets(counts.rows);

@@ -50,14 +50,19 @@ const Row kRows[] = {
      "function r = f(a)\n% double a", "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
     // The formatter must see the block the cursor is in, also more than 60 lines above, and the blocks
     // still open below it.
-    {"a class's methods block far below its first line",
-     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 70) +
+    {"a class's methods block far below its first line, a call's arguments apart from the properties'",
+     "classdef C\n    properties\n        P = max(1, ...\n                2)\n    end\n    methods\n        "
+     "function "
+     "a(obj)\n" +
+         repeated("            x = 1;\n", 70) +
          "        end\n    end\n    methods (Static)\n        <|>\n    end\nend\n",
-     "function r = b()\nr = 1;\nend",
-     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 70) +
-         "        end\n    end\n    methods (Static)\n        function r = b()\n            r = 1;\n        "
-         "end\n"
-         "    end\nend\n"},
+     "function r = b()\nr = min(1, ...\n2);\nend",
+     "classdef C\n    properties\n        P = max(1, ...\n                2)\n    end\n    methods\n        "
+     "function "
+     "a(obj)\n" +
+         repeated("            x = 1;\n", 70) +
+         "        end\n    end\n    methods (Static)\n        function r = b()\n            r = min(1, ...\n "
+         "               2);\n        end\n    end\nend\n"},
     {"a nested function after another",
      "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n<|>\nend\n",
      "function b()\nz = 3;\nend",
