@@ -52,6 +52,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.openBrackets.back().endsLine = true;
     };
     scan.continues = false;
+    scan.rowEnded = false;
     int column = 0;  // the column after the code unit read
     std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0;
@@ -72,6 +73,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             return lineRead();
         }
         if (text::isBlank(c)) continue;
+        scan.rowEnded = c == u';';
         if (!codeColumn) codeColumn = column - 1;
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
             StatementScan::Bracket& bracket = scan.openBrackets.back();

@@ -24,6 +24,7 @@ struct StatementScan {
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
+    bool rowEnded = false;  // the last line's code ended with `;`
     std::size_t linesRead = 0;
     // On a first line that assigns (`x = a + ...`), the column where the value starts.
     std::optional<int> valueColumn;
@@ -34,9 +35,9 @@ struct StatementScan {
         return continues || (!openBrackets.empty() && openBrackets.back().opening != u'(');
     }
     // The next line starts a row of a matrix or a cell; after `...` it goes on with the row, as a call's
-    // arguments do.
+    // arguments do, but for one after a row's `;` (`[a b; ...`).
     bool startsRow() const {
-        return !continues && !openBrackets.empty() && openBrackets.back().opening != u'(';
+        return (!continues || rowEnded) && !openBrackets.empty() && openBrackets.back().opening != u'(';
     }
 };
 

@@ -152,12 +152,15 @@ const Row kRows[] = {
     {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
      "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
-    {"where the file shows only calls: new rows under the first element, a row after ... as the calls, rows "
+    {"where the file shows only calls: new rows under the first element (also after ; ...), a row after ... "
+     "as the calls, rows "
      "above the file's rows of the same matrix at their column",
      "x = max(1, ...\n    2);\n<|>\n    5 6];\n",
-     "N = [5 6\n7 8];\nv = [1, ...\n2];\ntotal = 1 + ...\n2;\nwhile x || ...\n(x > 2 || ...\nx < 0)\nend\nM "
+     "N = [5 6\n7 8];\nv = [1, ...\n2];\nw = [1; ...\n2];\ntotal = 1 + ...\n2;\nwhile x || ...\n(x > 2 || "
+     "...\nx < 0)\nend\nM "
      "= [1 2\n3 4",
-     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\ntotal = 1 + ...\n    2;\nwhile x "
+     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\nw = [1; ...\n     2];\ntotal = 1 "
+     "+ ...\n    2;\nwhile x "
      "|| "
      "...\n        (x > 2 || ...\n        x < 0)\nend\nM = [1 2\n    3 4\n    5 6];\n"},
     {"a table lined up by the numbers' ends lines up with its bracket",
