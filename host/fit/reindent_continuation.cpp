@@ -146,9 +146,10 @@ int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view re
         return code.find_first_of(u"'\"(@") == std::u16string_view::npos;
     };
     // Rows lined up pad their elements: one blank between each lines nothing up.
-    if (!plain(row) || !plain(reference) ||
-        text::trimRight(reference).find(u"  ") == std::u16string_view::npos)
-        return column;
+    const auto pads = [](std::u16string_view code) {
+        return text::trimRight(code).find(u"  ") != std::u16string_view::npos;
+    };
+    if (!plain(row) || !plain(reference) || (!pads(reference) && !pads(row))) return column;
     const auto own = elementSpans(row), other = elementSpans(reference);
     if (own.size() < 2 || other.size() < 2) return column;
     const int endAligned = referenceColumn + other.front().second - own.front().second;
@@ -158,7 +159,10 @@ int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view re
         starts += column + own[i].first == referenceColumn + other[i].first;
         ends += endAligned + own[i].second == referenceColumn + other[i].second;
     }
-    return ends > starts && ends >= 2 && endAligned >= 0 ? endAligned : column;
+    // A row padded to line its numbers up by their ends does so where the starts line up as well
+    // (`[-0.8, -0.3, ...` / ` 0.3,  0.8]`: the signs stand out).
+    return (ends > starts || (ends == starts && pads(row))) && ends >= 2 && endAligned >= 0 ? endAligned
+                                                                                            : column;
 }
 
 bool isHeaderStatement(std::u16string_view line) {

@@ -54,7 +54,8 @@ bool startsWithOperator(std::u16string_view line);
 
 // The column of a matrix row (its code, from its first element) that would stand at `column` under
 // `reference` (another row's code, standing at `referenceColumn`): where the rows line their elements up
-// by their ends (`6  7` over `10 10`), the one at which its first element ends under the reference's.
+// by their ends (`6  7` over `10 10`), the one at which its first element ends under the reference's (a
+// row padded of its own, also where the starts line up as well: ` 0.3,  0.8` under `-0.8, -0.3`).
 int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view reference, int referenceColumn);
 
 // True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
