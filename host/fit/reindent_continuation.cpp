@@ -167,7 +167,7 @@ int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view re
 
 bool isHeaderStatement(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
-    for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch"})
+    for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch", u"case"})
         if (code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()])))
             return true;
     return false;

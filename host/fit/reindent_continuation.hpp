@@ -58,7 +58,7 @@ bool startsWithOperator(std::u16string_view line);
 // row padded of its own, also where the starts line up as well: ` 0.3,  0.8` under `-0.8, -0.3`).
 int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view reference, int referenceColumn);
 
-// True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
+// True for a line that opens a block with a condition or a range (`if`, `while`, `for`, `case`, ...): its
 // continuation lines are often indented twice, apart from the body.
 bool isHeaderStatement(std::u16string_view line);
 

@@ -173,11 +173,11 @@ const Row kRows[] = {
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\n<|>", "if N\nR = [ 5 6\n-7 8\n9 1];\nC = {\n1\n2};\nend",
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\nif N\n    R = [ 5 6\n         -7 8\n          9 1];\n   "
      " C = {\n      1\n      2};\nend"},
-    {"continuation lines under the assigned value, a header's by its own offset",
+    {"continuation lines under the assigned value, a header's (a case's too) by its own offset",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\n<|>",
-     "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nend",
+     "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nswitch y\ncase ...\n1\nend\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
-     "20\n    y = 3 + ...\n        4;\nend"},
+     "20\n    y = 3 + ...\n        4;\n    switch y\n        case ...\n                1\n    end\nend"},
     {"a header's continuation two levels in, a value's under the value unless an operator starts it, where "
      "the file shows none",
      "x = 1;\n<|>",
