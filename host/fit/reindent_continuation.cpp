@@ -195,7 +195,7 @@ struct BracketCounts {
 };
 
 struct ContinuationCounts {
-    BracketCounts call, rows;
+    BracketCounts call, rows, rowGoingOn;
     std::size_t alignedWithValue = 0;
     // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
@@ -213,7 +213,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kRows, kEndingBracket, kPlain, kHeader, kKinds };
+    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kHeader, kKinds };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {
@@ -240,8 +240,10 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             counts = &both[inDeclarations];
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
-            const Kind kind = bracket.opening == u'(' ? kCall : kRows;
-            BracketCounts& inside = kind == kCall ? counts->call : counts->rows;
+            const Kind kind = bracket.opening == u'(' ? kCall : scan.startsRow() ? kRows : kRowGoingOn;
+            BracketCounts& inside = kind == kCall   ? counts->call
+                                    : kind == kRows ? counts->rows
+                                                    : counts->rowGoingOn;
             if (bracket.endsLine && columns > statementColumns)
                 ++statement[kEndingBracket][&counts->endingBracketOffsets[columns - statementColumns]];
             else {
@@ -302,25 +304,28 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     ContinuationHabit habit;
     habit.call = inBrackets(counts.call);
     habit.rows = inBrackets(counts.rows);
+    habit.rowGoingOn = inBrackets(counts.rowGoingOn);
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
     if (counts.alignedWithValue > 0 || plainLines > 0)
         habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
-    habit.anyShown =
-        habit.call || habit.rows || habit.endingBracketOffset || habit.alignsWithValue || habit.headerOffset;
+    habit.anyShown = habit.call || habit.rows || habit.rowGoingOn || habit.endingBracketOffset ||
+                     habit.alignsWithValue || habit.headerOffset;
     return habit;
 }
 
 ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
     const bool inCall = scan.openBrackets.back().opening == u'(';
-    if (const auto& own = inCall ? call : rows) return *own;
+    if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
-    // row that goes on after `...` follows the calls. A call's arguments line up as the assigned value
-    // does: rows say nothing of them (files that step their arguments in line their rows up all the same).
+    // row that goes on after `...` follows the calls, or else the rows. A call's arguments line up as the
+    // assigned value does: rows say nothing of them (files that step their arguments in line their rows up
+    // all the same).
     if (scan.startsRow()) return {anyShown, std::nullopt};
     if (!inCall && call) return *call;
+    if (!inCall && rows) return *rows;
     return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
 }
 

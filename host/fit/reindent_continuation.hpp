@@ -64,7 +64,8 @@ bool isHeaderStatement(std::u16string_view line);
 
 // How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
-// an offset from the statement's first line, a call's arguments apart from a matrix's or a cell's rows
+// an offset from the statement's first line, a call's arguments, a matrix's or a cell's new rows and a row
+// going on after `...` each apart
 // (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
 // value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
@@ -75,7 +76,7 @@ struct ContinuationHabit {
         bool alignsWithBracket = false;
         std::optional<int> offset;
     };
-    std::optional<InBrackets> call, rows;
+    std::optional<InBrackets> call, rows, rowGoingOn;
     std::optional<int> endingBracketOffset;
     // Nothing where the file shows no such line: a line goes under the value unless it starts with an
     // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up).
@@ -86,8 +87,8 @@ struct ContinuationHabit {
 
     // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
     // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
-    // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls,
-    // a call's arguments the assigned value.
+    // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls
+    // or else the rows, a call's arguments the assigned value.
     InBrackets inside(const StatementScan& scan) const;
     // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that

@@ -149,9 +149,13 @@ const Row kRows[] = {
      "function f(w)\n    v = w;\n    v = w * 2 ...\n    + 1;\n    u = v;\nend\n"},
     {"a matrix closed under its statement", "x = 1;\n<|>", "C = [\n    1 2\n    3 4\n];\ny = 2;",
      "x = 1;\nC = [\n    1 2\n    3 4\n];\ny = 2;"},
-    {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
-     "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
-     "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
+    {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset, a row after ... as "
+     "the calls",
+     "xx = max(1, ...\n         2);\nM = [1 2\n  3 4];\n<|>",
+     "y = min(3, ...\n4);\nN = [5 6\n7 8];\nv = [1, ...\n2];",
+     "xx = max(1, ...\n         2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];\nv = "
+     "[1, "
+     "...\n     2];"},
     {"where the file shows only calls: new rows under the first element (also after ; ...), a row after ... "
      "as the calls, rows "
      "above the file's rows of the same matrix at their column",
