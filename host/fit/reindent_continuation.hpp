@@ -65,9 +65,9 @@ bool isHeaderStatement(std::u16string_view line);
 // How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
 // an offset from the statement's first line, a call's arguments, a matrix's or a cell's new rows and a row
-// going on after `...` each apart
-// (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
-// value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
+// going on after `...` each apart (a bracket that ends its line has only offsets); after `...` outside
+// brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's
+// header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
 // lines; an argument both lined up and one or two `indentSize` in counts for both); nothing where it shows
 // no such line.
