@@ -205,8 +205,8 @@ struct ContinuationCounts {
 // once, for each kind of line, for the way it places most of its lines of that kind: a long generated
 // call lined up with its bracket is one habit of its writer, and a table of numbers lined up by their
 // ends is a matrix lined up with its bracket. The declarations of a `properties` or an `arguments` block
-// count apart from the code (`inDeclarations` follows the blocks from line to line): files write their
-// defaults and validators as they do not write their calls.
+// count apart from the code (`inDeclarations` follows the blocks from line to line): files often write
+// their defaults and validators unlike their calls.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
                         unsigned indentSize, bool& inDeclarations, std::array<ContinuationCounts, 2>& both) {
     StatementScan scan;
