@@ -158,6 +158,37 @@ std::optional<int> bodyColumnBelow(const Window& window, const std::vector<Line>
     return std::nullopt;
 }
 
+// A comment of code set aside: its `%` followed by blanks, as an editor's comment toggle leaves it.
+bool isSetAsideCode(std::u16string_view line) {
+    const std::u16string_view comment = text::trimLeft(line);
+    return comment.size() > 3 && comment[0] == u'%' && text::isBlankText(comment.substr(1, 2)) &&
+           !text::isBlankText(comment.substr(3));
+}
+
+// Whether the file keeps its code set aside at the margin: the nearest such comment outside the edit stands
+// there while the code after it stands right of it (an editor that comments code out at column 1).
+bool setAsideAtMargin(const Window& window, unsigned tabSize) {
+    const auto column = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    const auto atMargin = [&](std::size_t i) {
+        if (column(i) > 0) return false;
+        for (std::size_t next = i + 1; next < window.lines.size(); ++next)
+            if (window.isCodeLine(next)) return column(next) > 0;
+        return false;
+    };
+    const auto outside = [&](std::size_t i) {
+        return window.lines[i].start < window.editFrom || window.lines[i].start >= window.editTo;
+    };
+    const std::size_t first = window.started.front(), last = window.started.back();
+    for (std::size_t distance = 1; distance < window.lines.size(); ++distance)
+        for (const std::size_t i : {first - std::min(first, distance), last + distance})
+            if (i > 0 && i < window.lines.size() && i != first && outside(i) && !window.inBlockComment[i] &&
+                isSetAsideCode(window.lines[i].text))
+                return atMargin(i);
+    return false;
+}
+
 }  // namespace
 
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
@@ -250,12 +281,20 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         }
         return nearest;
     };
+    std::optional<bool> setAsideLeft;  // read at the edit's first comment of code set aside
     std::vector<int> columns;
     for (std::size_t k = 0; k < window.started.size(); ++k) {
         const std::size_t i = window.started[k];
         const std::u16string_view code = text::trimLeft(window.lines[i].text);
         if (text::isBlankText(window.lines[i].text) || window.inBlockComment[i]) {
             columns.push_back(formatted[k]);
+            continue;
+        }
+        // Not a line of a help text or of another comment block, which goes on with the comment above.
+        if (isSetAsideCode(window.lines[i].text) && formatted[k] > 0 &&
+            !isComment(window.lines[i - 1].text) &&
+            *(setAsideLeft = setAsideLeft.value_or(setAsideAtMargin(window, tabSize)))) {
+            columns.push_back(0);
             continue;
         }
         if (window.isCodeLine(i) && window.continues[i]) {

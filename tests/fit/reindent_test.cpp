@@ -125,6 +125,11 @@ const Row kRows[] = {
      "case 2\nr = 2;",
      "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
      "= 2;\nend\nend\n"},
+    {"code set aside at the margin where the file's is, not a help text's lines",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n<|>\nend\n",
+     "d = c;\n%   d = 3*c;\ne = d;",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n    d = c;\n%   d = "
+     "3*c;\n    e = d;\nend\n"},
     {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
      "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
      "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
