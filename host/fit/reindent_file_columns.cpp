@@ -51,6 +51,18 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     };
     const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
     const auto isEnd = [&](std::size_t i) { return startsWithWord(code(i), u"end"); };
+    // A `case` left of the file's first line of its body stands where the file writes its clauses, which
+    // tells nothing of the column of the statements the formatter gives its level.
+    const auto caseLeftOfItsBody = [&](std::size_t i) {
+        if (!startsWithAnyWord(code(i), {u"case", u"otherwise"})) return false;
+        std::size_t next = i + 1;
+        while (next < window.lines.size() && !window.startsStatement(next))
+            ++next;
+        return next < window.lines.size() &&
+               (window.lines[next].start < window.editFrom || window.lines[next].start >= window.editTo) &&
+               columnsOf(text::indentationOf(window.lines[next].text), tabSize) >
+                   columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
     // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
     // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
     // as far as a function line.
@@ -106,7 +118,7 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
             if (!isCloser(code(i))) record(*columns, i);
         for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
             for (std::size_t i : *nearby)
-                if (isCloser(code(i)) && !isEnd(i)) record(*columns, i);
+                if (isCloser(code(i)) && !isEnd(i) && !caseLeftOfItsBody(i)) record(*columns, i);
     }
     for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
         for (std::size_t i : *nearby)

@@ -130,6 +130,12 @@ const Row kRows[] = {
      "d = c;\n%   d = 3*c;\ne = d;",
      "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n    d = c;\n%   d = "
      "3*c;\n    e = d;\nend\n"},
+    {"a body level that only a case at its switch's column shows",
+     "while true\n    <|>\n    switch u\n    case 1\n        x = 1;\n    end\nend\n",
+     "r = 2;\nif r\nbreak\nend",
+     "while true\n    r = 2;\n    if r\n        break\n    end\n    switch u\n    case 1\n        x = 1;\n   "
+     " "
+     "end\nend\n"},
     {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
      "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
      "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
