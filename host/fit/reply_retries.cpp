@@ -66,18 +66,27 @@ std::vector<fl::ustring> replyLines(const StageTexts& stages) {
     return lines;
 }
 
+ReplyShape shapeOfHead(const StageTexts& stages, const ReplyShape& shape,
+                       const std::vector<fl::ustring>& head) {
+    ReplyShape out = shape;
+    if (head.size() < splitLinesWithoutBlankEnds(stages.deduplicated).size()) out.removedTail.clear();
+    return out;
+}
+
 Attempt withCutOffLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                         const std::vector<fl::ustring>& lines, Attempt attempt) {
     const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.deduplicated);
     const std::vector<fl::ustring> wholes[] = {replyLines(stages), reply};
+    const ReplyShape shapes[] = {shapeOfHead(stages, shape, wholes[0]), shape};
     for (FitLines fitLines : {&EditFitter::fit, &EditFitter::fitWithoutRepeatedClosers})
-        for (const std::vector<fl::ustring>& whole : wholes) {
+        for (std::size_t i = 0; i < 2; ++i) {
+            const std::vector<fl::ustring>& whole = wholes[i];
             // A first block that writes out again the lines above (the blank line after them included)
             // only repeats.
             if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
                 onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), whole, reply))
                 continue;
-            attempt = tryWhole(fitter, fitLines, whole, shape, lines, std::move(attempt));
+            attempt = tryWhole(fitter, fitLines, whole, shapes[i], lines, std::move(attempt));
         }
     return attempt;
 }
@@ -124,6 +133,13 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     // Fewer errors left, or as few without writing out again the code below the cursor's line. The
     // placement keeps only closing lines it would drop, and those come first.
     Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
+    // The closing lines may be what the reply's lines after the first block need: a method's `end`, a
+    // blank line and the next method.
+    if (const auto whole = splitLinesWithoutBlankEnds(stages.deduplicated);
+        startsClosing && !isClean(again) && goesOn(whole, lines)) {
+        if (Attempt wholeAgain = fitter.fit(whole, kept); better(wholeAgain, again))
+            again = std::move(wholeAgain);
+    }
     if (!isClean(again) && headCloses) {
         const Attempt& head = fitWithHead();
         // The removed lines must be what mends the file, not the lines after them.

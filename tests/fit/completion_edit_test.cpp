@@ -113,6 +113,22 @@ const Row kRows[] = {
      fenced("end\ny = x;"),
      "function f(c)\n    for s = 1:2\n        if c\n            x = 1;\n        end\n    end\n    y = x;\n"
      "end\nfunction g()\nend\n"},
+    {"a method's end and the next method, flat, at a blank line below an end",
+     "classdef C\n    methods\n        function a(obj)\n            if obj\n                x = 1;\n         "
+     "   "
+     "end\n            <|>\n        end\n    end\nend\n",
+     fenced("end\n\nfunction b(obj)\nif obj\ny = 2;\nend"),
+     "classdef C\n    methods\n        function a(obj)\n            if obj\n                x = 1;\n         "
+     "   "
+     "end\n        end\n\n        function b(obj)\n            if obj\n                y = 2;\n            "
+     "end\n        end\n    end\nend\n"},
+    {"the ends removed after the reply do not follow its first block",
+     "classdef C\n    methods\n        function a(obj)\n            arguments\n                x "
+     "(1,1)<|>\nend\n",
+     fenced("double\nend\nend\n\nfunction b(obj)\ny = 2;\nend\nend\nend"),
+     "classdef C\n    methods\n        function a(obj)\n            arguments\n                x (1,1) "
+     "double\n            "
+     "end\n        end\n\n        function b(obj)\n            y = 2;\n        end\n    end\nend\n"},
     {"a function without end whose body ends with a loop",
      "function a()\nfor k = 1:2\n    x = k;\n<|>\n\nfunction b()\ny = 1;\n", fenced("end"),
      "function a()\nfor k = 1:2\n    x = k;\nend\n\nfunction b()\ny = 1;\n"},
