@@ -121,10 +121,14 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
         keepTrailingBlankLines(file_, candidate, lines, shape);
         if (tryEdit(candidate, attempt)) {
             // Without them the edit may only keep an error the file had (the block the completion
-            // opens takes the `end` below); with them it may mend it.
+            // opens takes the `end` below), or read without one with the closing lines below away from
+            // their blocks' columns; with them it may mend it.
             Attempt restored;
-            if (tailRestorable && attempt.errorsLeft > 0 && tryRestored(candidate, restored) &&
-                restored.errorsLeft < attempt.errorsLeft)
+            if (tailRestorable && (attempt.errorsLeft > 0 || attempt.misalignedBelow > 0) &&
+                tryRestored(candidate, restored) &&
+                (restored.errorsLeft < attempt.errorsLeft ||
+                 (restored.errorsLeft == 0 && attempt.errorsLeft == 0 &&
+                  restored.misalignedBelow < attempt.misalignedBelow)))
                 return restored;
             return attempt;
         }

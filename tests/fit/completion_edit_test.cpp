@@ -113,6 +113,14 @@ const Row kRows[] = {
      fenced("end\ny = x;"),
      "function f(c)\n    for s = 1:2\n        if c\n            x = 1;\n        end\n    end\n    y = x;\n"
      "end\nfunction g()\nend\n"},
+    {"flat ends of a loop's body and of the loop",
+     "function f(a)\n  k = 1;\n  while k <= 2\n    if a\n      try\n        b = 0;\n      catch\n        b = "
+     "1;\n      "
+     "end\n      <|>\nend\n",
+     fenced("end\nk = k + 1;\nend"),
+     "function f(a)\n  k = 1;\n  while k <= 2\n    if a\n      try\n        b = 0;\n      catch\n        b = "
+     "1;\n      "
+     "end\n    end\n    k = k + 1;\n  end\nend\n"},
     {"a method's end and the next method, flat, at a blank line below an end",
      "classdef C\n    methods\n        function a(obj)\n            if obj\n                x = 1;\n         "
      "   "
