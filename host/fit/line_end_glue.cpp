@@ -279,6 +279,33 @@ bool endsInComment(std::u16string_view typed) {
                                tokens.back().kind == ca::lexer::TokenKind::Continuation);
 }
 
+// The typed line opens a block and writes a statement of it after a separator (`if x, y = 1;`) without
+// closing it: the author writes the block on one line, and its `end` goes there too.
+bool leavesOneLineBlockOpen(std::u16string_view typed) {
+    using ca::lexer::TokenKind;
+    static constexpr std::array<std::u16string_view, 6> kOpeners = {u"if",    u"for", u"parfor",
+                                                                    u"while", u"try", u"switch"};
+    int depth = 0;
+    int open = 0;
+    bool separated = false;
+    bool statement = false;
+    for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(typed))) {
+        const std::u16string_view word = token.text;
+        if (token.kind == TokenKind::Blank || token.kind == TokenKind::Comment) continue;
+        if (token.kind == TokenKind::Punctuation && depth == 0 && (word == u"," || word == u";")) {
+            separated = open > 0;
+            continue;
+        }
+        statement = statement || separated;
+        if (token.kind == TokenKind::Punctuation && word.find_first_of(u"([{") == 0) ++depth;
+        if (token.kind == TokenKind::Punctuation && word.find_first_of(u")]}") == 0) --depth;
+        if (token.kind != TokenKind::Keyword || depth != 0) continue;
+        if (std::find(kOpeners.begin(), kOpeners.end(), word) != kOpeners.end()) ++open;
+        if (word == u"end") --open;
+    }
+    return open > 0 && statement;
+}
+
 // The typed code goes on with the completion: the typed text is open-ended, the completion starts as
 // a continuation, a word goes on, a declaration's type follows its size, or a name follows `catch`.
 bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typedLine,
@@ -324,6 +351,8 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     // separates the next element from it.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
         Edit spaced{glue.start, glue.end, u" " + glue.text};
+        if (leavesOneLineBlockOpen(typed) && text::isClosingLine(text::trim(lines.front())))
+            return {spaced, newLine};
         if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
         // Glued, a sign would subtract the next element from the typed one.
         if (rowGoesOn(file, cursor, typed, lines.front()))

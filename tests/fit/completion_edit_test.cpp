@@ -50,6 +50,8 @@ const Row kRows[] = {
      fenced(" 2"), "switch k\n    case 1\n        x = 1;\n    case 2\nend\n"},
     {"a CRLF file keeps CRLF", "x = 1;\r\nfor k = 1:3\r\n    <|>\r\nend\r\n", fenced("y = k;\nz = y;"),
      "x = 1;\r\nfor k = 1:3\r\n    y = k;\r\n    z = y;\r\nend\r\n"},
+    {"a one-line if's end goes on its line", "x = 0;\nif x > 1, x = 1;<|>\ny = x;\n", fenced("end\nz = y;"),
+     "x = 0;\nif x > 1, x = 1; end\nz = y;\ny = x;\n"},
     {"the rest of the line is replaced, not repeated", "x = foo(<|>)\n", fenced("1, 2)"), "x = foo(1, 2)\n"},
     {"a reply cut at the token limit", "x = 1;\n<|>", "```ostrel\nfor k = 1:3\n    x = x + k;\nend\ny = x +",
      "x = 1;\nfor k = 1:3\n    x = x + k;\nend"},
