@@ -156,9 +156,9 @@ bool endsWithContinuation(std::u16string_view typed) {
     if (leavesBracketOpen(end) || endsWithParameters(end)) return true;
     static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.?";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
-    static constexpr std::array<std::u16string_view, 11> kExpecting = {
-        u"if",     u"elseif",   u"while",  u"switch", u"case",      u"for",
-        u"parfor", u"function", u"return", u"global", u"persistent"};
+    static constexpr std::array<std::u16string_view, 12> kExpecting = {
+        u"if",     u"elseif",   u"while",  u"switch", u"case",       u"for",
+        u"parfor", u"function", u"return", u"global", u"persistent", u"classdef"};
     const std::u16string_view word = text::trailingReservedWord(end);
     return std::find(kExpecting.begin(), kExpecting.end(), word) != kExpecting.end();
 }
@@ -261,7 +261,7 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
     static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
                                                         u"case",   u"for",        u"parfor", u"function",
-                                                        u"global", u"persistent", u"catch"};
+                                                        u"global", u"persistent", u"catch",  u"classdef"};
     const std::u16string_view word = text::trailingReservedWord(typed);
     for (std::u16string_view keyword : kKeywords)
         if (word == keyword && typed.size() == trimRight(typed).size()) return u" ";
