@@ -339,6 +339,10 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
 std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                     const std::vector<fl::ustring>& lines, const ReplyShape& shape,
                                     const Edit& glue, const Edit& newLine) {
+    // A closing word glued to the word typed before it would make one name of them (`false` + `end`).
+    if (!typed.empty() && text::isWordChar(typed.back()) && text::isClosingLine(text::trim(lines.front())) &&
+        !glue.text.empty() && text::isWordChar(glue.text.front()))
+        return {newLine};
     // A reply that began below an empty line, or after the lines deduplication removed, starts a line.
     const bool glueFirst =
         !shape.leadingLineBreak && !shape.headRemoved &&

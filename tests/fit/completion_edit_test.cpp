@@ -53,6 +53,12 @@ const Row kRows[] = {
     {"a class's name goes on its classdef line", "classdef<|>\n    properties\n        x\n    end\nend\n",
      fenced("C < handle\n% a class"),
      "classdef C < handle\n    % a class\n    properties\n        x\n    end\nend\n"},
+    {"a closing word is not glued to a typed name",
+     "classdef C\n  properties\n    a = 1\n    b = false<|>\n    c = 2\n  end\nend\n",
+     "```ostrel\n\nend\n\nproperties (Access = private)\n```",
+     "classdef C\n  properties\n    a = 1\n    b = false\n  end\n\n  properties (Access = private)\n    c = "
+     "2\n  "
+     "end\nend\n"},
     {"a one-line if's end goes on its line", "x = 0;\nif x > 1, x = 1;<|>\ny = x;\n", fenced("end\nz = y;"),
      "x = 0;\nif x > 1, x = 1; end\nz = y;\ny = x;\n"},
     {"the rest of the line is replaced, not repeated", "x = foo(<|>)\n", fenced("1, 2)"), "x = foo(1, 2)\n"},
