@@ -56,6 +56,25 @@ bool tidier(const Attempt& again, const Attempt& than) {
     return again.misalignedBelow < than.misalignedBelow;
 }
 
+// A reply written without indentation says nothing by its columns of the closing lines the placement
+// took for the lines above written out again: where all of the reply fits as well with them kept, they
+// were its own (`end` below `end`, then the next method). Not after lines deduplication removed: the
+// reply wrote out the lines above.
+Attempt withFlatClosersKept(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& kept,
+                            const std::vector<fl::ustring>& lines, Attempt attempt) {
+    const std::vector<fl::ustring> whole = splitLinesWithoutBlankEnds(stages.deduplicated);
+    const bool flat = std::none_of(whole.begin(), whole.end(), [](const fl::ustring& line) {
+        return !line.empty() && text::isBlank(line.front());
+    });
+    if (!flat || !kept.removedHead.empty() || lines.empty() ||
+        !text::isClosingLine(text::trim(lines.front())))
+        return attempt;
+    Attempt again = fitter.fit(whole, kept);
+    if (!isClean(again) || again.misalignedBelow > 0 || again.nestsDeeper) return attempt;
+    again.repairs.push_back("kept the reply's closing lines that read like those above, and the rest of it");
+    return again;
+}
+
 }  // namespace
 
 std::vector<fl::ustring> replyLines(const StageTexts& stages) {
@@ -123,7 +142,8 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
         // without `end` gives its `end` to a loop, a function the completion adds nests in the one above.
         // Which reading is the file's shows in the closing lines below standing at their blocks' columns
         // and in functions nesting no deeper than the file's.
-        if (attempt.misalignedBelow == 0 && !attempt.nestsDeeper) return attempt;
+        if (attempt.misalignedBelow == 0 && !attempt.nestsDeeper)
+            return withFlatClosersKept(fitter, stages, kept, lines, std::move(attempt));
         Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
         if (!isClean(again) && headCloses) again = fitWithHead();
         if (!isClean(again) || !tidier(again, attempt)) return attempt;

@@ -132,6 +132,14 @@ const Row kRows[] = {
      "function f(a)\n  k = 1;\n  while k <= 2\n    if a\n      try\n        b = 0;\n      catch\n        b = "
      "1;\n      "
      "end\n    end\n    k = k + 1;\n  end\nend\n"},
+    {"a flat end below an end, then the next method",
+     "classdef S < handle\n  methods\n    function a(obj)\n      while true\n        if obj\n          "
+     "break\n        "
+     "end\n        <|>\n    end\n  end\nend\n",
+     fenced("end\nx = 1;\nend\n\nfunction b(obj)\ny = 2;"),
+     "classdef S < handle\n  methods\n    function a(obj)\n      while true\n        if obj\n          "
+     "break\n        "
+     "end\n      end\n      x = 1;\n    end\n\n    function b(obj)\n      y = 2;\n    end\n  end\nend\n"},
     {"a method's end and the next method, flat, at a blank line below an end",
      "classdef C\n    methods\n        function a(obj)\n            if obj\n                x = 1;\n         "
      "   "
