@@ -58,18 +58,25 @@ bool tidier(const Attempt& again, const Attempt& than) {
 
 // A reply written without indentation says nothing by its columns of the closing lines the placement
 // took for the lines above written out again: where all of the reply fits as well with them kept, they
-// were its own (`end` below `end`, then the next method). Not after lines deduplication removed: the
-// reply wrote out the lines above.
+// were its own (`end` below `end`, then the next method).
 Attempt withFlatClosersKept(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& kept,
                             const std::vector<fl::ustring>& lines, Attempt attempt) {
-    const std::vector<fl::ustring> whole = splitLinesWithoutBlankEnds(stages.deduplicated);
-    const bool flat = std::none_of(whole.begin(), whole.end(), [](const fl::ustring& line) {
-        return !line.empty() && text::isBlank(line.front());
-    });
-    if (!flat || !kept.removedHead.empty() || lines.empty() ||
-        !text::isClosingLine(text::trim(lines.front())))
-        return attempt;
-    Attempt again = fitter.fit(whole, kept);
+    const auto flat = [](const std::vector<fl::ustring>& reply) {
+        return std::none_of(reply.begin(), reply.end(), [](const fl::ustring& line) {
+            return !line.empty() && text::isBlank(line.front());
+        });
+    };
+    Attempt again;
+    if (kept.removedHead.empty()) {
+        const std::vector<fl::ustring> whole = splitLinesWithoutBlankEnds(stages.deduplicated);
+        if (!flat(whole) || lines.empty() || !text::isClosingLine(text::trim(lines.front()))) return attempt;
+        again = fitter.fit(whole, kept);
+    } else {
+        // Or those deduplication removed, when they only close blocks.
+        if (!onlyCloses(kept.removedHead) || !flat(splitLinesWithoutBlankEnds(stages.extracted)))
+            return attempt;
+        again = fitWithRemovedHead(fitter, stages, kept);
+    }
     if (!isClean(again) || again.misalignedBelow > 0 || again.nestsDeeper) return attempt;
     again.repairs.push_back("kept the reply's closing lines that read like those above, and the rest of it");
     return again;

@@ -140,6 +140,16 @@ const Row kRows[] = {
      "classdef S < handle\n  methods\n    function a(obj)\n      while true\n        if obj\n          "
      "break\n        "
      "end\n      end\n      x = 1;\n    end\n\n    function b(obj)\n      y = 2;\n    end\n  end\nend\n"},
+    {"a flat end that deduplication took for the one above",
+     "classdef T < handle\n  methods\n    function a(obj)\n      if obj\n        x = 1;\n      end\n<|>\n    "
+     "function "
+     "b(obj)\n      y = 2;\n    end\n  end\nend\n",
+     fenced("end\n\nfunction c(obj)\nz = 3;\nend\nend\n\nmethods (Access = private)"),
+     "classdef T < handle\n  methods\n    function a(obj)\n      if obj\n        x = 1;\n      end\n    "
+     "end\n\n    "
+     "function c(obj)\n      z = 3;\n    end\n  end\n\n  methods (Access = private)\n    function b(obj)\n   "
+     "   y = "
+     "2;\n    end\n  end\nend\n"},
     {"a method's end and the next method, flat, at a blank line below an end",
      "classdef C\n    methods\n        function a(obj)\n            if obj\n                x = 1;\n         "
      "   "
