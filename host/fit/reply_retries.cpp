@@ -177,7 +177,7 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     }
     if (!better(again, attempt)) return attempt;
     again.repairs.push_back(kRepair);
-    return again;
+    return isClean(again) ? withFlatClosersKept(fitter, stages, kept, lines, std::move(again)) : again;
 }
 
 Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::ustring>& lines,

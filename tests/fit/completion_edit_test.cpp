@@ -136,6 +136,11 @@ const Row kRows[] = {
      "classdef T\n methods\n  function a(o)\n   if o\n   end\n  end\n\n  function c(o)\n  end\n end\n\n "
      "methods "
      "(Access = private)\n  function b(o)\n  end\n end\nend\n"},
+    {"flat ends that deduplication took for those above, then a function",
+     "function a(s)\n  while s\n    if s\n    end\n<|>\n    y = t;\n  end\nend\n",
+     fenced("end\nend\n\nfunction b(u)\nfor t = u"),
+     "function a(s)\n  while s\n    if s\n    end\n  end\nend\n\nfunction b(u)\n  for t = u\n    y = t;\n  "
+     "end\nend\n"},
     {"a method's end and the next method of a dropped reply",
      "classdef C\n methods\n  function a(o)\n   if o\n   end\n   <|>\n  end\n end\nend\n",
      fenced("end\n\nfunction b(o)\nif o\ny = 2;\nend"),
