@@ -46,6 +46,8 @@ const Row kRows[] = {
     // A flat comment takes the level of the code below it, also under a function line.
     {"flat comment under a function line", "function r = f(a)\n<|>\nend\n", "% double a\nr = 2*a;",
      "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
+    {"a flat comment after a line from the editor's blanks", "for t = 1:3\n    <|>\n    t\nend\n",
+     "r = t;\n% r is t", "for t = 1:3\n    r = t;\n    % r is t\n    t\nend\n"},
     {"a flat help comment with its function line", "<|>\n    r = 2*a;\nend\n",
      "function r = f(a)\n% double a", "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
     // The formatter must see the block the cursor is in, also more than 60 lines above, and the blocks
