@@ -46,6 +46,8 @@ const Row kRows[] = {
     // A flat comment takes the level of the code below it, also under a function line.
     {"flat comment under a function line", "function r = f(a)\n<|>\nend\n", "% double a\nr = 2*a;",
      "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
+    {"a flat comment after a line from the editor's blanks", "for t = 1:3\n    <|>\n    t\nend\n",
+     "r = t;\n% r is t", "for t = 1:3\n    r = t;\n    % r is t\n    t\nend\n"},
     {"a flat help comment with its function line", "<|>\n    r = 2*a;\nend\n",
      "function r = f(a)\n% double a", "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
     // The formatter must see the block the cursor is in, also more than 60 lines above, and the blocks
@@ -130,6 +132,17 @@ const Row kRows[] = {
      "case 2\nr = 2;",
      "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
      "= 2;\nend\nend\n"},
+    {"code set aside at the margin where the file's is, not a help text's lines",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n<|>\nend\n",
+     "d = c;\n%   d = 3*c;\ne = d;",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n    d = c;\n%   d = "
+     "3*c;\n    e = d;\nend\n"},
+    {"a body level that only a case at its switch's column shows",
+     "while true\n    <|>\n    switch u\n    case 1\n        x = 1;\n    end\nend\n",
+     "r = 2;\nif r\nbreak\nend",
+     "while true\n    r = 2;\n    if r\n        break\n    end\n    switch u\n    case 1\n        x = 1;\n   "
+     " "
+     "end\nend\n"},
     {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
      "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
      "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
