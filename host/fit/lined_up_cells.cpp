@@ -169,10 +169,9 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     bool commented = false;
     const fl::ustring expanded = cellsOfLine(typed, &commented);
     if (commented || expanded.empty()) return {};
-    for (bool above : {true, false})
-        if (const auto blanks = blanksFrom(rowsBeside(file, lineStart, above), expanded, first, separated))
-            return fl::ustring(*blanks, u' ');
-    return {};
+    // Only the rows above: below the cursor may stand what followed lines the completion is to write.
+    const auto blanks = blanksFrom(rowsBeside(file, lineStart, true), expanded, first, separated);
+    return blanks ? fl::ustring(*blanks, u' ') : fl::ustring();
 }
 
 }  // namespace fit
