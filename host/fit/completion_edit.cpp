@@ -56,7 +56,7 @@ Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, co
                                  text::splitLinesWithoutBlankEnds(stages.deduplicated)))
         attempt.finding = kOnlyRepeats;
     else
-        attempt = fitter.fit(lines, shape);
+        attempt = fitter.fit(lines, shapeOfHead(stages, shape, lines));
     attempt = withCutOffLines(fitter, stages, shape, lines, std::move(attempt));
     attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
     attempt = withoutRepeatedClosers(fitter, lines, shape, std::move(attempt));
@@ -80,7 +80,7 @@ std::vector<fl::ustring> droppedReplyLines(const StageTexts& stages) {
 // would be; otherwise the stage that left nothing, with what the reply gives in the file.
 Fitted fitDroppedReply(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                        const std::vector<fl::ustring>& dropped) {
-    Attempt attempt = dropped.empty() ? Attempt{} : fitter.fit(dropped, shape);
+    Attempt attempt = dropped.empty() ? Attempt{} : fitter.fit(dropped, shapeOfHead(stages, shape, dropped));
     // All of the reply when its first block fails or leaves errors: the block may be lines that repeat
     // the code above the cursor, which the fitter drops.
     if (const auto all = text::splitLinesWithoutBlankEnds(stages.deduplicated);

@@ -121,10 +121,16 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
         keepTrailingBlankLines(file_, candidate, lines, shape);
         if (tryEdit(candidate, attempt)) {
             // Without them the edit may only keep an error the file had (the block the completion
-            // opens takes the `end` below); with them it may mend it.
+            // opens takes the `end` below), or read without one with the closing lines below away from
+            // their blocks' columns in a file whose closing lines above stand at theirs; with them it
+            // may mend it.
             Attempt restored;
-            if (tailRestorable && attempt.errorsLeft > 0 && tryRestored(candidate, restored) &&
-                restored.errorsLeft < attempt.errorsLeft)
+            if (tailRestorable &&
+                (attempt.errorsLeft > 0 || (attempt.misalignedBelow > 0 && attempt.misalignedAbove == 0)) &&
+                tryRestored(candidate, restored) &&
+                (restored.errorsLeft < attempt.errorsLeft ||
+                 (restored.errorsLeft == 0 && attempt.errorsLeft == 0 &&
+                  restored.misalignedBelow < attempt.misalignedBelow)))
                 return restored;
             return attempt;
         }
@@ -172,6 +178,7 @@ bool EditFitter::tryEdit(Edit edit, Attempt& attempt, const char* repair) const 
     attempt.errorsBefore = check.errorsBefore;
     attempt.errorsLeft = check.errorsAfter;
     attempt.misalignedBelow = check.misalignedBelow;
+    attempt.misalignedAbove = check.misalignedAbove;
     attempt.nestsDeeper = check.nestsDeeper;
     attempt.edit = std::move(edit);
     return true;

@@ -24,6 +24,7 @@ struct Attempt {
     std::size_t errorsBefore = 0;  // of the final check's window, for the edit offered
     std::size_t errorsLeft = 0;
     std::size_t misalignedBelow = 0;  // closing lines below the edit away from their blocks' columns
+    std::size_t misalignedAbove = 0;  // and above it
     bool nestsDeeper = false;         // the edit nests functions deeper than the file did
     bool writesOutBelow = false;      // the edit writes out again code that follows the cursor's line
 };

@@ -218,9 +218,10 @@ std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std:
     return stray;
 }
 
-// Closing `end`s at or after `from` whose indentation differs from their block's first line's: of two
+// Closing `end`s in [from, to) whose indentation differs from their block's first line's: of two
 // readings without errors, the one whose closing lines stand at their blocks' columns is the file's.
-std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>& blocks, std::size_t from) {
+std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>& blocks, std::size_t from,
+                              std::size_t to) {
     std::vector<std::size_t> lineStarts{0};
     for (std::size_t at = text::nextLineStart(code, 0); at < code.size(); at = text::nextLineStart(code, at))
         lineStarts.push_back(at);
@@ -230,7 +231,7 @@ std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>&
                    : text::indentationOf(lineAt(code, lineStarts[line - 1]));
     };
     return static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), [&](const Block& block) {
-        return block.closedByEnd && block.closing >= from &&
+        return block.closedByEnd && block.closing >= from && block.closing < to &&
                indentation(block.opener) != indentation(block.closer);
     }));
 }
@@ -394,7 +395,8 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     result.passed = result.finding.empty();
     // Only an edit that reads without errors is weighed against another that does too.
     if (result.passed && result.errorsAfter == 0) {
-        result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd);
+        result.misalignedBelow = misalignedClosers(after, newBlocks, editEnd, after.size());
+        result.misalignedAbove = misalignedClosers(after, newBlocks, 0, edit.start - start);
         result.nestsDeeper = functionDepth(newBlocks) > std::max<std::size_t>(functionDepth(oldBlocks), 1);
     }
     return result;

@@ -22,6 +22,7 @@ struct CheckResult {
     std::size_t errorsBefore = 0;     // errors of the window read, as it was
     std::size_t errorsAfter = 0;      // and with the edit
     std::size_t misalignedBelow = 0;  // `end`s below the edit at another indentation than their block's
+    std::size_t misalignedAbove = 0;  // and above it
     bool nestsDeeper = false;         // functions nest deeper in the window than they did
 };
 

@@ -156,9 +156,9 @@ bool endsWithContinuation(std::u16string_view typed) {
     if (leavesBracketOpen(end) || endsWithParameters(end)) return true;
     static constexpr std::u16string_view kOpenEnded = u"+-*/\\^=<>&|~,([{:@.?";
     if (kOpenEnded.find(end.back()) != std::u16string_view::npos) return true;
-    static constexpr std::array<std::u16string_view, 11> kExpecting = {
-        u"if",     u"elseif",   u"while",  u"switch", u"case",      u"for",
-        u"parfor", u"function", u"return", u"global", u"persistent"};
+    static constexpr std::array<std::u16string_view, 12> kExpecting = {
+        u"if",     u"elseif",   u"while",  u"switch", u"case",       u"for",
+        u"parfor", u"function", u"return", u"global", u"persistent", u"classdef"};
     const std::u16string_view word = text::trailingReservedWord(end);
     return std::find(kExpecting.begin(), kExpecting.end(), word) != kExpecting.end();
 }
@@ -261,7 +261,7 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     // A keyword that a condition, a name or a list follows (`for|` + `k = 1:n`, `if|` + `(a)`).
     static constexpr std::u16string_view kKeywords[] = {u"if",     u"elseif",     u"while",  u"switch",
                                                         u"case",   u"for",        u"parfor", u"function",
-                                                        u"global", u"persistent", u"catch"};
+                                                        u"global", u"persistent", u"catch",  u"classdef"};
     const std::u16string_view word = text::trailingReservedWord(typed);
     for (std::u16string_view keyword : kKeywords)
         if (word == keyword && typed.size() == trimRight(typed).size()) return u" ";
@@ -277,6 +277,33 @@ bool endsInComment(std::u16string_view typed) {
     const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(typed));
     return !tokens.empty() && (tokens.back().kind == ca::lexer::TokenKind::Comment ||
                                tokens.back().kind == ca::lexer::TokenKind::Continuation);
+}
+
+// The typed line opens a block and writes a statement of it after a separator (`if x, y = 1;`) without
+// closing it: the author writes the block on one line, and its `end` goes there too.
+bool leavesOneLineBlockOpen(std::u16string_view typed) {
+    using ca::lexer::TokenKind;
+    static constexpr std::array<std::u16string_view, 6> kOpeners = {u"if",    u"for", u"parfor",
+                                                                    u"while", u"try", u"switch"};
+    int depth = 0;
+    int open = 0;
+    bool separated = false;
+    bool statement = false;
+    for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(typed))) {
+        const std::u16string_view word = token.text;
+        if (token.kind == TokenKind::Blank || token.kind == TokenKind::Comment) continue;
+        if (token.kind == TokenKind::Punctuation && depth == 0 && (word == u"," || word == u";")) {
+            separated = open > 0;
+            continue;
+        }
+        statement = statement || separated;
+        if (token.kind == TokenKind::Punctuation && word.find_first_of(u"([{") == 0) ++depth;
+        if (token.kind == TokenKind::Punctuation && word.find_first_of(u")]}") == 0) --depth;
+        if (token.kind != TokenKind::Keyword || depth != 0) continue;
+        if (std::find(kOpeners.begin(), kOpeners.end(), word) != kOpeners.end()) ++open;
+        if (word == u"end") --open;
+    }
+    return open > 0 && statement;
 }
 
 // The typed code goes on with the completion: the typed text is open-ended, the completion starts as
@@ -312,6 +339,10 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
 std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                     const std::vector<fl::ustring>& lines, const ReplyShape& shape,
                                     const Edit& glue, const Edit& newLine) {
+    // A closing word glued to the word typed before it would make one name of them (`false` + `end`).
+    if (!typed.empty() && text::isWordChar(typed.back()) && text::isClosingLine(text::trim(lines.front())) &&
+        !glue.text.empty() && text::isWordChar(glue.text.front()))
+        return {newLine};
     // A reply that began below an empty line, or after the lines deduplication removed, starts a line.
     const bool glueFirst =
         !shape.leadingLineBreak && !shape.headRemoved &&
@@ -324,6 +355,8 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     // separates the next element from it.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
         Edit spaced{glue.start, glue.end, u" " + glue.text};
+        if (leavesOneLineBlockOpen(typed) && text::isClosingLine(text::trim(lines.front())))
+            return {spaced, newLine};
         if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
         // Glued, a sign would subtract the next element from the typed one.
         if (rowGoesOn(file, cursor, typed, lines.front()))

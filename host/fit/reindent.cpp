@@ -354,9 +354,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                : habit->plainOffset ? habit->plainOffset
                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->alignsWithValue.value_or(!startsWithOperator(line))
-                                 ? scan.valueColumn
-                                 : offset(habit->plainOffset);
+                    placed = scan.valueColumn && habit->underValue(line) ? scan.valueColumn
+                                                                         : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
                 else if (const auto& inside = habit->inside(scan); inside.alignsWithBracket)
@@ -367,6 +366,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                            scan.openBrackets.back().column);
                 else
                     placed = offset(inside.offset);
+                // A bracket opened on a later line of the statement keeps its lines off the left of it.
+                if (const auto& opened =
+                        scan.openBrackets.empty() ? std::nullopt : scan.openBrackets.back().lineColumn;
+                    opened)
+                    placed = std::max(placed.value_or(columnsOf(indentation[k], style.tabSize)), *opened);
                 if (placed) indentation[k] = indentationFor(*placed, style);
                 if (!scan.openBrackets.empty())
                     moved.push_back(
@@ -549,7 +553,8 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     placeFlatBlockComments(window, own, firstFromTyped, style, indentation);
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
-        window, own, [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize); },
+        window, own,
+        [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize, style.indentSize); },
         [&] { return closesBracketsLeftOfRows(file, edit.start, edit.end, style.tabSize); }, firstFromTyped,
         modelKept, style, indentation);
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "fit/reindent_style.hpp"
+#include "fit/reindent_window.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -51,7 +52,9 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.openBrackets.back().endsLine = true;
     };
     scan.continues = false;
+    scan.rowEnded = false;
     int column = 0;  // the column after the code unit read
+    std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0;
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
@@ -70,6 +73,8 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             return lineRead();
         }
         if (text::isBlank(c)) continue;
+        scan.rowEnded = c == u';';
+        if (!codeColumn) codeColumn = column - 1;
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
             StatementScan::Bracket& bracket = scan.openBrackets.back();
             bracket.spaced = column - 1 > bracket.column;
@@ -83,7 +88,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
         } else if (isOpening(c)) {
-            scan.openBrackets.push_back({c, column});
+            scan.openBrackets.push_back({c, column, false, false, firstLine ? std::nullopt : codeColumn});
             codeAfterLastOpening = false;
         } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
@@ -141,9 +146,10 @@ int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view re
         return code.find_first_of(u"'\"(@") == std::u16string_view::npos;
     };
     // Rows lined up pad their elements: one blank between each lines nothing up.
-    if (!plain(row) || !plain(reference) ||
-        text::trimRight(reference).find(u"  ") == std::u16string_view::npos)
-        return column;
+    const auto pads = [](std::u16string_view code) {
+        return text::trimRight(code).find(u"  ") != std::u16string_view::npos;
+    };
+    if (!plain(row) || !plain(reference) || (!pads(reference) && !pads(row))) return column;
     const auto own = elementSpans(row), other = elementSpans(reference);
     if (own.size() < 2 || other.size() < 2) return column;
     const int endAligned = referenceColumn + other.front().second - own.front().second;
@@ -153,18 +159,33 @@ int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view re
         starts += column + own[i].first == referenceColumn + other[i].first;
         ends += endAligned + own[i].second == referenceColumn + other[i].second;
     }
-    return ends > starts && ends >= 2 && endAligned >= 0 ? endAligned : column;
+    // A row padded to line its numbers up by their ends does so where the starts line up as well
+    // (`[-0.8, -0.3, ...` / ` 0.3,  0.8]`: the signs stand out).
+    return (ends > starts || (ends == starts && pads(row))) && ends >= 2 && endAligned >= 0 ? endAligned
+                                                                                            : column;
 }
 
 bool isHeaderStatement(std::u16string_view line) {
     const std::u16string_view code = text::trimLeft(line);
-    for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch"})
+    for (const std::u16string_view word : {u"if", u"elseif", u"while", u"for", u"parfor", u"switch", u"case"})
         if (code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()])))
             return true;
     return false;
 }
 
 namespace {
+
+// A line that opens a block of declarations (`properties (Access = private)`), not one that assigns.
+bool opensDeclarations(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    if (!reindenting::startsWithAnyWord(code, {u"properties", u"arguments", u"events", u"enumeration"}))
+        return false;
+    const auto wordEnd =
+        std::find_if(code.begin(), code.end(), [](char16_t c) { return !text::isWordChar(c); });
+    const std::u16string_view rest =
+        text::trimLeft(code.substr(static_cast<std::size_t>(wordEnd - code.begin())));
+    return rest.empty() || rest.front() == u'(' || rest.front() == u'%';
+}
 
 // Statements with lines inside brackets that do not end their line: lined up with the bracket, or by
 // offset from the statement -> statements.
@@ -174,7 +195,7 @@ struct BracketCounts {
 };
 
 struct ContinuationCounts {
-    BracketCounts call, rows;
+    BracketCounts call, rows, rowGoingOn;
     std::size_t alignedWithValue = 0;
     // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
@@ -183,13 +204,16 @@ struct ContinuationCounts {
 // Counts the statements with continuation lines in the lines from `from` up to `to`. A statement votes
 // once, for each kind of line, for the way it places most of its lines of that kind: a long generated
 // call lined up with its bracket is one habit of its writer, and a table of numbers lined up by their
-// ends is a matrix lined up with its bracket.
+// ends is a matrix lined up with its bracket. The declarations of a `properties` or an `arguments` block
+// count apart from the code (`inDeclarations` follows the blocks from line to line): files often write
+// their defaults and validators unlike their calls.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
-                        ContinuationCounts& counts) {
+                        unsigned indentSize, bool& inDeclarations, std::array<ContinuationCounts, 2>& both) {
     StatementScan scan;
+    ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kRows, kEndingBracket, kPlain, kHeader, kKinds };
+    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kHeader, kKinds };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {
@@ -211,24 +235,34 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             scan = StatementScan{};
             statementColumns = columns;
             header = isHeaderStatement(line);
+            inDeclarations = opensDeclarations(line) ||
+                             (inDeclarations && !reindenting::startsWithWord(text::trimLeft(line), u"end"));
+            counts = &both[inDeclarations];
         } else if (!scan.openBrackets.empty()) {
             const StatementScan::Bracket& bracket = scan.openBrackets.back();
-            const Kind kind = bracket.opening == u'(' ? kCall : kRows;
-            BracketCounts& inside = kind == kCall ? counts.call : counts.rows;
+            const Kind kind = bracket.opening == u'(' ? kCall : scan.startsRow() ? kRows : kRowGoingOn;
+            BracketCounts& inside = kind == kCall   ? counts->call
+                                    : kind == kRows ? counts->rows
+                                                    : counts->rowGoingOn;
             if (bracket.endsLine && columns > statementColumns)
-                ++statement[kEndingBracket][&counts.endingBracketOffsets[columns - statementColumns]];
-            else if (columns == bracket.column - signHang(line, scan))
-                ++statement[kind][&inside.aligned];
-            else if (columns > statementColumns)
-                ++statement[kind][&inside.offsets[columns - statementColumns]];
+                ++statement[kEndingBracket][&counts->endingBracketOffsets[columns - statementColumns]];
+            else {
+                // An argument both lined up and a level or two in (`fprintf(` at a level of 8) shows
+                // neither habit alone: it votes for both.
+                const bool aligned = columns == bracket.column - signHang(line, scan);
+                const int offset = columns - statementColumns, level = static_cast<int>(indentSize);
+                if (aligned) ++statement[kind][&inside.aligned];
+                if (offset > 0 && (!aligned || (kind == kCall && (offset == level || offset == 2 * level))))
+                    ++statement[kind][&inside.offsets[offset]];
+            }
         } else if (header) {
             // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
             if (columns > statementColumns)
-                ++statement[kHeader][&counts.headerOffsets[columns - statementColumns]];
+                ++statement[kHeader][&counts->headerOffsets[columns - statementColumns]];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
-            ++statement[kPlain][&counts.alignedWithValue];
+            ++statement[kPlain][&counts->alignedWithValue];
         } else if (columns > statementColumns) {
-            ++statement[kPlain][&counts.plainOffsets[columns - statementColumns]];
+            ++statement[kPlain][&counts->plainOffsets[columns - statementColumns]];
         }
         scanLine(line, tabSize, scan);
     }
@@ -254,7 +288,7 @@ std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& cou
 }  // namespace
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
-                                    unsigned tabSize) {
+                                    unsigned tabSize, unsigned indentSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
         start = text::lineStart(file, start - 1);
@@ -262,32 +296,42 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     std::size_t end = below;
     for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
         end = text::nextLineStart(file, end);
-    ContinuationCounts counts;
-    countContinuations(file, start, from, tabSize, counts);
-    countContinuations(file, below, end, tabSize, counts);
+    std::array<ContinuationCounts, 2> both;
+    bool inDeclarations = false;
+    countContinuations(file, start, from, tabSize, indentSize, inDeclarations, both);
+    const ContinuationCounts& counts = both[inDeclarations];
+    countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both);
     ContinuationHabit habit;
     habit.call = inBrackets(counts.call);
     habit.rows = inBrackets(counts.rows);
+    habit.rowGoingOn = inBrackets(counts.rowGoingOn);
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
     if (counts.alignedWithValue > 0 || plainLines > 0)
         habit.alignsWithValue = counts.alignedWithValue >= plainLines;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
-    habit.anyShown =
-        habit.call || habit.rows || habit.endingBracketOffset || habit.alignsWithValue || habit.headerOffset;
+    habit.anyShown = habit.call || habit.rows || habit.rowGoingOn || habit.endingBracketOffset ||
+                     habit.alignsWithValue || habit.headerOffset;
     return habit;
 }
 
 ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
     const bool inCall = scan.openBrackets.back().opening == u'(';
-    if (const auto& own = inCall ? call : rows) return *own;
+    if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
-    // call's arguments, or a row that goes on after `...`, follow the other kind, or line up as the
-    // assigned value does.
+    // row that goes on after `...` follows the calls, or else the rows. A call's arguments line up as the
+    // assigned value does: rows say nothing of them (files that step their arguments in line their rows up
+    // all the same).
     if (scan.startsRow()) return {anyShown, std::nullopt};
-    if (const auto& other = inCall ? rows : call) return *other;
+    if (!inCall && call) return *call;
+    if (!inCall && rows) return *rows;
     return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
+}
+
+bool ContinuationHabit::underValue(std::u16string_view line) const {
+    if (alignsWithValue) return *alignsWithValue;
+    return (!call || call->alignsWithBracket) && !startsWithOperator(line);
 }
 
 }  // namespace fit

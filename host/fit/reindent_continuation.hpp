@@ -19,9 +19,12 @@ struct StatementScan {
         int column;
         bool endsLine = false;  // nothing but a comment or `...` follows it on its line
         bool spaced = false;    // a blank before its first element, where a row's sign may stand
+        // The column of the code on the statement's later line it opens on; nothing on the first line.
+        std::optional<int> lineColumn;
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
+    bool rowEnded = false;  // the last line's code ended with `;`
     std::size_t linesRead = 0;
     // On a first line that assigns (`x = a + ...`), the column where the value starts.
     std::optional<int> valueColumn;
@@ -32,9 +35,9 @@ struct StatementScan {
         return continues || (!openBrackets.empty() && openBrackets.back().opening != u'(');
     }
     // The next line starts a row of a matrix or a cell; after `...` it goes on with the row, as a call's
-    // arguments do.
+    // arguments do, but for one after a row's `;` (`[a b; ...`).
     bool startsRow() const {
-        return !continues && !openBrackets.empty() && openBrackets.back().opening != u'(';
+        return (!continues || rowEnded) && !openBrackets.empty() && openBrackets.back().opening != u'(';
     }
 };
 
@@ -51,26 +54,29 @@ bool startsWithOperator(std::u16string_view line);
 
 // The column of a matrix row (its code, from its first element) that would stand at `column` under
 // `reference` (another row's code, standing at `referenceColumn`): where the rows line their elements up
-// by their ends (`6  7` over `10 10`), the one at which its first element ends under the reference's.
+// by their ends (`6  7` over `10 10`), the one at which its first element ends under the reference's (a
+// row padded of its own, also where the starts line up as well: ` 0.3,  0.8` under `-0.8, -0.3`).
 int rowColumnLinedUp(std::u16string_view row, int column, std::u16string_view reference, int referenceColumn);
 
-// True for a line that opens a block with a condition or a range (`if`, `while`, `for`, ...): its
+// True for a line that opens a block with a condition or a range (`if`, `while`, `for`, `case`, ...): its
 // continuation lines are often indented twice, apart from the body.
 bool isHeaderStatement(std::u16string_view line);
 
 // How the file places the continuation lines of a statement, in the 400 lines above `from` and the 400
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
-// an offset from the statement's first line, a call's arguments apart from a matrix's or a cell's rows
-// (a bracket that ends its line has only offsets); after `...` outside brackets, under the assigned
-// value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
+// an offset from the statement's first line, a call's arguments, a matrix's or a cell's new rows and a row
+// going on after `...` each apart (a bracket that ends its line has only offsets); after `...` outside
+// brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's
+// header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
-// lines); nothing where it shows no such line.
+// lines; an argument both lined up and one or two `indentSize` in counts for both); nothing where it shows
+// no such line.
 struct ContinuationHabit {
     struct InBrackets {
         bool alignsWithBracket = false;
         std::optional<int> offset;
     };
-    std::optional<InBrackets> call, rows;
+    std::optional<InBrackets> call, rows, rowGoingOn;
     std::optional<int> endingBracketOffset;
     // Nothing where the file shows no such line: a line goes under the value unless it starts with an
     // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up).
@@ -81,11 +87,15 @@ struct ContinuationHabit {
 
     // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
     // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
-    // continuation lines at all, nothing: the formatter's default), other lines follow the other kind of
-    // brackets, or the assigned value.
+    // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls
+    // or else the rows, a call's arguments the assigned value.
     InBrackets inside(const StatementScan& scan) const;
+    // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
+    // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
+    // starts with an operator does not.
+    bool underValue(std::u16string_view line) const;
 };
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
-                                    unsigned tabSize);
+                                    unsigned tabSize, unsigned indentSize);
 
 }  // namespace fit

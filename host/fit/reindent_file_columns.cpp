@@ -51,6 +51,18 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     };
     const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
     const auto isEnd = [&](std::size_t i) { return startsWithWord(code(i), u"end"); };
+    // A `case` left of the file's first line of its body stands where the file writes its clauses, which
+    // tells nothing of the column of the statements the formatter gives its level.
+    const auto caseLeftOfItsBody = [&](std::size_t i) {
+        if (!startsWithAnyWord(code(i), {u"case", u"otherwise"})) return false;
+        std::size_t next = i + 1;
+        while (next < window.lines.size() && !window.startsStatement(next))
+            ++next;
+        return next < window.lines.size() &&
+               (window.lines[next].start < window.editFrom || window.lines[next].start >= window.editTo) &&
+               columnsOf(text::indentationOf(window.lines[next].text), tabSize) >
+                   columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
     // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
     // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
     // as far as a function line.
@@ -106,7 +118,7 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
             if (!isCloser(code(i))) record(*columns, i);
         for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
             for (std::size_t i : *nearby)
-                if (isCloser(code(i)) && !isEnd(i)) record(*columns, i);
+                if (isCloser(code(i)) && !isEnd(i) && !caseLeftOfItsBody(i)) record(*columns, i);
     }
     for (const std::vector<std::size_t>* nearby : {&nearbyAbove, &nearbyBelow})
         for (std::size_t i : *nearby)
@@ -156,6 +168,37 @@ std::optional<int> bodyColumnBelow(const Window& window, const std::vector<Line>
                        ? std::optional(columnsOf(text::indentationOf(window.lines[i].text), tabSize))
                        : std::nullopt;
     return std::nullopt;
+}
+
+// A comment of code set aside: its `%` followed by blanks, as an editor's comment toggle leaves it.
+bool isSetAsideCode(std::u16string_view line) {
+    const std::u16string_view comment = text::trimLeft(line);
+    return comment.size() > 3 && comment[0] == u'%' && text::isBlankText(comment.substr(1, 2)) &&
+           !text::isBlankText(comment.substr(3));
+}
+
+// Whether the file keeps its code set aside at the margin: the nearest such comment outside the edit stands
+// there while the code after it stands right of it (an editor that comments code out at column 1).
+bool setAsideAtMargin(const Window& window, unsigned tabSize) {
+    const auto column = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    const auto atMargin = [&](std::size_t i) {
+        if (column(i) > 0) return false;
+        for (std::size_t next = i + 1; next < window.lines.size(); ++next)
+            if (window.isCodeLine(next)) return column(next) > 0;
+        return false;
+    };
+    const auto outside = [&](std::size_t i) {
+        return window.lines[i].start < window.editFrom || window.lines[i].start >= window.editTo;
+    };
+    const std::size_t first = window.started.front(), last = window.started.back();
+    for (std::size_t distance = 1; distance < window.lines.size(); ++distance)
+        for (const std::size_t i : {first - std::min(first, distance), last + distance})
+            if (i > 0 && i < window.lines.size() && i != first && outside(i) && !window.inBlockComment[i] &&
+                isSetAsideCode(window.lines[i].text))
+                return atMargin(i);
+    return false;
 }
 
 }  // namespace
@@ -250,12 +293,20 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         }
         return nearest;
     };
+    std::optional<bool> setAsideLeft;  // read at the edit's first comment of code set aside
     std::vector<int> columns;
     for (std::size_t k = 0; k < window.started.size(); ++k) {
         const std::size_t i = window.started[k];
         const std::u16string_view code = text::trimLeft(window.lines[i].text);
         if (text::isBlankText(window.lines[i].text) || window.inBlockComment[i]) {
             columns.push_back(formatted[k]);
+            continue;
+        }
+        // Not a line of a help text or of another comment block, which goes on with the comment above.
+        if (isSetAsideCode(window.lines[i].text) && formatted[k] > 0 &&
+            !isComment(window.lines[i - 1].text) &&
+            *(setAsideLeft = setAsideLeft.value_or(setAsideAtMargin(window, tabSize)))) {
+            columns.push_back(0);
             continue;
         }
         if (window.isCodeLine(i) && window.continues[i]) {

@@ -144,10 +144,13 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
-    // An edit whose lines all stand at the margin tells nothing by its comments' column (a reply without
-    // indentation): a comment goes where a comment or a statement stands there, as a help comment under
-    // a `function` line goes into its body.
-    const bool allAtMargin = std::all_of(own.begin(), own.end(), [](int columns) { return columns == 0; });
+    // An edit whose lines all stand at the margin (a first line from the editor's blanks aside) tells
+    // nothing by its comments' column (a reply without indentation): a comment goes where a comment or a
+    // statement stands there, as a help comment under a `function` line goes into its body.
+    const std::size_t firstOfModel = firstFromTyped ? 1 : 0;
+    const bool allAtMargin =
+        own.size() > firstOfModel &&
+        std::all_of(own.begin() + firstOfModel, own.end(), [](int columns) { return columns == 0; });
     for (std::size_t k = 0; k < window.started.size() && allAtMargin; ++k)
         if (const std::size_t i = window.started[k]; comments[i] && *comments[i] > 0) return false;
     std::vector<Placed> above;  // the nearest code lines above the edit, nearest first

@@ -56,6 +56,32 @@ bool tidier(const Attempt& again, const Attempt& than) {
     return again.misalignedBelow < than.misalignedBelow;
 }
 
+// A reply written without indentation says nothing by its columns of the closing lines the placement
+// took for the lines above written out again: where all of the reply fits as well with them kept, they
+// were its own (`end` below `end`, then the next method).
+Attempt withFlatClosersKept(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& kept,
+                            const std::vector<fl::ustring>& lines, Attempt attempt) {
+    const auto flat = [](const std::vector<fl::ustring>& reply) {
+        return std::none_of(reply.begin(), reply.end(), [](const fl::ustring& line) {
+            return !line.empty() && text::isBlank(line.front());
+        });
+    };
+    Attempt again;
+    if (kept.removedHead.empty()) {
+        const std::vector<fl::ustring> whole = splitLinesWithoutBlankEnds(stages.deduplicated);
+        if (!flat(whole) || lines.empty() || !text::isClosingLine(text::trim(lines.front()))) return attempt;
+        again = fitter.fit(whole, kept);
+    } else {
+        // Or those deduplication removed, when they only close blocks.
+        if (!onlyCloses(kept.removedHead) || !flat(splitLinesWithoutBlankEnds(stages.extracted)))
+            return attempt;
+        again = fitWithRemovedHead(fitter, stages, kept);
+    }
+    if (!isClean(again) || again.misalignedBelow > 0 || again.nestsDeeper) return attempt;
+    again.repairs.push_back("kept the reply's closing lines that read like those above, and the rest of it");
+    return again;
+}
+
 }  // namespace
 
 std::vector<fl::ustring> replyLines(const StageTexts& stages) {
@@ -66,18 +92,27 @@ std::vector<fl::ustring> replyLines(const StageTexts& stages) {
     return lines;
 }
 
+ReplyShape shapeOfHead(const StageTexts& stages, const ReplyShape& shape,
+                       const std::vector<fl::ustring>& head) {
+    ReplyShape out = shape;
+    if (head.size() < splitLinesWithoutBlankEnds(stages.deduplicated).size()) out.removedTail.clear();
+    return out;
+}
+
 Attempt withCutOffLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                         const std::vector<fl::ustring>& lines, Attempt attempt) {
     const std::vector<fl::ustring> reply = splitLinesWithoutBlankEnds(stages.deduplicated);
     const std::vector<fl::ustring> wholes[] = {replyLines(stages), reply};
+    const ReplyShape shapes[] = {shapeOfHead(stages, shape, wholes[0]), shape};
     for (FitLines fitLines : {&EditFitter::fit, &EditFitter::fitWithoutRepeatedClosers})
-        for (const std::vector<fl::ustring>& whole : wholes) {
+        for (std::size_t i = 0; i < 2; ++i) {
+            const std::vector<fl::ustring>& whole = wholes[i];
             // A first block that writes out again the lines above (the blank line after them included)
             // only repeats.
             if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
                 onlyRepeatsTheReplysHead(fitter.file(), fitter.cursor(), whole, reply))
                 continue;
-            attempt = tryWhole(fitter, fitLines, whole, shape, lines, std::move(attempt));
+            attempt = tryWhole(fitter, fitLines, whole, shapes[i], lines, std::move(attempt));
         }
     return attempt;
 }
@@ -114,7 +149,8 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
         // without `end` gives its `end` to a loop, a function the completion adds nests in the one above.
         // Which reading is the file's shows in the closing lines below standing at their blocks' columns
         // and in functions nesting no deeper than the file's.
-        if (attempt.misalignedBelow == 0 && !attempt.nestsDeeper) return attempt;
+        if (attempt.misalignedBelow == 0 && !attempt.nestsDeeper)
+            return withFlatClosersKept(fitter, stages, kept, lines, std::move(attempt));
         Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
         if (!isClean(again) && headCloses) again = fitWithHead();
         if (!isClean(again) || !tidier(again, attempt)) return attempt;
@@ -124,6 +160,13 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     // Fewer errors left, or as few without writing out again the code below the cursor's line. The
     // placement keeps only closing lines it would drop, and those come first.
     Attempt again = startsClosing ? fitter.fit(lines, kept) : Attempt{};
+    // The closing lines may be what the reply's lines after the first block need: a method's `end`, a
+    // blank line and the next method.
+    if (const auto whole = splitLinesWithoutBlankEnds(stages.deduplicated);
+        startsClosing && !isClean(again) && goesOn(whole, lines)) {
+        if (Attempt wholeAgain = fitter.fit(whole, kept); better(wholeAgain, again))
+            again = std::move(wholeAgain);
+    }
     if (!isClean(again) && headCloses) {
         const Attempt& head = fitWithHead();
         // The removed lines must be what mends the file, not the lines after them.
@@ -134,7 +177,7 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     }
     if (!better(again, attempt)) return attempt;
     again.repairs.push_back(kRepair);
-    return again;
+    return isClean(again) ? withFlatClosersKept(fitter, stages, kept, lines, std::move(again)) : again;
 }
 
 Attempt withoutRepeatedClosers(const EditFitter& fitter, const std::vector<fl::ustring>& lines,

@@ -14,6 +14,11 @@ namespace fit {
 // The deduplicated reply up to its first blank line (the library keeps one block of lines too).
 std::vector<fl::ustring> replyLines(const StageTexts& stages);
 
+// The shape some first lines of the reply are fitted with: the closing lines deduplication removed
+// followed the reply's last line, not theirs, when more of the reply follows them.
+ReplyShape shapeOfHead(const StageTexts& stages, const ReplyShape& shape,
+                       const std::vector<fl::ustring>& head);
+
 // The reply's lines that the library cut off after the completion's: first its first block of lines,
 // then all of it (the first block may end in the middle of what the file needs, as a function's `end`
 // before the next function); last, each without its closing lines that repeat those below the cursor.

@@ -1,5 +1,6 @@
 // Runs the ostrel-complete program as a user would and checks what it prints and how it exits.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -18,10 +19,10 @@ ProgramRun ostrelComplete(const std::string& args) {
                                      "/apps/ostrel-complete/ostrel-complete " + args + " 2>&1");
 }
 
-// ctest runs tests as parallel processes: each test writes files of its own.
+// Tests run as parallel processes, from more than one checkout: each writes files of its own.
 std::string writeTemp(const std::string& name, const std::string& text) {
-    const std::string path =
-        ::testing::TempDir() + ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" + name;
+    const std::string path = ::testing::TempDir() + std::to_string(getpid()) + "-" +
+                             ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" + name;
     std::ofstream(path) << text;
     return path;
 }
@@ -115,7 +116,7 @@ TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
     const auto reply = writeTemp("reply.txt", "Here:\n```ostrel\nreport.spread = 1;\n```\n");
     const std::string settings =
         writeTemp("reply.json", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
-    const std::string log = ::testing::TempDir() + "ostrel-complete-off.log";
+    const std::string log = ::testing::TempDir() + std::to_string(getpid()) + "-ostrel-complete-off.log";
     std::remove(log.c_str());
     const ProgramRun run = ostrelComplete("examples/matrix_stats.ost --at 26:1 --settings " + settings +
                                           " --log " + log + " --log-level off");
@@ -126,7 +127,7 @@ TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
 }
 
 TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
-    const std::string file = ::testing::TempDir() + "formatting-options.ost";
+    const std::string file = ::testing::TempDir() + std::to_string(getpid()) + "-formatting-options.ost";
     std::ofstream(file) << "% demo\nif x\n\nend\n";
     const auto complete = [&](const std::string& reply, const std::string& options, const char* at = "3:1") {
         const ProgramRun run = ostrelComplete(file + " --at " + at + " --backend reply-file --reply-file " +

@@ -1,5 +1,6 @@
 // The program as a user runs it: tables on stdout, the JSON file, a real backend's figures, exit status.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -19,7 +20,7 @@ ProgramRun ostrelEval(const std::string& args) {
 }
 
 TEST(Program, WritesTablesAndJsonForPlannedReplies) {
-    const std::string json = ::testing::TempDir() + "ostrel-eval-result.json";
+    const std::string json = ::testing::TempDir() + std::to_string(getpid()) + "-ostrel-eval-result.json";
     const ProgramRun run = ostrelEval(
         "examples --cases 24 --kinds mid-line,line-end --seed 9 --variants "
         "exact,untagged --worst 2 --json " +

@@ -50,6 +50,8 @@ const Row kRows[] = {
      fenced(" 2"), "switch k\n    case 1\n        x = 1;\n    case 2\nend\n"},
     {"a CRLF file keeps CRLF", "x = 1;\r\nfor k = 1:3\r\n    <|>\r\nend\r\n", fenced("y = k;\nz = y;"),
      "x = 1;\r\nfor k = 1:3\r\n    y = k;\r\n    z = y;\r\nend\r\n"},
+    {"a one-line if's end goes on its line", "x = 0;\nif x > 1, x = 1;<|>\ny = x;\n", fenced("end\nz = y;"),
+     "x = 0;\nif x > 1, x = 1; end\nz = y;\ny = x;\n"},
     {"the rest of the line is replaced, not repeated", "x = foo(<|>)\n", fenced("1, 2)"), "x = foo(1, 2)\n"},
     {"a reply cut at the token limit", "x = 1;\n<|>", "```ostrel\nfor k = 1:3\n    x = x + k;\nend\ny = x +",
      "x = 1;\nfor k = 1:3\n    x = x + k;\nend"},
@@ -74,8 +76,13 @@ const Row kRows[] = {
     {"a blank goes after an operator written with one before it", "total =<|>\n", fenced("0;"),
      "total = 0;\n"},
     {"no blank after an operator written without one", "total=<|>\n", fenced("0;"), "total=0;\n"},
-    {"a blank after a keyword", "for<|>\nend\n", fenced("k = 1:3\n    x = k;"),
-     "for k = 1:3\n    x = k;\nend\n"},
+    {"a blank after a keyword", "classdef<|>\n  properties\n  end\nend\n", fenced("C < handle"),
+     "classdef C < handle\n  properties\n  end\nend\n"},
+    {"a closing word is not glued to a typed name",
+     "classdef C\n  properties\n    b = false<|>\n    c\n  end\nend\n",
+     "```ostrel\n\nend\n\nproperties (Access = private)\n```",
+     "classdef C\n  properties\n    b = false\n  end\n\n  properties (Access = private)\n    c\n  "
+     "end\nend\n"},
     {"a name after catch is its identifier", "try\n    x = 1;\ncatch<|>\nend\n", fenced("ME\n    disp(ME);"),
      "try\n    x = 1;\ncatch ME\n    disp(ME);\nend\n"},
     {"a blank before an opening bracket after an operator", "y =<|>\n", fenced("(a + b)/2;"),
@@ -113,6 +120,38 @@ const Row kRows[] = {
      fenced("end\ny = x;"),
      "function f(c)\n    for s = 1:2\n        if c\n            x = 1;\n        end\n    end\n    y = x;\n"
      "end\nfunction g()\nend\n"},
+    // Closing lines of a flat reply that read like those above, or like those below, may be its own.
+    {"flat ends of a loop's body and of the loop",
+     "function f(a)\n while a\n  if a\n   try\n   catch\n   end\n   <|>\nend\n", fenced("end\nk = 1;\nend"),
+     "function f(a)\n while a\n  if a\n   try\n   catch\n   end\n  end\n  k = 1;\n end\nend\n"},
+    {"a flat end below an end, then the next method",
+     "classdef S\n methods\n  function a(o)\n   while o\n    if o\n    end\n    <|>\n  end\n end\nend\n",
+     fenced("end\nx = 1;\nend\n\nfunction b(o)\ny = 2;"),
+     "classdef S\n methods\n  function a(o)\n   while o\n    if o\n    end\n   end\n   x = 1;\n  end\n\n  "
+     "function "
+     "b(o)\n   y = 2;\n  end\n end\nend\n"},
+    {"a flat end that deduplication took for the one above",
+     "classdef T\n methods\n  function a(o)\n   if o\n   end\n<|>\n  function b(o)\n  end\n end\nend\n",
+     fenced("end\n\nfunction c(o)\nend\nend\n\nmethods (Access = private)"),
+     "classdef T\n methods\n  function a(o)\n   if o\n   end\n  end\n\n  function c(o)\n  end\n end\n\n "
+     "methods "
+     "(Access = private)\n  function b(o)\n  end\n end\nend\n"},
+    {"flat ends that deduplication took for those above, then a function",
+     "function a(s)\n  while s\n    if s\n    end\n<|>\n    y = t;\n  end\nend\n",
+     fenced("end\nend\n\nfunction b(u)\nfor t = u"),
+     "function a(s)\n  while s\n    if s\n    end\n  end\nend\n\nfunction b(u)\n  for t = u\n    y = t;\n  "
+     "end\nend\n"},
+    {"a method's end and the next method of a dropped reply",
+     "classdef C\n methods\n  function a(o)\n   if o\n   end\n   <|>\n  end\n end\nend\n",
+     fenced("end\n\nfunction b(o)\nif o\ny = 2;\nend"),
+     "classdef C\n methods\n  function a(o)\n   if o\n   end\n  end\n\n  function b(o)\n   if o\n    y = "
+     "2;\n   "
+     "end\n  end\n end\nend\n"},
+    {"the ends removed after the reply do not follow its first block",
+     "classdef C\n methods\n  function a(o)\n   arguments\n    x (1,1)<|>\nend\n",
+     fenced("double\nend\nend\n\nfunction b(o)\nend\nend\nend"),
+     "classdef C\n methods\n  function a(o)\n   arguments\n    x (1,1) double\n   end\n  end\n\n  function "
+     "b(o)\n  end\n end\nend\n"},
     {"a function without end whose body ends with a loop",
      "function a()\nfor k = 1:2\n    x = k;\n<|>\n\nfunction b()\ny = 1;\n", fenced("end"),
      "function a()\nfor k = 1:2\n    x = k;\nend\n\nfunction b()\ny = 1;\n"},

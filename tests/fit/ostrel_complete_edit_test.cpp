@@ -1,6 +1,7 @@
 // ostrel-complete prints the text an editor inserts at the cursor and, in --json, the range it replaces
 // or why there is none.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -17,7 +18,7 @@ std::string run(const std::string& args) {
 }
 
 std::string write(const std::string& name, const std::string& text) {
-    const std::string path = ::testing::TempDir() + "fit-" + name;
+    const std::string path = ::testing::TempDir() + std::to_string(getpid()) + "-fit-" + name;
     std::ofstream(path, std::ios::binary) << text;
     return path;
 }

@@ -46,18 +46,25 @@ const Row kRows[] = {
     // A flat comment takes the level of the code below it, also under a function line.
     {"flat comment under a function line", "function r = f(a)\n<|>\nend\n", "% double a\nr = 2*a;",
      "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
+    {"a flat comment after a line from the editor's blanks", "for t = 1:3\n    <|>\n    t\nend\n",
+     "r = t;\n% r is t", "for t = 1:3\n    r = t;\n    % r is t\n    t\nend\n"},
     {"a flat help comment with its function line", "<|>\n    r = 2*a;\nend\n",
      "function r = f(a)\n% double a", "function r = f(a)\n    % double a\n    r = 2*a;\nend\n"},
     // The formatter must see the block the cursor is in, also more than 60 lines above, and the blocks
     // still open below it.
-    {"a class's methods block far below its first line",
-     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 70) +
+    {"a class's methods block far below its first line, a call's arguments apart from the properties'",
+     "classdef C\n    properties\n        P = max(1, ...\n                2)\n    end\n    methods\n        "
+     "function "
+     "a(obj)\n" +
+         repeated("            x = 1;\n", 70) +
          "        end\n    end\n    methods (Static)\n        <|>\n    end\nend\n",
-     "function r = b()\nr = 1;\nend",
-     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 70) +
-         "        end\n    end\n    methods (Static)\n        function r = b()\n            r = 1;\n        "
-         "end\n"
-         "    end\nend\n"},
+     "function r = b()\nr = min(1, ...\n2);\nend",
+     "classdef C\n    properties\n        P = max(1, ...\n                2)\n    end\n    methods\n        "
+     "function "
+     "a(obj)\n" +
+         repeated("            x = 1;\n", 70) +
+         "        end\n    end\n    methods (Static)\n        function r = b()\n            r = min(1, ...\n "
+         "               2);\n        end\n    end\nend\n"},
     {"a nested function after another",
      "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n<|>\nend\n",
      "function b()\nz = 3;\nend",
@@ -125,6 +132,17 @@ const Row kRows[] = {
      "case 2\nr = 2;",
      "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
      "= 2;\nend\nend\n"},
+    {"code set aside at the margin where the file's is, not a help text's lines",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n<|>\nend\n",
+     "d = c;\n%   d = 3*c;\ne = d;",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n    d = c;\n%   d = "
+     "3*c;\n    e = d;\nend\n"},
+    {"a body level that only a case at its switch's column shows",
+     "while true\n    <|>\n    switch u\n    case 1\n        x = 1;\n    end\nend\n",
+     "r = 2;\nif r\nbreak\nend",
+     "while true\n    r = 2;\n    if r\n        break\n    end\n    switch u\n    case 1\n        x = 1;\n   "
+     " "
+     "end\nend\n"},
     {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
      "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
      "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
@@ -144,16 +162,27 @@ const Row kRows[] = {
      "function f(w)\n    v = w;\n    v = w * 2 ...\n    + 1;\n    u = v;\nend\n"},
     {"a matrix closed under its statement", "x = 1;\n<|>", "C = [\n    1 2\n    3 4\n];\ny = 2;",
      "x = 1;\nC = [\n    1 2\n    3 4\n];\ny = 2;"},
-    {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset",
-     "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\n<|>", "y = min(3, ...\n4);\nN = [5 6\n7 8];",
-     "x = max(1, ...\n        2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];"},
-    {"where the file shows only calls: new rows under the first element, a row after ... as the calls, rows "
+    {"a call's arguments lined up with the bracket, a matrix's rows by the file's offset, a row after ... as "
+     "the calls",
+     "xx = max(1, ...\n         2);\nM = [1 2\n  3 4];\n<|>",
+     "y = min(3, ...\n4);\nN = [5 6\n7 8];\nv = [1, ...\n2];",
+     "xx = max(1, ...\n         2);\nM = [1 2\n  3 4];\ny = min(3, ...\n        4);\nN = [5 6\n  7 8];\nv = "
+     "[1, "
+     "...\n     2];"},
+    {"where the file shows only calls: new rows under the first element (also after ; ...), a row after ... "
+     "as the calls, rows "
      "above the file's rows of the same matrix at their column",
-     "x = max(1, ...\n    2);\n<|>\n    5 6];\n", "N = [5 6\n7 8];\nv = [1, ...\n2];\nM = [1 2\n3 4",
-     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\nM = [1 2\n    3 4\n    5 6];\n"},
+     "x = max(1, ...\n    2);\n<|>\n    5 6];\n",
+     "N = [5 6\n7 8];\nv = [1, ...\n2];\nw = [1; ...\n2];\ntotal = 1 + ...\n2;\nwhile x || ...\n(x > 2 || "
+     "...\nx < 0)\nend\nM "
+     "= [1 2\n3 4",
+     "x = max(1, ...\n    2);\nN = [5 6\n     7 8];\nv = [1, ...\n    2];\nw = [1; ...\n     2];\ntotal = 1 "
+     "+ ...\n    2;\nwhile x "
+     "|| "
+     "...\n        (x > 2 || ...\n        x < 0)\nend\nM = [1 2\n    3 4\n    5 6];\n"},
     {"a table lined up by the numbers' ends lines up with its bracket",
-     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];",
-     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];"},
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];\ny = max(1, ...\n2);",
+     "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];\ny = max(1, ...\n    2);"},
     {"a row under the file's row above it", "M = [ 1 2\n      3 4<|>\n     10 5];\n", "\n5 6",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n"},
     // Continuation lines tell nothing of the indent step.
@@ -161,11 +190,11 @@ const Row kRows[] = {
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\n<|>", "if N\nR = [ 5 6\n-7 8\n9 1];\nC = {\n1\n2};\nend",
      "M = [ 1 2\n     -3 4];\nN = {\n  'a'\n  'b'};\nif N\n    R = [ 5 6\n         -7 8\n          9 1];\n   "
      " C = {\n      1\n      2};\nend"},
-    {"continuation lines under the assigned value, a header's by its own offset",
+    {"continuation lines under the assigned value, a header's (a case's too) by its own offset",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\n<|>",
-     "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nend",
+     "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nswitch y\ncase ...\n1\nend\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
-     "20\n    y = 3 + ...\n        4;\nend"},
+     "20\n    y = 3 + ...\n        4;\n    switch y\n        case ...\n                1\n    end\nend"},
     {"a header's continuation two levels in, a value's under the value unless an operator starts it, where "
      "the file shows none",
      "x = 1;\n<|>",
@@ -173,8 +202,9 @@ const Row kRows[] = {
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "  "
      "   - 1;\n    ok = x & ...\n        ~x;\nend"},
-    {"flat rows lined up by their elements' ends as the file's", "m = [ 8  9 10\n      6  7  8\n<|>\n",
-     "10 10  9\n5  6  7];", "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\n"},
+    {"flat rows lined up by their elements' ends as the file's, or by their own padding past a sign",
+     "m = [ 8  9 10\n      6  7  8\n<|>\n", "10 10  9\n5  6  7];\nx = [-1, -2, ...\n3,  4];",
+     "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\nx = [-1, -2, ...\n      3,  4];\n"},
     {"a statement votes once for its habit, a header's lines not for the value's",
      "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
      "max(1, ...\n    2);\nt = min(1, ...\n"
@@ -195,8 +225,8 @@ const Row kRows[] = {
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
-    {"a script's first statement continued", "<|>\ny = max(1, ...\n    2);\n", "x = min(3, ...\n4);",
-     "x = min(3, ...\n    4);\ny = max(1, ...\n    2);\n"},
+    {"a script's first statement continued, by a level where the file's line is both a level in and lined up",
+     "<|>\nabc(1, ...\n    2);\n", "x = min(3, ...\n4);", "x = min(3, ...\n    4);\nabc(1, ...\n    2);\n"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.

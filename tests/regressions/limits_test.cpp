@@ -2,6 +2,7 @@
 // deeper than any real file, a missing settings record, filters nested tens of thousands deep (line ends
 // made of several CRs: LineSplitter.SplitsAtLineFeedsOnly).
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -91,7 +92,9 @@ class DeepInputsThroughGetInfo : public ::testing::Test {
         host_.reset();
         std::filesystem::remove(replyFile());
     }
-    static std::string replyFile() { return ::testing::TempDir() + "regressions-reply.txt"; }
+    static std::string replyFile() {
+        return ::testing::TempDir() + std::to_string(getpid()) + "-regressions-reply.txt";
+    }
     static void setReply(const std::string& text) { std::ofstream(replyFile(), std::ios::trunc) << text; }
     static std::unique_ptr<testing_support::PipelineHost> host_;
 };
