@@ -110,7 +110,7 @@ inline std::vector<ExampleText> loadExamples(const std::string& folder = "exampl
 // The demo corpus and the programs in real users' layouts (styles/ and the held-out fresh/ and heldout/).
 inline std::vector<ExampleText> loadAllExamples() {
     auto all = loadExamples();
-    for (const char* folder : {"tests/data/styles", "tests/data/fresh", "tests/data/heldout"}) {
+    for (const char* folder : {"tests/data/styles", "tests/data/fresh", "tests/data/heldout", "tests/data/heldout2"}) {
         auto more = loadExamples(folder);
         all.insert(all.end(), more.begin(), more.end());
     }

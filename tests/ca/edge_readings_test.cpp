@@ -21,6 +21,8 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
         {"x = rand();\nif x > 0.5\n    disp(1);\nend\nend\ny = 2;\n", {"5:EndWithoutBlock"}},
         {"x = rand();\nif x > 0.5\n    disp(1);\nend\nend\nfunction g()\n", {}},
         {"x = 1;\nfor k = 1:3\n    x = x + k;\nend\n\nend\ndisp(x);\n", {"6:EndWithoutBlock"}},
+        // A sloppy `end` right of its header closes it when the next `end` stands further left.
+        {"while g\n    if t\n      disp(1)\n      end\nend\nif p ==", {}},
         // A function of the text with an unindented body shows the classic style: the `end` closes the
         // function whose header was cut away.
         {"x = rand();\nif x\n    disp(1);\nend\nend\n\nfunction g()\ny = 1;\nend\n", {}},
@@ -40,6 +42,16 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
         {"function r = f(v)\n    r = 0;\nfor k = 1:3\n        r = r + k;\nend\n\nfunction g()\n    "
          "disp(1);\nend\n",
          {"1:MissingEnd"}},
+        // So did a condition with an unindented body, where every other body is indented and a sibling
+        // function follows; with the function's own `end` after it, it is only sloppy.
+        {"function a()\nif p\n    q = 1;\nend\nfor k = 1:2\n    q = k;\nend\nwhile q\n    q = "
+         "0;\nend\nend\n\n"
+         "function b(x)\nif x\nz = x;\nend\n\nfunction c()\ny = 1;\n",
+         {"14:MissingEnd"}},
+        {"function b(x)\nif p\n    q = 1;\nend\nfor k = 1:2\n    q = k;\nend\nwhile q\n    q = 0;\nend\nif "
+         "x\nz = "
+         "x;\nend\nend\n\nfunction c()\ny = 1;\n",
+         {}},
         // A window that ends inside such a body, its code deeper than the header, is only cut.
         {"function r = f(v)\n    r = 0;\n    function g()\n        x = 1;\n    end\n", {}},
         // Windows of functions whose bodies sit at the margin: `end`s that close what was cut away, a

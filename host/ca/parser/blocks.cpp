@@ -55,6 +55,7 @@ void Parser::noteLine(const PTok& t, std::uint8_t kind) {
     if (Frame* f = top(); f && kind == 1) {
         f->minBody = std::min(f->minBody, indent);
         if (f->firstBody == kNoIndent) f->firstBody = indent;
+        f->maxBody = std::max(f->maxBody, indent);
     }
 }
 
@@ -99,8 +100,9 @@ void Parser::handleEnd() {
         return;
     }
     // An `end` right of its construct's header, at or left of its body, closes it unless the body goes
-    // on after it (the next line stands right of the header) or another `end` follows at or left of the
-    // header (a reply that repeats the `end` below the cursor); a cut-away switch ends left of its cases.
+    // on after it (the next line stands right of the header) or another `end` follows at the header's
+    // column (a reply that repeats the `end` below the cursor; one further left closes an outer
+    // construct); a cut-away switch ends left of its cases.
     const bool tooFarRight =
         f->phantomSwitch ? indent > f->caseIndent
                          : indent > f->indent && f->minBody <= indent && bodyGoesOnAfter(t.line, f->indent);
@@ -117,6 +119,7 @@ void Parser::handleEnd() {
     lastEndClosedFunction_ = isFunctionKind(closed.kind);
     lastEndClosedControl_ = isControl(closed.kind) && !isPhantom(closed);
     lastEndAtMargin_ = false;
+    noteFlatBlock(closed);
     if (lastEndClosedControl_ && closed.minBody != kNoIndent)
         ++(closed.minBody > closed.indent ? indentedBodies_ : flatBodies_);
     if (isFunctionKind(closed.kind)) {
@@ -138,7 +141,8 @@ bool Parser::bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const {
         ++k;
     const PTok& next = toks_[k];
     if (next.eof || !next.lineFirst) return false;
-    return lineIndent_[next.line] > header || (next.kind == TokenKind::Keyword && next.word == Word::End);
+    const bool end = next.kind == TokenKind::Keyword && next.word == Word::End;
+    return lineIndent_[next.line] > header || (end && lineIndent_[next.line] == header);
 }
 
 bool Parser::leftOfUnclosedLooking(std::uint32_t indent) const {
@@ -147,6 +151,20 @@ bool Parser::leftOfUnclosedLooking(std::uint32_t indent) const {
     if (inner.minBody <= inner.indent && inner.line > 1) return true;
     return std::any_of(frames_.begin(), frames_.end() - 1,
                        [&](const Frame& f) { return f.indent == indent; });
+}
+
+// A condition or loop none of whose own lines stands right of its header, closed by an `end` at the column
+// of the function around it, in a text that indented every body it closed so far: the `end` may have been
+// the function's. Kept until that function closes; a sibling function line then shows the block open.
+void Parser::noteFlatBlock(const Frame& closed) {
+    const Frame* outer = top();
+    if (frames_.size() < flatBlockDepth_) flatBlockDepth_ = 0;  // its function closed
+    if (wholeFile() || !lastEndClosedControl_ || outer == nullptr || !isFunctionKind(outer->kind) ||
+        indentedBodies_ < 3 || flatBodies_ > 0 || closed.firstBody == kNoIndent ||
+        closed.maxBody > closed.indent || closed.indent != outer->indent || closed.line == 1)
+        return;
+    flatBlock_ = closed;
+    flatBlockDepth_ = frames_.size();
 }
 
 bool Parser::isPhantom(const Frame& f) const {

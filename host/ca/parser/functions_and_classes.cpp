@@ -16,6 +16,14 @@ void Parser::parseFunction() {
         missingEnd(*f);
         popFrame();
     }
+    // A function line at the column of the open function, its body not indented, after a block with an
+    // unindented body took an `end` at that column: a sibling, and the block was never closed.
+    if (flatBlockDepth_ != 0 && flatBlockDepth_ == frames_.size() && closedForm_ &&
+        isFunctionKind(top()->kind) && top()->indent == indent && !nextCodeRightOf(t.line, indent)) {
+        missingEnd(flatBlock_);
+        popFrame();
+    }
+    flatBlockDepth_ = 0;
     // In a text whose functions have no `end`, a function line ends the open function whatever its
     // indentation; with `end`s, a function inside another one is nested even at the same indentation.
     while (Frame* f = top()) {

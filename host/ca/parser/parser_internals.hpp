@@ -139,6 +139,7 @@ struct Frame {
     std::uint32_t line;
     std::uint32_t minBody = kNoIndent;    // least indentation of the statement lines of the body
     std::uint32_t firstBody = kNoIndent;  // indentation of the body's first statement line
+    std::uint32_t maxBody = 0;            // greatest indentation of its own statement lines
     NodeKind clause = NodeKind::Unknown;
     std::uint32_t clauseMark = 0;
     std::uint32_t clauseTok = 0;
@@ -322,6 +323,7 @@ class Parser {
     void handleEnd();
     bool bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const;
     bool leftOfUnclosedLooking(std::uint32_t indent) const;
+    void noteFlatBlock(const Frame& closed);
     bool isPhantom(const Frame& f) const;
     void handleClause();
     void misplacedClause(const PTok& t);
@@ -434,6 +436,8 @@ class Parser {
     // bodies do not (a sloppy layout).
     int indentedBodies_ = 0;
     int flatBodies_ = 0;
+    Frame flatBlock_{};               // see noteFlatBlock
+    std::size_t flatBlockDepth_ = 0;  // frames open when it closed, 0 for none
     int structuralLines_ = 0;
     int statementsParsed_ = 0;
     int closedFunctions_ = 0;
