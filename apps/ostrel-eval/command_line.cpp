@@ -26,11 +26,12 @@ std::optional<EvalOptions> parseCommandLine(int argc, const char* const* argv, i
         ->delimiter(',')
         ->check(CLI::IsMember({"line-start", "blank-line", "mid-line", "line-end"}));
     app.add_option("--variants", variants,
-                   "reply shapes: exact, prose, flat, repeat-prefix, repeat-suffix, truncated, untagged "
+                   "reply shapes: exact, prose, flat, repeat-prefix, repeat-suffix, truncated, untagged, "
+                   "shifted, respaced "
                    "(default all; only with the reply-file backend)")
         ->delimiter(',')
-        ->check(CLI::IsMember(
-            {"exact", "prose", "flat", "repeat-prefix", "repeat-suffix", "truncated", "untagged"}));
+        ->check(CLI::IsMember({"exact", "prose", "flat", "repeat-prefix", "repeat-suffix", "truncated",
+                               "untagged", "shifted", "respaced"}));
     app.add_option("--backend", options.backend,
                    "reply-file (planned replies made from the cut-out lines), or a real model: local, "
                    "openai, infill")

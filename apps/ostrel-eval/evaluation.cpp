@@ -129,7 +129,7 @@ EvalReport evaluate(const EvalOptions& options,
             std::map<PromptKey, std::string> plan;
             for (const EvalCase& sampled : report.cases) {
                 const EvalCase c = withCut(sampled, texts[sampled.file]);
-                plan.emplace(promptKey(c.cut, c.cursor), plannedReply(c, variant));
+                plan.emplace(promptKey(c.cut, c.cursor), plannedReply(c, variant, settingsOf(c)));
             }
             replies.plan(std::move(plan));
             const std::size_t unplannedBefore = replies.unplannedRequests();

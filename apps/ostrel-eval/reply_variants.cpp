@@ -1,5 +1,7 @@
 #include "reply_variants.hpp"
 
+#include <algorithm>
+#include <cstdint>
 #include <stdexcept>
 #include <vector>
 
@@ -44,6 +46,81 @@ fl::ustring nextTwoLinesAfter(const fl::ustring& cut, std::size_t cursor) {
     return out;
 }
 
+// The column the blanks of `indent` reach, a tab going on to the next multiple of `tabSize`.
+std::size_t indentWidth(const fl::ustring& indent, unsigned tabSize) {
+    std::size_t width = 0;
+    for (const char16_t c : indent)
+        width = c == u'\t' ? (width / tabSize + 1) * tabSize : width + 1;
+    return width;
+}
+
+// `indent` without its first `columns` columns; a tab that reaches past them leaves spaces for the rest.
+fl::ustring withoutColumns(const fl::ustring& indent, std::size_t columns, unsigned tabSize) {
+    std::size_t width = 0, used = 0;
+    while (used < indent.size() && width < columns)
+        width = indent[used++] == u'\t' ? (width / tabSize + 1) * tabSize : width + 1;
+    return fl::ustring(width > columns ? width - columns : 0, u' ') + indent.substr(used);
+}
+
+// A line of the truth that starts at a line start, with its indentation. A blank-line cursor's first
+// line has its indentation in the file (ownIndent); a mid-line or line-end cursor's first line is the
+// rest of a line and has none to change.
+struct IndentedLine {
+    fl::ustring indent, code;
+    bool blank = false;
+};
+
+std::vector<IndentedLine> indentedLines(const EvalCase& evalCase) {
+    std::vector<IndentedLine> lines;
+    const fl::ustring& truth = evalCase.truth;
+    for (const LineSpan& span : splitLines(truth)) {
+        const bool restOfLine =
+            span.start == 0 && (evalCase.kind == CursorKind::MidLine || evalCase.kind == CursorKind::LineEnd);
+        const std::size_t blanks = restOfLine ? 0 : leadingBlanks(truth, span.start, span.contentEnd);
+        IndentedLine line{truth.substr(span.start, blanks),
+                          truth.substr(span.start + blanks, span.end - span.start - blanks), false};
+        if (span.start == 0 && evalCase.kind == CursorKind::BlankLine) line.indent = evalCase.ownIndent;
+        line.blank = restOfLine || isBlankLine(truth, span);
+        lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+fl::ustring joined(const std::vector<IndentedLine>& lines) {
+    fl::ustring out;
+    for (const IndentedLine& line : lines)
+        out += line.indent + line.code;
+    return out;
+}
+
+// As a chat model sends code: its own block starts at column 0 and keeps the lines' relative indentation.
+fl::ustring shifted(const EvalCase& evalCase, unsigned tabSize) {
+    std::vector<IndentedLine> lines = indentedLines(evalCase);
+    std::size_t least = SIZE_MAX;
+    for (const IndentedLine& line : lines)
+        if (!line.blank) least = std::min(least, indentWidth(line.indent, tabSize));
+    for (IndentedLine& line : lines)
+        line.indent = line.blank ? fl::ustring() : withoutColumns(line.indent, least, tabSize);
+    return joined(lines);
+}
+
+// As a model that indents with its own unit: each of the file's levels becomes four spaces; what a line
+// has beyond whole levels (a continuation's offset) stays as it is.
+fl::ustring respaced(const EvalCase& evalCase, const fit::IndentSettings& style) {
+    constexpr std::size_t kModelUnit = 4;
+    const std::size_t unit = std::max(1u, style.indentSize);
+    std::vector<IndentedLine> lines = indentedLines(evalCase);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        IndentedLine& line = lines[i];
+        if (line.blank) continue;
+        const std::size_t width = indentWidth(line.indent, style.tabSize);
+        const fl::ustring indent(width / unit * kModelUnit + width % unit, u' ');
+        // A blank-line cursor's first line is typed after the file's own blanks, as in the exact reply.
+        line.indent = i == 0 && evalCase.kind == CursorKind::BlankLine ? fl::ustring() : indent;
+    }
+    return joined(lines);
+}
+
 std::string fenced(const std::string& tag, const std::string& code, bool closed) {
     std::string out = "```" + tag + "\n" + code + "\n";
     if (closed) out += "```\n";
@@ -68,6 +145,10 @@ std::string_view variantName(ReplyVariant variant) {
             return "truncated";
         case ReplyVariant::Untagged:
             return "untagged";
+        case ReplyVariant::Shifted:
+            return "shifted";
+        case ReplyVariant::Respaced:
+            return "respaced";
     }
     return "?";
 }
@@ -75,11 +156,12 @@ std::string_view variantName(ReplyVariant variant) {
 ReplyVariant variantFromName(std::string_view name) {
     for (const ReplyVariant variant : kAllVariants)
         if (variantName(variant) == name) return variant;
-    throw std::invalid_argument("unknown reply variant '" + std::string(name) +
-                                "' (exact, prose, flat, repeat-prefix, repeat-suffix, truncated, untagged)");
+    throw std::invalid_argument(
+        "unknown reply variant '" + std::string(name) +
+        "' (exact, prose, flat, repeat-prefix, repeat-suffix, truncated, untagged, shifted, respaced)");
 }
 
-fl::ustring replyCode(const EvalCase& evalCase, ReplyVariant variant) {
+fl::ustring replyCode(const EvalCase& evalCase, ReplyVariant variant, const fit::IndentSettings& style) {
     switch (variant) {
         case ReplyVariant::Flat:
             return withoutIndentation(evalCase.truth);
@@ -87,13 +169,17 @@ fl::ustring replyCode(const EvalCase& evalCase, ReplyVariant variant) {
             return lastTwoLinesBefore(evalCase.cut, evalCase.cursor) + evalCase.truth;
         case ReplyVariant::RepeatSuffix:
             return evalCase.truth + nextTwoLinesAfter(evalCase.cut, evalCase.cursor);
+        case ReplyVariant::Shifted:
+            return shifted(evalCase, style.tabSize);
+        case ReplyVariant::Respaced:
+            return respaced(evalCase, style);
         default:
             return evalCase.truth;
     }
 }
 
-std::string plannedReply(const EvalCase& evalCase, ReplyVariant variant) {
-    const std::string code = fl::i18n::to_string(replyCode(evalCase, variant));
+std::string plannedReply(const EvalCase& evalCase, ReplyVariant variant, const fit::IndentSettings& style) {
+    const std::string code = fl::i18n::to_string(replyCode(evalCase, variant, style));
     switch (variant) {
         case ReplyVariant::Prose:
             return "Here is the code that continues your program:\n\n" + fenced("ostrel", code, true) +
