@@ -464,13 +464,6 @@ std::optional<fl::ustring> formattedWindow(const Window& window, const IndentSet
 void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
                       bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit);
 
-// A line of the file above the edit that starts with a space.
-bool startsLinesWithSpaces(const Window& window) {
-    return std::any_of(window.lines.begin(), window.lines.end(), [&](const Line& line) {
-        return line.start < window.editFrom && line.text.starts_with(u' ') && !text::isBlankText(line.text);
-    });
-}
-
 }  // namespace
 
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
@@ -518,10 +511,10 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
         indentation.emplace_back(text::indentationOf(window.lines[i].text));
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
-    // A model that indents with spaces where the file indents with tabs (and never starts a line with a
-    // space near the edit) wrote the file's columns in its own characters: they become the file's. A
-    // block comment's text keeps its blanks.
-    if (!style.insertSpaces && !startsLinesWithSpaces(window))
+    // A model that indents with spaces where the file indents with tabs (and starts no line with a space
+    // near the edit) wrote the file's columns in its own characters: they become the file's. A block
+    // comment's text keeps its blanks.
+    if (!style.insertSpaces && !startsLinesWithSpaces(file, edit.start, edit.end))
         for (std::size_t k = 0; k < indentation.size(); ++k)
             if (indentation[k].starts_with(u' ') && !window.inBlockComment[window.started[k]])
                 indentation[k] = indentationFor(own[k], style);

@@ -68,6 +68,20 @@ fl::ustring indentationFor(int columns, const IndentSettings& style) {
            fl::ustring(static_cast<std::size_t>(columns % tab), u' ');
 }
 
+bool startsLinesWithSpaces(const fl::ustring& file, std::size_t from, std::size_t to) {
+    std::size_t start = text::lineStart(file, std::min(from, file.size()));
+    for (std::size_t above = 0; start > 0 && above < kStyleLinesAbove; ++above)
+        start = text::lineStart(file, start - 1);
+    for (std::size_t below = 0; start < file.size() && below < kStyleLinesAbove;) {
+        const std::size_t end = text::lineEnd(file, start);
+        const std::u16string_view line = std::u16string_view(file).substr(start, end - start);
+        if (line.starts_with(u' ') && !text::isBlankText(line)) return true;
+        if (start > to) ++below;
+        start = text::nextLineStart(file, end);
+    }
+    return false;
+}
+
 bool closesBracketsLeftOfRows(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t above = 0; start > 0 && above < kStyleLinesAbove; ++above)
