@@ -104,19 +104,55 @@ fl::ustring shifted(const EvalCase& evalCase, unsigned tabSize) {
     return joined(lines);
 }
 
+// Whether a line goes on on the next one: it ends in `...`, which a comment may follow.
+bool goesOn(std::u16string_view code) {
+    const std::size_t dots = code.rfind(u"...");
+    if (dots == std::u16string_view::npos) return false;
+    for (const char16_t c : code.substr(dots + 3)) {
+        if (c == u'%') return true;
+        if (!isBlank(c) && c != u'\r' && c != u'\n') return false;
+    }
+    return true;
+}
+
 // As a model that indents with its own unit: each of the file's levels becomes four spaces; what a line
-// has beyond whole levels (a continuation's offset) stays as it is.
+// has beyond whole levels stays as it is, and a continuation line keeps its offset from its statement's
+// first line.
 fl::ustring respaced(const EvalCase& evalCase, const fit::IndentSettings& style) {
     constexpr std::size_t kModelUnit = 4;
     const std::size_t unit = std::max(1u, style.indentSize);
+    const auto respacedWidth = [&](std::size_t width) { return width / unit * kModelUnit + width % unit; };
+    // The line before the truth's first whole line: the cursor's own or the one above it.
+    const fl::ustring& cut = evalCase.cut;
+    const bool withinLine = evalCase.kind == CursorKind::MidLine || evalCase.kind == CursorKind::LineEnd;
+    std::size_t before = std::min(evalCase.cursor, cut.size());
+    std::size_t beforeEnd = before;
+    if (!withinLine) {
+        while (before > 0 && cut[before - 1] != u'\n')
+            --before;
+        beforeEnd = before > 0 ? before - 1 : 0;
+        before = beforeEnd;
+    }
+    while (before > 0 && cut[before - 1] != u'\n')
+        --before;
+    const std::u16string_view lineBefore = std::u16string_view(cut).substr(before, beforeEnd - before);
+    std::size_t statementWidth =
+        indentWidth(fl::ustring(lineBefore.substr(0, leadingBlanks(cut, before, beforeEnd))), style.tabSize);
+    bool continues = goesOn(lineBefore);
     std::vector<IndentedLine> lines = indentedLines(evalCase);
     for (std::size_t i = 0; i < lines.size(); ++i) {
         IndentedLine& line = lines[i];
-        if (line.blank) continue;
-        const std::size_t width = indentWidth(line.indent, style.tabSize);
-        const fl::ustring indent(width / unit * kModelUnit + width % unit, u' ');
-        // A blank-line cursor's first line is typed after the file's own blanks, as in the exact reply.
-        line.indent = i == 0 && evalCase.kind == CursorKind::BlankLine ? fl::ustring() : indent;
+        if (!line.blank) {
+            const std::size_t width = indentWidth(line.indent, style.tabSize);
+            const bool continuation = continues && width >= statementWidth;
+            if (!continues) statementWidth = width;
+            const std::size_t columns =
+                continuation ? respacedWidth(statementWidth) + width - statementWidth : respacedWidth(width);
+            // A blank-line cursor's first line is typed after the file's own blanks, as in the exact reply.
+            const bool typed = i == 0 && evalCase.kind == CursorKind::BlankLine;
+            line.indent = typed ? fl::ustring() : fl::ustring(columns, u' ');
+        }
+        if (!line.blank || (i == 0 && withinLine)) continues = goesOn(line.code);
     }
     return joined(lines);
 }
