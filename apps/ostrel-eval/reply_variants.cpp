@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "block_words.hpp"
 #include "fl/i18n.hpp"
 #include "text_lines.hpp"
 
@@ -115,6 +116,27 @@ bool goesOn(std::u16string_view code) {
     return true;
 }
 
+// Where a statement's lines stand, read line by line: a line inside brackets or after `...` goes on
+// with the statement of the line that started it.
+class StatementReader {
+  public:
+    // Reads a line's code (without indentation) and says whether it continues a statement.
+    bool read(std::size_t width, const fl::ustring& code, bool atLineStart) {
+        if (code.starts_with(u"%")) return false;  // a comment line says nothing of statements
+        const bool continuation = goesOnNext_ || depth_ > 0;
+        if (atLineStart && !continuation) statementWidth_ = width;
+        depth_ = std::max(0, depth_ + scanBrackets(code).balance);
+        goesOnNext_ = goesOn(code);
+        return continuation;
+    }
+    std::size_t statementWidth() const { return statementWidth_; }
+
+  private:
+    std::size_t statementWidth_ = 0;
+    int depth_ = 0;
+    bool goesOnNext_ = false;
+};
+
 // As a model that indents with its own unit: each of the file's levels becomes four spaces; what a line
 // has beyond whole levels stays as it is, and a continuation line keeps its offset from its statement's
 // first line.
@@ -122,37 +144,29 @@ fl::ustring respaced(const EvalCase& evalCase, const fit::IndentSettings& style)
     constexpr std::size_t kModelUnit = 4;
     const std::size_t unit = std::max(1u, style.indentSize);
     const auto respacedWidth = [&](std::size_t width) { return width / unit * kModelUnit + width % unit; };
-    // The line before the truth's first whole line: the cursor's own or the one above it.
-    const fl::ustring& cut = evalCase.cut;
-    const bool withinLine = evalCase.kind == CursorKind::MidLine || evalCase.kind == CursorKind::LineEnd;
-    std::size_t before = std::min(evalCase.cursor, cut.size());
-    std::size_t beforeEnd = before;
-    if (!withinLine) {
-        while (before > 0 && cut[before - 1] != u'\n')
-            --before;
-        beforeEnd = before > 0 ? before - 1 : 0;
-        before = beforeEnd;
+    StatementReader statements;
+    const fl::ustring above = evalCase.cut.substr(0, std::min(evalCase.cursor, evalCase.cut.size()));
+    for (const LineSpan& span : splitLines(above)) {
+        if (isBlankLine(above, span)) continue;
+        const std::size_t blanks = leadingBlanks(above, span.start, span.contentEnd);
+        statements.read(indentWidth(above.substr(span.start, blanks), style.tabSize),
+                        above.substr(span.start + blanks, span.contentEnd - span.start - blanks), true);
     }
-    while (before > 0 && cut[before - 1] != u'\n')
-        --before;
-    const std::u16string_view lineBefore = std::u16string_view(cut).substr(before, beforeEnd - before);
-    std::size_t statementWidth =
-        indentWidth(fl::ustring(lineBefore.substr(0, leadingBlanks(cut, before, beforeEnd))), style.tabSize);
-    bool continues = goesOn(lineBefore);
     std::vector<IndentedLine> lines = indentedLines(evalCase);
     for (std::size_t i = 0; i < lines.size(); ++i) {
         IndentedLine& line = lines[i];
-        if (!line.blank) {
-            const std::size_t width = indentWidth(line.indent, style.tabSize);
-            const bool continuation = continues && width >= statementWidth;
-            if (!continues) statementWidth = width;
-            const std::size_t columns =
-                continuation ? respacedWidth(statementWidth) + width - statementWidth : respacedWidth(width);
-            // A blank-line cursor's first line is typed after the file's own blanks, as in the exact reply.
-            const bool typed = i == 0 && evalCase.kind == CursorKind::BlankLine;
-            line.indent = typed ? fl::ustring() : fl::ustring(columns, u' ');
-        }
-        if (!line.blank || (i == 0 && withinLine)) continues = goesOn(line.code);
+        const bool restOfLine =
+            i == 0 && (evalCase.kind == CursorKind::MidLine || evalCase.kind == CursorKind::LineEnd);
+        if (restOfLine) statements.read(0, line.code, false);
+        if (line.blank) continue;
+        const std::size_t width = indentWidth(line.indent, style.tabSize);
+        const bool continuation = statements.read(width, line.code, true);
+        const std::size_t from = statements.statementWidth();
+        const std::size_t columns =
+            continuation && width >= from ? respacedWidth(from) + width - from : respacedWidth(width);
+        // A blank-line cursor's first line is typed after the file's own blanks, as in the exact reply.
+        const bool typed = i == 0 && evalCase.kind == CursorKind::BlankLine;
+        line.indent = typed ? fl::ustring() : fl::ustring(columns, u' ');
     }
     return joined(lines);
 }
