@@ -11,6 +11,8 @@ namespace ostrel_eval {
 namespace {
 
 const fl::ustring kFile = u"a = 1;\nb = 2;\nif a\n    c = a + b;\n\n    d = c;\n    e = d;\nend\n";
+// Two spaces a level, and a matrix's row lined up with its first element.
+const fl::ustring kNested = u"if a\n  if b\n    c = [1, ...\n         2];\n  end\nend\n";
 
 TEST(ReplyCode, RepeatsAndFlattensAroundEachKindOfCursor) {
     struct Row {
@@ -18,6 +20,8 @@ TEST(ReplyCode, RepeatsAndFlattensAroundEachKindOfCursor) {
         std::size_t cursor, length;
         ReplyVariant variant;
         fl::ustring code;
+        fl::ustring file = kFile;
+        unsigned unit = 4;
     };
     const Row rows[] = {
         {"line start: two whole lines before", 19, 14, ReplyVariant::RepeatPrefix,
@@ -32,9 +36,19 @@ TEST(ReplyCode, RepeatsAndFlattensAroundEachKindOfCursor) {
         {"near the end: what there is", 46, 10, ReplyVariant::RepeatSuffix, u"    e = d;\nend"},
         {"flat: no line keeps its blanks", 19, 37, ReplyVariant::Flat, u"c = a + b;\n\nd = c;\ne = d;"},
         {"exact: the truth", 19, 14, ReplyVariant::Exact, u"    c = a + b;"},
+        {"shifted: the least-indented line at column 0, the rest relative to it", 5, 41,
+         ReplyVariant::Shifted, u"if b\n  c = [1, ...\n       2];\nend", kNested},
+        {"respaced: four spaces a level, the row its offset from the statement", 5, 41,
+         ReplyVariant::Respaced, u"    if b\n        c = [1, ...\n             2];\n    end", kNested, 2},
+        {"respaced after a line end: the first line is the rest of the cursor's", 11, 16,
+         ReplyVariant::Respaced, u"\n        c = [1, ...", kNested, 2},
     };
-    for (const Row& row : rows)
-        EXPECT_EQ(replyCode(cutOut(kFile, row.cursor, row.length), row.variant), row.code) << row.what;
+    for (const Row& row : rows) {
+        fit::IndentSettings style;
+        style.indentSize = row.unit;
+        EXPECT_EQ(replyCode(cutOut(row.file, row.cursor, row.length), row.variant, style), row.code)
+            << row.what;
+    }
 }
 
 TEST(PlannedReply, FencesAsEachVariantSays) {

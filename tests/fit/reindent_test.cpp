@@ -41,6 +41,10 @@ const Row kRows[] = {
     {"tab-indented file, reply in spaces", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
      "while x > 0\n    x = x - 1;\nend",
      "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
+    {"tab-indented file, reply in spaces at its columns", "function f(x)\n\tx = 1;<|>\nend\n",
+     "\n    if x\n        y = 2;\n    end", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\nend\n"},
+    {"tab-indented file with a line in spaces keeps them", "function f(x)\n\tx = 1;<|>\n    z = 3;\nend\n",
+     "\n    y = 2;", "function f(x)\n\tx = 1;\n    y = 2;\n    z = 3;\nend\n"},
     {"2-space file, reply in 4 after a line end", "if a\n  b = 1;<|>\nend\n", "\nif b\n    c = 2;\nend",
      "if a\n  b = 1;\n  if b\n    c = 2;\n  end\nend\n"},
     // A flat comment takes the level of the code below it, also under a function line.
