@@ -86,8 +86,9 @@ std::vector<CorpusFile> loadFolder(const std::string& folder) {
 
 std::vector<CorpusFile> loadCorpus() {
     const char* env = std::getenv("OSTREL_WINDOWS_FOLDERS");
-    std::stringstream folders(
-        env != nullptr ? env : "examples:tests/data/styles:tests/data/fresh:tests/data/heldout:tests/data/heldout2");
+    std::stringstream folders(env != nullptr ? env
+                                             : "examples:tests/data/styles:tests/data/fresh:tests/data/"
+                                               "heldout:tests/data/heldout2:tests/data/heldout3");
     std::vector<CorpusFile> all;
     for (std::string folder; std::getline(folders, folder, ':');) {
         auto files = loadFolder(folder);

@@ -46,7 +46,7 @@ make_seeds() {
   rm -rf "$seeds"
   mkdir -p "${targets[@]/#/$seeds/}"
   local f n=0
-  for f in "$root"/examples/*.ost "$root"/examples/userlib/*.ost "$root"/tests/data/styles/*.ost "$root"/tests/data/fresh/*.ost "$root"/tests/data/heldout/*.ost "$root"/tests/data/heldout2/*.ost; do
+  for f in "$root"/examples/*.ost "$root"/examples/userlib/*.ost "$root"/tests/data/styles/*.ost "$root"/tests/data/fresh/*.ost "$root"/tests/data/heldout/*.ost "$root"/tests/data/heldout2/*.ost "$root"/tests/data/heldout3/*.ost; do
     [[ -f $f ]] || continue
     n=$((n + 1))
     { printf '\x00'; cat "$f"; } >"$seeds/analyser/example-$n"

@@ -107,10 +107,11 @@ inline std::vector<ExampleText> loadExamples(const std::string& folder = "exampl
     return out;
 }
 
-// The demo corpus and the programs in real users' layouts (styles/ and the held-out fresh/ and heldout/).
+// The demo corpus and the programs in real users' layouts (styles/, fresh/ and the heldout folders).
 inline std::vector<ExampleText> loadAllExamples() {
     auto all = loadExamples();
-    for (const char* folder : {"tests/data/styles", "tests/data/fresh", "tests/data/heldout", "tests/data/heldout2"}) {
+    for (const char* folder : {"tests/data/styles", "tests/data/fresh", "tests/data/heldout",
+                               "tests/data/heldout2", "tests/data/heldout3"}) {
         auto more = loadExamples(folder);
         all.insert(all.end(), more.begin(), more.end());
     }

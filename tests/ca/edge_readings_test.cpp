@@ -102,6 +102,12 @@ TEST(EdgeReadings, ClosingLinesClausesAndCutBodiesReadAsTheirConstructs) {
         {"if a\n    x = 1;\nend\nfor k = 1:3\n    x = k;\nend\nwhile x\n    x = 0;\nend\nif b\nfor k = 1:3\n "
          "   y = k;\n",
          {"10:MissingEnd"}},
+        // Beginners' sloppy blocks in a window left open at its end: an `else` left of the only `if`; a body
+        // at its header's column before the last clause; an `end` between a loop's header and the outer
+        // loop's, whose body goes on to its own `end`.
+        {"x = 1;\nw = 0;\n  if x < 2\n    y = 1;\n else\n    y = 2;\n    end\nif x\n", {}},
+        {"x = 1;\n  if x < 2\n  y = 1;\n      elseif x < 3", {}},
+        {"x = 1;\nfor r = 1:5\n    for c = 1:5\n    y = r*c;\n  end\n    z = r;\nend\nif r\n", {}},
         // Windows that end right after a line that continues.
         {"x = 1;\ny =\n", {}},
         {"x = 1;\ny = a +\n", {}},

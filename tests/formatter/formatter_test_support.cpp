@@ -48,7 +48,8 @@ std::vector<Example> loadExamples() {
 
 std::vector<Example> loadStyleExamples() {
     auto examples = load("tests/data/styles", BlankLines::Ignore);
-    for (const char* folder : {"tests/data/fresh", "tests/data/heldout", "tests/data/heldout2"})
+    for (const char* folder :
+         {"tests/data/fresh", "tests/data/heldout", "tests/data/heldout2", "tests/data/heldout3"})
         for (auto& example : load(folder, BlankLines::Ignore))
             examples.push_back(std::move(example));
     return examples;

@@ -593,11 +593,45 @@ class Scanner {
                         runEndIndent_ = columnsBetween(ls, first);
                     break;
                 }
-                if (reservedWord(word) != Word::None || contextualWord(word) != Word::None) break;
+                if (reservedWord(word) != Word::None || contextualWord(word) != Word::None ||
+                    holdsReservedWord(e))
+                    break;
             }
             runStop_ = ls;
         }
         return runEndIndent_ < lineIndent_;
+    }
+
+    // Whether the rest of the line from `i` holds a reserved word other than `end` outside text literals and
+    // comments: no declaration does (`y = if x, ...` is a statement), and reading one as such would let the
+    // column of a later `end` decide it.
+    bool holdsReservedWord(std::size_t i) const {
+        char16_t before = u' ';
+        while (i < n_ && !lineEndAt(i) && t_[i] != u'%') {
+            const char16_t c = t_[i];
+            if (c == u'"' || (c == u'\'' && !isIdentifierPart(before) && before != u')' && before != u']' &&
+                              before != u'}' && before != u'\'' && before != u'.')) {
+                ++i;
+                while (i < n_ && !lineEndAt(i) && t_[i] != c)
+                    ++i;
+                before = c;
+                ++i;
+                continue;
+            }
+            if (isIdentifierStart(c) && !isIdentifierPart(before)) {
+                std::size_t e = i;
+                while (e < n_ && isIdentifierPart(t_[e]))
+                    ++e;
+                const Word w = before == u'.' ? Word::None : reservedWord(t_.substr(i, e - i));
+                if (w != Word::None && w != Word::End) return true;  // `end` may index a default
+                before = t_[e - 1];
+                i = e;
+                continue;
+            }
+            before = c;
+            ++i;
+        }
+        return false;
     }
 
     std::uint32_t columnsBetween(std::size_t from, std::size_t to) const {

@@ -73,6 +73,13 @@ void Parser::handleEnd() {
         while (Frame* f = top()) {
             // A construct whose header was cut away may have stood further left than its clause.
             if (f->indent <= indent || isPhantom(*f)) break;
+            // Between the headers of a construct and the one around it, the `end` is the inner one's
+            // when the outer body goes on after it up to an `end` under the outer header (a sloppy `end`
+            // left of its header).
+            const Frame* outer = frames_.size() > 1 ? &frames_[frames_.size() - 2] : nullptr;
+            if (outer != nullptr && outer->line > 1 && outer->indent < indent &&
+                outerBodyGoesOnToItsEnd(t.line, outer->indent))
+                break;
             missingEnd(*f);
             popFrame();
         }
@@ -145,6 +152,22 @@ bool Parser::bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const {
     return lineIndent_[next.line] > header || (end && lineIndent_[next.line] == header);
 }
 
+// The line after `line` is a statement right of the `outer` column, and the first line after it at or left
+// of that column is an `end` at it.
+bool Parser::outerBodyGoesOnToItsEnd(std::uint32_t line, std::uint32_t outer) const {
+    bool first = true;
+    for (std::size_t k = pos_; !toks_[k].eof; ++k) {
+        const PTok& next = toks_[k];
+        if (!next.lineFirst || next.line == line || next.kind == TokenKind::LineEnd) continue;
+        const std::uint32_t indent = lineIndent_[next.line];
+        const bool end = next.kind == TokenKind::Keyword && next.word == Word::End;
+        if (first && (indent <= outer || next.kind == TokenKind::Keyword)) return false;
+        first = false;
+        if (indent <= outer) return end && indent == outer;
+    }
+    return false;
+}
+
 bool Parser::leftOfUnclosedLooking(std::uint32_t indent) const {
     if (frames_.empty() || indent >= frames_.back().indent) return false;
     const Frame& inner = frames_.back();
@@ -185,9 +208,15 @@ void Parser::handleClause() {
     // Where every block is closed in the text, a clause belongs to the construct that is open, however
     // far left it stands.
     if (indent != kNoIndent && !balanced_) {
+        // With no construct of its kind at or left of it and nothing cut away to take it, a clause left
+        // of its header is a sloppy line of the innermost one.
+        const bool takenFurtherLeft =
+            orphanAccepted(t) || inHead_ || std::any_of(frames_.begin(), frames_.end(), [&](const Frame& f) {
+                return f.kind == construct && (f.phantomSwitch || f.indent <= indent);
+            });
         while (Frame* f = top()) {
             if (f->kind == construct) {
-                if (f->phantomSwitch || f->indent <= indent) break;
+                if (f->phantomSwitch || f->indent <= indent || !takenFurtherLeft) break;
             } else if (f->indent < indent) {
                 break;
             }

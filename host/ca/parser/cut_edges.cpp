@@ -339,10 +339,11 @@ void Parser::closeAtEnd() {
     }
     while (!frames_.empty()) {
         Frame& f = frames_.back();
+        // Lines before the construct's last clause are its own, wherever they stand.
+        const std::uint32_t from = f.clause != NodeKind::Unknown ? toks_[f.clauseTok].line + 1 : f.line + 1;
         // A `methods` block whose first line is a `function` line holds functions however far left they
         // stand: only a block word or the class's `end` could stand outside it, and those are no code.
-        const bool deeper = f.line + 1 > lines || minFrom[f.line + 1] == kNoIndent ||
-                            minFrom[f.line + 1] > f.indent ||
+        const bool deeper = from > lines || minFrom[from] == kNoIndent || minFrom[from] > f.indent ||
                             (f.kind == NodeKind::Methods && firstCodeLineKind(f.line + 1) == 4);
         if (isFunctionKind(f.kind)) {
             // A function that holds nested ones is of the closed form: its `end` was cut away, unless
@@ -354,7 +355,7 @@ void Parser::closeAtEnd() {
             else if (closedForm_ && f.firstBody != kNoIndent && f.firstBody > header &&
                      minFrom[f.line + 1] <= header)
                 missingEnd(f);
-        } else if ((!deeper || (indentsBodies && f.line < lines && strictMinFrom[f.line + 1] <= f.indent)) &&
+        } else if ((!deeper || (indentsBodies && from <= lines && strictMinFrom[from] <= f.indent)) &&
                    f.line != 1) {
             missingEnd(f);
         }

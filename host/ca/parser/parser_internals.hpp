@@ -322,6 +322,7 @@ class Parser {
     bool orphanAccepted(const PTok& t) const;
     void handleEnd();
     bool bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const;
+    bool outerBodyGoesOnToItsEnd(std::uint32_t line, std::uint32_t outer) const;
     bool leftOfUnclosedLooking(std::uint32_t indent) const;
     void noteFlatBlock(const Frame& closed);
     bool isPhantom(const Frame& f) const;

@@ -587,6 +587,9 @@ class Planner {
             if (readingFirstLine_ && !start) continue;
             if (t.kind == TokenKind::Keyword) {
                 if (namesMethodEnd(tokens_, i, line.codeBegin)) continue;
+                // A `function` inside a statement (a broken line) opens nothing: the body's column is read
+                // for the line's own function, whose formatting would change what a second one reads.
+                if (!start && t.text == u"function") continue;
                 readKeyword(lineIndex, t);
                 // A clause keyword may be followed by a statement on the same line.
                 atStatementStart =
