@@ -53,6 +53,9 @@ TEST(Robustness, ALineOfTwoMegabytesAndThousandsOfEndsAreQuick) {
     EXPECT_EQ(analyse(u"% " + std::u16string(2'000'000, u'x'))->getComments().size(), 1u);
     // Every second `end` at the margin asks what the whole text reads.
     EXPECT_TRUE(analyse("x = 1;\n" + repeat("if a\nend\nend\n", 30000))->hasParseErrors());
+    // Every `end` between two headers asks how far the outer body goes on.
+    analyse("x = 1;\nfor r = 1:2\n" + repeat("    for c = 1:2\n    y = 1;\n  end\n    z = 2;\n", 20000) +
+            "end\nif b\n");
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(), 2.0);
 }
 

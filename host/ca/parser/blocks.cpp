@@ -153,12 +153,13 @@ bool Parser::bodyGoesOnAfter(std::uint32_t line, std::uint32_t header) const {
 }
 
 // The line after `line` is a statement right of the `outer` column, and the first line after it at or left
-// of that column is an `end` at it.
+// of that column, within 200 lines (so that many such `end`s stay quick), is an `end` at it.
 bool Parser::outerBodyGoesOnToItsEnd(std::uint32_t line, std::uint32_t outer) const {
     bool first = true;
     for (std::size_t k = pos_; !toks_[k].eof; ++k) {
         const PTok& next = toks_[k];
         if (!next.lineFirst || next.line == line || next.kind == TokenKind::LineEnd) continue;
+        if (next.line > line + 200) return false;
         const std::uint32_t indent = lineIndent_[next.line];
         const bool end = next.kind == TokenKind::Keyword && next.word == Word::End;
         if (first && (indent <= outer || next.kind == TokenKind::Keyword)) return false;
