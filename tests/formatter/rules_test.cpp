@@ -87,7 +87,7 @@ const Rule kRules[] = {
     {"comment after the last code line at a header's column", "%\nfunction a\n    g(h);\n% --- b\n", ""},
     {"comment after the last code line left of the base", "x));\n    g(h);\n% --- b\n", "x));\n    g(h);\n% --- b\n"},
     {"a second function on a broken line opens nothing", "%\n    end\n    function a    function b(t)\n      x = 1;\n    end\n\n    function c(t)\n      y = 2;\n    end\n", "%\n    end\n    function a    function b(t)\n      x = 1;\n    end\n    \n    function c(t)\n      y = 2;\n    end\n", kClassic, 2},
-    {"no declarations before a line with a block word", "\n end\n  e env = [seg(0, 1, a)\n         seg(s, 0, r)];\n  y = if x, y = 1; else, z; endx .* env;\nend\n", "\n end\n  e env = [seg(0, 1, a)\n  seg(s, 0, r)];\n  y = if x, y = 1; else, z; endx .* env;\n  end\n", kClassic, 8},
+    {"no declarations before a line with a block word, which opens nothing there", "\n end\n  e env = [seg(0, 1, a)\n         seg(s, 0, r)];\n  y = if x, y = 1; else, z; endx .* env;\nend\n", "\n end\n  e env = [seg(0, 1, a)\n  seg(s, 0, r)];\n  y = if x, y = 1; else, z; endx .* env;\nend\n", kClassic, 8},
 };
 // clang-format on
 

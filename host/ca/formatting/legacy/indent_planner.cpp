@@ -587,9 +587,10 @@ class Planner {
             if (readingFirstLine_ && !start) continue;
             if (t.kind == TokenKind::Keyword) {
                 if (namesMethodEnd(tokens_, i, line.codeBegin)) continue;
-                // A `function` inside a statement (a broken line) opens nothing: the body's column is read
-                // for the line's own function, whose formatting would change what a second one reads.
-                if (!start && t.text == u"function") continue;
+                // A block word inside a statement (a broken line) opens nothing: its body's column would be
+                // read from lines that the statement's own construct places, so that a second formatting
+                // would read them elsewhere.
+                if (!start && (t.text == u"function" || isControlOpener(t) || t.text == u"switch")) continue;
                 readKeyword(lineIndex, t);
                 // A clause keyword may be followed by a statement on the same line.
                 atStatementStart =
