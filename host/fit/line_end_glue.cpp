@@ -378,6 +378,20 @@ bool leavesOneLineBlockOpen(std::u16string_view typed) {
     return open > 0 && statement;
 }
 
+// A sign right after an operand (`i = 0:n` + `-1;`) subtracts or adds: no statement starts with a
+// sign. In a matrix whose elements blanks separate, it starts the next element or row instead.
+bool signGoesOnOperand(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                       std::u16string_view first) {
+    if (first.size() < 2 || (first.front() != u'-' && first.front() != u'+') ||
+        !(text::isWordChar(first[1]) || first[1] == u'(' || first[1] == u'.'))
+        return false;
+    if (!text::isWordChar(typed.back()) &&
+        std::u16string_view(u")]}'").find(typed.back()) == std::u16string_view::npos)
+        return false;
+    const auto open = innermostOpenBracket(file, cursor);
+    return text::trailingReservedWord(typed).empty() && (!open || open->bracket == u'(');
+}
+
 // The typed code goes on with the completion: the typed text is open-ended, the completion starts as
 // a continuation, a word goes on, a declaration's type follows its size, or a name follows `catch`.
 bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typedLine,
@@ -394,7 +408,8 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
     const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
                            std::all_of(first.begin(), first.end(), text::isWordChar);
     return endsWithContinuation(typedLine) || startsAsContinuation(first) || wordGoesOn ||
-           declarationGoesOn || catchName;
+           declarationGoesOn || catchName ||
+           (typed.size() == typedLine.size() && signGoesOnOperand(file, cursor, typed, first));
 }
 
 }  // namespace
