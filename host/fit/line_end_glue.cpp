@@ -340,6 +340,49 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
            !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
 }
 
+// How many blanks the typed row of a matrix whose elements blanks separate puts between them, after a
+// `;` (`afterRowEnd`) or else, where it pads them (`[4217  4192` + `4181`, `[1  2;  2  1;` + `2 -1`).
+std::optional<std::size_t> rowPadding(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                                      bool afterRowEnd) {
+    const auto open = innermostOpenBracket(file, cursor);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas) return std::nullopt;
+    if (const std::size_t bracket = typed.find_last_of(u"[{"); bracket != std::u16string_view::npos)
+        typed = typed.substr(bracket + 1);
+    std::array<int, 5> runs{};  // how many gaps have 0, 1, ... blanks
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        if (text::isBlank(typed[i]) || i == 0 || !text::isBlank(typed[i - 1])) continue;
+        std::size_t run = 0;
+        while (run < i && text::isBlank(typed[i - 1 - run]))
+            ++run;
+        if (run < i && (typed[i - 1 - run] == u';') == afterRowEnd) ++runs[std::min(run, runs.size() - 1)];
+    }
+    const auto likeliest = std::max_element(runs.begin() + 1, runs.end());
+    if (*likeliest == 0 || likeliest - runs.begin() < 2) return std::nullopt;
+    return static_cast<std::size_t>(likeliest - runs.begin());
+}
+
+// A declared property's or argument's type after its name (`Order` + `uint8`) where the declarations
+// above it in the block write a name and a word after it (`IsRed logical`): `Ord` + `er uint8` goes on.
+bool declaredTypeFollows(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                         std::u16string_view first) {
+    const std::u16string_view name = trimLeft(typed);
+    const auto isName = [](std::u16string_view word) {
+        return !word.empty() && !isDigit(word.front()) &&
+               std::all_of(word.begin(), word.end(), text::isWordChar);
+    };
+    const std::u16string_view code = trimRight(first.substr(0, first.find(u'%')));
+    if (!isName(name) || !isName(code) || !declaresPropertyOrArgument(file, cursor)) return false;
+    const std::size_t start = text::lineStart(file, cursor);
+    if (start == 0) return false;
+    const std::size_t above = text::lineStart(file, start - 1);
+    const std::u16string_view line = std::u16string_view(file).substr(above, start - 1 - above);
+    if (text::indentationOf(line) != text::indentationOf(typed)) return false;
+    const std::u16string_view declared = trimLeft(line);
+    const std::size_t blank = declared.find_first_of(u" \t");
+    return blank != std::u16string_view::npos && isName(declared.substr(0, blank)) &&
+           blank + 1 < declared.size() && text::isWordChar(trimLeft(declared.substr(blank)).front());
+}
+
 // The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
 // whose line's rest is a comment too.
 bool endsInComment(std::u16string_view typed) {
@@ -420,8 +463,13 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
     if (fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, first, false); !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
-    if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first))
+    if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first) ||
+        declaredTypeFollows(file, cursor, typed, first))
         return u" ";
+    if (!typed.empty() && (text::isWordChar(typed.back()) || typed.back() == u';') && startsNumber(first) &&
+        !first.starts_with(u"+") && !first.starts_with(u"-"))
+        if (const auto padding = rowPadding(file, cursor, typed, typed.back() == u';'))
+            return fl::ustring(*padding, u' ');
     return blankAfterOperator(file, cursor, typed, first);
 }
 

@@ -115,9 +115,13 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
                 return false;
         return true;
     };
+    // Numbers line up on the right: a row whose next cell has a sign lines up with the typed number by
+    // both sides.
+    const bool number = std::u16string_view(u"0123456789.-+").find(typed[start]) != std::u16string_view::npos;
     for (const fl::ustring& row : rows) {
-        const bool byStart = linesUp(row, true);
-        if (!byStart && !linesUp(row, false)) continue;
+        const bool byEnd = linesUp(row, false);
+        const bool byStart = linesUp(row, true) && !(number && byEnd);
+        if (!byStart && !byEnd) continue;
         Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
         // The typed cell must fit in its column: the completion's first cell goes in the next one.
         std::size_t next = columns.typed + 1;
@@ -145,8 +149,10 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
     if (blanks < 2 || (!separated && columns->mayGlue)) return std::nullopt;
     // The column must be padded in one of the rows that line up both columns.
     for (const fl::ustring& row : rows) {
+        // An argument list lines up only under the rows' own (`Mono       (1)`).
         if (!hasColumn(row, columns->byStart, columns->typed) ||
-            !hasColumn(row, columns->byStart, columns->next))
+            !hasColumn(row, columns->byStart, columns->next) ||
+            (first.front() == u'(' && (!columns->byStart || row[columns->next] != u'(')))
             continue;
         if (padded(row, columns->byStart ? columns->next : cellStartBefore(row, columns->next)))
             return blanks;
@@ -158,12 +164,12 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
 
 fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                 std::u16string_view first, bool separated) {
-    // What attaches to the cell before it (`,`, `]`, `.x`, `(k)`) is never padded, nor what follows a
-    // field's dot or an opening bracket.
+    // What attaches to the cell before it (`,`, `]`, `.x`) is never padded, nor what follows a field's
+    // dot or an opening bracket; `(k)` only under the rows' own.
     if (typed.empty() || text::isBlank(typed.back()) ||
         std::u16string_view(u".([{").find(typed.back()) != std::u16string_view::npos ||
         text::isBlankText(typed) || first.empty() || text::isBlank(first.front()) ||
-        std::u16string_view(u",;.:()]}").find(first.front()) != std::u16string_view::npos)
+        std::u16string_view(u",;.:)]}").find(first.front()) != std::u16string_view::npos)
         return {};
     const std::size_t lineStart = text::lineStart(file, cursor);
     bool commented = false;
