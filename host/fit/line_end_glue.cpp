@@ -340,25 +340,35 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
            !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
 }
 
-// How many blanks the typed row of a matrix whose elements blanks separate puts between them, after a
-// `;` (`afterRowEnd`) or else, where it pads them (`[4217  4192` + `4181`, `[1  2;  2  1;` + `2 -1`).
+// How many blanks put the completion's first element (`first`) in the typed row's columns, in a matrix
+// whose elements blanks separate and the row writes right-aligned in columns of one width: the likeliest
+// gap and element after it, after a `;` (`afterRowEnd`) or else (`[4217  4192` + `4181`, `[1  2;  2  1;`
+// + `2 -1`). Only where that is two blanks or more.
 std::optional<std::size_t> rowPadding(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                                      bool afterRowEnd) {
+                                      std::u16string_view first, bool afterRowEnd) {
     const auto open = innermostOpenBracket(file, cursor);
     if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas) return std::nullopt;
     if (const std::size_t bracket = typed.find_last_of(u"[{"); bracket != std::u16string_view::npos)
         typed = typed.substr(bracket + 1);
-    std::array<int, 5> runs{};  // how many gaps have 0, 1, ... blanks
-    for (std::size_t i = 0; i < typed.size(); ++i) {
-        if (text::isBlank(typed[i]) || i == 0 || !text::isBlank(typed[i - 1])) continue;
+    const auto elementWidth = [](std::u16string_view from) {
+        return std::min(from.size(), from.find_first_of(u" \t;]}"));
+    };
+    std::array<int, 16> widths{};  // how many gaps and the element after them take 0, 1, ... columns
+    bool pads = false;             // some gap is more than one blank
+    for (std::size_t i = 1; i < typed.size(); ++i) {
+        if (text::isBlank(typed[i]) || !text::isBlank(typed[i - 1])) continue;
         std::size_t run = 0;
         while (run < i && text::isBlank(typed[i - 1 - run]))
             ++run;
-        if (run < i && (typed[i - 1 - run] == u';') == afterRowEnd) ++runs[std::min(run, runs.size() - 1)];
+        if (run < i && (typed[i - 1 - run] == u';') == afterRowEnd) {
+            ++widths[std::min(run + elementWidth(typed.substr(i)), widths.size() - 1)];
+            pads = pads || run >= 2;
+        }
     }
-    const auto likeliest = std::max_element(runs.begin() + 1, runs.end());
-    if (*likeliest == 0 || likeliest - runs.begin() < 2) return std::nullopt;
-    return static_cast<std::size_t>(likeliest - runs.begin());
+    const auto likeliest = std::max_element(widths.begin(), widths.end());
+    const auto width = static_cast<std::size_t>(likeliest - widths.begin());
+    if (!pads || width + 1 == widths.size() || width < elementWidth(first) + 2) return std::nullopt;
+    return width - elementWidth(first);
 }
 
 // A declared property's or argument's type after its name (`Order` + `uint8`) where the declarations
@@ -468,7 +478,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         return u" ";
     if (!typed.empty() && (text::isWordChar(typed.back()) || typed.back() == u';') && startsNumber(first) &&
         !first.starts_with(u"+") && !first.starts_with(u"-"))
-        if (const auto padding = rowPadding(file, cursor, typed, typed.back() == u';'))
+        if (const auto padding = rowPadding(file, cursor, typed, first, typed.back() == u';'))
             return fl::ustring(*padding, u' ');
     return blankAfterOperator(file, cursor, typed, first);
 }

@@ -215,6 +215,13 @@ const Row kRows[] = {
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
      " y = "
      "2;\nend\n"},
+    {"an end at the margin of an empty line below an indented end is no repeat",
+     "function f(a)\nif a\n    for k = 1:2\n        x = 1;\n        x = 1;\n        x = 1;\n        x = 1;\n "
+     "       x = 1;\n        x = 1;\n        x = 1;\n    end\n<|>\n    end\nend\nend\n",
+     fenced("end\n\nif ~a\n    for k = 1:3"),
+     "function f(a)\nif a\n    for k = 1:2\n        x = 1;\n        x = 1;\n        x = 1;\n        x = 1;\n "
+     "       x = 1;\n        x = 1;\n        x = 1;\n    end\nend\n\nif ~a\n    for k = 1:3\n    "
+     "end\nend\nend\n"},
     {"an end before code further left is no repeat",
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n        <|>\n    y = "
      "2;\nend\n",
