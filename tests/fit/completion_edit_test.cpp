@@ -215,6 +215,8 @@ const Row kRows[] = {
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
      " y = "
      "2;\nend\n"},
+    {"a bare comment sign between comment lines is no repeat", "% first\n<|>\n% last\nx = 1;\n", fenced("%"),
+     "% first\n%\n% last\nx = 1;\n"},
     {"an end at the margin of an empty line below an indented end is no repeat",
      "function f(a)\nif a\n    for k = 1:2\n        x = 1;\n        x = 1;\n        x = 1;\n        x = 1;\n "
      "       x = 1;\n        x = 1;\n        x = 1;\n    end\n<|>\n    end\nend\nend\n",
