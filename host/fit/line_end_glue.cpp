@@ -203,7 +203,7 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
 }
 
 // Lines above and below the cursor's whose commas after numbers tell how a list of numbers is written.
-constexpr std::size_t kNumberListLines = 3;
+constexpr std::size_t kNumberListLines = 10;
 
 // Whether the commas after numbers in the lines around the cursor's take a blank, more often than not.
 std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_t cursor) {
@@ -218,6 +218,14 @@ std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_
             ++(text::isBlank(file[i + 1]) ? with : without);
     if (with + without == 0) return std::nullopt;
     return with > without;
+}
+
+// The element before a comma is a number or a colon alone (`(1,`, `[2,`, `x(:,`), not an expression
+// that ends in one (`runs(d > 0.5,`).
+bool bareElementBefore(std::u16string_view code) {
+    const std::size_t start = code.find_last_of(u"([{,") + 1;
+    const std::u16string_view element = trimLeft(code.substr(start));
+    return !element.empty() && element.find_first_not_of(u"0123456789.:eE+-") == std::u16string_view::npos;
 }
 
 // The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
@@ -243,7 +251,7 @@ fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u
     if (!before.empty() && text::isBlank(before.back())) return u" ";
     const std::u16string_view code = trimRight(before);
     if (code.empty()) return {};
-    if (isDigit(code.back()) || code.back() == u':') {
+    if ((isDigit(code.back()) || code.back() == u':') && bareElementBefore(code)) {
         return !declaresPropertyOrArgument(file, cursor) &&
                        numberCommasSpacedAround(file, cursor).value_or(false)
                    ? u" "

@@ -237,6 +237,8 @@ const Row kRows[] = {
     {"after a keyword", "for<|>\n    x = k;\nend\n", "k = 1:3", "for k = 1:3\n    x = k;\nend\n"},
     {"after a comma where the lines above write a blank", "A = zeros(2, 3);\n[r,<|>\n", "c] = size(A);",
      "A = zeros(2, 3);\n[r, c] = size(A);\n"},
+    {"after a comma after an expression that ends in a number", "m = max(A > 0.5,<|>\n", "2);",
+     "m = max(A > 0.5, 2);\n"},
     {"after a row's semicolon where the file writes none inside a line", "x = 1;\nM = [x;<|>\n", "2];",
      "x = 1;\nM = [x; 2];\n"},
     {"after a number in a matrix", "M = [1 0<|>\n", "2];", "M = [1 0 2];\n"},
