@@ -134,6 +134,31 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
     return std::nullopt;
 }
 
+// Where the typed cells do not line up with the nearest row's (`[10 3 4 zeros(1, 16)],` under
+// `[5 5 3 zeros(1, 17)],`), the row's next cell after as many cells as the typed line has, where the row
+// pads it: the column of a table whose first cells vary in width. The typed cells must be whole.
+std::optional<std::size_t> blanksByCellCount(const std::vector<fl::ustring>& rows, std::u16string_view typed,
+                                             std::u16string_view first) {
+    const std::u16string_view indentation = text::indentationOf(typed);
+    const auto opened = std::count_if(typed.begin(), typed.end(),
+                                      [](char16_t c) { return c == u'(' || c == u'[' || c == u'{'; });
+    const auto closed = std::count_if(typed.begin(), typed.end(),
+                                      [](char16_t c) { return c == u')' || c == u']' || c == u'}'; });
+    if (rows.empty() || opened != closed || text::indentationOf(rows.front()) != indentation ||
+        (text::isWordChar(typed.back()) && text::isWordChar(first.front())))
+        return std::nullopt;
+    const std::u16string_view row = rows.front();
+    std::size_t cells = 0;
+    for (std::size_t i = 0; i < typed.size(); ++i)
+        cells += startsCell(typed, i) ? 1 : 0;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        if (!startsCell(row, i) || cells-- > 0) continue;
+        if (!padded(row, i) || i < typed.size() + 2) return std::nullopt;
+        return i - typed.size();
+    }
+    return std::nullopt;
+}
+
 // The blanks from the rows on one side, or nothing.
 std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std::u16string_view typed,
                                       std::u16string_view first, bool separated) {
@@ -141,7 +166,7 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
     while (firstCell > 1 && endsRow(first[firstCell - 1]))
         --firstCell;
     const std::optional<Columns> columns = columnsOf(rows, typed, first, firstCell);
-    if (!columns) return std::nullopt;
+    if (!columns) return blanksByCellCount(rows, typed, first);
     const std::size_t blanks =
         columns->byStart ? columns->next - typed.size() : columns->next - firstCell - typed.size();
     // One blank is no padding: the other rules tell whether it is there. Glued, the typed cell and the
