@@ -144,7 +144,10 @@ std::optional<std::size_t> blanksByCellCount(const std::vector<fl::ustring>& row
                                       [](char16_t c) { return c == u'(' || c == u'[' || c == u'{'; });
     const auto closed = std::count_if(typed.begin(), typed.end(),
                                       [](char16_t c) { return c == u')' || c == u']' || c == u'}'; });
-    if (rows.empty() || opened != closed || text::indentationOf(rows.front()) != indentation ||
+    // A sign or an operator at the end goes on with the completion's first cell (`2  -` + `1`).
+    if (rows.empty() || opened != closed ||
+        std::u16string_view(u"+-*/\\^=<>&|~:@").find(typed.back()) != std::u16string_view::npos ||
+        text::indentationOf(rows.front()) != indentation ||
         (text::isWordChar(typed.back()) && text::isWordChar(first.front())))
         return std::nullopt;
     const std::u16string_view row = rows.front();
