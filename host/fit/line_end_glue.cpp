@@ -401,6 +401,34 @@ bool declaredTypeFollows(const fl::ustring& file, std::size_t cursor, std::u16st
            blank + 1 < declared.size() && text::isWordChar(trimLeft(declared.substr(blank)).front());
 }
 
+// A name typed after a bracket or a separator and a word after it that the file writes apart there
+// (`[r c]` elsewhere: `[r` + `c], ...`) and never joined (`[rc`), though both may be names.
+bool writtenApartInFile(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                        std::u16string_view first) {
+    std::size_t start = typed.size();
+    while (start > 0 && text::isWordChar(typed[start - 1]))
+        --start;
+    std::size_t length = 0;
+    while (length < first.size() && text::isWordChar(first[length]))
+        ++length;
+    if (start == 0 || start == typed.size() || length == 0 || text::isBlank(typed[start - 1]) ||
+        text::isWordChar(typed[start - 1]))
+        return false;
+    const std::u16string_view text(file);
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto writes = [&](const fl::ustring& what) {
+        for (std::size_t at = text.find(what); at != std::u16string_view::npos;
+             at = text.find(what, at + 1)) {
+            const std::size_t end = at + what.size();
+            if ((at < lineStart || at > cursor) && (end == text.size() || !text::isWordChar(text[end])))
+                return true;
+        }
+        return false;
+    };
+    const fl::ustring before(typed.substr(start - 1)), word(first.substr(0, length));
+    return writes(before + u" " + word) && !writes(before + word);
+}
+
 // The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
 // whose line's rest is a comment too.
 bool endsInComment(std::u16string_view typed) {
@@ -482,7 +510,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first) ||
-        declaredTypeFollows(file, cursor, typed, first))
+        declaredTypeFollows(file, cursor, typed, first) || writtenApartInFile(file, cursor, typed, first))
         return u" ";
     if (!typed.empty() && (text::isWordChar(typed.back()) || typed.back() == u';') && startsNumber(first) &&
         !first.starts_with(u"+") && !first.starts_with(u"-"))

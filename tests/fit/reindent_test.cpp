@@ -266,6 +266,8 @@ const Row kRows[] = {
     {"a row begun in the editor's blanks lined up by its end",
      "T = [ 1.0  2.5;...\n      8.0  3.5;...\n      <|>\n", "10.0  4.5];",
      "T = [ 1.0  2.5;...\n      8.0  3.5;...\n     10.0  4.5];\n"},
+    {"two names the file writes apart after a bracket, though it writes them joined elsewhere",
+     "rc = 1;\na = [r c];\nb = [r<|>\n", "c];", "rc = 1;\na = [r c];\nb = [r c];\n"},
     {"a sign after an operand subtracts", "n = 3;\ni = 0:n<|>\n", "-1;", "n = 3;\ni = 0:n-1;\n"},
     {"after a transpose", "p = [1 2];\nq = p;\nM = [p'<|>\n", "q'];", "p = [1 2];\nq = p;\nM = [p' q'];\n"},
     {"between a field name and a name", "s.q = 3;\nr = 2;\nM = [s.q<|>\n", "r];",
