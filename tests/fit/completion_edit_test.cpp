@@ -93,8 +93,6 @@ const Row kRows[] = {
     {"a table's cell padded into the column of the rows above",
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,<|>\n", fenced("'imperial'};"),
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,    'imperial'};\n"},
-    {"numbers lined up by their ends", "t = [ 10  20;\n       5<|>\n", fenced("15];"),
-     "t = [ 10  20;\n       5  15];\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
