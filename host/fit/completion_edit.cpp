@@ -1,7 +1,9 @@
 #include "fit/completion_edit.hpp"
 
+#include <algorithm>
 #include <exception>
 
+#include "fit/cursor_line.hpp"
 #include "fit/edit_fitter.hpp"
 #include "fit/empty_reason.hpp"
 #include "fit/reply_retries.hpp"
@@ -76,11 +78,37 @@ std::vector<fl::ustring> droppedReplyLines(const StageTexts& stages) {
     return replyLines(stages);
 }
 
+// Deduplication takes a comment line for a repeat of the comment lines next to the cursor even where
+// its text differs (`%` between `% Reads the export` and `% Zones are numbered`). Comment lines that
+// neither the cursor's line nor the lines just above and below it read as, are the model's own.
+bool onlyNewCommentsRemoved(const fl::ustring& file, std::size_t cursor, const StageTexts& stages,
+                            const std::vector<fl::ustring>& removed) {
+    if (removed.empty() || !text::isBlankText(stages.deduplicated)) return false;
+    const CursorLine line = cursorLineOf(file, cursor);
+    const std::size_t below = text::nextLineStart(file, line.end);
+    std::vector<std::u16string_view> around = linesAbove(file, line.start, 1);
+    around.push_back(text::trim(std::u16string_view(file).substr(line.start, line.end - line.start)));
+    if (below < file.size())
+        around.push_back(
+            text::trim(std::u16string_view(file).substr(below, text::lineEnd(file, below) - below)));
+    return std::all_of(removed.begin(), removed.end(), [&](const fl::ustring& comment) {
+        const std::u16string_view code = text::trim(comment);
+        return code.starts_with(u"%") && std::find(around.begin(), around.end(), code) == around.end();
+    });
+}
+
 // The reply the library dropped, or the lines deduplication removed from it, fitted as the completion
 // would be; otherwise the stage that left nothing, with what the reply gives in the file.
 Fitted fitDroppedReply(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                        const std::vector<fl::ustring>& dropped) {
     Attempt attempt = dropped.empty() ? Attempt{} : fitter.fit(dropped, shapeOfHead(stages, shape, dropped));
+    if (dropped.empty() &&
+        onlyNewCommentsRemoved(fitter.file(), fitter.cursor(), stages, shape.removedHead)) {
+        ReplyShape kept = shape;
+        kept.keepsRepeats = true;
+        kept.removedHead.clear();
+        attempt = fitter.fit(shape.removedHead, kept);
+    }
     // All of the reply when its first block fails or leaves errors: the block may be lines that repeat
     // the code above the cursor, which the fitter drops.
     if (const auto all = text::splitLinesWithoutBlankEnds(stages.deduplicated);

@@ -203,7 +203,7 @@ fl::ustring blankBeforeOperator(std::u16string_view typed, std::u16string_view f
 }
 
 // Lines above and below the cursor's whose commas after numbers tell how a list of numbers is written.
-constexpr std::size_t kNumberListLines = 3;
+constexpr std::size_t kNumberListLines = 10;
 
 // Whether the commas after numbers in the lines around the cursor's take a blank, more often than not.
 std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_t cursor) {
@@ -218,6 +218,14 @@ std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_
             ++(text::isBlank(file[i + 1]) ? with : without);
     if (with + without == 0) return std::nullopt;
     return with > without;
+}
+
+// The element before a comma is a number or a colon alone (`(1,`, `[2,`, `x(:,`), not an expression
+// that ends in one (`runs(d > 0.5,`).
+bool bareElementBefore(std::u16string_view code) {
+    const std::size_t start = code.find_last_of(u"([{,") + 1;
+    const std::u16string_view element = trimLeft(code.substr(start));
+    return !element.empty() && element.find_first_not_of(u"0123456789.:eE+-") == std::u16string_view::npos;
 }
 
 // The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
@@ -243,7 +251,7 @@ fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u
     if (!before.empty() && text::isBlank(before.back())) return u" ";
     const std::u16string_view code = trimRight(before);
     if (code.empty()) return {};
-    if (isDigit(code.back()) || code.back() == u':') {
+    if ((isDigit(code.back()) || code.back() == u':') && bareElementBefore(code)) {
         return !declaresPropertyOrArgument(file, cursor) &&
                        numberCommasSpacedAround(file, cursor).value_or(false)
                    ? u" "
@@ -340,6 +348,87 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
            !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
 }
 
+// How many blanks put the completion's first element (`first`) in the typed row's columns, in a matrix
+// whose elements blanks separate and the row writes right-aligned in columns of one width: the likeliest
+// gap and element after it, after a `;` (`afterRowEnd`) or else (`[4217  4192` + `4181`, `[1  2;  2  1;`
+// + `2 -1`). Only where that is two blanks or more.
+std::optional<std::size_t> rowPadding(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                                      std::u16string_view first, bool afterRowEnd) {
+    const auto open = innermostOpenBracket(file, cursor);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas) return std::nullopt;
+    if (const std::size_t bracket = typed.find_last_of(u"[{"); bracket != std::u16string_view::npos)
+        typed = typed.substr(bracket + 1);
+    const auto elementWidth = [](std::u16string_view from) {
+        return std::min(from.size(), from.find_first_of(u" \t;]}"));
+    };
+    std::array<int, 16> widths{};  // how many gaps and the element after them take 0, 1, ... columns
+    bool pads = false;             // some gap is more than one blank
+    for (std::size_t i = 1; i < typed.size(); ++i) {
+        if (text::isBlank(typed[i]) || !text::isBlank(typed[i - 1])) continue;
+        std::size_t run = 0;
+        while (run < i && text::isBlank(typed[i - 1 - run]))
+            ++run;
+        if (run < i && (typed[i - 1 - run] == u';') == afterRowEnd) {
+            ++widths[std::min(run + elementWidth(typed.substr(i)), widths.size() - 1)];
+            pads = pads || run >= 2;
+        }
+    }
+    const auto likeliest = std::max_element(widths.begin(), widths.end());
+    const auto width = static_cast<std::size_t>(likeliest - widths.begin());
+    if (!pads || width + 1 == widths.size() || width < elementWidth(first) + 2) return std::nullopt;
+    return width - elementWidth(first);
+}
+
+// A declared property's or argument's type after its name (`Order` + `uint8`) where the declarations
+// above it in the block write a name and a word after it (`IsRed logical`): `Ord` + `er uint8` goes on.
+bool declaredTypeFollows(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                         std::u16string_view first) {
+    const std::u16string_view name = trimLeft(typed);
+    const auto isName = [](std::u16string_view word) {
+        return !word.empty() && !isDigit(word.front()) &&
+               std::all_of(word.begin(), word.end(), text::isWordChar);
+    };
+    const std::u16string_view code = trimRight(first.substr(0, first.find(u'%')));
+    if (!isName(name) || !isName(code) || !declaresPropertyOrArgument(file, cursor)) return false;
+    const std::size_t start = text::lineStart(file, cursor);
+    if (start == 0) return false;
+    const std::size_t above = text::lineStart(file, start - 1);
+    const std::u16string_view line = std::u16string_view(file).substr(above, start - 1 - above);
+    if (text::indentationOf(line) != text::indentationOf(typed)) return false;
+    const std::u16string_view declared = trimLeft(line);
+    const std::size_t blank = declared.find_first_of(u" \t");
+    return blank != std::u16string_view::npos && isName(declared.substr(0, blank)) &&
+           blank + 1 < declared.size() && text::isWordChar(trimLeft(declared.substr(blank)).front());
+}
+
+// A name typed after a bracket or a separator and a word after it that the file writes apart there
+// (`[r c]` elsewhere: `[r` + `c], ...`) and never joined (`[rc`), though both may be names.
+bool writtenApartInFile(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                        std::u16string_view first) {
+    std::size_t start = typed.size();
+    while (start > 0 && text::isWordChar(typed[start - 1]))
+        --start;
+    std::size_t length = 0;
+    while (length < first.size() && text::isWordChar(first[length]))
+        ++length;
+    if (start == 0 || start == typed.size() || length == 0 || text::isBlank(typed[start - 1]) ||
+        text::isWordChar(typed[start - 1]))
+        return false;
+    const std::u16string_view text(file);
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto writes = [&](const fl::ustring& what) {
+        for (std::size_t at = text.find(what); at != std::u16string_view::npos;
+             at = text.find(what, at + 1)) {
+            const std::size_t end = at + what.size();
+            if ((at < lineStart || at > cursor) && (end == text.size() || !text::isWordChar(text[end])))
+                return true;
+        }
+        return false;
+    };
+    const fl::ustring before(typed.substr(start - 1)), word(first.substr(0, length));
+    return writes(before + u" " + word) && !writes(before + word);
+}
+
 // The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
 // whose line's rest is a comment too.
 bool endsInComment(std::u16string_view typed) {
@@ -378,6 +467,20 @@ bool leavesOneLineBlockOpen(std::u16string_view typed) {
     return open > 0 && statement;
 }
 
+// A sign right after an operand (`i = 0:n` + `-1;`) subtracts or adds: no statement starts with a
+// sign. In a matrix whose elements blanks separate, it starts the next element or row instead.
+bool signGoesOnOperand(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                       std::u16string_view first) {
+    if (first.size() < 2 || (first.front() != u'-' && first.front() != u'+') ||
+        !(text::isWordChar(first[1]) || first[1] == u'(' || first[1] == u'.'))
+        return false;
+    if (!text::isWordChar(typed.back()) &&
+        std::u16string_view(u")]}'").find(typed.back()) == std::u16string_view::npos)
+        return false;
+    const auto open = innermostOpenBracket(file, cursor);
+    return text::trailingReservedWord(typed).empty() && (!open || open->bracket == u'(');
+}
+
 // The typed code goes on with the completion: the typed text is open-ended, the completion starts as
 // a continuation, a word goes on, a declaration's type follows its size, or a name follows `catch`.
 bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typedLine,
@@ -394,7 +497,8 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
     const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
                            std::all_of(first.begin(), first.end(), text::isWordChar);
     return endsWithContinuation(typedLine) || startsAsContinuation(first) || wordGoesOn ||
-           declarationGoesOn || catchName;
+           declarationGoesOn || catchName ||
+           (typed.size() == typedLine.size() && signGoesOnOperand(file, cursor, typed, first));
 }
 
 }  // namespace
@@ -405,8 +509,13 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
     if (fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, first, false); !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
-    if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first))
+    if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first) ||
+        declaredTypeFollows(file, cursor, typed, first) || writtenApartInFile(file, cursor, typed, first))
         return u" ";
+    if (!typed.empty() && (text::isWordChar(typed.back()) || typed.back() == u';') && startsNumber(first) &&
+        !first.starts_with(u"+") && !first.starts_with(u"-"))
+        if (const auto padding = rowPadding(file, cursor, typed, first, typed.back() == u';'))
+            return fl::ustring(*padding, u' ');
     return blankAfterOperator(file, cursor, typed, first);
 }
 

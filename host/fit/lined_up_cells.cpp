@@ -115,9 +115,13 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
                 return false;
         return true;
     };
+    // Numbers line up on the right: a row whose next cell has a sign lines up with the typed number by
+    // both sides.
+    const bool number = std::u16string_view(u"0123456789.-+").find(typed[start]) != std::u16string_view::npos;
     for (const fl::ustring& row : rows) {
-        const bool byStart = linesUp(row, true);
-        if (!byStart && !linesUp(row, false)) continue;
+        const bool byEnd = linesUp(row, false);
+        const bool byStart = linesUp(row, true) && !(number && byEnd);
+        if (!byStart && !byEnd) continue;
         Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
         // The typed cell must fit in its column: the completion's first cell goes in the next one.
         std::size_t next = columns.typed + 1;
@@ -130,6 +134,34 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
     return std::nullopt;
 }
 
+// Where the typed cells do not line up with the nearest row's (`[10 3 4 zeros(1, 16)],` under
+// `[5 5 3 zeros(1, 17)],`), the row's next cell after as many cells as the typed line has, where the row
+// pads it: the column of a table whose first cells vary in width. The typed cells must be whole.
+std::optional<std::size_t> blanksByCellCount(const std::vector<fl::ustring>& rows, std::u16string_view typed,
+                                             std::u16string_view first) {
+    const std::u16string_view indentation = text::indentationOf(typed);
+    const auto opened = std::count_if(typed.begin(), typed.end(),
+                                      [](char16_t c) { return c == u'(' || c == u'[' || c == u'{'; });
+    const auto closed = std::count_if(typed.begin(), typed.end(),
+                                      [](char16_t c) { return c == u')' || c == u']' || c == u'}'; });
+    // A sign or an operator at the end goes on with the completion's first cell (`2  -` + `1`).
+    if (rows.empty() || opened != closed ||
+        std::u16string_view(u"+-*/\\^=<>&|~:@").find(typed.back()) != std::u16string_view::npos ||
+        text::indentationOf(rows.front()) != indentation ||
+        (text::isWordChar(typed.back()) && text::isWordChar(first.front())))
+        return std::nullopt;
+    const std::u16string_view row = rows.front();
+    std::size_t cells = 0;
+    for (std::size_t i = 0; i < typed.size(); ++i)
+        cells += startsCell(typed, i) ? 1 : 0;
+    for (std::size_t i = 0; i < row.size(); ++i) {
+        if (!startsCell(row, i) || cells-- > 0) continue;
+        if (!padded(row, i) || i < typed.size() + 2) return std::nullopt;
+        return i - typed.size();
+    }
+    return std::nullopt;
+}
+
 // The blanks from the rows on one side, or nothing.
 std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std::u16string_view typed,
                                       std::u16string_view first, bool separated) {
@@ -137,7 +169,7 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
     while (firstCell > 1 && endsRow(first[firstCell - 1]))
         --firstCell;
     const std::optional<Columns> columns = columnsOf(rows, typed, first, firstCell);
-    if (!columns) return std::nullopt;
+    if (!columns) return blanksByCellCount(rows, typed, first);
     const std::size_t blanks =
         columns->byStart ? columns->next - typed.size() : columns->next - firstCell - typed.size();
     // One blank is no padding: the other rules tell whether it is there. Glued, the typed cell and the
@@ -145,8 +177,10 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
     if (blanks < 2 || (!separated && columns->mayGlue)) return std::nullopt;
     // The column must be padded in one of the rows that line up both columns.
     for (const fl::ustring& row : rows) {
+        // An argument list lines up only under the rows' own (`Mono       (1)`).
         if (!hasColumn(row, columns->byStart, columns->typed) ||
-            !hasColumn(row, columns->byStart, columns->next))
+            !hasColumn(row, columns->byStart, columns->next) ||
+            (first.front() == u'(' && (!columns->byStart || row[columns->next] != u'(')))
             continue;
         if (padded(row, columns->byStart ? columns->next : cellStartBefore(row, columns->next)))
             return blanks;
@@ -158,12 +192,12 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
 
 fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                 std::u16string_view first, bool separated) {
-    // What attaches to the cell before it (`,`, `]`, `.x`, `(k)`) is never padded, nor what follows a
-    // field's dot or an opening bracket.
+    // What attaches to the cell before it (`,`, `]`, `.x`) is never padded, nor what follows a field's
+    // dot or an opening bracket; `(k)` only under the rows' own.
     if (typed.empty() || text::isBlank(typed.back()) ||
         std::u16string_view(u".([{").find(typed.back()) != std::u16string_view::npos ||
         text::isBlankText(typed) || first.empty() || text::isBlank(first.front()) ||
-        std::u16string_view(u",;.:()]}").find(first.front()) != std::u16string_view::npos)
+        std::u16string_view(u",;.:)]}").find(first.front()) != std::u16string_view::npos)
         return {};
     const std::size_t lineStart = text::lineStart(file, cursor);
     bool commented = false;

@@ -308,10 +308,10 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                             style);
             }
             const int columns = started ? own[k] : fileColumns;
-            // A line the model did not indent past its statement's first line, unless the model's columns
-            // stay.
-            const bool movable =
-                started && columns <= statementOwn && (!modelKept || (k == 0 && firstFromTyped));
+            // A line the model did not indent past its statement's first line, or begun in the editor's
+            // blanks (they are not the model's), unless the model's columns stay.
+            const bool movable = started && (columns <= statementOwn || (k == 0 && firstFromTyped)) &&
+                                 (!modelKept || (k == 0 && firstFromTyped));
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;

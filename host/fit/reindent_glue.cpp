@@ -58,7 +58,9 @@ bool endsInClosedValue(std::u16string_view typed, char16_t next) {
     // A quote after a value is its transpose.
     if (!startsValue(next) || next == u'@' || next == u'~' || next == u'\'') return false;
     const char16_t last = typed.back();
-    if (last == u')' || last == u']' || last == u'}' || last == u'"' || endsInClosingQuote(typed))
+    // `{` after a cell's index indexes again (`c{k}` + `{2}`).
+    if (last == u')' || last == u']' || (last == u'}' && next != u'{') || last == u'"' ||
+        endsInClosingQuote(typed))
         return true;
     if (last < u'0' || last > u'9') return false;
     std::size_t start = typed.size();

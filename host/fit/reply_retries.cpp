@@ -133,7 +133,7 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
     // the end of the cursor's line (`    end|` + `⏎end`) are its own; so are those the model wrote at
     // another column than the line above (`  end` below `    end`).
-    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape)) &&
+    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape, lines)) &&
         headCloses) {
         if (const Attempt& head = fitWithHead();
             head.edit && (!attempt.edit || head.errorsLeft <= attempt.errorsLeft)) {

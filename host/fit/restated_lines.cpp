@@ -143,9 +143,15 @@ bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
     return false;
 }
 
-bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape) {
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape,
+                            const std::vector<fl::ustring>& lines) {
     const CursorLine line = cursorLineOf(file, cursor);
-    if (shape.removedHead.empty() || shape.leadingBlanks.empty() || !text::isBlankText(line.before))
+    const bool atMargin = line.before.empty() && text::isBlankText(line.after) &&
+                          std::any_of(lines.begin(), lines.end(), [](const fl::ustring& other) {
+                              return !text::indentationOf(other).empty() && !text::isBlankText(other);
+                          });
+    if (shape.removedHead.empty() || (shape.leadingBlanks.empty() && !atMargin) ||
+        !text::isBlankText(line.before))
         return false;
     const std::size_t nearest = nearestCodeLineAbove(file, line.start, kMostRestatedLines);
     if (nearest == 0) return false;

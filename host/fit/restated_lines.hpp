@@ -46,7 +46,10 @@ bool onlyRepeatsTheReplysHead(const fl::ustring& file, std::size_t cursor,
 bool removedHeadWroteOutWholeLines(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
 
 // True when the reply's first lines, which deduplication removed as a repeat of the code above a blank
-// cursor line, start at another column than the line they would repeat: they are the model's own.
-bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape);
+// cursor line, start at another column than the line they would repeat: they are the model's own. At
+// column 1 of an empty line a first line without blanks stands at the margin when the reply's other
+// `lines` show blanks of their own (`end` below `    end`).
+bool removedHeadStandsApart(const fl::ustring& file, std::size_t cursor, const ReplyShape& shape,
+                            const std::vector<fl::ustring>& lines);
 
 }  // namespace fit

@@ -93,8 +93,6 @@ const Row kRows[] = {
     {"a table's cell padded into the column of the rows above",
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,<|>\n", fenced("'imperial'};"),
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,    'imperial'};\n"},
-    {"numbers lined up by their ends", "t = [ 10  20;\n       5<|>\n", fenced("15];"),
-     "t = [ 10  20;\n       5  15];\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
@@ -215,6 +213,15 @@ const Row kRows[] = {
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
      " y = "
      "2;\nend\n"},
+    {"a bare comment sign between comment lines is no repeat", "% first\n<|>\n% last\nx = 1;\n", fenced("%"),
+     "% first\n%\n% last\nx = 1;\n"},
+    {"an end at the margin of an empty line below an indented end is no repeat",
+     "function f(a)\nif a\n    for k = 1:2\n        x = 1;\n        x = 1;\n        x = 1;\n        x = 1;\n "
+     "       x = 1;\n        x = 1;\n        x = 1;\n    end\n<|>\n    end\nend\nend\n",
+     fenced("end\n\nif ~a\n    for k = 1:3"),
+     "function f(a)\nif a\n    for k = 1:2\n        x = 1;\n        x = 1;\n        x = 1;\n        x = 1;\n "
+     "       x = 1;\n        x = 1;\n        x = 1;\n    end\nend\n\nif ~a\n    for k = 1:3\n    "
+     "end\nend\nend\n"},
     {"an end before code further left is no repeat",
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n        <|>\n    y = "
      "2;\nend\n",
