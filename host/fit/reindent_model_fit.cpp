@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <limits>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -222,6 +224,75 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         atFileColumn = atFileColumn || own[k] == inFile[k];
     }
     return atFileColumn;
+}
+
+std::vector<std::vector<int>> replyInFileFrame(
+    const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+    const std::initializer_list<std::reference_wrapper<const std::vector<int>>> anchors, bool firstFromTyped,
+    const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    // The model's statements (not a first line written from the blanks the editor typed) and its step.
+    std::vector<std::size_t> statements;
+    int step = 0, least = std::numeric_limits<int>::max();
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
+        if (!window.startsStatement(window.started[k])) continue;
+        if (!statements.empty()) step = std::gcd(step, std::abs(own[k] - own[statements.back()]));
+        statements.push_back(k);
+        least = std::min(least, own[k]);
+    }
+    // A reply written flat (a first line from the editor's blanks aside) keeps no levels.
+    const bool flat =
+        std::all_of(own.begin() + (firstFromTyped ? 1 : 0), own.end(), [](int c) { return c == 0; });
+    if (statements.empty() || flat) return {};
+    const std::size_t first = statements.front();
+    const int unit = static_cast<int>(std::max(1u, style.indentSize));
+    // A step of its own that is not the file's says the reply is respaced; else only a reply moved to the
+    // margin, its first statement off the file's column for it, is out of the file's frame.
+    const bool respaced = step > 0 && step != unit;
+    if (!respaced) step = unit;
+    std::vector<std::vector<int>> candidates;
+    for (const std::vector<int>& columnsOfEdit : anchors) {
+        const int anchor = columnsOfEdit[first];
+        if (!respaced && (least != 0 || own[first] == anchor)) continue;
+        const auto inFrame = [&](int columns) -> std::optional<int> {
+            const int levels = (columns - own[first]) * unit;
+            if (levels % step != 0 || anchor + levels / step < 0) return std::nullopt;
+            return anchor + levels / step;
+        };
+        std::vector<int> framed = own;
+        bool fits = true;
+        int statementOwn = 0, statementPlaced = 0;  // the last statement's first line, reply's and file's
+        for (std::size_t i = 1, k = 0; i < window.lines.size() && k < window.started.size() && fits; ++i) {
+            const bool started = window.started[k] == i;
+            if (window.isCodeLine(i) && !window.continues[i]) {
+                // Above the edit, the reply's column for the statement is as many of its steps from its
+                // first statement as the formatter's levels.
+                statementOwn =
+                    started ? own[k]
+                            : own[first] + (formattedColumns(i) - formattedColumns(window.started[first])) *
+                                               step / unit;
+                statementPlaced = columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+            }
+            if (!started) continue;
+            if (k == 0 && firstFromTyped) {
+            } else if (window.isCodeLine(i) && window.continues[i]) {
+                framed[k] = std::max(0, statementPlaced + own[k] - statementOwn);
+            } else if (!text::isBlankText(window.lines[i].text)) {
+                const std::optional<int> columns = inFrame(own[k]);
+                fits = columns.has_value();
+                framed[k] = columns.value_or(0);
+            }
+            if (window.isCodeLine(i) && !window.continues[i]) statementPlaced = framed[k];
+            ++k;
+        }
+        if (fits && framed != own &&
+            std::find(candidates.begin(), candidates.end(), framed) == candidates.end())
+            candidates.push_back(std::move(framed));
+    }
+    return candidates;
 }
 
 bool followsTheFormatterNear(const Window& window, const std::vector<Line>& formattedLines,
