@@ -244,21 +244,40 @@ std::vector<std::vector<int>> replyInFileFrame(
         least = std::min(least, own[k]);
     }
     // A reply written flat (a first line from the editor's blanks aside) keeps no levels.
-    const bool flat =
-        std::all_of(own.begin() + (firstFromTyped ? 1 : 0), own.end(), [](int c) { return c == 0; });
-    if (statements.empty() || flat) return {};
-    const std::size_t first = statements.front();
+    if (std::all_of(own.begin() + (firstFromTyped ? 1 : 0), own.end(), [](int c) { return c == 0; }))
+        return {};
     const int unit = static_cast<int>(std::max(1u, style.indentSize));
     // A step of its own that is not the file's says the reply is respaced; else only a reply moved to the
     // margin, its first statement off the file's column for it, is out of the file's frame.
     const bool respaced = step > 0 && step != unit;
     if (!respaced) step = unit;
+    // The line the reply's levels are counted from, its column in the reply and where it may go.
+    std::size_t baseLine = 0;
+    int baseOwn = 0;
+    std::vector<int> anchorColumns;
+    if (!statements.empty()) {
+        baseLine = window.started[statements.front()];
+        baseOwn = own[statements.front()];
+        for (const std::vector<int>& columns : anchors)
+            if (respaced || (least == 0 && columns[statements.front()] != baseOwn))
+                anchorColumns.push_back(columns[statements.front()]);
+    } else if (firstFromTyped && window.startsStatement(window.started.front())) {
+        // Only a first line from the editor's blanks: where its continuation lines stand left of it, the
+        // reply wrote it at its margin.
+        for (std::size_t k = 1; k < window.started.size() && anchorColumns.empty(); ++k)
+            if (window.isCodeLine(window.started[k]) && window.continues[window.started[k]] &&
+                own[k] < own[0])
+                anchorColumns.push_back(own[0]);
+        baseLine = window.started.front();
+    }
+    // Where the reply would have a line of the formatter's column `formatted`.
+    const auto ownFor = [&](int formatted) {
+        return baseOwn + (formatted - formattedColumns(baseLine)) * step / unit;
+    };
     std::vector<std::vector<int>> candidates;
-    for (const std::vector<int>& columnsOfEdit : anchors) {
-        const int anchor = columnsOfEdit[first];
-        if (!respaced && (least != 0 || own[first] == anchor)) continue;
+    for (const int anchor : anchorColumns) {
         const auto inFrame = [&](int columns) -> std::optional<int> {
-            const int levels = (columns - own[first]) * unit;
+            const int levels = (columns - baseOwn) * unit;
             if (levels % step != 0 || anchor + levels / step < 0) return std::nullopt;
             return anchor + levels / step;
         };
@@ -267,26 +286,26 @@ std::vector<std::vector<int>> replyInFileFrame(
         int statementOwn = 0, statementPlaced = 0;  // the last statement's first line, reply's and file's
         for (std::size_t i = 1, k = 0; i < window.lines.size() && k < window.started.size() && fits; ++i) {
             const bool started = window.started[k] == i;
-            if (window.isCodeLine(i) && !window.continues[i]) {
-                // Above the edit, the reply's column for the statement is as many of its steps from its
-                // first statement as the formatter's levels.
-                statementOwn =
-                    started ? own[k]
-                            : own[first] + (formattedColumns(i) - formattedColumns(window.started[first])) *
-                                               step / unit;
-                statementPlaced = columnsOf(text::indentationOf(window.lines[i].text), tabSize);
-            }
-            if (!started) continue;
-            if (k == 0 && firstFromTyped) {
-            } else if (window.isCodeLine(i) && window.continues[i]) {
-                framed[k] = std::max(0, statementPlaced + own[k] - statementOwn);
-            } else if (!text::isBlankText(window.lines[i].text)) {
+            const bool fromModel = started && (k > 0 || !firstFromTyped);
+            if (window.isCodeLine(i) && window.continues[i]) {
+                if (fromModel) framed[k] = std::max(0, statementPlaced + own[k] - statementOwn);
+            } else if (window.isCodeLine(i)) {
+                // Above the edit or written from the editor's blanks, a statement stands in the reply as
+                // many of its steps from the base as the formatter's levels.
+                statementOwn = fromModel ? own[k] : ownFor(formattedColumns(i));
+                if (fromModel) {
+                    const std::optional<int> columns = inFrame(own[k]);
+                    fits = columns.has_value();
+                    framed[k] = columns.value_or(0);
+                }
+                statementPlaced =
+                    started ? framed[k] : columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+            } else if (fromModel && !text::isBlankText(window.lines[i].text)) {
                 const std::optional<int> columns = inFrame(own[k]);
                 fits = columns.has_value();
                 framed[k] = columns.value_or(0);
             }
-            if (window.isCodeLine(i) && !window.continues[i]) statementPlaced = framed[k];
-            ++k;
+            if (started) ++k;
         }
         if (fits && framed != own &&
             std::find(candidates.begin(), candidates.end(), framed) == candidates.end())
