@@ -259,7 +259,7 @@ std::vector<std::vector<int>> replyInFileFrame(
         baseLine = window.started[statements.front()];
         baseOwn = own[statements.front()];
         for (const std::vector<int>& columns : anchors)
-            if (respaced || (least == 0 && columns[statements.front()] != baseOwn))
+            if (respaced || columns[statements.front()] != baseOwn)
                 anchorColumns.push_back(columns[statements.front()]);
     } else if (firstFromTyped && window.startsStatement(window.started.front())) {
         // Only a first line from the editor's blanks: where its continuation lines stand left of it, the
