@@ -234,14 +234,18 @@ std::vector<std::vector<int>> replyInFileFrame(
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
     };
-    // The model's statements (not a first line written from the blanks the editor typed) and its step.
+    // The model's statements (not a first line written from the blanks the editor typed) and its step
+    // between the lines that stand at a level, its comment lines too.
     std::vector<std::size_t> statements;
-    int step = 0, least = std::numeric_limits<int>::max();
+    int step = 0;
+    std::optional<int> previous;
     for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
-        if (!window.startsStatement(window.started[k])) continue;
-        if (!statements.empty()) step = std::gcd(step, std::abs(own[k] - own[statements.back()]));
-        statements.push_back(k);
-        least = std::min(least, own[k]);
+        const std::size_t i = window.started[k];
+        const bool comment = isComment(window.lines[i].text) && !window.inBlockComment[i];
+        if (!window.startsStatement(i) && !comment) continue;
+        if (previous) step = std::gcd(step, std::abs(own[k] - *previous));
+        previous = own[k];
+        if (!comment) statements.push_back(k);
     }
     // A reply written flat (a first line from the editor's blanks aside) keeps no levels.
     if (std::all_of(own.begin() + (firstFromTyped ? 1 : 0), own.end(), [](int c) { return c == 0; }))
@@ -249,7 +253,7 @@ std::vector<std::vector<int>> replyInFileFrame(
     const int unit = static_cast<int>(std::max(1u, style.indentSize));
     // A step of its own that is not the file's says the reply is respaced; else only a reply moved to the
     // margin, its first statement off the file's column for it, is out of the file's frame.
-    const bool respaced = step > 0 && step != unit;
+    const bool respaced = step > 1 && step != unit;
     if (!respaced) step = unit;
     // The line the reply's levels are counted from, its column in the reply and where it may go.
     std::size_t baseLine = 0;
