@@ -549,9 +549,9 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
         modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
     // A reply moved to the margin or respaced keeps its relative levels: where they fit from the file's
     // column for its first statement, they stay.
-    if (!modelKept)
-        for (std::vector<int>& framed :
-             replyInFileFrame(window, afterLines, own, {inFile(), formattedColumns}, firstFromTyped, style))
+    if (!modelKept || firstFromTyped)
+        for (std::vector<int>& framed : replyInFileFrame(
+                 window, afterLines, own, {inFile(), formattedColumns}, firstFromTyped, modelKept, style))
             if (modelFits(window, afterLines, framed, inFile, comments, firstFromTyped, typedLineKnown,
                           style)) {
                 for (std::size_t j = 0; j < own.size(); ++j)

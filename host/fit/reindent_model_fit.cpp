@@ -229,7 +229,7 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
 std::vector<std::vector<int>> replyInFileFrame(
     const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
     const std::initializer_list<std::reference_wrapper<const std::vector<int>>> anchors, bool firstFromTyped,
-    const IndentSettings& style) {
+    bool modelKept, const IndentSettings& style) {
     const unsigned tabSize = style.tabSize;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
@@ -259,13 +259,13 @@ std::vector<std::vector<int>> replyInFileFrame(
     std::size_t baseLine = 0;
     int baseOwn = 0;
     std::vector<int> anchorColumns;
-    if (!statements.empty()) {
+    if (!statements.empty() && !modelKept) {
         baseLine = window.started[statements.front()];
         baseOwn = own[statements.front()];
         for (const std::vector<int>& columns : anchors)
             if (respaced || columns[statements.front()] != baseOwn)
                 anchorColumns.push_back(columns[statements.front()]);
-    } else if (firstFromTyped && window.startsStatement(window.started.front())) {
+    } else if (statements.empty() && firstFromTyped && window.startsStatement(window.started.front())) {
         // Only a first line from the editor's blanks: where its continuation lines stand left of it, the
         // reply wrote it at its margin.
         for (std::size_t k = 1; k < window.started.size() && anchorColumns.empty(); ++k)

@@ -41,6 +41,13 @@ const Row kRows[] = {
     {"tab-indented file, reply in spaces", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
      "while x > 0\n    x = x - 1;\nend",
      "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
+    // A reply moved to the margin keeps its relative columns from the file's for its first statement.
+    {"reply at the margin, a matrix's row before its next statement",
+     "function r = f(a)\n    m = [1 2<|>\nend\n", "\n     3 4];\nr = m * a;",
+     "function r = f(a)\n    m = [1 2\n         3 4];\n    r = m * a;\nend\n"},
+    {"reply at the margin from the editor's blanks, its continuation line",
+     "function r = f(a)\n    <|>\nend\n", "r = g(a, ...\n  2);",
+     "function r = f(a)\n    r = g(a, ...\n      2);\nend\n"},
     {"tab-indented file with block comment text in spaces, reply in spaces at its columns",
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;<|>\nend\n", "\n    if x\n        y = 2;\n    end",
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\nend\n"},
