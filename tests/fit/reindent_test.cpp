@@ -41,10 +41,11 @@ const Row kRows[] = {
     {"tab-indented file, reply in spaces", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
      "while x > 0\n    x = x - 1;\nend",
      "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
-    // A reply moved to the margin keeps its relative columns from the file's for its first statement.
-    {"reply at the margin, a matrix's row before its next statement",
-     "function r = f(a)\n    m = [1 2<|>\nend\n", "\n     3 4];\nr = m * a;",
-     "function r = f(a)\n    m = [1 2\n         3 4];\n    r = m * a;\nend\n"},
+    // A reply moved to the margin or written four spaces a level keeps its relative levels from the file's
+    // column for its first statement.
+    {"respaced reply, a matrix's row before its next statements", "function r = f(a)\n  m = [1 2<|>\nend\n",
+     "\n         3 4];\n    r = m * a;\n    if r\n        r = 1;\n    end",
+     "function r = f(a)\n  m = [1 2\n       3 4];\n  r = m * a;\n  if r\n    r = 1;\n  end\nend\n"},
     {"reply at the margin from the editor's blanks, its continuation line",
      "function r = f(a)\n    <|>\nend\n", "r = g(a, ...\n  2);",
      "function r = f(a)\n    r = g(a, ...\n      2);\nend\n"},
