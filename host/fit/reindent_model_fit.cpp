@@ -308,6 +308,8 @@ std::vector<std::vector<int>> replyInFileFrame(
                 const std::optional<int> columns = inFrame(own[k]);
                 fits = columns.has_value();
                 framed[k] = columns.value_or(0);
+            } else if (fromModel) {
+                framed[k] = formattedColumns(i);  // a blank line as the file's style pads it
             }
             if (started) ++k;
         }
