@@ -545,8 +545,21 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
             inFileColumnsOfEdit = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
         return *inFileColumnsOfEdit;
     };
-    const bool modelKept =
+    bool modelKept =
         modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
+    // A reply moved to the margin or respaced keeps its relative levels: where they fit from the file's
+    // column for its first statement, they stay.
+    if (!modelKept || firstFromTyped)
+        for (std::vector<int>& framed : replyInFileFrame(
+                 window, afterLines, own, {inFile(), formattedColumns}, firstFromTyped, modelKept, style))
+            if (modelFits(window, afterLines, framed, inFile, comments, firstFromTyped, typedLineKnown,
+                          style)) {
+                for (std::size_t j = 0; j < own.size(); ++j)
+                    if (framed[j] != own[j]) indentation[j] = indentationFor(framed[j], style);
+                own = std::move(framed);
+                modelKept = true;
+                break;
+            }
     if (!modelKept) {
         const std::vector<int>& inFileColumns = inFile();
         for (std::size_t k = 0; k < window.started.size(); ++k) {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <limits>
 #include <map>
+#include <numeric>
 #include <optional>
 #include <utility>
 #include <vector>
@@ -222,6 +224,100 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
         atFileColumn = atFileColumn || own[k] == inFile[k];
     }
     return atFileColumn;
+}
+
+std::vector<std::vector<int>> replyInFileFrame(
+    const Window& window, const std::vector<Line>& formattedLines, const std::vector<int>& own,
+    const std::initializer_list<std::reference_wrapper<const std::vector<int>>> anchors, bool firstFromTyped,
+    bool modelKept, const IndentSettings& style) {
+    const unsigned tabSize = style.tabSize;
+    const auto formattedColumns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    // The model's statements (not a first line written from the blanks the editor typed) and its step
+    // between the lines that stand at a level, its comment lines too.
+    std::vector<std::size_t> statements;
+    int step = 0;
+    std::optional<int> previous;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        const bool comment = isComment(window.lines[i].text) && !window.inBlockComment[i];
+        if (!window.startsStatement(i) && !comment) continue;
+        if (previous) step = std::gcd(step, std::abs(own[k] - *previous));
+        previous = own[k];
+        if (!comment) statements.push_back(k);
+    }
+    // A reply written flat (a first line from the editor's blanks aside) keeps no levels.
+    if (std::all_of(own.begin() + (firstFromTyped ? 1 : 0), own.end(), [](int c) { return c == 0; }))
+        return {};
+    const int unit = static_cast<int>(std::max(1u, style.indentSize));
+    // A step of its own that is not the file's says the reply is respaced; else only a reply moved to the
+    // margin, its first statement off the file's column for it, is out of the file's frame.
+    const bool respaced = step > 1 && step != unit;
+    if (!respaced) step = unit;
+    // The line the reply's levels are counted from, its column in the reply and where it may go.
+    std::size_t baseLine = 0;
+    int baseOwn = 0;
+    std::vector<int> anchorColumns;
+    if (!statements.empty() && !modelKept) {
+        baseLine = window.started[statements.front()];
+        baseOwn = own[statements.front()];
+        for (const std::vector<int>& columns : anchors)
+            if (respaced || columns[statements.front()] != baseOwn)
+                anchorColumns.push_back(columns[statements.front()]);
+    } else if (statements.empty() && firstFromTyped && window.startsStatement(window.started.front())) {
+        // Only a first line from the editor's blanks: where its continuation lines stand left of it, the
+        // reply wrote it at its margin.
+        for (std::size_t k = 1; k < window.started.size() && anchorColumns.empty(); ++k)
+            if (window.isCodeLine(window.started[k]) && window.continues[window.started[k]] &&
+                own[k] < own[0])
+                anchorColumns.push_back(own[0]);
+        baseLine = window.started.front();
+    }
+    // Where the reply would have a line of the formatter's column `formatted`.
+    const auto ownFor = [&](int formatted) {
+        return baseOwn + (formatted - formattedColumns(baseLine)) * step / unit;
+    };
+    std::vector<std::vector<int>> candidates;
+    for (const int anchor : anchorColumns) {
+        const auto inFrame = [&](int columns) -> std::optional<int> {
+            const int levels = (columns - baseOwn) * unit;
+            if (levels % step != 0 || anchor + levels / step < 0) return std::nullopt;
+            return anchor + levels / step;
+        };
+        std::vector<int> framed = own;
+        bool fits = true;
+        int statementOwn = 0, statementPlaced = 0;  // the last statement's first line, reply's and file's
+        for (std::size_t i = 1, k = 0; i < window.lines.size() && k < window.started.size() && fits; ++i) {
+            const bool started = window.started[k] == i;
+            const bool fromModel = started && (k > 0 || !firstFromTyped);
+            if (window.isCodeLine(i) && window.continues[i]) {
+                if (fromModel) framed[k] = std::max(0, statementPlaced + own[k] - statementOwn);
+            } else if (window.isCodeLine(i)) {
+                // Above the edit or written from the editor's blanks, a statement stands in the reply as
+                // many of its steps from the base as the formatter's levels.
+                statementOwn = fromModel ? own[k] : ownFor(formattedColumns(i));
+                if (fromModel) {
+                    const std::optional<int> columns = inFrame(own[k]);
+                    fits = columns.has_value();
+                    framed[k] = columns.value_or(0);
+                }
+                statementPlaced =
+                    started ? framed[k] : columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+            } else if (fromModel && !text::isBlankText(window.lines[i].text)) {
+                const std::optional<int> columns = inFrame(own[k]);
+                fits = columns.has_value();
+                framed[k] = columns.value_or(0);
+            } else if (fromModel) {
+                framed[k] = formattedColumns(i);  // a blank line as the file's style pads it
+            }
+            if (started) ++k;
+        }
+        if (fits && framed != own &&
+            std::find(candidates.begin(), candidates.end(), framed) == candidates.end())
+            candidates.push_back(std::move(framed));
+    }
+    return candidates;
 }
 
 bool followsTheFormatterNear(const Window& window, const std::vector<Line>& formattedLines,

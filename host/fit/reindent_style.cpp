@@ -72,10 +72,13 @@ bool startsLinesWithSpaces(const fl::ustring& file, std::size_t from, std::size_
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t above = 0; start > 0 && above < kStyleLinesAbove; ++above)
         start = text::lineStart(file, start - 1);
+    bool inBlockComment = false;  // a block comment's text is prose, not indented code
     for (std::size_t below = 0; start < file.size() && below < kStyleLinesAbove;) {
         const std::size_t end = text::lineEnd(file, start);
         const std::u16string_view line = std::u16string_view(file).substr(start, end - start);
-        if (line.starts_with(u' ') && !text::isBlankText(line)) return true;
+        const std::u16string_view code = text::trim(line);
+        inBlockComment = inBlockComment ? code != u"%}" : code == u"%{";
+        if (!inBlockComment && line.starts_with(u' ') && !text::isBlankText(line)) return true;
         if (start > to) ++below;
         start = text::nextLineStart(file, end);
     }
