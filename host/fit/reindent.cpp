@@ -96,7 +96,15 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
         if (top == 0) best = 0;
     }
     // On the file's first line, a statement at the margin stands in for the lines above.
-    return {best, best == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
+    if (best == editLineStart) return {best, u"%\n0\n"};
+    // A class's `methods` (or `properties`, ...) line is a block only inside a class: far down a long
+    // class, a class line stands in for the class's first line out of reach.
+    if (const std::u16string_view line =
+            std::u16string_view(file).substr(best, text::lineEnd(file, best) - best);
+        !line.empty() && text::isBlank(line.front()) &&
+        startsWithAnyWord(text::trimLeft(line), {u"methods", u"properties", u"events", u"enumeration"}))
+        return {best, u"%\nclassdef C\n"};
+    return {best, u"%\n"};
 }
 
 std::vector<Line> linesOf(std::u16string_view text) {

@@ -40,6 +40,23 @@ struct FileLevels {
     std::map<int, int> clauses;
 };
 
+// An edit that leaves open a block which the file closes below (deduplication took the edit's `end` for
+// the one below it) makes the formatter push the lines below in: that `end` first, they stand left of its
+// columns where the lines above stand at them. Those lines were written for blocks closed before them and
+// say nothing of the columns of the edit's levels.
+bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines,
+                   const std::vector<std::size_t>& above, const std::vector<std::size_t>& below,
+                   unsigned tabSize) {
+    const auto shift = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) -
+               columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    return !above.empty() && !below.empty() && shift(below.front()) > 0 &&
+           startsWithWord(text::trimLeft(window.lines[below.front()].text), u"end") &&
+           std::all_of(above.begin(), above.end(), [&](std::size_t i) { return shift(i) == 0; }) &&
+           std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) >= 0; });
+}
+
 FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
                                unsigned tabSize) {
     FileLevels levels;
@@ -63,6 +80,20 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
                columnsOf(text::indentationOf(window.lines[next].text), tabSize) >
                    columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     };
+    // Whether the `end` on line `at` closes a function (where the file does not indent function bodies,
+    // the `end` of a block at the margin does not): its opener is the nearest line above at its formatter
+    // column that opens a block not closed on the way. Out of sight, it may.
+    const auto closesAFunction = [&](std::size_t at) {
+        std::size_t depth = 0;
+        for (std::size_t i = at; i-- > 1;) {
+            if (!window.startsStatement(i) || formattedColumns(i) != formattedColumns(at)) continue;
+            if (isEnd(i))
+                ++depth;
+            else if (opensBlock(code(i)) && depth-- == 0)
+                return startsWithWord(code(i), u"function");
+        }
+        return true;
+    };
     // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
     // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
     // as far as a function line.
@@ -79,8 +110,9 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
                 continue;
             const bool function = startsWithWord(code(i), u"function");
             // Nor past the `end` of a function at the margin above: its lines are another unit's.
-            pastFunction = pastFunction || (!up && function) ||
-                           (up && isEnd(i) && text::indentationOf(window.lines[i].text).empty());
+            pastFunction =
+                pastFunction || (!up && function) ||
+                (up && isEnd(i) && text::indentationOf(window.lines[i].text).empty() && closesAFunction(i));
             if (seen++ < kNearbyCodeLines && !pastFunction) nearby.push_back(i);
             pastFunction = pastFunction || function;
             const int formatted = formattedColumns(i);
@@ -106,6 +138,10 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     std::vector<std::size_t> nearbyAbove, nearbyBelow;
     walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
     walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
+    if (pushedInBelow(window, formattedLines, nearbyAbove, nearbyBelow, tabSize)) {
+        chainBelow.clear();
+        nearbyBelow.clear();
+    }
     levels.openAtEnd = levels.statements;
     levels.openAtEnd.insert(chainBelow.begin(), chainBelow.end());
     // The blocks closed above come before the lines below for the blocks the edit closes: an edit that

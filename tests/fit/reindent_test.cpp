@@ -69,6 +69,21 @@ const Row kRows[] = {
          repeated("            x = 1;\n", 70) +
          "        end\n    end\n    methods (Static)\n        function r = b()\n            r = min(1, ...\n "
          "               2);\n        end\n    end\nend\n"},
+    {"a class's methods blocks out of the formatter's reach below the class's first line",
+     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 400) +
+         "        end\n    end\n    methods (Access = private)\n        function c(obj)\n        end\n    "
+         "end\n    methods (Static<|>\n    end\nend\n",
+     ")\nfunction r = b()\nr = 1;\nend",
+     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 400) +
+         "        end\n    end\n    methods (Access = private)\n        function c(obj)\n        end\n    "
+         "end\n    methods (Static)\n        function r = b()\n            r = 1;\n        end\n    "
+         "end\nend\n"},
+    {"a flat reply whose end deduplication took for the one below",
+     "function r = f(n)\nif n\n    r = 0;\nend\n<|>\nend\nr = 2;\nend\n",
+     "for k = 1:n\nif k\nr = k;\nend",
+     "function r = f(n)\nif n\n    r = 0;\nend\nfor k = 1:n\n    if k\n        r = k;\n    end\nend\nr = "
+     "2;\nend\n",
+     {.functionIndent = 0}},
     {"a nested function after another",
      "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n<|>\nend\n",
      "function b()\nz = 3;\nend",
