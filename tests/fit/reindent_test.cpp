@@ -78,6 +78,11 @@ const Row kRows[] = {
          "        end\n    end\n    methods (Access = private)\n        function c(obj)\n        end\n    "
          "end\n    methods (Static)\n        function r = b()\n            r = 1;\n        end\n    "
          "end\nend\n"},
+    {"an arguments block at the window's first line",
+     "function f(x)\narguments\n<|>\nend\ny = x;\nend\n",
+     "x (1,1) double",
+     "function f(x)\narguments\n    x (1,1) double\nend\ny = x;\nend\n",
+     {.functionIndent = 0}},
     {"a flat reply whose end deduplication took for the one below",
      "function r = f(n)\nif n\n    r = 0;\nend\n<|>\nend\nr = 2;\nend\n",
      "for k = 1:n\nif k\nr = k;\nend",
