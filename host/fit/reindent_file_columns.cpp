@@ -41,9 +41,9 @@ struct FileLevels {
 };
 
 // An edit that leaves open a block which the file closes below (deduplication took the edit's `end` for
-// the one below it) makes the formatter push the lines below in: that `end` first, they stand left of its
-// columns where the lines above stand at them. Those lines were written for blocks closed before them and
-// say nothing of the columns of the edit's levels.
+// the one below it) makes the formatter push the lines below in: that `end` (or a class's next block)
+// first, they stand left of its columns where the lines above stand at them. Those lines were written for
+// blocks closed before them and say nothing of the columns of the edit's levels.
 bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines,
                    const std::vector<std::size_t>& above, const std::vector<std::size_t>& below,
                    unsigned tabSize) {
@@ -52,7 +52,8 @@ bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines
                columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     };
     return !above.empty() && !below.empty() && shift(below.front()) > 0 &&
-           startsWithWord(text::trimLeft(window.lines[below.front()].text), u"end") &&
+           startsWithAnyWord(text::trimLeft(window.lines[below.front()].text),
+                             {u"end", u"methods", u"properties", u"events", u"enumeration"}) &&
            std::all_of(above.begin(), above.end(), [&](std::size_t i) { return shift(i) == 0; }) &&
            std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) >= 0; });
 }

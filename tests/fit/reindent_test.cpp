@@ -83,6 +83,14 @@ const Row kRows[] = {
      "x (1,1) double",
      "function f(x)\narguments\n    x (1,1) double\nend\ny = x;\nend\n",
      {.functionIndent = 0}},
+    {"a flat reply without the end a class's next block below needs",
+     "classdef C\n    properties\n        A = 1\n    end\n    properties (Constant)\n        <|>\n    "
+     "events\n"
+     "        E\n    end\nend\n",
+     "B = 2\nC = 3",
+     "classdef C\n    properties\n        A = 1\n    end\n    properties (Constant)\n        B = 2\n        "
+     "C = 3\n"
+     "    events\n        E\n    end\nend\n"},
     {"a flat reply whose end deduplication took for the one below",
      "function r = f(n)\nif n\n    r = 0;\nend\n<|>\nend\nr = 2;\nend\n",
      "for k = 1:n\nif k\nr = k;\nend",
