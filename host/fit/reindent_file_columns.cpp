@@ -51,9 +51,19 @@ bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) -
                columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     };
+    const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
+    // A class's block (where the lines above show the class's blocks in from its first line: a file may
+    // write them at the class's column).
+    const auto classBlock = [&](std::size_t i) {
+        return startsWithAnyWord(code(i), {u"methods", u"properties", u"events", u"enumeration"});
+    };
     return !above.empty() && !below.empty() && shift(below.front()) > 0 &&
-           startsWithAnyWord(text::trimLeft(window.lines[below.front()].text),
-                             {u"end", u"methods", u"properties", u"events", u"enumeration"}) &&
+           (startsWithWord(code(below.front()), u"end") ||
+            (classBlock(below.front()) &&
+             std::any_of(above.begin(), above.end(),
+                         [&](std::size_t i) {
+                             return classBlock(i) && !text::indentationOf(window.lines[i].text).empty();
+                         }))) &&
            std::all_of(above.begin(), above.end(), [&](std::size_t i) { return shift(i) == 0; }) &&
            std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) >= 0; });
 }
