@@ -71,26 +71,23 @@ const Row kRows[] = {
          "               2);\n        end\n    end\nend\n"},
     {"a class's methods blocks out of the formatter's reach below the class's first line",
      "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 400) +
-         "        end\n    end\n    methods (Access = private)\n        function c(obj)\n        end\n    "
-         "end\n    methods (Static<|>\n    end\nend\n",
+         "        end\n    end\n    methods (Access = private)\n    end\n    methods (Static<|>\n    "
+         "end\nend\n",
      ")\nfunction r = b()\nr = 1;\nend",
      "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 400) +
-         "        end\n    end\n    methods (Access = private)\n        function c(obj)\n        end\n    "
-         "end\n    methods (Static)\n        function r = b()\n            r = 1;\n        end\n    "
-         "end\nend\n"},
+         "        end\n    end\n    methods (Access = private)\n    end\n    methods (Static)\n        "
+         "function r = "
+         "b()\n            r = 1;\n        end\n    end\nend\n"},
     {"an arguments block at the window's first line",
      "function f(x)\narguments\n<|>\nend\ny = x;\nend\n",
      "x (1,1) double",
      "function f(x)\narguments\n    x (1,1) double\nend\ny = x;\nend\n",
      {.functionIndent = 0}},
     {"a flat reply without the end a class's next block below needs",
-     "classdef C\n    properties\n        A = 1\n    end\n    properties (Constant)\n        <|>\n    "
-     "events\n"
-     "        E\n    end\nend\n",
+     "classdef C\n    properties (Constant)\n        <|>\n    events\n        E\n    end\nend\n",
      "B = 2\nC = 3",
-     "classdef C\n    properties\n        A = 1\n    end\n    properties (Constant)\n        B = 2\n        "
-     "C = 3\n"
-     "    events\n        E\n    end\nend\n"},
+     "classdef C\n    properties (Constant)\n        B = 2\n        C = 3\n    events\n        E\n    "
+     "end\nend\n"},
     {"a flat reply whose end deduplication took for the one below",
      "function r = f(n)\nif n\n    r = 0;\nend\n<|>\nend\nr = 2;\nend\n",
      "for k = 1:n\nif k\nr = k;\nend",
