@@ -57,14 +57,17 @@ bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines
     const auto classBlock = [&](std::size_t i) {
         return startsWithAnyWord(code(i), {u"methods", u"properties", u"events", u"enumeration"});
     };
-    return !above.empty() && !below.empty() && shift(below.front()) > 0 &&
-           (startsWithWord(code(below.front()), u"end") ||
-            (classBlock(below.front()) &&
-             std::any_of(above.begin(), above.end(),
-                         [&](std::size_t i) {
-                             return classBlock(i) && !text::indentationOf(window.lines[i].text).empty();
-                         }))) &&
-           std::all_of(above.begin(), above.end(), [&](std::size_t i) { return shift(i) == 0; }) &&
+    if (above.empty() || below.empty() ||
+        !std::all_of(above.begin(), above.end(), [&](std::size_t i) { return shift(i) == 0; }))
+        return false;
+    // Lines below that all stand right of the formatter's columns are deeper in blocks the edit stops
+    // short of.
+    if (std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) < 0; })) return true;
+    const bool classBlockBelow =
+        classBlock(below.front()) && std::any_of(above.begin(), above.end(), [&](std::size_t i) {
+            return classBlock(i) && !text::indentationOf(window.lines[i].text).empty();
+        });
+    return shift(below.front()) > 0 && (startsWithWord(code(below.front()), u"end") || classBlockBelow) &&
            std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) >= 0; });
 }
 

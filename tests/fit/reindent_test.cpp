@@ -88,6 +88,9 @@ const Row kRows[] = {
      "B = 2\nC = 3",
      "classdef C\n    properties (Constant)\n        B = 2\n        C = 3\n    events\n        E\n    "
      "end\nend\n"},
+    {"a flat reply that stops short of the blocks the lines below are in",
+     "v = 0;\nif v\n    v = 1;\nend\n<|>\n        v = 2;\n    end\n", "if ~v\nreturn",
+     "v = 0;\nif v\n    v = 1;\nend\nif ~v\n    return\n        v = 2;\n    end\n"},
     {"a flat reply whose end deduplication took for the one below",
      "function r = f(n)\nif n\n    r = 0;\nend\n<|>\nend\nr = 2;\nend\n",
      "for k = 1:n\nif k\nr = k;\nend",
