@@ -560,7 +560,8 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     std::optional<std::vector<int>> inFileColumnsOfEdit;  // read only where the model's columns are in doubt
     const auto inFile = [&]() -> const std::vector<int>& {
         if (!inFileColumnsOfEdit)
-            inFileColumnsOfEdit = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+            inFileColumnsOfEdit =
+                editInFileColumns(window, afterLines, formattedColumns, style.tabSize, style.indentSize);
         return *inFileColumnsOfEdit;
     };
     const bool modelKept =

@@ -46,10 +46,12 @@ struct FileLevels {
 // blocks closed before them and say nothing of the columns of the edit's levels.
 bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines,
                    const std::vector<std::size_t>& above, const std::vector<std::size_t>& below,
-                   unsigned tabSize) {
+                   unsigned tabSize, unsigned indentSize) {
+    // How many of the formatter's levels the line stands left of its column (right of it, below zero).
     const auto shift = [&](std::size_t i) {
-        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) -
-               columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+        return (columnsOf(text::indentationOf(formattedLines[i].text), tabSize) -
+                columnsOf(text::indentationOf(window.lines[i].text), tabSize)) /
+               static_cast<int>(std::max(1u, indentSize));
     };
     const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
     // A class's block (where the lines above show the class's blocks in from its first line: a file may
@@ -57,22 +59,27 @@ bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines
     const auto classBlock = [&](std::size_t i) {
         return startsWithAnyWord(code(i), {u"methods", u"properties", u"events", u"enumeration"});
     };
-    if (above.empty() || below.empty() ||
-        !std::all_of(above.begin(), above.end(), [&](std::size_t i) { return shift(i) == 0; }))
-        return false;
-    // Lines below that all stand right of the formatter's columns are deeper in blocks the edit stops
-    // short of.
+    const auto atFormatter = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) ==
+               columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    if (above.empty() || below.empty() || !std::all_of(above.begin(), above.end(), atFormatter)) return false;
+    // Lines below that all stand a level or more right of the formatter's columns are deeper in blocks the
+    // edit stops short of.
     if (std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) < 0; })) return true;
     const bool classBlockBelow =
         classBlock(below.front()) && std::any_of(above.begin(), above.end(), [&](std::size_t i) {
             return classBlock(i) && !text::indentationOf(window.lines[i].text).empty();
         });
     return shift(below.front()) > 0 && (startsWithWord(code(below.front()), u"end") || classBlockBelow) &&
-           std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) >= 0; });
+           std::all_of(below.begin(), below.end(), [&](std::size_t i) {
+               return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) >=
+                      columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+           });
 }
 
 FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
-                               unsigned tabSize) {
+                               unsigned tabSize, unsigned indentSize) {
     FileLevels levels;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
@@ -152,7 +159,7 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     std::vector<std::size_t> nearbyAbove, nearbyBelow;
     walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
     walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
-    if (pushedInBelow(window, formattedLines, nearbyAbove, nearbyBelow, tabSize)) {
+    if (pushedInBelow(window, formattedLines, nearbyAbove, nearbyBelow, tabSize, indentSize)) {
         chainBelow.clear();
         nearbyBelow.clear();
     }
@@ -254,8 +261,8 @@ bool setAsideAtMargin(const Window& window, unsigned tabSize) {
 }  // namespace
 
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
-                                   const std::vector<int>& formatted, unsigned tabSize) {
-    FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
+                                   const std::vector<int>& formatted, unsigned tabSize, unsigned indentSize) {
+    FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize, indentSize);
     const auto own = [&](std::size_t i) {
         return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     };
