@@ -44,6 +44,32 @@ struct FileLevels {
 // the one below it) makes the formatter push the lines below in: that `end` (or a class's next block)
 // first, they stand left of its columns where the lines above stand at them. Those lines were written for
 // blocks closed before them and say nothing of the columns of the edit's levels.
+// Whether the statement on line `first` below the edit stands outside the block the formatter puts it in,
+// which a line above the edit opens (the edit's lines all stand inside it): at or left of that line's column
+// in the file, where only a function's or a class's body may stand (the edit lacks the `end` the file has, as
+// `if busy` / `return` above `x = 1;` at the `if`'s column).
+bool outsideTheBlockAbove(const Window& window, const std::vector<Line>& formattedLines, std::size_t first,
+                          unsigned tabSize) {
+    const auto formatted = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto own = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    if (isCloser(text::trimLeft(window.lines[first].text)) ||
+        std::any_of(window.started.begin(), window.started.end(),
+                    [&](std::size_t i) { return window.isCodeLine(i) && formatted(i) < formatted(first); }))
+        return false;
+    for (std::size_t i = window.started.front(); i-- > 1;)
+        if (window.startsStatement(i) && formatted(i) < formatted(first))
+            return opensBlock(text::trimLeft(window.lines[i].text)) &&
+                   !startsWithAnyWord(text::trimLeft(window.lines[i].text),
+                                      {u"function", u"classdef", u"methods", u"properties", u"events",
+                                       u"enumeration", u"arguments"}) &&
+                   own(i) >= own(first);
+    return false;
+}
+
 bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines,
                    const std::vector<std::size_t>& above, const std::vector<std::size_t>& below,
                    unsigned tabSize, unsigned indentSize) {
@@ -71,7 +97,9 @@ bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines
         classBlock(below.front()) && std::any_of(above.begin(), above.end(), [&](std::size_t i) {
             return classBlock(i) && !text::indentationOf(window.lines[i].text).empty();
         });
-    return shift(below.front()) > 0 && (startsWithWord(code(below.front()), u"end") || classBlockBelow) &&
+    return shift(below.front()) > 0 &&
+           (startsWithWord(code(below.front()), u"end") || classBlockBelow ||
+            outsideTheBlockAbove(window, formattedLines, below.front(), tabSize)) &&
            std::all_of(below.begin(), below.end(), [&](std::size_t i) {
                return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) >=
                       columnsOf(text::indentationOf(window.lines[i].text), tabSize);
