@@ -51,6 +51,16 @@ std::optional<std::size_t> unitStart(const fl::ustring& file, std::size_t editLi
     return start == 0 && editLineStart > 0 ? std::optional<std::size_t>(0) : std::nullopt;
 }
 
+// A line that opens a block of one of `words` (`methods (Static)`, not `methods = 2;`).
+bool opensMemberBlock(std::u16string_view line, std::initializer_list<std::u16string_view> words) {
+    const std::u16string_view code = text::trimLeft(line);
+    if (!startsWithAnyWord(code, words)) return false;
+    const std::size_t after = code.find_first_of(u" \t(%");
+    const std::u16string_view rest =
+        after == std::u16string_view::npos ? u"" : text::trimLeft(code.substr(after));
+    return rest.empty() || rest.front() == u'(' || rest.front() == u'%';
+}
+
 FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, const IndentSettings& style,
                           bool wholeUnit) {
     if (const std::optional<std::size_t> unit = wholeUnit ? unitStart(file, editLineStart) : std::nullopt)
@@ -96,7 +106,15 @@ FormatWindow formatWindow(const fl::ustring& file, std::size_t editLineStart, co
         if (top == 0) best = 0;
     }
     // On the file's first line, a statement at the margin stands in for the lines above.
-    return {best, best == editLineStart ? std::u16string_view(u"%\n0\n") : std::u16string_view(u"%\n")};
+    if (best == editLineStart) return {best, u"%\n0\n"};
+    // A class's `methods` (or `properties`, ...) line is a block only inside a class, an `arguments` line
+    // only inside a function: a line of that kind stands in for the first line out of the window.
+    const std::u16string_view line = std::u16string_view(file).substr(best, text::lineEnd(file, best) - best);
+    if (opensMemberBlock(line, {u"arguments"})) return {best, u"%\nfunction f\n"};
+    if (!line.empty() && text::isBlank(line.front()) &&
+        opensMemberBlock(line, {u"methods", u"properties", u"events", u"enumeration"}))
+        return {best, u"%\nclassdef C\n"};
+    return {best, u"%\n"};
 }
 
 std::vector<Line> linesOf(std::u16string_view text) {
@@ -542,7 +560,8 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     std::optional<std::vector<int>> inFileColumnsOfEdit;  // read only where the model's columns are in doubt
     const auto inFile = [&]() -> const std::vector<int>& {
         if (!inFileColumnsOfEdit)
-            inFileColumnsOfEdit = editInFileColumns(window, afterLines, formattedColumns, style.tabSize);
+            inFileColumnsOfEdit =
+                editInFileColumns(window, afterLines, formattedColumns, style.tabSize, style.indentSize);
         return *inFileColumnsOfEdit;
     };
     bool modelKept =

@@ -40,8 +40,74 @@ struct FileLevels {
     std::map<int, int> clauses;
 };
 
+// An edit that leaves open a block which the file closes below (deduplication took the edit's `end` for
+// the one below it) makes the formatter push the lines below in: that `end` (or a class's next block)
+// first, they stand left of its columns where the lines above stand at them. Those lines were written for
+// blocks closed before them and say nothing of the columns of the edit's levels.
+// Whether the statement on line `first` below the edit stands outside the block the formatter puts it in,
+// which a line above the edit opens (the edit's lines all stand inside it): at or left of that line's column
+// in the file, where only a function's or a class's body may stand (the edit lacks the `end` the file has, as
+// `if busy` / `return` above `x = 1;` at the `if`'s column).
+bool outsideTheBlockAbove(const Window& window, const std::vector<Line>& formattedLines, std::size_t first,
+                          unsigned tabSize) {
+    const auto formatted = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
+    };
+    const auto own = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    if (isCloser(text::trimLeft(window.lines[first].text)) ||
+        std::any_of(window.started.begin(), window.started.end(),
+                    [&](std::size_t i) { return window.isCodeLine(i) && formatted(i) < formatted(first); }))
+        return false;
+    for (std::size_t i = window.started.front(); i-- > 1;)
+        if (window.startsStatement(i) && formatted(i) < formatted(first))
+            return opensBlock(text::trimLeft(window.lines[i].text)) &&
+                   !startsWithAnyWord(text::trimLeft(window.lines[i].text),
+                                      {u"function", u"classdef", u"methods", u"properties", u"events",
+                                       u"enumeration", u"arguments"}) &&
+                   own(i) >= own(first);
+    return false;
+}
+
+bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines,
+                   const std::vector<std::size_t>& above, const std::vector<std::size_t>& below,
+                   unsigned tabSize, unsigned indentSize) {
+    // How many of the formatter's levels the line stands left of its column (right of it, below zero).
+    const auto shift = [&](std::size_t i) {
+        return (columnsOf(text::indentationOf(formattedLines[i].text), tabSize) -
+                columnsOf(text::indentationOf(window.lines[i].text), tabSize)) /
+               static_cast<int>(std::max(1u, indentSize));
+    };
+    const auto code = [&](std::size_t i) { return text::trimLeft(window.lines[i].text); };
+    // A class's block (where the lines above show the class's blocks in from its first line: a file may
+    // write them at the class's column).
+    const auto classBlock = [&](std::size_t i) {
+        return startsWithAnyWord(code(i), {u"methods", u"properties", u"events", u"enumeration"});
+    };
+    const auto atFormatter = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) ==
+               columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    if (above.empty() || below.empty() || !std::all_of(above.begin(), above.end(), atFormatter)) return false;
+    // Lines below that all stand a level or more right of the formatter's columns are deeper in blocks the
+    // edit stops short of.
+    if (std::all_of(below.begin(), below.end(), [&](std::size_t i) { return shift(i) < 0; })) return true;
+    const bool classBlockBelow =
+        classBlock(below.front()) && std::any_of(above.begin(), above.end(), [&](std::size_t i) {
+            return classBlock(i) && !text::indentationOf(window.lines[i].text).empty();
+        });
+    return shift(below.front()) > 0 &&
+           (startsWithWord(code(below.front()), u"end") || classBlockBelow ||
+            outsideTheBlockAbove(window, formattedLines, below.front(), tabSize)) &&
+           std::all_of(below.begin(), below.end(), [&](std::size_t i) {
+               return columnsOf(text::indentationOf(formattedLines[i].text), tabSize) >=
+                      columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+           });
+}
+
 FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
-                               unsigned tabSize) {
+                               unsigned tabSize, unsigned indentSize) {
     FileLevels levels;
     const auto formattedColumns = [&](std::size_t i) {
         return columnsOf(text::indentationOf(formattedLines[i].text), tabSize);
@@ -63,6 +129,20 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
                columnsOf(text::indentationOf(window.lines[next].text), tabSize) >
                    columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     };
+    // Whether the `end` on line `at` closes a function (where the file does not indent function bodies,
+    // the `end` of a block at the margin does not): its opener is the nearest line above at its formatter
+    // column that opens a block not closed on the way. Out of sight, it may.
+    const auto closesAFunction = [&](std::size_t at) {
+        std::size_t depth = 0;
+        for (std::size_t i = at; i-- > 1;) {
+            if (!window.startsStatement(i) || formattedColumns(i) != formattedColumns(at)) continue;
+            if (isEnd(i))
+                ++depth;
+            else if (opensBlock(code(i)) && depth-- == 0)
+                return startsWithWord(code(i), u"function");
+        }
+        return true;
+    };
     // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
     // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
     // as far as a function line.
@@ -79,8 +159,9 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
                 continue;
             const bool function = startsWithWord(code(i), u"function");
             // Nor past the `end` of a function at the margin above: its lines are another unit's.
-            pastFunction = pastFunction || (!up && function) ||
-                           (up && isEnd(i) && text::indentationOf(window.lines[i].text).empty());
+            pastFunction =
+                pastFunction || (!up && function) ||
+                (up && isEnd(i) && text::indentationOf(window.lines[i].text).empty() && closesAFunction(i));
             if (seen++ < kNearbyCodeLines && !pastFunction) nearby.push_back(i);
             pastFunction = pastFunction || function;
             const int formatted = formattedColumns(i);
@@ -106,6 +187,10 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     std::vector<std::size_t> nearbyAbove, nearbyBelow;
     walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
     walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
+    if (pushedInBelow(window, formattedLines, nearbyAbove, nearbyBelow, tabSize, indentSize)) {
+        chainBelow.clear();
+        nearbyBelow.clear();
+    }
     levels.openAtEnd = levels.statements;
     levels.openAtEnd.insert(chainBelow.begin(), chainBelow.end());
     // The blocks closed above come before the lines below for the blocks the edit closes: an edit that
@@ -204,8 +289,8 @@ bool setAsideAtMargin(const Window& window, unsigned tabSize) {
 }  // namespace
 
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
-                                   const std::vector<int>& formatted, unsigned tabSize) {
-    FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize);
+                                   const std::vector<int>& formatted, unsigned tabSize, unsigned indentSize) {
+    FileLevels levels = fileColumnsOfLevels(window, formattedLines, tabSize, indentSize);
     const auto own = [&](std::size_t i) {
         return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
     };

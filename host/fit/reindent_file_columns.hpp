@@ -13,6 +13,6 @@ namespace fit::reindenting {
 // the file's clauses of its level stand; a continuation line as far from its statement's first line as
 // the formatter puts it.
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
-                                   const std::vector<int>& formatted, unsigned tabSize);
+                                   const std::vector<int>& formatted, unsigned tabSize, unsigned indentSize);
 
 }  // namespace fit::reindenting

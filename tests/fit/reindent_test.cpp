@@ -78,6 +78,37 @@ const Row kRows[] = {
          repeated("            x = 1;\n", 70) +
          "        end\n    end\n    methods (Static)\n        function r = b()\n            r = min(1, ...\n "
          "               2);\n        end\n    end\nend\n"},
+    {"a class's methods blocks out of the formatter's reach below the class's first line",
+     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 400) +
+         "        end\n    end\n    methods (Access = private)\n    end\n    methods (Static<|>\n    "
+         "end\nend\n",
+     ")\nfunction r = b()\nr = 1;\nend",
+     "classdef C\n    methods\n        function a(obj)\n" + repeated("            x = 1;\n", 400) +
+         "        end\n    end\n    methods (Access = private)\n    end\n    methods (Static)\n        "
+         "function r = "
+         "b()\n            r = 1;\n        end\n    end\nend\n"},
+    {"an arguments block at the window's first line",
+     "function f(x)\narguments\n<|>\nend\ny = x;\nend\n",
+     "x (1,1) double",
+     "function f(x)\narguments\n    x (1,1) double\nend\ny = x;\nend\n",
+     {.functionIndent = 0}},
+    {"a flat reply without the end a class's next block below needs",
+     "classdef C\n    properties (Constant)\n        <|>\n    events\n        E\n    end\nend\n",
+     "B = 2\nC = 3",
+     "classdef C\n    properties (Constant)\n        B = 2\n        C = 3\n    events\n        E\n    "
+     "end\nend\n"},
+    {"a flat reply that stops short of the blocks the lines below are in",
+     "v = 0;\nif v\n    v = 1;\nend\n<|>\n        v = 2;\n    end\n", "if ~v\nreturn",
+     "v = 0;\nif v\n    v = 1;\nend\nif ~v\n    return\n        v = 2;\n    end\n"},
+    {"a flat reply cut short of its end, the line below at its block's column",
+     "function f(x)\n    for<|>\n    y = 2;\nend\n", " k = 1:3\nif x\nx = k;\nend",
+     "function f(x)\n    for k = 1:3\n        if x\n            x = k;\n        end\n    y = 2;\nend\n"},
+    {"a flat reply whose end deduplication took for the one below",
+     "function r = f(n)\nif n\n    r = 0;\nend\n<|>\nend\nr = 2;\nend\n",
+     "for k = 1:n\nif k\nr = k;\nend",
+     "function r = f(n)\nif n\n    r = 0;\nend\nfor k = 1:n\n    if k\n        r = k;\n    end\nend\nr = "
+     "2;\nend\n",
+     {.functionIndent = 0}},
     {"a nested function after another",
      "function outer()\n    x = 1;\n    function a()\n        y = 2;\n    end\n<|>\nend\n",
      "function b()\nz = 3;\nend",
