@@ -280,6 +280,15 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         int bracket, hang;
     };
     std::vector<Moved> moved;
+    // The model's statement lines and where they stand now; a reply without indentation has no columns
+    // of its own to move.
+    std::vector<PlacedStatement> statements;
+    bool indented = false, statementStarted = false;
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size() && !modelKept; ++k) {
+        indented = indented || (own[k] > 0 && window.isCodeLine(window.started[k]));
+        if (window.startsStatement(window.started[k]))
+            statements.push_back({own[k], columnsOf(indentation[k], style.tabSize)});
+    }
     bool belowRead = false;
     std::size_t k = 0;        // the next started line
     int previousColumns = 0;  // of the line above, as the model or the file has it
@@ -318,8 +327,16 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
                 statementCode = text::trimLeft(line);
+                statementStarted = started;
                 sibling.known = false;
                 moved.clear();
+            } else if (const std::optional<int> shift =
+                           started && !statementStarted && indented && (k > 0 || !firstFromTyped)
+                               ? replyShift(statements, statementPlaced, static_cast<int>(style.indentSize))
+                               : std::nullopt;
+                       shift && own[k] + *shift > statementPlaced) {
+                // A statement begun above the edit goes on in the reply's own columns.
+                indentation[k] = indentationFor(own[k] + *shift, style);
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&

@@ -287,6 +287,22 @@ std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& cou
 
 }  // namespace
 
+std::optional<int> replyShift(const std::vector<PlacedStatement>& statements, int column, int indentSize) {
+    for (const PlacedStatement& statement : statements)
+        if (statement.placed == column) return statement.placed - statement.own;
+    if (statements.empty()) return std::nullopt;
+    // A reply that writes each of the file's levels as four columns moves each level by its own amount.
+    const int unit = std::max(indentSize, 1);
+    if (unit != 4 && column % unit == 0 &&
+        std::all_of(statements.begin(), statements.end(),
+                    [&](const auto& s) { return s.own > 0 && s.own * unit == s.placed * 4; }))
+        return column - column / unit * 4;
+    const int shift = statements.front().placed - statements.front().own;
+    for (const PlacedStatement& statement : statements)
+        if (statement.placed - statement.own != shift) return std::nullopt;
+    return shift;
+}
+
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));

@@ -95,6 +95,19 @@ struct ContinuationHabit {
     // starts with an operator does not.
     bool underValue(std::u16string_view line) const;
 };
+// A statement's first line of the edit: the column the model wrote it at and the one the edit gives it.
+struct PlacedStatement {
+    int own = 0;
+    int placed = 0;
+};
+
+// How far the edit moved the model's statements of the level the edit puts at `column` (the first such
+// statement's move), or, where none stands there, that level's move in a reply that writes every level
+// as four columns, or else the one move all of them share: the model's continuation lines of a statement
+// begun above the edit are in the reply's own columns and move with them (a reply moved to the margin,
+// or written with its own indent unit, keeps their offsets).
+std::optional<int> replyShift(const std::vector<PlacedStatement>& statements, int column, int indentSize);
+
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize);
 
