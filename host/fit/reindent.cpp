@@ -298,6 +298,16 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
         int bracket, hang;
     };
     std::vector<Moved> moved;
+    // The model's statement lines and where they stand now; a reply without indentation has no columns
+    // of its own to move.
+    ReplyColumns reply{{}, static_cast<int>(style.indentSize)};
+    bool indented = false,
+         statementOwnColumn = false;  // the statement's first line stands where the model put it
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size() && !modelKept; ++k) {
+        indented = indented || (own[k] > 0 && window.isCodeLine(window.started[k]));
+        if (window.startsStatement(window.started[k]))
+            reply.statements.push_back({own[k], columnsOf(indentation[k], style.tabSize)});
+    }
     bool belowRead = false;
     std::size_t k = 0;        // the next started line
     int previousColumns = 0;  // of the line above, as the model or the file has it
@@ -336,8 +346,23 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
                 header = isHeaderStatement(line);
                 statementCode = text::trimLeft(line);
+                statementOwnColumn = started && (k > 0 || !firstFromTyped);
                 sibling.known = false;
                 moved.clear();
+            } else if (const std::optional<int> fromReply =
+                           started && indented && (k > 0 || !firstFromTyped)
+                               ? continuationFromReply(
+                                     reply, own[k],
+                                     statementOwnColumn ? std::optional(statementOwn) : std::nullopt,
+                                     statementPlaced,
+                                     [&](int offset) {
+                                         if (!habit) habit = readHabit();
+                                         return stepsInBy(*habit, scan, header, offset);
+                                     })
+                               : std::nullopt) {
+                // A statement begun above the edit, or on a first line written from the editor's blanks,
+                // goes on in the reply's own columns.
+                indentation[k] = indentationFor(*fromReply, style);
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&

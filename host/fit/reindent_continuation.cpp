@@ -287,6 +287,42 @@ std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& cou
 
 }  // namespace
 
+bool ReplyColumns::fourColumnsALevel() const {
+    const int unit = std::max(indentSize, 1);
+    return unit != 4 && !statements.empty() && std::all_of(statements.begin(), statements.end(), [&](auto s) {
+               return s.own > 0 && s.own * unit == s.placed * 4;
+           });
+}
+
+std::optional<int> ReplyColumns::shift(int column) const {
+    for (const PlacedStatement& statement : statements)
+        if (statement.placed == column) return statement.placed - statement.own;
+    if (statements.empty()) return std::nullopt;
+    // A reply that writes each of the file's levels as four columns moves each level by its own amount.
+    const int unit = std::max(indentSize, 1);
+    if (column % unit == 0 && fourColumnsALevel()) return column - column / unit * 4;
+    const int shared = statements.front().placed - statements.front().own;
+    for (const PlacedStatement& statement : statements)
+        if (statement.placed - statement.own != shared) return std::nullopt;
+    return shared;
+}
+
+std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
+                                         int statementPlaced, const std::function<bool(int)>& fileStepsBy) {
+    const bool statementKept = statementOwn.has_value();  // the formatter keeps its offset then
+    if (!statementOwn) {
+        const std::optional<int> shift = reply.shift(statementPlaced);
+        if (!shift) return std::nullopt;
+        statementOwn = statementPlaced - *shift;
+    }
+    const int offset = own - *statementOwn;
+    if (offset <= 0) return std::nullopt;
+    // A model that writes a level as four columns steps its continuation lines in by its own levels too.
+    const int levels = offset / 4 * std::max(reply.indentSize, 1);
+    if (offset % 4 == 0 && reply.fourColumnsALevel() && fileStepsBy(levels)) return statementPlaced + levels;
+    return statementKept ? std::nullopt : std::optional(statementPlaced + offset);
+}
+
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
@@ -332,6 +368,15 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
 bool ContinuationHabit::underValue(std::u16string_view line) const {
     if (alignsWithValue) return *alignsWithValue;
     return (!call || call->alignsWithBracket) && !startsWithOperator(line);
+}
+
+bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, int offset) {
+    if (scan.openBrackets.empty())
+        return header ? habit.headerOffset == offset
+                      : habit.plainOffset == offset && !habit.alignsWithValue.value_or(false);
+    if (scan.openBrackets.back().endsLine) return habit.endingBracketOffset == offset;
+    const ContinuationHabit::InBrackets inside = habit.inside(scan);
+    return !inside.alignsWithBracket && inside.offset == offset;
 }
 
 }  // namespace fit

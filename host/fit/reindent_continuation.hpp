@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -95,7 +96,41 @@ struct ContinuationHabit {
     // starts with an operator does not.
     bool underValue(std::u16string_view line) const;
 };
+// A statement's first line of the edit: the column the model wrote it at and the one the edit gives it.
+struct PlacedStatement {
+    int own = 0;
+    int placed = 0;
+};
+
+// The columns of a reply whose own do not fit: its statements' lines, as the model wrote them and as the
+// edit puts them.
+struct ReplyColumns {
+    std::vector<PlacedStatement> statements;
+    int indentSize = 4;
+
+    // Every statement stands at four columns for each of the file's levels (a file whose step is not 4).
+    bool fourColumnsALevel() const;
+    // How far the edit moved the model's statements of the level it puts at `column` (the first such
+    // statement's move), or, where none stands there, that level's move in a reply written four columns a
+    // level, or else the one move all of them share.
+    std::optional<int> shift(int column) const;
+};
+
+// Where a continuation line the model wrote at `own` goes, of a statement whose first line the model
+// wrote at `statementOwn` (nothing where it began above the edit or on a first line written from the
+// editor's blanks: the reply's own columns then tell, moved as its statements of that level moved) and
+// the edit puts at `statementPlaced`. In a reply written four columns a level, an offset of whole levels
+// becomes the file's levels where `fileStepsBy` says the file steps such lines in by that much. Nothing
+// where the reply does not tell, nor for a statement the model wrote at its own column that this does not
+// change (the formatter keeps the model's offset from it).
+std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
+                                         int statementPlaced, const std::function<bool(int)>& fileStepsBy);
+
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize);
+
+// Whether the file puts the next line of `scan` (of a block's header: `header`) at `offset` from its
+// statement's first line, rather than lined up or at another offset.
+bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, int offset);
 
 }  // namespace fit

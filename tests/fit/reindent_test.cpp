@@ -271,6 +271,16 @@ const Row kRows[] = {
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
     {"a script's first statement continued, by a level where the file's line is both a level in and lined up",
      "<|>\nabc(1, ...\n    2);\n", "x = min(3, ...\n4);", "x = min(3, ...\n    4);\nabc(1, ...\n    2);\n"},
+    {"a statement begun above a reply moved to the margin goes on in the reply's columns",
+     "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...<|>\nend\n", "\n        1);\nz = 3;",
+     "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...\n            1);\n    z = "
+     "3;\nend\n"},
+    {"the same in a reply written four columns a level, whose steps are levels where the file steps in",
+     "function f(a)\n  if a\n    w = min(a, ...\n      2);\n    x = max(a, ...<|>\nend\n",
+     "\n                1);\n        y = min(a, ...\n            3);\n    end",
+     "function f(a)\n  if a\n    w = min(a, ...\n      2);\n    x = max(a, ...\n            1);\n    y = "
+     "min(a, "
+     "...\n      3);\n  end\nend\n"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
