@@ -259,7 +259,7 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
 void placeContinuations(const Window& window, const std::vector<int>& own,
                         const std::function<ContinuationHabit()>& readHabit,
                         const std::function<bool()>& readClosesLeft, bool firstFromTyped, bool modelKept,
-                        const IndentSettings& style, std::vector<fl::ustring>& indentation) {
+                        bool framed, const IndentSettings& style, std::vector<fl::ustring>& indentation) {
     std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
     std::optional<bool> closesLeft;
     StatementScan scan;
@@ -303,7 +303,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     ReplyColumns reply{{}, static_cast<int>(style.indentSize)};
     bool indented = false,
          statementOwnColumn = false;  // the statement's first line stands where the model put it
-    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size() && !modelKept; ++k) {
+    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size() && (!modelKept || framed); ++k) {
         indented = indented || (own[k] > 0 && window.isCodeLine(window.started[k]));
         if (window.startsStatement(window.started[k]))
             reply.statements.push_back({own[k], columnsOf(indentation[k], style.tabSize)});
@@ -593,6 +593,9 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
         modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
     // A reply moved to the margin or respaced keeps its relative levels: where they fit from the file's
     // column for its first statement, they stay.
+    // Continuation lines read the reply's steps in its own columns, also once it is put in the file's frame.
+    const std::vector<int> modelOwn = own;
+    bool inFileFrame = false;
     if (!modelKept || firstFromTyped)
         for (std::vector<int>& framed : replyInFileFrame(
                  window, afterLines, own, {inFile(), formattedColumns}, firstFromTyped, modelKept, style))
@@ -601,7 +604,7 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
                 for (std::size_t j = 0; j < own.size(); ++j)
                     if (framed[j] != own[j]) indentation[j] = indentationFor(framed[j], style);
                 own = std::move(framed);
-                modelKept = true;
+                modelKept = inFileFrame = true;
                 break;
             }
     if (!modelKept) {
@@ -617,10 +620,10 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     placeFlatBlockComments(window, own, firstFromTyped, style, indentation);
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
-        window, own,
+        window, inFileFrame ? modelOwn : own,
         [&] { return continuationHabit(file, edit.start, edit.end, style.tabSize, style.indentSize); },
         [&] { return closesBracketsLeftOfRows(file, edit.start, edit.end, style.tabSize); }, firstFromTyped,
-        modelKept, style, indentation);
+        modelKept, inFileFrame, style, indentation);
 
     fl::ustring text;
     std::size_t next = window.editFrom;  // what of the edit is copied so far, as an offset in the window

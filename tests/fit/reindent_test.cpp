@@ -275,6 +275,12 @@ const Row kRows[] = {
      "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...<|>\nend\n", "\n        1);\nz = 3;",
      "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...\n            1);\n    z = "
      "3;\nend\n"},
+    {"the same in a reply written four columns a level, whose steps are levels where the file steps in",
+     "function f(a)\n  if a\n    w = min(a, ...\n      2);\n    x = max(a, ...<|>\nend\n",
+     "\n                1);\n        y = min(a, ...\n            3);\n    end",
+     "function f(a)\n  if a\n    w = min(a, ...\n      2);\n    x = max(a, ...\n            1);\n    y = "
+     "min(a, "
+     "...\n      3);\n  end\nend\n"},
     {"a doubled quote does not end the text", "x = max(1, ...\n        2);\n<|>",
      "v = ['a''b %', 'c'];\ny = 1;", "x = max(1, ...\n        2);\nv = ['a''b %', 'c'];\ny = 1;"},
     // A reply without its leading blank still continues the line as code.
