@@ -591,11 +591,11 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     };
     bool modelKept =
         modelFits(window, afterLines, own, inFile, comments, firstFromTyped, typedLineKnown, style);
-    // A reply moved to the margin or respaced keeps its relative levels: where they fit from the file's
-    // column for its first statement, they stay.
     // Continuation lines read the reply's steps in its own columns, also once it is put in the file's frame.
     const std::vector<int> modelOwn = own;
     bool inFileFrame = false;
+    // A reply moved to the margin or respaced keeps its relative levels: where they fit from the file's
+    // column for its first statement, they stay.
     if (!modelKept || firstFromTyped)
         for (std::vector<int>& framed : replyInFileFrame(
                  window, afterLines, own, {inFile(), formattedColumns}, firstFromTyped, modelKept, style))
