@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <vector>
 
-#include "block_words.hpp"
 #include "fl/i18n.hpp"
+#include "statement_lines.hpp"
 #include "text_lines.hpp"
 
 namespace ostrel_eval {
@@ -105,63 +105,32 @@ fl::ustring shifted(const EvalCase& evalCase, unsigned tabSize) {
     return joined(lines);
 }
 
-// Whether a line goes on on the next one: it ends in `...`, which a comment may follow.
-bool goesOn(std::u16string_view code) {
-    const std::size_t dots = code.rfind(u"...");
-    if (dots == std::u16string_view::npos) return false;
-    for (const char16_t c : code.substr(dots + 3)) {
-        if (c == u'%') return true;
-        if (!isBlank(c) && c != u'\r' && c != u'\n') return false;
-    }
-    return true;
-}
-
-// Where a statement's lines stand, read line by line: a line inside brackets or after `...` goes on
-// with the statement of the line that started it.
-class StatementReader {
-  public:
-    // Reads a line's code (without indentation) and says whether it continues a statement.
-    bool read(std::size_t width, const fl::ustring& code, bool atLineStart) {
-        if (code.starts_with(u"%")) return false;  // a comment line says nothing of statements
-        const bool continuation = goesOnNext_ || depth_ > 0;
-        if (atLineStart && !continuation) statementWidth_ = width;
-        depth_ = std::max(0, depth_ + scanBrackets(code).balance);
-        goesOnNext_ = goesOn(code);
-        return continuation;
-    }
-    std::size_t statementWidth() const { return statementWidth_; }
-
-  private:
-    std::size_t statementWidth_ = 0;
-    int depth_ = 0;
-    bool goesOnNext_ = false;
-};
-
 // As a model that indents with its own unit: each of the file's levels becomes four spaces; what a line
 // has beyond whole levels stays as it is, and a continuation line keeps its offset from its statement's
-// first line.
+// first line, which may stand above the cursor.
 fl::ustring respaced(const EvalCase& evalCase, const fit::IndentSettings& style) {
     constexpr std::size_t kModelUnit = 4;
     const std::size_t unit = std::max(1u, style.indentSize);
     const auto respacedWidth = [&](std::size_t width) { return width / unit * kModelUnit + width % unit; };
-    StatementReader statements;
-    const fl::ustring above = evalCase.cut.substr(0, std::min(evalCase.cursor, evalCase.cut.size()));
-    for (const LineSpan& span : splitLines(above)) {
-        if (isBlankLine(above, span)) continue;
-        const std::size_t blanks = leadingBlanks(above, span.start, span.contentEnd);
-        statements.read(indentWidth(above.substr(span.start, blanks), style.tabSize),
-                        above.substr(span.start + blanks, span.contentEnd - span.start - blanks), true);
-    }
+    // The file as far as the truth goes, so that each of the truth's lines has its statement.
+    const fl::ustring before = evalCase.cut.substr(0, std::min(evalCase.cursor, evalCase.cut.size()));
+    const fl::ustring text = before + evalCase.truth;
+    const std::vector<LineSpan> spans = splitLines(text);
+    const std::vector<std::size_t> firstLines = statementFirstLines(text);
+    const auto cursorLine = static_cast<std::size_t>(std::count(before.begin(), before.end(), u'\n'));
+    const auto widthOf = [&](std::size_t line) {
+        const LineSpan& span = spans[line];
+        return indentWidth(text.substr(span.start, leadingBlanks(text, span.start, span.contentEnd)),
+                           style.tabSize);
+    };
     std::vector<IndentedLine> lines = indentedLines(evalCase);
     for (std::size_t i = 0; i < lines.size(); ++i) {
         IndentedLine& line = lines[i];
-        const bool restOfLine =
-            i == 0 && (evalCase.kind == CursorKind::MidLine || evalCase.kind == CursorKind::LineEnd);
-        if (restOfLine) statements.read(0, line.code, false);
         if (line.blank) continue;
         const std::size_t width = indentWidth(line.indent, style.tabSize);
-        const bool continuation = statements.read(width, line.code, true);
-        const std::size_t from = statements.statementWidth();
+        const std::size_t at = cursorLine + i;
+        const bool continuation = at < firstLines.size() && firstLines[at] != at;
+        const std::size_t from = continuation ? widthOf(firstLines[at]) : width;
         const std::size_t columns =
             continuation && width >= from ? respacedWidth(from) + width - from : respacedWidth(width);
         // A blank-line cursor's first line is typed after the file's own blanks, as in the exact reply.

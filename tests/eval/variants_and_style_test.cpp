@@ -42,10 +42,18 @@ TEST(ReplyCode, RepeatsAndFlattensAroundEachKindOfCursor) {
          ReplyVariant::Respaced, u"    if b\n        c = [1, ...\n             2];\n    end", kNested, 2},
         {"respaced after a line end: the first line is the rest of the cursor's", 11, 16,
          ReplyVariant::Respaced, u"\n        c = [1, ...", kNested, 2},
+        {"respaced: a doubled quote and a bracket in a text literal leave no statement open", 43, 20,
+         ReplyVariant::Respaced, u"c = [1, ...\n     2];",
+         u"if a\n  error('it''s 50% (or more', a);\nend\nc = [1, ...\n     2];\n", 2},
+        {"respaced: `...` in a comment continues nothing", 16, 8, ReplyVariant::Respaced, u"    b = 1;",
+         u"if a  % then...\n  b = 1;\nend\n", 2},
+        {"respaced with tabs: a comment line inside the statement keeps its offset too", 5, 36,
+         ReplyVariant::Respaced, u"    c = [1, ...\n                 % two\n                 2];",
+         u"if a\n\tc = [1, ...\n\t\t     % two\n\t\t     2];\nend\n", 8},
     };
     for (const Row& row : rows) {
         fit::IndentSettings style;
-        style.indentSize = row.unit;
+        style.indentSize = style.tabSize = row.unit;
         EXPECT_EQ(replyCode(cutOut(row.file, row.cursor, row.length), row.variant, style), row.code)
             << row.what;
     }
