@@ -24,8 +24,8 @@ bool opensBlock(const fl::ustring& code) {
     return false;
 }
 
-LineBrackets scanBrackets(const fl::ustring& code) {
-    LineBrackets out;
+int closingEnds(const fl::ustring& code) {
+    int ends = 0;
     int depth = 0;  // never below 0: a bracket closed here that opened on a line above
     char16_t quote = 0;
     for (std::size_t i = 0; i < code.size(); ++i) {
@@ -40,17 +40,13 @@ LineBrackets scanBrackets(const fl::ustring& code) {
             i > 0 && (isWordChar(code[i - 1]) || code[i - 1] == u')' || code[i - 1] == u']' ||
                       code[i - 1] == u'}' || code[i - 1] == u'\'' || code[i - 1] == u'.');
         if (c == u'"' || (c == u'\'' && !afterValue)) quote = c;
-        if (c == u'(' || c == u'[' || c == u'{') ++depth, ++out.balance;
-        if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1), --out.balance;
+        if (c == u'(' || c == u'[' || c == u'{') ++depth;
+        if (c == u')' || c == u']' || c == u'}') depth = std::max(0, depth - 1);
         if (depth == 0 && code.compare(i, 3, u"end") == 0 && (i == 0 || !isWordChar(code[i - 1])) &&
             (i + 3 == code.size() || !isWordChar(code[i + 3])))
-            ++out.closingEnds;
+            ++ends;
     }
-    return out;
-}
-
-int closingEnds(const fl::ustring& code) {
-    return scanBrackets(code).closingEnds;
+    return ends;
 }
 
 }  // namespace ostrel_eval

@@ -13,14 +13,8 @@ bool startsWithWord(const fl::ustring& code, std::u16string_view word);
 // The line opens a block: if, for, parfor, while, switch, try, spmd, function, classdef and the blocks
 // inside classdef and function bodies.
 bool opensBlock(const fl::ustring& code);
-// What a line's brackets say, text literals and comments skipped: the brackets it leaves open (negative
-// when it closes more than it opens), and its `end` words that close blocks (outside brackets, where
-// `end` is an index). A crude reading, enough for statistics over a file's layout.
-struct LineBrackets {
-    int balance = 0;
-    int closingEnds = 0;
-};
-LineBrackets scanBrackets(const fl::ustring& code);
+// The line's `end` words that close blocks: outside brackets, where `end` is an index; text literals and
+// comments skipped. A crude reading, enough for statistics over a file's layout.
 int closingEnds(const fl::ustring& code);
 
 }  // namespace ostrel_eval

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "block_words.hpp"
+#include "statement_lines.hpp"
 #include "text_lines.hpp"
 
 namespace ostrel_eval {
@@ -18,10 +19,11 @@ struct CodeLine {
 
 std::vector<CodeLine> codeLines(const fl::ustring& text, std::size_t tabWidth) {
     std::vector<CodeLine> out;
-    int depth = 0;
-    bool previousContinues = false;
+    const std::vector<std::size_t> firstLines = statementFirstLines(text);
+    const std::vector<LineSpan> lines = splitLines(text);
     int blockComment = 0;
-    for (const LineSpan& line : splitLines(text)) {
+    for (std::size_t index = 0; index < lines.size(); ++index) {
+        const LineSpan& line = lines[index];
         if (isBlankLine(text, line)) continue;
         const std::size_t indent = leadingBlanks(text, line.start, line.contentEnd);
         fl::ustring code = text.substr(line.start + indent, line.contentEnd - line.start - indent);
@@ -36,10 +38,7 @@ std::vector<CodeLine> codeLines(const fl::ustring& text, std::size_t tabWidth) {
         std::size_t width = 0;
         for (std::size_t i = line.start; i < line.start + indent; ++i)
             width = text[i] == u'\t' ? (width / tabWidth + 1) * tabWidth : width + 1;
-        const bool isContinuation = previousContinues || depth > 0;
-        depth = std::max(0, depth + scanBrackets(code).balance);
-        previousContinues = code.find(u"...") != fl::ustring::npos;
-        if (isContinuation) continue;
+        if (firstLines[index] != index) continue;  // a continuation line
         out.push_back({width, std::move(code), false});
     }
     return out;
