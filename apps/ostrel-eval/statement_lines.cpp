@@ -1,6 +1,7 @@
 #include "statement_lines.hpp"
 
 #include <algorithm>
+#include <cstdint>
 
 #include "ca/lexer/token.hpp"
 #include "text_lines.hpp"
