@@ -106,6 +106,22 @@ bool pushedInBelow(const Window& window, const std::vector<Line>& formattedLines
            });
 }
 
+// Of each formatter column, the file's columns of the statements in the blocks around the edit.
+using Siblings = std::map<int, std::vector<int>>;
+
+// The column most of a block's lines at one level stand at, where they leave no doubt: three or more of
+// them, and three times as many as stand elsewhere.
+std::optional<int> clearMajority(const std::vector<int>& columns) {
+    std::map<int, std::size_t> counts;
+    for (int column : columns)
+        ++counts[column];
+    const auto most = std::max_element(counts.begin(), counts.end(),
+                                       [](const auto& a, const auto& b) { return a.second < b.second; });
+    if (most == counts.end() || most->second < 3 || most->second < 3 * (columns.size() - most->second))
+        return std::nullopt;
+    return most->first;
+}
+
 FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& formattedLines,
                                unsigned tabSize, unsigned indentSize) {
     FileLevels levels;
@@ -146,7 +162,7 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
     // The lines of the blocks around, walking away from the edit: `open` counts the blocks at the nearest
     // level that the walk has entered and not yet left. The other statements near the edit, nearest first,
     // as far as a function line.
-    const auto walk = [&](std::size_t i, bool up, std::map<int, int>& chain,
+    const auto walk = [&](std::size_t i, bool up, std::map<int, int>& chain, Siblings& siblings,
                           std::vector<std::size_t>& nearby) {
         int nearest = std::numeric_limits<int>::max();
         std::size_t open = 0, seen = 0;
@@ -179,17 +195,32 @@ FileLevels fileColumnsOfLevels(const Window& window, const std::vector<Line>& fo
             const bool opens = opensBlock(code(i));
             if (up && open > 0 && opens) --open;
             if (open == 0) record(chain, i);
+            if (open == 0 && !pastFunction)
+                siblings[formatted].push_back(columnsOf(text::indentationOf(window.lines[i].text), tabSize));
             if (!up && opens) ++open;
             if (up && nearest == 0 && open == 0 && seen >= kNearbyCodeLines) return;
         }
     };
     std::map<int, int> chainBelow;
+    Siblings siblings, siblingsBelow;
     std::vector<std::size_t> nearbyAbove, nearbyBelow;
-    walk(window.started.front() - 1, true, levels.statements, nearbyAbove);
-    walk(window.started.back() + 1, false, chainBelow, nearbyBelow);
+    walk(window.started.front() - 1, true, levels.statements, siblings, nearbyAbove);
+    walk(window.started.back() + 1, false, chainBelow, siblingsBelow, nearbyBelow);
     if (pushedInBelow(window, formattedLines, nearbyAbove, nearbyBelow, tabSize, indentSize)) {
         chainBelow.clear();
+        siblingsBelow.clear();
         nearbyBelow.clear();
+    }
+    // A block's odd line above the edit does not move the edit's lines off the column its other lines keep
+    // (the edit's lines go on from the lines above: a block the edit opens keeps the columns its own lines
+    // below show).
+    for (auto& [formatted, columns] : siblings) {
+        if (const auto below = siblingsBelow.find(formatted); below != siblingsBelow.end())
+            columns.insert(columns.end(), below->second.begin(), below->second.end());
+        if (const std::optional<int> kept = clearMajority(columns)) {
+            levels.statements.insert_or_assign(formatted, *kept);
+            chainBelow.insert_or_assign(formatted, *kept);
+        }
     }
     levels.openAtEnd = levels.statements;
     levels.openAtEnd.insert(chainBelow.begin(), chainBelow.end());

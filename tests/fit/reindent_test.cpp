@@ -28,7 +28,6 @@ std::string repeated(const std::string& line, int times) {
 }
 
 const Row kRows[] = {
-    // A consistent file re-indents a reply written from column 1.
     {"auto-indented blank line, flat reply", "function r = f(a)\n    r = a;\n    <|>\nend\n",
      "if a > 0\nr = 1;\nend", "function r = f(a)\n    r = a;\n    if a > 0\n        r = 1;\n    end\nend\n"},
     {"column 1 of a blank line, flat reply", "function r = f(a)\n    r = a;\n<|>\nend\n",
@@ -190,6 +189,13 @@ const Row kRows[] = {
     {"sloppy file, reply that wanders as the file does", "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n<|>",
      "  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend",
      "for a = 1:3\n  t = a;\n    v = t;\n  x = 0;\n  while x < 3\n     x = x + 1;\n   y = x;\n  end\nend"},
+    {"sloppy file, flat reply after an odd line at the column its block's other lines keep",
+     "for a = 1:3\n  t = a;\n  while t < 9\n     t = t + 1;\n     u = t;\n     v = u;\n   w = v;<|>\n  "
+     "end\nend\n",
+     "\nx = w;\ny = x;",
+     "for a = 1:3\n  t = a;\n  while t < 9\n     t = t + 1;\n     u = t;\n     v = u;\n   w = v;\n     x = "
+     "w;\n     "
+     "y = x;\n  end\nend\n"},
     {"sloppy file below the edit, reply with its end under the body",
      "for k = 1:3\n    a = k;\n    <|>\n    if a\n        c = 1;\n        end\nend\n",
      "if a > 1\n        d = a;\n        end",
