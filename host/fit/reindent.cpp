@@ -546,6 +546,20 @@ void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const
 
 namespace {
 
+// The style a moved line of the reply keeps: where the reply starts some lines with tabs and others with
+// spaces (as the file it was written for does), each line keeps its own kind of blanks.
+IndentSettings inModelsKind(const std::vector<fl::ustring>& indentation, std::size_t line,
+                            const IndentSettings& style) {
+    const auto startsWith = [&](char16_t blank) {
+        return std::any_of(indentation.begin(), indentation.end(),
+                           [&](const fl::ustring& blanks) { return blanks.starts_with(blank); });
+    };
+    if (indentation[line].empty() || !startsWith(u'\t') || !startsWith(u' ')) return style;
+    IndentSettings own = style;
+    own.insertSpaces = indentation[line].front() == u' ';
+    return own;
+}
+
 void reindentInWindow(const Window& window, const std::vector<Line>& afterLines, const fl::ustring& file,
                       bool firstFromTyped, bool typedNone, const IndentSettings& style, Edit& edit) {
     std::vector<fl::ustring> indentation;  // of each started line
@@ -602,7 +616,8 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
             if (modelFits(window, afterLines, framed, inFile, comments, firstFromTyped, typedLineKnown,
                           style)) {
                 for (std::size_t j = 0; j < own.size(); ++j)
-                    if (framed[j] != own[j]) indentation[j] = indentationFor(framed[j], style);
+                    if (framed[j] != own[j])
+                        indentation[j] = indentationFor(framed[j], inModelsKind(indentation, j, style));
                 own = std::move(framed);
                 modelKept = inFileFrame = true;
                 break;

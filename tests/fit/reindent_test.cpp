@@ -53,6 +53,11 @@ const Row kRows[] = {
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\nend\n"},
     {"tab-indented file with a line in spaces keeps them", "function f(x)\n\tx = 1;<|>\n    z = 3;\nend\n",
      "\n    y = 2;", "function f(x)\n\tx = 1;\n    y = 2;\n    z = 3;\nend\n"},
+    {"tab-indented file with lines in spaces, reply moved in keeps its lines' own blanks",
+     "while true\n\ta = 1;\n    b = 2;\n\tif a\n\t\tc = 3;<|>\n\tend\nend\n",
+     "\nif c\n    d = 4;\n\te = 5;\nend",
+     "while true\n\ta = 1;\n    b = 2;\n\tif a\n\t\tc = 3;\n\t\tif c\n            d = 4;\n\t\t\te = "
+     "5;\n\t\tend\n\tend\nend\n"},
     {"2-space file, reply in 4 after a line end", "if a\n  b = 1;<|>\nend\n", "\nif b\n    c = 2;\nend",
      "if a\n  b = 1;\n  if b\n    c = 2;\n  end\nend\n"},
     // A flat comment takes the level of the code below it, also under a function line.
