@@ -317,6 +317,39 @@ bool setAsideAtMargin(const Window& window, unsigned tabSize) {
     return false;
 }
 
+// Whether the file closes its blocks at their bodies' column rather than under their opening lines: three or
+// more of the blocks in the window outside the edit end so and none elsewhere.
+bool endsAtBodies(const Window& window, unsigned tabSize) {
+    struct Block {
+        int opener = 0;
+        std::optional<int> body;
+    };
+    std::vector<Block> open;
+    std::size_t atBody = 0, elsewhere = 0;
+    for (std::size_t i = 1; i < window.lines.size(); ++i) {
+        if (window.lines[i].start >= window.editFrom && window.lines[i].start < window.editTo) {
+            open.clear();  // a block around the edit has lines the edit replaces
+            continue;
+        }
+        if (!window.startsStatement(i)) continue;
+        const std::u16string_view code = text::trimLeft(window.lines[i].text);
+        const int column = columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+        if (startsWithWord(code, u"end")) {
+            if (open.empty()) continue;
+            const Block block = open.back();
+            open.pop_back();
+            if (block.body && *block.body > block.opener && column == *block.body)
+                ++atBody;
+            else
+                ++elsewhere;
+        } else if (!open.empty() && !open.back().body && !isCloser(code)) {
+            open.back().body = column;
+        }
+        if (opensBlock(code)) open.push_back({column, std::nullopt});
+    }
+    return atBody >= 3 && elsewhere == 0;
+}
+
 }  // namespace
 
 std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>& formattedLines,
@@ -409,7 +442,8 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         }
         return nearest;
     };
-    std::optional<bool> setAsideLeft;  // read at the edit's first comment of code set aside
+    std::optional<bool> setAsideLeft;    // read at the edit's first comment of code set aside
+    std::optional<bool> closesAtBodies;  // read at the edit's first `end`
     std::vector<int> columns;
     for (std::size_t k = 0; k < window.started.size(); ++k) {
         const std::size_t i = window.started[k];
@@ -439,19 +473,20 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
         if (!window.isCodeLine(i)) continue;
         shift = columns.back() - formatted[k];
         statementColumn = columns.back();
-        if (!opened.empty() && opened.back().function && !opened.back().body &&
-            formatted[k] > opened.back().formatted)
+        if (!opened.empty() && !opened.back().body && formatted[k] > opened.back().formatted)
             opened.back().body = columns.back();
         if (startsWithWord(code, u"end")) {
             while (!opened.empty() && opened.back().formatted > formatted[k])
                 opened.pop_back();
-            std::optional<int> opener;
+            std::optional<int> opener, body;
             if (!opened.empty() && opened.back().formatted == formatted[k]) {
                 opener = opened.back().column;
+                body = opened.back().body;
                 opened.pop_back();
             } else if (const auto line = openerAbove(window, formattedLines, formatted[k],
                                                      closedAbove[formatted[k]]++, tabSize)) {
                 opener = columnsOf(text::indentationOf(window.lines[*line].text), tabSize);
+                body = bodyColumnBelow(window, formattedLines, *line, tabSize);
             }
             if (opener && *opener != columns.back()) {
                 // The level after the block is its opening line's; the deeper ones go from it.
@@ -461,6 +496,10 @@ std::vector<int> editInFileColumns(const Window& window, const std::vector<Line>
                     levelColumns->emplace(formatted[k], *opener);
                 }
             }
+            // The lines after the block still go on at its opening line's column.
+            if (opener && body && *body > *opener &&
+                *(closesAtBodies = closesAtBodies.value_or(endsAtBodies(window, tabSize))))
+                columns.back() = *body;
         } else if (opensBlock(code)) {
             const bool function = startsWithWord(code, u"function");
             if (const std::optional<int> nested = function ? nestedColumn(formatted[k]) : std::nullopt;

@@ -206,6 +206,12 @@ const Row kRows[] = {
      "if a > 1\n        d = a;\n        end",
      "for k = 1:3\n    a = k;\n    if a > 1\n        d = a;\n        end\n"
      "    if a\n        c = 1;\n        end\nend\n"},
+    {"flat reply in a file that closes its blocks at their bodies' column",
+     "if a\n    b = 1;\n    end\nif b\n    c = 2;\n    end\nwhile c\n    c = c - 1;\n    end\n<|>",
+     "for k = 1:2\nd = k;\nend\ne = d;",
+     "if a\n    b = 1;\n    end\nif b\n    c = 2;\n    end\nwhile c\n    c = c - 1;\n    end\nfor k = 1:2\n  "
+     "  "
+     "d = k;\n    end\ne = d;"},
     {"a clause from the editor's blanks at the column of the file's clauses",
      "for k = 1:2\n    try\n        x = 1;\n        catch\n        x = 2;\n        end\n"
      "    if x\n        y = 1;\n        <|>",
