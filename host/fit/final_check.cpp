@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -236,6 +237,24 @@ std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>&
     }));
 }
 
+// The function closed by `end` around the edit, when the edited text reads with no function closed by
+// `end`. A file whose functions have no `end` and whose last one ends with a block reads, with the
+// block's opening line cut away, as one function closed by the block's `end`; the edit that writes the
+// opening line back gives that `end` to the block again, and each closing line between to the block
+// around the one it closed.
+std::optional<Block> functionLosingItsEnd(const std::vector<Block>& oldBlocks,
+                                          const std::vector<Block>& newBlocks, std::uint32_t firstEdited,
+                                          std::size_t oldEditEnd) {
+    if (std::any_of(newBlocks.begin(), newBlocks.end(),
+                    [](const Block& block) { return block.isFunction && block.closedByEnd; }))
+        return std::nullopt;
+    for (const Block& block : oldBlocks)
+        if (block.isFunction && block.closedByEnd && block.opener < firstEdited &&
+            block.closing >= oldEditEnd)
+            return block;
+    return std::nullopt;
+}
+
 // Lines of the window after the edit compared with those before it: the same line, or 0 for a line
 // inside the edit.
 struct LineMap {
@@ -362,8 +381,18 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
          newErrorKind == "MixedFunctionForms") &&
         start > 0 && end <= kMostTopReach)
         return checkWindow(file, edit, 0, end, readings);
+    // Only where the closing lines below stand at their blocks' columns at least as often as they did.
+    const std::optional<Block> losesItsEnd = [&]() -> std::optional<Block> {
+        const auto function = functionLosingItsEnd(oldBlocks, newBlocks, lines.firstEdited, edit.end - start);
+        if (!function || misalignedClosers(after, newBlocks, editEnd, after.size()) >
+                             misalignedClosers(before, oldBlocks, edit.end - start, before.size()))
+            return std::nullopt;
+        return function;
+    }();
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
+        if (losesItsEnd && block.opener >= losesItsEnd->opener && block.closing <= losesItsEnd->closing)
+            continue;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
         // A block the file already reports as broken (an opener without its `end`, say) may be mended.
         if (linesWithErrors.count(block.opener) || linesWithErrors.count(block.closer)) continue;
