@@ -219,22 +219,44 @@ std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std:
     return stray;
 }
 
+// The lines of a text by their 1-based numbers.
+class NumberedLines {
+  public:
+    explicit NumberedLines(const fl::ustring& code) : code_(code) {
+        for (std::size_t at = text::nextLineStart(code, 0); at < code.size();
+             at = text::nextLineStart(code, at))
+            starts_.push_back(at);
+    }
+    std::size_t count() const { return starts_.size(); }
+    std::u16string_view line(std::uint32_t number) const {
+        return number == 0 || number > starts_.size() ? std::u16string_view()
+                                                      : lineAt(code_, starts_[number - 1]);
+    }
+    std::u16string_view indentation(std::uint32_t number) const { return text::indentationOf(line(number)); }
+
+  private:
+    const fl::ustring& code_;
+    std::vector<std::size_t> starts_{0};
+};
+
 // Closing `end`s in [from, to) whose indentation differs from their block's first line's: of two
 // readings without errors, the one whose closing lines stand at their blocks' columns is the file's.
 std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>& blocks, std::size_t from,
                               std::size_t to) {
-    std::vector<std::size_t> lineStarts{0};
-    for (std::size_t at = text::nextLineStart(code, 0); at < code.size(); at = text::nextLineStart(code, at))
-        lineStarts.push_back(at);
-    const auto indentation = [&](std::uint32_t line) {
-        return line == 0 || line > lineStarts.size()
-                   ? std::u16string_view()
-                   : text::indentationOf(lineAt(code, lineStarts[line - 1]));
-    };
+    const NumberedLines lines(code);
     return static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), [&](const Block& block) {
         return block.closedByEnd && block.closing >= from && block.closing < to &&
-               indentation(block.opener) != indentation(block.closer);
+               lines.indentation(block.opener) != lines.indentation(block.closer);
     }));
+}
+
+// True when the block's body, if it has one, stands right of its opening line: a block the completion
+// opens above closing lines of the file holds them only when it is laid out as a block.
+bool bodyIndented(const NumberedLines& lines, const Block& block) {
+    std::uint32_t next = block.opener + 1;
+    while (next < block.closer && text::isBlankText(lines.line(next)))
+        ++next;
+    return next >= block.closer || lines.indentation(next).size() > lines.indentation(block.opener).size();
 }
 
 // The function closed by `end` around the edit, when the edited text reads with no function closed by
@@ -381,12 +403,18 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
          newErrorKind == "MixedFunctionForms") &&
         start > 0 && end <= kMostTopReach)
         return checkWindow(file, edit, 0, end, readings);
-    // Only where the closing lines below stand at their blocks' columns at least as often as they did.
+    // Only where the closing lines below stand at their blocks' columns at least as often as they did,
+    // and the blocks the edit opens around them are laid out as blocks.
     const std::optional<Block> losesItsEnd = [&]() -> std::optional<Block> {
         const auto function = functionLosingItsEnd(oldBlocks, newBlocks, lines.firstEdited, edit.end - start);
         if (!function || misalignedClosers(after, newBlocks, editEnd, after.size()) >
                              misalignedClosers(before, oldBlocks, edit.end - start, before.size()))
             return std::nullopt;
+        const NumberedLines afterLines(after);
+        for (const Block& block : newBlocks)
+            if (block.needsEnd && block.opener >= lines.firstEdited && block.opener <= lines.lastAfter &&
+                block.closing >= editEnd && !bodyIndented(afterLines, block))
+                return std::nullopt;
         return function;
     }();
     for (const Block& block : oldBlocks) {
