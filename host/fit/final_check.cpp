@@ -250,13 +250,44 @@ std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>&
     }));
 }
 
-// True when the block's body, if it has one, stands right of its opening line: a block the completion
-// opens above closing lines of the file holds them only when it is laid out as a block.
+// True when the block's first line of body, if it has one, stands right of its opening line.
 bool bodyIndented(const NumberedLines& lines, const Block& block) {
     std::uint32_t next = block.opener + 1;
     while (next < block.closer && text::isBlankText(lines.line(next)))
         ++next;
     return next >= block.closer || lines.indentation(next).size() > lines.indentation(block.opener).size();
+}
+
+// True when every line of the block's body stands right of its opening line, its clause lines aside: a
+// block the completion opens above closing lines of the file holds them only when it is laid out as one.
+bool laidOutAsBlock(const NumberedLines& lines, const Block& block) {
+    const std::size_t column = lines.indentation(block.opener).size();
+    for (std::uint32_t line = block.opener + 1; line < block.closer; ++line) {
+        const std::u16string_view code = text::trimLeft(lines.line(line));
+        if (code.empty() || code.front() == u'%' || lines.indentation(line).size() > column) continue;
+        if (!startsWithWord(code, u"else") && !startsWithWord(code, u"elseif") &&
+            !startsWithWord(code, u"case") && !startsWithWord(code, u"otherwise") &&
+            !startsWithWord(code, u"catch"))
+            return false;
+    }
+    return true;
+}
+
+// True when the block's opening line stands at the column of the statement above it in the same body,
+// or follows a line that opens or closes a block or clause (where the column may change).
+bool inLineWithStatementAbove(const NumberedLines& lines, const std::vector<Block>& blocks,
+                              const Block& block) {
+    std::uint32_t above = block.opener;
+    std::u16string_view code;
+    while (above > 1 && (code.empty() || code.front() == u'%'))
+        code = text::trimLeft(lines.line(--above));
+    if (code.empty() || code.front() == u'%') return true;
+    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
+        if (startsWithWord(code, word)) return true;
+    if (std::any_of(blocks.begin(), blocks.end(),
+                    [&](const Block& other) { return other.opener == above || other.closer == above; }))
+        return true;
+    return lines.indentation(above) == lines.indentation(block.opener);
 }
 
 // The function closed by `end` around the edit, when the edited text reads with no function closed by
@@ -404,16 +435,26 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         start > 0 && end <= kMostTopReach)
         return checkWindow(file, edit, 0, end, readings);
     // Only where the closing lines below stand at their blocks' columns at least as often as they did,
-    // and the blocks the edit opens around them are laid out as blocks.
+    // and the blocks the edit opens around them are laid out as blocks, in line with the code above them.
     const std::optional<Block> losesItsEnd = [&]() -> std::optional<Block> {
         const auto function = functionLosingItsEnd(oldBlocks, newBlocks, lines.firstEdited, edit.end - start);
         if (!function || misalignedClosers(after, newBlocks, editEnd, after.size()) >
                              misalignedClosers(before, oldBlocks, edit.end - start, before.size()))
             return std::nullopt;
+        // An `end` under the `function` line of a function whose body, as edited, stands right of it is the
+        // function's.
+        const NumberedLines beforeLines(before);
+        Block edited = *function;
+        edited.closer = function->closer - lines.lastBefore + lines.lastAfter;
+        if (beforeLines.indentation(function->closer) == beforeLines.indentation(function->opener) &&
+            bodyIndented(NumberedLines(after), edited))
+            return std::nullopt;
         const NumberedLines afterLines(after);
         for (const Block& block : newBlocks)
             if (block.needsEnd && block.opener >= lines.firstEdited && block.opener <= lines.lastAfter &&
-                block.closing >= editEnd && !bodyIndented(afterLines, block))
+                block.closing >= editEnd &&
+                (!laidOutAsBlock(afterLines, block) ||
+                 !inLineWithStatementAbove(afterLines, newBlocks, block)))
                 return std::nullopt;
         return function;
     }();
