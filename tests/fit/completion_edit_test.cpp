@@ -312,6 +312,9 @@ const Row kRows[] = {
      fenced("if x > 0\n    y = 1;"), "", "final check"},
     {"a block left open does not take a function's end over a body at its column",
      "function f()\nx = 1;\n<|>\nfor k = 1:3\n    y = k;\nend\nend\n", fenced("if x > 0"), "", "final check"},
+    {"a block left open does not take a function's end over code that goes back left of its body",
+     "function f(p)\np = p(:).';<|>\nC = diag(p);\nif numel(p) > 1\n    C = C';\nend\nend\n",
+     fenced("\nwhile p(1) == 0\n    p(1) = [];"), "", "final check"},
     {"the ends that repeat those below go last", "function f()\n    x = 1;\n    <|>\nend\n",
      fenced("x = 2;\nend\nend"), "function f()\n    x = 1;\n    x = 2;\nend\n"},
 };
