@@ -227,7 +227,6 @@ class NumberedLines {
              at = text::nextLineStart(code, at))
             starts_.push_back(at);
     }
-    std::size_t count() const { return starts_.size(); }
     std::u16string_view line(std::uint32_t number) const {
         return number == 0 || number > starts_.size() ? std::u16string_view()
                                                       : lineAt(code_, starts_[number - 1]);
@@ -444,12 +443,12 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         // An `end` under the `function` line of a function whose body, as edited, stands right of it is the
         // function's.
         const NumberedLines beforeLines(before);
+        const NumberedLines afterLines(after);
         Block edited = *function;
         edited.closer = function->closer - lines.lastBefore + lines.lastAfter;
         if (beforeLines.indentation(function->closer) == beforeLines.indentation(function->opener) &&
-            bodyIndented(NumberedLines(after), edited))
+            bodyIndented(afterLines, edited))
             return std::nullopt;
-        const NumberedLines afterLines(after);
         for (const Block& block : newBlocks)
             if (block.needsEnd && block.opener >= lines.firstEdited && block.opener <= lines.lastAfter &&
                 block.closing >= editEnd &&
