@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -218,22 +219,92 @@ std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std:
     return stray;
 }
 
+// The lines of a text by their 1-based numbers.
+class NumberedLines {
+  public:
+    explicit NumberedLines(const fl::ustring& code) : code_(code) {
+        for (std::size_t at = text::nextLineStart(code, 0); at < code.size();
+             at = text::nextLineStart(code, at))
+            starts_.push_back(at);
+    }
+    std::u16string_view line(std::uint32_t number) const {
+        return number == 0 || number > starts_.size() ? std::u16string_view()
+                                                      : lineAt(code_, starts_[number - 1]);
+    }
+    std::u16string_view indentation(std::uint32_t number) const { return text::indentationOf(line(number)); }
+
+  private:
+    const fl::ustring& code_;
+    std::vector<std::size_t> starts_{0};
+};
+
 // Closing `end`s in [from, to) whose indentation differs from their block's first line's: of two
 // readings without errors, the one whose closing lines stand at their blocks' columns is the file's.
 std::size_t misalignedClosers(const fl::ustring& code, const std::vector<Block>& blocks, std::size_t from,
                               std::size_t to) {
-    std::vector<std::size_t> lineStarts{0};
-    for (std::size_t at = text::nextLineStart(code, 0); at < code.size(); at = text::nextLineStart(code, at))
-        lineStarts.push_back(at);
-    const auto indentation = [&](std::uint32_t line) {
-        return line == 0 || line > lineStarts.size()
-                   ? std::u16string_view()
-                   : text::indentationOf(lineAt(code, lineStarts[line - 1]));
-    };
+    const NumberedLines lines(code);
     return static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), [&](const Block& block) {
         return block.closedByEnd && block.closing >= from && block.closing < to &&
-               indentation(block.opener) != indentation(block.closer);
+               lines.indentation(block.opener) != lines.indentation(block.closer);
     }));
+}
+
+// True when the block's first line of body, if it has one, stands right of its opening line.
+bool bodyIndented(const NumberedLines& lines, const Block& block) {
+    std::uint32_t next = block.opener + 1;
+    while (next < block.closer && text::isBlankText(lines.line(next)))
+        ++next;
+    return next >= block.closer || lines.indentation(next).size() > lines.indentation(block.opener).size();
+}
+
+// True when every line of the block's body stands right of its opening line, its clause lines aside: a
+// block the completion opens above closing lines of the file holds them only when it is laid out as one.
+bool laidOutAsBlock(const NumberedLines& lines, const Block& block) {
+    const std::size_t column = lines.indentation(block.opener).size();
+    for (std::uint32_t line = block.opener + 1; line < block.closer; ++line) {
+        const std::u16string_view code = text::trimLeft(lines.line(line));
+        if (code.empty() || code.front() == u'%' || lines.indentation(line).size() > column) continue;
+        if (!startsWithWord(code, u"else") && !startsWithWord(code, u"elseif") &&
+            !startsWithWord(code, u"case") && !startsWithWord(code, u"otherwise") &&
+            !startsWithWord(code, u"catch"))
+            return false;
+    }
+    return true;
+}
+
+// True when the block's opening line stands at the column of the statement above it in the same body,
+// or follows a line that opens or closes a block or clause (where the column may change).
+bool inLineWithStatementAbove(const NumberedLines& lines, const std::vector<Block>& blocks,
+                              const Block& block) {
+    std::uint32_t above = block.opener;
+    std::u16string_view code;
+    while (above > 1 && (code.empty() || code.front() == u'%'))
+        code = text::trimLeft(lines.line(--above));
+    if (code.empty() || code.front() == u'%') return true;
+    for (std::u16string_view word : {u"end", u"else", u"elseif", u"case", u"otherwise", u"catch"})
+        if (startsWithWord(code, word)) return true;
+    if (std::any_of(blocks.begin(), blocks.end(),
+                    [&](const Block& other) { return other.opener == above || other.closer == above; }))
+        return true;
+    return lines.indentation(above) == lines.indentation(block.opener);
+}
+
+// The function closed by `end` around the edit, when the edited text reads with no function closed by
+// `end`. A file whose functions have no `end` and whose last one ends with a block reads, with the
+// block's opening line cut away, as one function closed by the block's `end`; the edit that writes the
+// opening line back gives that `end` to the block again, and each closing line between to the block
+// around the one it closed.
+std::optional<Block> functionLosingItsEnd(const std::vector<Block>& oldBlocks,
+                                          const std::vector<Block>& newBlocks, std::uint32_t firstEdited,
+                                          std::size_t oldEditEnd) {
+    if (std::any_of(newBlocks.begin(), newBlocks.end(),
+                    [](const Block& block) { return block.isFunction && block.closedByEnd; }))
+        return std::nullopt;
+    for (const Block& block : oldBlocks)
+        if (block.isFunction && block.closedByEnd && block.opener < firstEdited &&
+            block.closing >= oldEditEnd)
+            return block;
+    return std::nullopt;
 }
 
 // Lines of the window after the edit compared with those before it: the same line, or 0 for a line
@@ -362,8 +433,34 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
          newErrorKind == "MixedFunctionForms") &&
         start > 0 && end <= kMostTopReach)
         return checkWindow(file, edit, 0, end, readings);
+    // Only where the closing lines below stand at their blocks' columns at least as often as they did,
+    // and the blocks the edit opens around them are laid out as blocks, in line with the code above them.
+    const std::optional<Block> losesItsEnd = [&]() -> std::optional<Block> {
+        const auto function = functionLosingItsEnd(oldBlocks, newBlocks, lines.firstEdited, edit.end - start);
+        if (!function || misalignedClosers(after, newBlocks, editEnd, after.size()) >
+                             misalignedClosers(before, oldBlocks, edit.end - start, before.size()))
+            return std::nullopt;
+        // An `end` under the `function` line of a function whose body, as edited, stands right of it is the
+        // function's.
+        const NumberedLines beforeLines(before);
+        const NumberedLines afterLines(after);
+        Block edited = *function;
+        edited.closer = function->closer - lines.lastBefore + lines.lastAfter;
+        if (beforeLines.indentation(function->closer) == beforeLines.indentation(function->opener) &&
+            bodyIndented(afterLines, edited))
+            return std::nullopt;
+        for (const Block& block : newBlocks)
+            if (block.needsEnd && block.opener >= lines.firstEdited && block.opener <= lines.lastAfter &&
+                block.closing >= editEnd &&
+                (!laidOutAsBlock(afterLines, block) ||
+                 !inLineWithStatementAbove(afterLines, newBlocks, block)))
+                return std::nullopt;
+        return function;
+    }();
     for (const Block& block : oldBlocks) {
         if (mendsEveryError) break;
+        if (losesItsEnd && block.opener >= losesItsEnd->opener && block.closing <= losesItsEnd->closing)
+            continue;
         if (block.closing < edit.end - start || !block.closedByEnd || !result.finding.empty()) continue;
         // A block the file already reports as broken (an opener without its `end`, say) may be mended.
         if (linesWithErrors.count(block.opener) || linesWithErrors.count(block.closer)) continue;

@@ -282,6 +282,39 @@ const Row kRows[] = {
      fenced("for k = 1:n\n    while k\n        k = k - 1;\n    end\nend\nend"),
      "function f(n)\nx = 1;\nfor k = 1:n\n    while k\n        k = k - 1;\n    end\nend\nend\n\nfunction "
      "g()\nend\n"},
+    // Functions without `end` whose last one ends with a block: with the block's opening line cut away
+    // the file reads as one function closed by the block's `end`, which the completion gives back.
+    {"a block's opening line in the last of functions without end",
+     "function out = f(n)\nout = zeros(n, 1);\nfor k = 1:n\n    out(k) = k^2;\n    <|>\n        out(k) = "
+     "50;\n"
+     "    end\nend",
+     fenced("if out(k) > 50"),
+     "function out = f(n)\nout = zeros(n, 1);\nfor k = 1:n\n    out(k) = k^2;\n    if out(k) > 50\n        "
+     "out(k) "
+     "= 50;\n    end\nend"},
+    {"a function without end and its block's body, the block's end last",
+     "function t = f(v)\nt = 0;\nfor k = 1:numel(v)\n    t = t + v(k);\nend\n\n<|>\nend\n\n\n",
+     fenced("function g(v)\nswitch numel(v)\n    case 0\n        disp('none');\n    otherwise\n        "
+            "disp('some');"),
+     "function t = f(v)\nt = 0;\nfor k = 1:numel(v)\n    t = t + v(k);\nend\n\nfunction g(v)\nswitch "
+     "numel(v)\n    "
+     "case 0\n        disp('none');\n    otherwise\n        disp('some');\nend\n\n\n"},
+    {"indented functions without end, a comment after the last block's end",
+     "function p(d)\n    n = numel(d);\n    for k = 1:n\n        d(k) = d(k) + 1;\n    end\n\n<|>\n    "
+     "end\n% done\n",
+     fenced("function q(d)\n    try\n        assert(all(d > 0));\n    catch err\n        disp(d);"),
+     "function p(d)\n    n = numel(d);\n    for k = 1:n\n        d(k) = d(k) + 1;\n    end\n\nfunction "
+     "q(d)\n    "
+     "try\n        assert(all(d > 0));\n    catch err\n        disp(d);\n    end\n% done\n"},
+    // A function closed by `end` keeps it from a block the completion leaves open where that block would
+    // not read as one: its closing line away from its column, or no body right of it.
+    {"a block left open does not take an indented function's end", "function f()\n    x = 1;\n    <|>\nend\n",
+     fenced("if x > 0\n    y = 1;"), "", "final check"},
+    {"a block left open does not take a function's end over a body at its column",
+     "function f()\nx = 1;\n<|>\nfor k = 1:3\n    y = k;\nend\nend\n", fenced("if x > 0"), "", "final check"},
+    {"a block left open does not take a function's end over code that goes back left of its body",
+     "function f(p)\np = p(:).';<|>\nC = diag(p);\nif numel(p) > 1\n    C = C';\nend\nend\n",
+     fenced("\nwhile p(1) == 0\n    p(1) = [];"), "", "final check"},
     {"the ends that repeat those below go last", "function f()\n    x = 1;\n    <|>\nend\n",
      fenced("x = 2;\nend\nend"), "function f()\n    x = 1;\n    x = 2;\nend\n"},
 };

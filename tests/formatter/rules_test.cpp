@@ -88,6 +88,10 @@ const Rule kRules[] = {
     {"comment after the last code line left of the base", "x));\n    g(h);\n% --- b\n", "x));\n    g(h);\n% --- b\n"},
     {"a second function on a broken line opens nothing", "%\n    end\n    function a    function b(t)\n      x = 1;\n    end\n\n    function c(t)\n      y = 2;\n    end\n", "%\n    end\n    function a    function b(t)\n      x = 1;\n    end\n    \n    function c(t)\n      y = 2;\n    end\n", kClassic, 2},
     {"no declarations before a line with a block word, which opens nothing there", "\n end\n  e env = [seg(0, 1, a)\n         seg(s, 0, r)];\n  y = if x, y = 1; else, z; endx .* env;\nend\n", "\n end\n  e env = [seg(0, 1, a)\n  seg(s, 0, r)];\n  y = if x, y = 1; else, z; endx .* env;\nend\n", kClassic, 8},
+    // Formatting what was formatted changes nothing: a line's reading does not hang on the column it is given.
+    {"a name line after an end that closes a cut-away block is no declaration", ";\n()\n end\n n c=(,)\nend", ";\n()\n end\n n c=(,)\nend", kMixed},
+    {"a name line after a block is no declaration of a cut-away one", ";\n()\n if (())\n end\n n c=(,)\nend", ";\n()\n if (())\n end\n n c=(,)\nend", kMixed},
+    {"a block word after a header's ... goes on with the header", ";\nfunction ...\n   global \n0", ";\nfunction ...\n   global \n0", kMixed, 3},
 };
 // clang-format on
 

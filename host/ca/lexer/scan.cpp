@@ -549,7 +549,9 @@ class Scanner {
             return;
         }
         if (isDeclarationBlock(top) || variables_.contains(w)) return;
-        if (top == Word::None && lineIndent_ > 0 && declarationShaped(j) && declarationsUpToCutEnd(j)) return;
+        if (top == Word::None && !pastCutDeclarations_ && lineIndent_ > 0 && declarationShaped(j) &&
+            declarationsUpToCutEnd(j))
+            return;
         if (startsCommand(j)) scanCommandWords();
     }
 
@@ -728,6 +730,7 @@ class Scanner {
         if (first) {
             stmtStart_ = false;
             stmtFirst_ = index;
+            if (kind == TokenKind::Keyword) pastCutDeclarations_ = true;
         }
         switch (op) {
             case Op::LParen:
@@ -889,6 +892,10 @@ class Scanner {
     bool cutEdgeChecked_ = false;
     bool cutEdgeFound_ = false;
     static constexpr std::uint32_t kNoIndent = static_cast<std::uint32_t>(-1);
+    // A block whose header was cut away holds no block line, so its declarations come before any keyword
+    // of the text: reading a later line as one by its indentation would let formatting, which moves it,
+    // change what it is.
+    bool pastCutDeclarations_ = false;
     std::size_t runStop_ = 0;  // where the last look for a cut-away block's `end` stopped
     std::uint32_t runEndIndent_ = kNoIndent;
 };

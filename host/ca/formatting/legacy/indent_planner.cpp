@@ -486,9 +486,13 @@ class Planner {
     // The last line of the statement that starts on line i (its header may go on over continuation lines).
     std::size_t statementLastLine(std::size_t i) const {
         int depth = 0;
+        bool continued = false;  // as planLine reads them, a `...` carries a block line into the statement
         for (std::size_t l = i; l < lines_.size(); ++l) {
-            if (classifyLine(tokens_, lines_[l]) != LineKind::Code) continue;
-            if (l > i && startsBlockLine(lines_[l])) return l - 1;  // as planLine reads an open bracket there
+            const LineKind kind = classifyLine(tokens_, lines_[l]);
+            if (kind == LineKind::Comment) continued = false;
+            if (kind != LineKind::Code) continue;
+            // As planLine reads an open bracket there.
+            if (l > i && !continued && startsBlockLine(lines_[l])) return l - 1;
             for (std::size_t t = lines_[l].codeBegin; t < lines_[l].end; ++t) {
                 const Token& token = tokens_[t];
                 if (token.kind != TokenKind::Punctuation) continue;
@@ -497,7 +501,8 @@ class Planner {
                 else if (isClosingBracket(token))
                     depth = std::max(0, depth - 1);
             }
-            if (depth == 0 && !endsWithContinuation(lines_[l])) return l;
+            continued = endsWithContinuation(lines_[l]);
+            if (depth == 0 && !continued) return l;
         }
         return lines_.size() - 1;
     }
