@@ -397,7 +397,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                : habit->plainOffset ? habit->plainOffset
                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->underValue(line) ? scan.valueColumn
+                    placed = scan.valueColumn && habit->underValue(line) ? habit->valueColumn(scan)
                                                                          : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);

@@ -39,13 +39,21 @@ bool assigns(std::u16string_view line, std::size_t i) {
     return after != u'=' && before != u'=' && before != u'~' && before != u'<' && before != u'>';
 }
 
+// A `+` or `-` written apart between two operands (`a - b`), not a sign (`a * -b`, `[1 -2]`).
+bool splitsTerms(std::u16string_view line, std::size_t i, char16_t previousCode) {
+    const bool operandBefore =
+        text::isWordChar(previousCode) || isClosing(previousCode) || previousCode == u'\'';
+    return operandBefore && i > 0 && text::isBlank(line[i - 1]) && i + 1 < line.size() &&
+           text::isBlank(line[i + 1]);
+}
+
 }  // namespace
 
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     const int tab = static_cast<int>(std::max(1u, tabSize));
     const bool firstLine = scan.linesRead++ == 0;
     const std::size_t openBefore = scan.openBrackets.size();
-    bool codeAfterLastOpening = true, valueNext = false;
+    bool codeAfterLastOpening = true, valueNext = false, termNext = false;
     const auto lineRead = [&] {
         // A bracket with nothing after it on its line: its elements go on the next lines.
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore)
@@ -55,7 +63,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     scan.rowEnded = false;
     int column = 0;  // the column after the code unit read
     std::optional<int> codeColumn;
-    char16_t quote = 0, previous = 0;
+    char16_t quote = 0, previous = 0, previousCode = 0;
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
         column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
@@ -85,6 +93,10 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.valueColumn = column - 1;
             valueNext = false;
         }
+        if (termNext) {
+            scan.termColumn = column - 1;
+            termNext = false;
+        }
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
         } else if (isOpening(c)) {
@@ -95,7 +107,11 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         } else if (c == u'=' && firstLine && scan.openBrackets.empty() && !scan.valueColumn &&
                    assigns(line, i)) {
             valueNext = true;
+        } else if ((c == u'+' || c == u'-') && firstLine && scan.valueColumn && scan.openBrackets.empty() &&
+                   splitsTerms(line, i, previousCode)) {
+            termNext = true;
         }
+        previousCode = c;
     }
     lineRead();
 }
@@ -197,6 +213,7 @@ struct BracketCounts {
 struct ContinuationCounts {
     BracketCounts call, rows, rowGoingOn;
     std::size_t alignedWithValue = 0;
+    std::size_t alignedWithTerm = 0;  // also in `alignedWithValue`
     // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
@@ -213,7 +230,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kHeader, kKinds };
+    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kKinds };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {
@@ -261,6 +278,10 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
                 ++statement[kHeader][&counts->headerOffsets[columns - statementColumns]];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
             ++statement[kPlain][&counts->alignedWithValue];
+        } else if (scan.termColumn && columns == *scan.termColumn) {
+            // Under the value's last term: lined up, as under the value, and a habit of its own.
+            ++statement[kPlain][&counts->alignedWithValue];
+            ++statement[kTerm][&counts->alignedWithTerm];
         } else if (columns > statementColumns) {
             ++statement[kPlain][&counts->plainOffsets[columns - statementColumns]];
         }
@@ -345,6 +366,7 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
     if (counts.alignedWithValue > 0 || plainLines > 0)
         habit.alignsWithValue = counts.alignedWithValue >= plainLines;
+    habit.alignsWithTerm = 2 * counts.alignedWithTerm > counts.alignedWithValue;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
     habit.anyShown = habit.call || habit.rows || habit.rowGoingOn || habit.endingBracketOffset ||
@@ -368,6 +390,10 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
 bool ContinuationHabit::underValue(std::u16string_view line) const {
     if (alignsWithValue) return *alignsWithValue;
     return (!call || call->alignsWithBracket) && !startsWithOperator(line);
+}
+
+std::optional<int> ContinuationHabit::valueColumn(const StatementScan& scan) const {
+    return alignsWithTerm && scan.termColumn ? scan.termColumn : scan.valueColumn;
 }
 
 bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, int offset) {

@@ -27,8 +27,9 @@ struct StatementScan {
     bool continues = false;
     bool rowEnded = false;  // the last line's code ended with `;`
     std::size_t linesRead = 0;
-    // On a first line that assigns (`x = a + ...`), the column where the value starts.
-    std::optional<int> valueColumn;
+    // On a first line that assigns (`x = a + ...`), the column where the value starts, and where its last
+    // term after a `+` or `-` outside brackets starts (`y = y - P * b ...` at `P`).
+    std::optional<int> valueColumn, termColumn;
 
     // The next line belongs to the same statement: after `...`, or inside a matrix or a cell, whose rows
     // go on without it.
@@ -80,8 +81,11 @@ struct ContinuationHabit {
     std::optional<InBrackets> call, rows, rowGoingOn;
     std::optional<int> endingBracketOffset;
     // Nothing where the file shows no such line: a line goes under the value unless it starts with an
-    // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up).
+    // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up). Lines under the
+    // value's last term count as lined up; where the file lines up more of them under the term than under
+    // the value, `alignsWithTerm`.
     std::optional<bool> alignsWithValue;
+    bool alignsWithTerm = false;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
     bool anyShown = false;  // the file shows continuation lines of some kind
@@ -95,6 +99,9 @@ struct ContinuationHabit {
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
     // starts with an operator does not.
     bool underValue(std::u16string_view line) const;
+    // The column a line under the value of `scan` goes to: the value's last term's where the file lines its
+    // lines up so.
+    std::optional<int> valueColumn(const StatementScan& scan) const;
 };
 // A statement's first line of the edit: the column the model wrote it at and the one the edit gives it.
 struct PlacedStatement {
