@@ -64,6 +64,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     int column = 0;  // the column after the code unit read
     std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0, previousCode = 0;
+    int blanksAfterComma = -1;  // none read since the last comma, or no comma just before
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
         column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
@@ -80,7 +81,13 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.continues = true;
             return lineRead();
         }
-        if (text::isBlank(c)) continue;
+        if (text::isBlank(c)) {
+            if (blanksAfterComma >= 0) ++blanksAfterComma;
+            continue;
+        }
+        if (blanksAfterComma >= 2 && scan.openBrackets.size() > openBefore)
+            scan.openBrackets.back().padded = true;
+        blanksAfterComma = c == u',' ? 0 : -1;
         scan.rowEnded = c == u';';
         if (!codeColumn) codeColumn = column - 1;
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
@@ -100,7 +107,8 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
         } else if (isOpening(c)) {
-            scan.openBrackets.push_back({c, column, false, false, firstLine ? std::nullopt : codeColumn});
+            scan.openBrackets.push_back(
+                {c, column, false, false, false, firstLine ? std::nullopt : codeColumn});
             codeAfterLastOpening = false;
         } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
@@ -376,6 +384,9 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
 
 ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
     const bool inCall = scan.openBrackets.back().opening == u'(';
+    // A call that pads its arguments into columns is laid out as a table: its lines line up, whatever the
+    // file's calls do.
+    if (inCall && scan.openBrackets.back().padded) return {true, std::nullopt};
     if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
     // row that goes on after `...` follows the calls, or else the rows. A call's arguments line up as the

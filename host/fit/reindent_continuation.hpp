@@ -20,6 +20,8 @@ struct StatementScan {
         int column;
         bool endsLine = false;  // nothing but a comment or `...` follows it on its line
         bool spaced = false;    // a blank before its first element, where a row's sign may stand
+        // Its line pads its elements apart (`struct('a',    1, ...`): they stand in columns, as a table's.
+        bool padded = false;
         // The column of the code on the statement's later line it opens on; nothing on the first line.
         std::optional<int> lineColumn;
     };
@@ -90,7 +92,8 @@ struct ContinuationHabit {
     std::optional<int> headerOffset;
     bool anyShown = false;  // the file shows continuation lines of some kind
 
-    // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
+    // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
+    // columns, or else the file's habit for such brackets; where it shows
     // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
     // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls
     // or else the rows, a call's arguments the assigned value.

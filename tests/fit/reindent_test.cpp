@@ -239,6 +239,9 @@ const Row kRows[] = {
      "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nswitch y\ncase ...\n1\nend\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
      "20\n    y = 3 + ...\n        4;\n    switch y\n        case ...\n                1\n    end\nend"},
+    {"a call's arguments padded into columns line up with its bracket where the file steps arguments in",
+     "x = max(1, ...\n    2);\n<|>", "s = struct('a',    1, ...\n'bb',   2);\nt = min(1,  ...\n3);",
+     "x = max(1, ...\n    2);\ns = struct('a',    1, ...\n           'bb',   2);\nt = min(1,  ...\n    3);"},
     {"continuation lines under the value's last term where the file's are, under the value where it has none",
      "yy = yy - P * b ...\n          / 6;\n<|>", "z = z + Q * a ...\n/ 2;\nw = 3 * ...\n2;",
      "yy = yy - P * b ...\n          / 6;\nz = z + Q * a ...\n        / 2;\nw = 3 * ...\n    2;"},
