@@ -64,7 +64,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     int column = 0;  // the column after the code unit read
     std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0, previousCode = 0;
-    int blanksAfterComma = -1;  // none read since the last comma, or no comma just before
+    int blanks = 0;  // read since the last code
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
         column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
@@ -82,12 +82,15 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             return lineRead();
         }
         if (text::isBlank(c)) {
-            if (blanksAfterComma >= 0) ++blanksAfterComma;
+            ++blanks;
             continue;
         }
-        if (blanksAfterComma >= 2 && scan.openBrackets.size() > openBefore)
+        // Two blanks between a bracket's elements pad them apart: after a comma in a call, where one
+        // blank already separates arguments, or anywhere in a matrix or a cell.
+        if (blanks >= 2 && codeAfterLastOpening && scan.openBrackets.size() > openBefore &&
+            (scan.openBrackets.back().opening != u'(' || previousCode == u','))
             scan.openBrackets.back().padded = true;
-        blanksAfterComma = c == u',' ? 0 : -1;
+        blanks = 0;
         scan.rowEnded = c == u';';
         if (!codeColumn) codeColumn = column - 1;
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
@@ -388,6 +391,8 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     // file's calls do.
     if (inCall && scan.openBrackets.back().padded) return {true, std::nullopt};
     if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
+    // So is a matrix or a cell that pads its elements, where the file shows no such lines.
+    if (scan.openBrackets.back().padded) return {true, std::nullopt};
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
     // row that goes on after `...` follows the calls, or else the rows. A call's arguments line up as the
     // assigned value does: rows say nothing of them (files that step their arguments in line their rows up
