@@ -70,8 +70,8 @@ bool isHeaderStatement(std::u16string_view line);
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
 // an offset from the statement's first line, a call's arguments, a matrix's or a cell's new rows and a row
 // going on after `...` each apart (a bracket that ends its line has only offsets); after `...` outside
-// brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's
-// header may have of its own.
+// brackets, under the assigned value (`x = a + ...` / `    b` under `a`), under its last term
+// (`y = y - a * ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
 // lines; an argument both lined up and one or two `indentSize` in counts for both); nothing where it shows
 // no such line.
@@ -93,10 +93,10 @@ struct ContinuationHabit {
     bool anyShown = false;  // the file shows continuation lines of some kind
 
     // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
-    // columns, or else the file's habit for such brackets; where it shows
-    // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
-    // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls
-    // or else the rows, a call's arguments the assigned value.
+    // columns, or else the file's habit for such brackets; where it shows none, lined up in a matrix or a
+    // cell that pads its elements, a new row of a matrix or a cell lines up with the first element (where
+    // the file shows no continuation lines at all, nothing: the formatter's default), a row after `...`
+    // follows the calls or else the rows, a call's arguments the assigned value.
     InBrackets inside(const StatementScan& scan) const;
     // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
