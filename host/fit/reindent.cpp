@@ -302,8 +302,10 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     // of its own to move.
     ReplyColumns reply{{}, static_cast<int>(style.indentSize)};
     bool indented = false,
-         statementOwnColumn = false;  // the statement's first line stands where the model put it
-    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size() && (!modelKept || framed); ++k) {
+         statementOwnColumn = false,  // the statement's first line stands where the model put it
+        statementTyped = false;       // or it is the reply's first line, written from the editor's blanks
+    for (std::size_t k = firstFromTyped ? 1 : 0;
+         k < window.started.size() && (!modelKept || framed || firstFromTyped); ++k) {
         indented = indented || (own[k] > 0 && window.isCodeLine(window.started[k]));
         if (window.startsStatement(window.started[k]))
             reply.statements.push_back({own[k], columnsOf(indentation[k], style.tabSize)});
@@ -347,6 +349,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 header = isHeaderStatement(line);
                 statementCode = text::trimLeft(line);
                 statementOwnColumn = started && (k > 0 || !firstFromTyped);
+                statementTyped = started && k == 0 && firstFromTyped;
                 sibling.known = false;
                 moved.clear();
             } else if (const std::optional<int> fromReply =
@@ -354,7 +357,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                ? continuationFromReply(
                                      reply, own[k],
                                      statementOwnColumn ? std::optional(statementOwn) : std::nullopt,
-                                     statementPlaced,
+                                     statementPlaced, statementTyped,
                                      [&](int offset) {
                                          if (!habit) habit = readHabit();
                                          return stepsInBy(*habit, scan, header, offset);

@@ -340,10 +340,13 @@ std::optional<int> ReplyColumns::shift(int column) const {
 }
 
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
-                                         int statementPlaced, const std::function<bool(int)>& fileStepsBy) {
+                                         int statementPlaced, bool fromTypedLine,
+                                         const std::function<bool(int)>& fileStepsBy) {
     const bool statementKept = statementOwn.has_value();  // the formatter keeps its offset then
     if (!statementOwn) {
         const std::optional<int> shift = reply.shift(statementPlaced);
+        // A model that sends its block from its own margin (`f(a, ...` / `    b)`) steps in from there.
+        if (!shift && fromTypedLine && own > 0 && fileStepsBy(own)) return statementPlaced + own;
         if (!shift) return std::nullopt;
         statementOwn = statementPlaced - *shift;
     }

@@ -132,9 +132,12 @@ struct ReplyColumns {
 // the edit puts at `statementPlaced`. In a reply written four columns a level, an offset of whole levels
 // becomes the file's levels where `fileStepsBy` says the file steps such lines in by that much. Nothing
 // where the reply does not tell, nor for a statement the model wrote at its own column that this does not
-// change (the formatter keeps the model's offset from it).
+// change (the formatter keeps the model's offset from it). Of a first line written from the editor's
+// blanks (`fromTypedLine`) where no statement tells the move, the reply's margin is that line's column: a
+// line the file steps in by its own column from there was counted from it.
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
-                                         int statementPlaced, const std::function<bool(int)>& fileStepsBy);
+                                         int statementPlaced, bool fromTypedLine,
+                                         const std::function<bool(int)>& fileStepsBy);
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize);
