@@ -345,8 +345,10 @@ std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std
     const bool statementKept = statementOwn.has_value();  // the formatter keeps its offset then
     if (!statementOwn) {
         const std::optional<int> shift = reply.shift(statementPlaced);
-        // A model that sends its block from its own margin (`f(a, ...` / `    b)`) steps in from there.
-        if (!shift && fromTypedLine && own > 0 && fileStepsBy(own)) return statementPlaced + own;
+        // A model that sends its block from its own margin (`f(a, ...` / `    b)`) steps in from there: a
+        // level, or the file's step for such lines.
+        if (!shift && fromTypedLine && own > 0 && (own == reply.indentSize || fileStepsBy(own)))
+            return statementPlaced + own;
         if (!shift) return std::nullopt;
         statementOwn = statementPlaced - *shift;
     }

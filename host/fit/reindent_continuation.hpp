@@ -134,7 +134,7 @@ struct ReplyColumns {
 // where the reply does not tell, nor for a statement the model wrote at its own column that this does not
 // change (the formatter keeps the model's offset from it). Of a first line written from the editor's
 // blanks (`fromTypedLine`) where no statement tells the move, the reply's margin is that line's column: a
-// line the file steps in by its own column from there was counted from it.
+// line one level in, or as far in as the file steps such lines, was counted from it.
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
                                          int statementPlaced, bool fromTypedLine,
                                          const std::function<bool(int)>& fileStepsBy);

@@ -54,6 +54,8 @@ const Row kRows[] = {
      "step",
      "function r = f(a)\n    x = max(a, ...\n        1);\n    <|>\nend\n", "r = g(a, ...\n    2);",
      "function r = f(a)\n    x = max(a, ...\n        1);\n    r = g(a, ...\n        2);\nend\n"},
+    {"the same a level in where the file shows no continuation lines", "function r = f(a)\n    <|>\nend\n",
+     "r = g(a, ...\n    2);", "function r = f(a)\n    r = g(a, ...\n        2);\nend\n"},
     {"tab-indented file with block comment text in spaces, reply in spaces at its columns",
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;<|>\nend\n", "\n    if x\n        y = 2;\n    end",
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\nend\n"},
