@@ -303,7 +303,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     ReplyColumns reply{{}, static_cast<int>(style.indentSize)};
     bool indented = false,
          statementOwnColumn = false,  // the statement's first line stands where the model put it
-        statementTyped = false;       // or it is the reply's first line, written from the editor's blanks
+        statementTyped = false,       // or it is the reply's first line, written from the editor's blanks
+        fromMargin = false;           // and a line of it was counted from the reply's margin
     for (std::size_t k = firstFromTyped ? 1 : 0;
          k < window.started.size() && (!modelKept || framed || firstFromTyped); ++k) {
         indented = indented || (own[k] > 0 && window.isCodeLine(window.started[k]));
@@ -350,6 +351,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 statementCode = text::trimLeft(line);
                 statementOwnColumn = started && (k > 0 || !firstFromTyped);
                 statementTyped = started && k == 0 && firstFromTyped;
+                fromMargin = false;
                 sibling.known = false;
                 moved.clear();
             } else if (const std::optional<int> fromReply =
@@ -357,7 +359,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                ? continuationFromReply(
                                      reply, own[k],
                                      statementOwnColumn ? std::optional(statementOwn) : std::nullopt,
-                                     statementPlaced, statementTyped,
+                                     statementPlaced, {statementTyped, fromMargin},
                                      [&](int offset) {
                                          if (!habit) habit = readHabit();
                                          return stepsInBy(*habit, scan, header, offset);
@@ -366,6 +368,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // A statement begun above the edit, or on a first line written from the editor's blanks,
                 // goes on in the reply's own columns.
                 indentation[k] = indentationFor(*fromReply, style);
+                fromMargin = statementTyped && *fromReply == statementPlaced + own[k];
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&

@@ -340,14 +340,15 @@ std::optional<int> ReplyColumns::shift(int column) const {
 }
 
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
-                                         int statementPlaced, bool fromTypedLine,
+                                         int statementPlaced, TypedStatement typed,
                                          const std::function<bool(int)>& fileStepsBy) {
     const bool statementKept = statementOwn.has_value();  // the formatter keeps its offset then
     if (!statementOwn) {
         const std::optional<int> shift = reply.shift(statementPlaced);
         // A model that sends its block from its own margin (`f(a, ...` / `    b)`) steps in from there: a
         // level, or the file's step for such lines.
-        if (!shift && fromTypedLine && own > 0 && (own == reply.indentSize || fileStepsBy(own)))
+        if (!shift && typed.fromTypedLine && own > 0 &&
+            (typed.fromMargin || own == reply.indentSize || fileStepsBy(own)))
             return statementPlaced + own;
         if (!shift) return std::nullopt;
         statementOwn = statementPlaced - *shift;

@@ -133,10 +133,15 @@ struct ReplyColumns {
 // becomes the file's levels where `fileStepsBy` says the file steps such lines in by that much. Nothing
 // where the reply does not tell, nor for a statement the model wrote at its own column that this does not
 // change (the formatter keeps the model's offset from it). Of a first line written from the editor's
-// blanks (`fromTypedLine`) where no statement tells the move, the reply's margin is that line's column: a
-// line one level in, or as far in as the file steps such lines, was counted from it.
+// blanks where no statement tells the move, the reply's margin is that line's column: a line one level
+// in, or as far in as the file steps such lines, was counted from it, and so are the statement's lines
+// after one that was.
+struct TypedStatement {
+    bool fromTypedLine = false;  // its first line was written from the editor's blanks
+    bool fromMargin = false;     // a line of it above was counted from the reply's margin
+};
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
-                                         int statementPlaced, bool fromTypedLine,
+                                         int statementPlaced, TypedStatement typed,
                                          const std::function<bool(int)>& fileStepsBy);
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
