@@ -340,8 +340,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             }
             const int columns = started ? own[k] : fileColumns;
             // A line the model did not indent past its statement's first line, or begun in the editor's
-            // blanks (they are not the model's), unless the model's columns stay.
-            const bool movable = started && (columns <= statementOwn || (k == 0 && firstFromTyped)) &&
+            // blanks (they are not the model's), unless the model's columns stay; any line of a reply
+            // without statements of its own whose columns do not stay (they are from a margin of its own).
+            const bool movable = started &&
+                                 (columns <= statementOwn || (k == 0 && firstFromTyped) ||
+                                  (!modelKept && reply.statements.empty())) &&
                                  (!modelKept || (k == 0 && firstFromTyped));
             if (!scan.goesOn()) {
                 scan = StatementScan{};

@@ -290,9 +290,10 @@ const Row kRows[] = {
      "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...<|>\nend\n", "\n        1);\nz = 3;",
      "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...\n            1);\n    z = "
      "3;\nend\n"},
-    {"a reply of a cell's rows only, one at the column of the statement they go on with, as the file's rows",
-     "function f()\n    stages = {\n        'a', 1\n    <|>\n        'd', 4};\nend\n", "'b', 2\n    'c', 3",
-     "function f()\n    stages = {\n        'a', 1\n        'b', 2\n        'c', 3\n        'd', 4};\nend\n"},
+    {"a reply of continuation lines only, moved to the column of the statement they go on with, as the "
+     "file's",
+     "x = max(1, ...\n        2);\ny = min(3, ...<|>\n", "\n 4, ...\n5);",
+     "x = max(1, ...\n        2);\ny = min(3, ...\n        4, ...\n        5);\n"},
     {"the same in a reply written four columns a level, whose steps are levels where the file steps in",
      "function f(a)\n  if a\n    w = min(a, ...\n      2);\n    x = max(a, ...<|>\nend\n",
      "\n                1);\n        y = min(a, ...\n            3);\n    end",
