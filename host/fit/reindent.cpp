@@ -302,8 +302,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
     // of its own to move.
     ReplyColumns reply{{}, static_cast<int>(style.indentSize)};
     bool indented = false,
-         statementOwnColumn = false;  // the statement's first line stands where the model put it
-    for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size() && (!modelKept || framed); ++k) {
+         statementOwnColumn = false,  // the statement's first line stands where the model put it
+        statementTyped = false,       // or it is the reply's first line, written from the editor's blanks
+        fromMargin = false;           // and a line of it was counted from the reply's margin
+    for (std::size_t k = firstFromTyped ? 1 : 0;
+         k < window.started.size() && (!modelKept || framed || firstFromTyped); ++k) {
         indented = indented || (own[k] > 0 && window.isCodeLine(window.started[k]));
         if (window.startsStatement(window.started[k]))
             reply.statements.push_back({own[k], columnsOf(indentation[k], style.tabSize)});
@@ -337,8 +340,11 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             }
             const int columns = started ? own[k] : fileColumns;
             // A line the model did not indent past its statement's first line, or begun in the editor's
-            // blanks (they are not the model's), unless the model's columns stay.
-            const bool movable = started && (columns <= statementOwn || (k == 0 && firstFromTyped)) &&
+            // blanks (they are not the model's), unless the model's columns stay; any line of a reply
+            // without statements of its own whose columns do not stay (they are from a margin of its own).
+            const bool movable = started &&
+                                 (columns <= statementOwn || (k == 0 && firstFromTyped) ||
+                                  (!modelKept && reply.statements.empty())) &&
                                  (!modelKept || (k == 0 && firstFromTyped));
             if (!scan.goesOn()) {
                 scan = StatementScan{};
@@ -347,6 +353,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 header = isHeaderStatement(line);
                 statementCode = text::trimLeft(line);
                 statementOwnColumn = started && (k > 0 || !firstFromTyped);
+                statementTyped = started && k == 0 && firstFromTyped;
+                fromMargin = false;
                 sibling.known = false;
                 moved.clear();
             } else if (const std::optional<int> fromReply =
@@ -354,7 +362,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                ? continuationFromReply(
                                      reply, own[k],
                                      statementOwnColumn ? std::optional(statementOwn) : std::nullopt,
-                                     statementPlaced,
+                                     statementPlaced, {statementTyped, fromMargin},
                                      [&](int offset) {
                                          if (!habit) habit = readHabit();
                                          return stepsInBy(*habit, scan, header, offset);
@@ -363,6 +371,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // A statement begun above the edit, or on a first line written from the editor's blanks,
                 // goes on in the reply's own columns.
                 indentation[k] = indentationFor(*fromReply, style);
+                fromMargin = statementTyped && *fromReply == statementPlaced + own[k];
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&
@@ -397,7 +406,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                : habit->plainOffset ? habit->plainOffset
                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->underValue(line) ? scan.valueColumn
+                    placed = scan.valueColumn && habit->underValue(line) ? habit->valueColumn(scan)
                                                                          : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);

@@ -39,13 +39,21 @@ bool assigns(std::u16string_view line, std::size_t i) {
     return after != u'=' && before != u'=' && before != u'~' && before != u'<' && before != u'>';
 }
 
+// A `+` or `-` written apart between two operands (`a - b`), not a sign (`a * -b`, `[1 -2]`).
+bool splitsTerms(std::u16string_view line, std::size_t i, char16_t previousCode) {
+    const bool operandBefore =
+        text::isWordChar(previousCode) || isClosing(previousCode) || previousCode == u'\'';
+    return operandBefore && i > 0 && text::isBlank(line[i - 1]) && i + 1 < line.size() &&
+           text::isBlank(line[i + 1]);
+}
+
 }  // namespace
 
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     const int tab = static_cast<int>(std::max(1u, tabSize));
     const bool firstLine = scan.linesRead++ == 0;
     const std::size_t openBefore = scan.openBrackets.size();
-    bool codeAfterLastOpening = true, valueNext = false;
+    bool codeAfterLastOpening = true, valueNext = false, termNext = false;
     const auto lineRead = [&] {
         // A bracket with nothing after it on its line: its elements go on the next lines.
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore)
@@ -55,7 +63,8 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     scan.rowEnded = false;
     int column = 0;  // the column after the code unit read
     std::optional<int> codeColumn;
-    char16_t quote = 0, previous = 0;
+    char16_t quote = 0, previous = 0, previousCode = 0;
+    int blanks = 0;  // read since the last code
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
         column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
@@ -72,7 +81,16 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.continues = true;
             return lineRead();
         }
-        if (text::isBlank(c)) continue;
+        if (text::isBlank(c)) {
+            ++blanks;
+            continue;
+        }
+        // Two blanks between a bracket's elements pad them apart: after a comma in a call, where one
+        // blank already separates arguments, or anywhere in a matrix or a cell.
+        if (blanks >= 2 && codeAfterLastOpening && scan.openBrackets.size() > openBefore &&
+            (scan.openBrackets.back().opening != u'(' || previousCode == u','))
+            scan.openBrackets.back().padded = true;
+        blanks = 0;
         scan.rowEnded = c == u';';
         if (!codeColumn) codeColumn = column - 1;
         if (!codeAfterLastOpening && scan.openBrackets.size() > openBefore) {
@@ -85,17 +103,26 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.valueColumn = column - 1;
             valueNext = false;
         }
+        if (termNext) {
+            scan.termColumn = column - 1;
+            termNext = false;
+        }
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
         } else if (isOpening(c)) {
-            scan.openBrackets.push_back({c, column, false, false, firstLine ? std::nullopt : codeColumn});
+            scan.openBrackets.push_back(
+                {c, column, false, false, false, firstLine ? std::nullopt : codeColumn});
             codeAfterLastOpening = false;
         } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
         } else if (c == u'=' && firstLine && scan.openBrackets.empty() && !scan.valueColumn &&
                    assigns(line, i)) {
             valueNext = true;
+        } else if ((c == u'+' || c == u'-') && firstLine && scan.valueColumn && scan.openBrackets.empty() &&
+                   splitsTerms(line, i, previousCode)) {
+            termNext = true;
         }
+        previousCode = c;
     }
     lineRead();
 }
@@ -197,6 +224,7 @@ struct BracketCounts {
 struct ContinuationCounts {
     BracketCounts call, rows, rowGoingOn;
     std::size_t alignedWithValue = 0;
+    std::size_t alignedWithTerm = 0;  // also in `alignedWithValue`
     // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
 };
@@ -213,7 +241,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kHeader, kKinds };
+    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kKinds };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {
@@ -261,6 +289,10 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
                 ++statement[kHeader][&counts->headerOffsets[columns - statementColumns]];
         } else if (scan.valueColumn && columns == *scan.valueColumn) {
             ++statement[kPlain][&counts->alignedWithValue];
+        } else if (scan.termColumn && columns == *scan.termColumn) {
+            // Under the value's last term: lined up, as under the value, and a habit of its own.
+            ++statement[kPlain][&counts->alignedWithValue];
+            ++statement[kTerm][&counts->alignedWithTerm];
         } else if (columns > statementColumns) {
             ++statement[kPlain][&counts->plainOffsets[columns - statementColumns]];
         }
@@ -308,10 +340,16 @@ std::optional<int> ReplyColumns::shift(int column) const {
 }
 
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
-                                         int statementPlaced, const std::function<bool(int)>& fileStepsBy) {
+                                         int statementPlaced, TypedStatement typed,
+                                         const std::function<bool(int)>& fileStepsBy) {
     const bool statementKept = statementOwn.has_value();  // the formatter keeps its offset then
     if (!statementOwn) {
         const std::optional<int> shift = reply.shift(statementPlaced);
+        // A model that sends its block from its own margin (`f(a, ...` / `    b)`) steps in from there: a
+        // level, or the file's step for such lines.
+        if (!shift && typed.fromTypedLine && own > 0 &&
+            (typed.fromMargin || own == reply.indentSize || fileStepsBy(own)))
+            return statementPlaced + own;
         if (!shift) return std::nullopt;
         statementOwn = statementPlaced - *shift;
     }
@@ -345,6 +383,7 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
     if (counts.alignedWithValue > 0 || plainLines > 0)
         habit.alignsWithValue = counts.alignedWithValue >= plainLines;
+    habit.alignsWithTerm = 2 * counts.alignedWithTerm > counts.alignedWithValue;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
     habit.anyShown = habit.call || habit.rows || habit.rowGoingOn || habit.endingBracketOffset ||
@@ -354,7 +393,12 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
 
 ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
     const bool inCall = scan.openBrackets.back().opening == u'(';
+    // A call that pads its arguments into columns is laid out as a table: its lines line up, whatever the
+    // file's calls do.
+    if (inCall && scan.openBrackets.back().padded) return {true, std::nullopt};
     if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
+    // So is a matrix or a cell that pads its elements, where the file shows no such lines.
+    if (scan.openBrackets.back().padded) return {true, std::nullopt};
     // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
     // row that goes on after `...` follows the calls, or else the rows. A call's arguments line up as the
     // assigned value does: rows say nothing of them (files that step their arguments in line their rows up
@@ -368,6 +412,10 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
 bool ContinuationHabit::underValue(std::u16string_view line) const {
     if (alignsWithValue) return *alignsWithValue;
     return (!call || call->alignsWithBracket) && !startsWithOperator(line);
+}
+
+std::optional<int> ContinuationHabit::valueColumn(const StatementScan& scan) const {
+    return alignsWithTerm && scan.termColumn ? scan.termColumn : scan.valueColumn;
 }
 
 bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, int offset) {

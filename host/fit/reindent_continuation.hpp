@@ -20,6 +20,8 @@ struct StatementScan {
         int column;
         bool endsLine = false;  // nothing but a comment or `...` follows it on its line
         bool spaced = false;    // a blank before its first element, where a row's sign may stand
+        // Its line pads its elements apart (`struct('a',    1, ...`): they stand in columns, as a table's.
+        bool padded = false;
         // The column of the code on the statement's later line it opens on; nothing on the first line.
         std::optional<int> lineColumn;
     };
@@ -27,8 +29,9 @@ struct StatementScan {
     bool continues = false;
     bool rowEnded = false;  // the last line's code ended with `;`
     std::size_t linesRead = 0;
-    // On a first line that assigns (`x = a + ...`), the column where the value starts.
-    std::optional<int> valueColumn;
+    // On a first line that assigns (`x = a + ...`), the column where the value starts, and where its last
+    // term after a `+` or `-` outside brackets starts (`y = y - P * b ...` at `P`).
+    std::optional<int> valueColumn, termColumn;
 
     // The next line belongs to the same statement: after `...`, or inside a matrix or a cell, whose rows
     // go on without it.
@@ -67,8 +70,8 @@ bool isHeaderStatement(std::u16string_view line);
 // below the line of `to`: inside a bracket, lined up just after it (`f(a, ...` / `  b)` under `a`) or at
 // an offset from the statement's first line, a call's arguments, a matrix's or a cell's new rows and a row
 // going on after `...` each apart (a bracket that ends its line has only offsets); after `...` outside
-// brackets, under the assigned value (`x = a + ...` / `    b` under `a`) or at an offset, which a block's
-// header may have of its own.
+// brackets, under the assigned value (`x = a + ...` / `    b` under `a`), under its last term
+// (`y = y - a * ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
 // lines; an argument both lined up and one or two `indentSize` in counts for both); nothing where it shows
 // no such line.
@@ -80,21 +83,28 @@ struct ContinuationHabit {
     std::optional<InBrackets> call, rows, rowGoingOn;
     std::optional<int> endingBracketOffset;
     // Nothing where the file shows no such line: a line goes under the value unless it starts with an
-    // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up).
+    // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up). Lines under the
+    // value's last term count as lined up; where the file lines up more of them under the term than under
+    // the value, `alignsWithTerm`.
     std::optional<bool> alignsWithValue;
+    bool alignsWithTerm = false;
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
     bool anyShown = false;  // the file shows continuation lines of some kind
 
-    // For the next line of `scan`, inside a bracket: the file's habit for such brackets; where it shows
-    // none, a new row of a matrix or a cell lines up with the first element (where the file shows no
-    // continuation lines at all, nothing: the formatter's default), a row after `...` follows the calls
-    // or else the rows, a call's arguments the assigned value.
+    // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
+    // columns, or else the file's habit for such brackets; where it shows none, lined up in a matrix or a
+    // cell that pads its elements, a new row of a matrix or a cell lines up with the first element (where
+    // the file shows no continuation lines at all, nothing: the formatter's default), a row after `...`
+    // follows the calls or else the rows, a call's arguments the assigned value.
     InBrackets inside(const StatementScan& scan) const;
     // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
     // starts with an operator does not.
     bool underValue(std::u16string_view line) const;
+    // The column a line under the value of `scan` goes to: the value's last term's where the file lines its
+    // lines up so.
+    std::optional<int> valueColumn(const StatementScan& scan) const;
 };
 // A statement's first line of the edit: the column the model wrote it at and the one the edit gives it.
 struct PlacedStatement {
@@ -122,9 +132,17 @@ struct ReplyColumns {
 // the edit puts at `statementPlaced`. In a reply written four columns a level, an offset of whole levels
 // becomes the file's levels where `fileStepsBy` says the file steps such lines in by that much. Nothing
 // where the reply does not tell, nor for a statement the model wrote at its own column that this does not
-// change (the formatter keeps the model's offset from it).
+// change (the formatter keeps the model's offset from it). Of a first line written from the editor's
+// blanks where no statement tells the move, the reply's margin is that line's column: a line one level
+// in, or as far in as the file steps such lines, was counted from it, and so are the statement's lines
+// after one that was.
+struct TypedStatement {
+    bool fromTypedLine = false;  // its first line was written from the editor's blanks
+    bool fromMargin = false;     // a line of it above was counted from the reply's margin
+};
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
-                                         int statementPlaced, const std::function<bool(int)>& fileStepsBy);
+                                         int statementPlaced, TypedStatement typed,
+                                         const std::function<bool(int)>& fileStepsBy);
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize);

@@ -175,6 +175,13 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
             continuationIn = continuationIn || window.continues[i];
         }
     if (writtenFlat && continuationIn) return false;
+    // So does a reply of only continuation lines, some at or left of the column of the statement above that
+    // they go on with: it was written from a margin of its own.
+    if (code.size() == 1 && !above.empty())
+        for (std::size_t k = firstFromTyped ? 1 : 0; k < window.started.size(); ++k)
+            if (const std::size_t i = window.started[k];
+                window.isCodeLine(i) && window.continues[i] && own[k] <= above.front().own)
+                return false;
     if (code.size() == std::min<std::size_t>(above.size(), 1)) {
         // Only comments: they fit at the column they would take, or where the formatter keeps them.
         for (std::size_t k = 0; k < window.started.size(); ++k)

@@ -48,6 +48,14 @@ const Row kRows[] = {
     {"reply at the margin from the editor's blanks, its continuation line",
      "function r = f(a)\n    <|>\nend\n", "r = g(a, ...\n  2);",
      "function r = f(a)\n    r = g(a, ...\n      2);\nend\n"},
+    {"reply at the margin from the editor's blanks, its continuation line at the editor's column by the "
+     "file's "
+     "step",
+     "function r = f(a)\n    x = max(a, ...\n        1);\n    <|>\nend\n", "r = g(a, ...\n    2);",
+     "function r = f(a)\n    x = max(a, ...\n        1);\n    r = g(a, ...\n        2);\nend\n"},
+    {"the same a level in where the file shows no continuation lines, and the statement's lines after it",
+     "function r = f(a)\n    <|>\nend\n", "r = g(a, ...\n    {1, ...\n     2});",
+     "function r = f(a)\n    r = g(a, ...\n        {1, ...\n         2});\nend\n"},
     {"tab-indented file with block comment text in spaces, reply in spaces at its columns",
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;<|>\nend\n", "\n    if x\n        y = 2;\n    end",
      "function f(x)\n%{\n    notes\n%}\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\nend\n"},
@@ -256,13 +264,20 @@ const Row kRows[] = {
      "while x < 9 || ...\nx > 20\ny = 3 + ...\n4;\nswitch y\ncase ...\n1\nend\nend",
      "x = 1 + ...\n    2;\nif x > 0 || ...\n        x < 5\n    x = 0;\nend\nwhile x < 9 || ...\n        x > "
      "20\n    y = 3 + ...\n        4;\n    switch y\n        case ...\n                1\n    end\nend"},
-    {"a header's continuation two levels in, a value's under the value unless an operator starts it, where "
-     "the file shows none",
+    {"a call's arguments padded into columns line up with its bracket where the file steps arguments in",
+     "x = max(1, ...\n    2);\n<|>", "s = struct('a',    1, ...\n'bb',   2);\nt = min(1,  ...\n3);",
+     "x = max(1, ...\n    2);\ns = struct('a',    1, ...\n           'bb',   2);\nt = min(1,  ...\n    3);"},
+    {"continuation lines under the value's last term where the file's are, under the value where it has none",
+     "yy = yy - P * b ...\n          / 6;\n<|>", "z = z + Q * a ...\n/ 2;\nw = 3 * ...\n2;",
+     "yy = yy - P * b ...\n          / 6;\nz = z + Q * a ...\n        / 2;\nw = 3 * ...\n    2;"},
+    {"a header's continuation two levels in, a value's under the value unless an operator starts it, a "
+     "padded "
+     "matrix's rows under its first element, where the file shows none",
      "x = 1;\n<|>",
-     "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nok = x & ...\n~x;\nend",
+     "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nok = x & ...\n~x;\nT = "
+     "[\"a\"  \"b\"\n\"cc\"  \"d\"];\nend",
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
-     "  "
-     "   - 1;\n    ok = x & ...\n        ~x;\nend"},
+     "     - 1;\n    ok = x & ...\n        ~x;\n    T = [\"a\"  \"b\"\n         \"cc\"  \"d\"];\nend"},
     {"flat rows lined up by their elements' ends as the file's, or by their own padding past a sign",
      "m = [ 8  9 10\n      6  7  8\n<|>\n", "10 10  9\n5  6  7];\nx = [-1, -2, ...\n3,  4];",
      "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\nx = [-1, -2, ...\n      3,  4];\n"},
@@ -292,6 +307,10 @@ const Row kRows[] = {
      "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...<|>\nend\n", "\n        1);\nz = 3;",
      "function f(a)\n    w = min(a, ...\n        2);\n    x = max(a, ...\n            1);\n    z = "
      "3;\nend\n"},
+    {"a reply of continuation lines only, moved to the column of the statement they go on with, as the "
+     "file's",
+     "x = max(1, ...\n        2);\ny = min(3, ...<|>\n", "\n 4, ...\n5);",
+     "x = max(1, ...\n        2);\ny = min(3, ...\n        4, ...\n        5);\n"},
     {"the same in a reply written four columns a level, whose steps are levels where the file steps in",
      "function f(a)\n  if a\n    w = min(a, ...\n      2);\n    x = max(a, ...<|>\nend\n",
      "\n                1);\n        y = min(a, ...\n            3);\n    end",
