@@ -203,11 +203,16 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     if (std::all_of(above.begin(), above.end(), followed) &&
         std::all_of(below.begin(), below.end(), followed))
         return false;
-    // Each line at a column that the lines around give its level, or moving with the formatter.
+    // Each line at a column that the lines around give its level, or moving with the formatter. Where the
+    // lines above stand at the formatter's columns and the formatter moves the next line below deeper, the
+    // block the edit is in reads as still open there (its `end` is what the completion is yet to write):
+    // the columns below then say nothing of the levels'.
+    const bool belowReadsOpen = !above.empty() && std::all_of(above.begin(), above.end(), followed) &&
+                                !below.empty() && below.front().formatted > below.front().own;
     std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
     for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
         for (const Placed& line : *lines)
-            columnsAround[line.formatted].push_back(line.own);
+            if (lines == &above || !belowReadsOpen) columnsAround[line.formatted].push_back(line.own);
     // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
     const auto atColumnAround = [&](const Placed& line) {
         auto level = columnsAround.upper_bound(line.formatted);

@@ -45,6 +45,13 @@ const Row kRows[] = {
     {"respaced reply, a matrix's row before its next statements", "function r = f(a)\n  m = [1 2<|>\nend\n",
      "\n         3 4];\n    r = m * a;\n    if r\n        r = 1;\n    end",
      "function r = f(a)\n  m = [1 2\n       3 4];\n  r = m * a;\n  if r\n    r = 1;\n  end\nend\n"},
+    {"reply moved left above a block the file no longer closes",
+     "classdef P\n    properties (Access = private)\n        a = 1\n<|>\n\n    properties\n        m = 1\n   "
+     " "
+     "end\nend\n",
+     "    b = 2\n    c = 3",
+     "classdef P\n    properties (Access = private)\n        a = 1\n        b = 2\n        c = 3\n\n    "
+     "properties\n        m = 1\n    end\nend\n"},
     {"reply at the margin from the editor's blanks, its continuation line",
      "function r = f(a)\n    <|>\nend\n", "r = g(a, ...\n  2);",
      "function r = f(a)\n    r = g(a, ...\n      2);\nend\n"},
