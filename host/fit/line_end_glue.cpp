@@ -544,9 +544,12 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
 }  // namespace
 
 fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                                  std::u16string_view first, const ReplyShape& shape) {
+                                  const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
     if (!shape.leadingBlanks.empty()) return shape.leadingBlanks;
-    if (fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, first, false); !blanks.empty())
+    const std::u16string_view first = lines.front();
+    if (fl::ustring blanks =
+            blanksToLinedUpCell(file, cursor, typed, first, false, std::span(lines).subspan(1));
+        !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first) ||
@@ -580,7 +583,8 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         // The glued edit may have its blank already (a signed number after a number).
         Edit spaced = glue;
         if (!glue.text.empty() && !text::isBlank(glue.text.front())) {
-            const fl::ustring blanks = blanksToLinedUpCell(file, cursor, typed, lines.front(), true);
+            const fl::ustring blanks =
+                blanksToLinedUpCell(file, cursor, typed, lines.front(), true, std::span(lines).subspan(1));
             spaced.text.insert(0, blanks.empty() ? fl::ustring(u" ") : blanks);
         }
         if (leavesOneLineBlockOpen(typed) && text::isClosingLine(text::trim(lines.front())))

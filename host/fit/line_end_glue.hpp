@@ -15,7 +15,7 @@ namespace fit {
 // The blank between the typed code and a completion that continues it: the model's own, or the one
 // extraction trimmed before or after an operator, a comma or a keyword.
 fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                                  std::u16string_view first, const ReplyShape& shape);
+                                  const std::vector<fl::ustring>& lines, const ReplyShape& shape);
 
 // The placements tried at the end of a line of code, the likelier first: `glue` continues the typed
 // line, `newLine` starts a line below it.

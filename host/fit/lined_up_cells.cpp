@@ -72,6 +72,19 @@ std::vector<fl::ustring> rowsBeside(const fl::ustring& file, std::size_t lineSta
     return rows;
 }
 
+// The completion's lines after its first, up to an empty one, as rows at the typed line's indentation:
+// a reply that lost its indentation wrote them at the level of the row it completes. Nothing when one
+// has blanks of its own before it (its column is the model's, not the file's).
+std::vector<fl::ustring> rowsOfCompletion(std::u16string_view typed, std::span<const fl::ustring> below) {
+    std::vector<fl::ustring> rows;
+    for (const fl::ustring& line : below.first(std::min(below.size(), kMostRows))) {
+        if (text::isBlankText(line) || text::trimLeft(line).starts_with(u"%")) break;
+        if (!text::indentationOf(line).empty()) return {};
+        rows.push_back(cellsOfLine(fl::ustring(text::indentationOf(typed)) + line));
+    }
+    return rows;
+}
+
 // The start of the cell that ends at `end` (or goes on past it).
 std::size_t cellStartBefore(std::u16string_view line, std::size_t end) {
     std::size_t start = end > 0 ? end - 1 : 0;
@@ -191,7 +204,8 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
 }  // namespace
 
 fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                                std::u16string_view first, bool separated) {
+                                std::u16string_view first, bool separated,
+                                std::span<const fl::ustring> below) {
     // What attaches to the cell before it (`,`, `]`, `.x`) is never padded, nor what follows a field's
     // dot or an opening bracket; `(k)` only under the rows' own.
     if (typed.empty() || text::isBlank(typed.back()) ||
@@ -204,7 +218,14 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     const fl::ustring expanded = cellsOfLine(typed, &commented);
     if (commented || expanded.empty()) return {};
     // Only the rows above: below the cursor may stand what followed lines the completion is to write.
-    const auto blanks = blanksFrom(rowsBeside(file, lineStart, true), expanded, first, separated);
+    const std::vector<fl::ustring> above = rowsBeside(file, lineStart, true);
+    auto blanks = blanksFrom(above, expanded, first, separated);
+    // The completion's rows are the typed one's only where that one starts them: a line of code at its
+    // indentation just above would be of the same rows, and it did not line up.
+    const bool startsRows =
+        above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
+    if (!blanks && startsRows)
+        blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
     return blanks ? fl::ustring(*blanks, u' ') : fl::ustring();
 }
 

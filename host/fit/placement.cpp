@@ -85,7 +85,7 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
     if (onlyTheRestatementIsMeant(found, typedCode, shape, bareComment)) return candidates;
 
     const Edit glue{cursor, end,
-                    blankBeforeCompletion(file, cursor, line.before, lines.front(), shape) + joined(lines)};
+                    blankBeforeCompletion(file, cursor, line.before, lines, shape) + joined(lines)};
     if (!text::isBlankText(line.after)) {
         candidates.push_back(glue);
     } else {
