@@ -53,6 +53,22 @@ fl::ustring cellsOfLine(std::u16string_view line, bool* commented = nullptr) {
     return fl::ustring(text::trimRight(cells));
 }
 
+// The cells with what a bracket opened and closed on the line holds joined into one (`[1 0; 0 2],`): the
+// rows of a table of matrices. A bracket left open (`[  0    10`) still has its elements as cells.
+fl::ustring withBracketsAsCells(fl::ustring cells) {
+    std::vector<std::size_t> open;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+        if (cells[i] == u'(' || cells[i] == u'[' || cells[i] == u'{') {
+            open.push_back(i);
+        } else if ((cells[i] == u')' || cells[i] == u']' || cells[i] == u'}') && !open.empty()) {
+            for (std::size_t j = open.back(); j < i; ++j)
+                cells[j] = text::isBlank(cells[j]) ? u'_' : cells[j];
+            open.pop_back();
+        }
+    }
+    return cells;
+}
+
 // The rows next to the cursor's line, nearest first, in one direction: up to the first empty one.
 std::vector<fl::ustring> rowsBeside(const fl::ustring& file, std::size_t lineStart, bool above) {
     std::vector<fl::ustring> rows;
@@ -226,6 +242,13 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
         above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
     if (!blanks && startsRows)
         blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
+    // Last, the cells of a table of matrices or calls, each a bracket's whole.
+    if (!blanks) {
+        std::vector<fl::ustring> grouped;
+        for (const fl::ustring& row : above)
+            grouped.push_back(withBracketsAsCells(row));
+        blanks = blanksFrom(grouped, withBracketsAsCells(expanded), first, separated);
+    }
     return blanks ? fl::ustring(*blanks, u' ') : fl::ustring();
 }
 
