@@ -391,7 +391,8 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
 // How many blanks put the completion's first element (`first`) in the typed row's columns, in a matrix
 // whose elements blanks separate and the row writes right-aligned in columns of one width: the likeliest
 // gap and element after it, after a `;` (`afterRowEnd`) or else (`[4217  4192` + `4181`, `[1  2;  2  1;`
-// + `2 -1`). Only where that is two blanks or more.
+// + `2 -1`), in the typed row and, within a row, in the rest of it that the completion writes
+// (`[4217` + `4192  4182  4178];`). Only where that is two blanks or more.
 std::optional<std::size_t> rowPadding(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                       std::u16string_view first, bool afterRowEnd) {
     const auto open = innermostOpenBracket(file, cursor);
@@ -403,16 +404,20 @@ std::optional<std::size_t> rowPadding(const fl::ustring& file, std::size_t curso
     };
     std::array<int, 16> widths{};  // how many gaps and the element after them take 0, 1, ... columns
     bool pads = false;             // some gap is more than one blank
-    for (std::size_t i = 1; i < typed.size(); ++i) {
-        if (text::isBlank(typed[i]) || !text::isBlank(typed[i - 1])) continue;
-        std::size_t run = 0;
-        while (run < i && text::isBlank(typed[i - 1 - run]))
-            ++run;
-        if (run < i && (typed[i - 1 - run] == u';') == afterRowEnd) {
-            ++widths[std::min(run + elementWidth(typed.substr(i)), widths.size() - 1)];
-            pads = pads || run >= 2;
+    const auto countGaps = [&](std::u16string_view row) {
+        for (std::size_t i = 1; i < row.size(); ++i) {
+            if (text::isBlank(row[i]) || !text::isBlank(row[i - 1])) continue;
+            std::size_t run = 0;
+            while (run < i && text::isBlank(row[i - 1 - run]))
+                ++run;
+            if (run < i && (row[i - 1 - run] == u';') == afterRowEnd) {
+                ++widths[std::min(run + elementWidth(row.substr(i)), widths.size() - 1)];
+                pads = pads || run >= 2;
+            }
         }
-    }
+    };
+    countGaps(typed);
+    if (!afterRowEnd) countGaps(first.substr(0, std::min(first.size(), first.find_first_of(u";]}%"))));
     const auto likeliest = std::max_element(widths.begin(), widths.end());
     const auto width = static_cast<std::size_t>(likeliest - widths.begin());
     if (!pads || width + 1 == widths.size() || width < elementWidth(first) + 2) return std::nullopt;

@@ -354,6 +354,8 @@ const Row kRows[] = {
      "m];", "k = [ a   0\n      0  -b\n      0   m];\n"},
     {"a row's elements padded as the row pads them", "C = [4217  4192<|>\n", "4181];",
      "C = [4217  4192  4181];\n"},
+    {"a row's first element padded as the rest of the row the reply writes", "C = [4217<|>\n",
+     "4192  4181  4178];", "C = [4217  4192  4181  4178];\n"},
     {"a table's padded column after as many cells as the row above",
      "r = {\n    [5 5 3],       16\n    [10 3 4],<|>\n    };\n", "24",
      "r = {\n    [5 5 3],       16\n    [10 3 4],      24\n    };\n"},
