@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 
 #include "ca/lexer/token.hpp"
 #include "fit/lined_up_cells.hpp"
@@ -368,9 +369,11 @@ bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
 }
 
 // A command written as a statement of its own with bare words after it (`hold|` + `off`, `axis|` +
-// `equal tight`): the completion's line is only such words, its first one a word the file writes, and
-// the file never writes the two joined (`ho|` + `ld off` goes on as one word).
-bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first) {
+// `equal tight`): the completion's line is only such words, its first one a word the file writes or
+// the completion's next lines write the command with bare words after it (`yyaxis|` + `left` above
+// `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
+bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first,
+                            std::span<const fl::ustring> below) {
     const std::u16string_view command = trimLeft(typed);
     const auto isName = [](std::u16string_view word) {
         return word.size() >= 2 && !isDigit(word.front()) &&
@@ -381,10 +384,18 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
         std::min(first.size(),
                  first.find_first_not_of(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_"));
     const std::u16string_view word = first.substr(0, wordEnd);
-    const bool bareWords = std::all_of(first.begin(), first.end(), [](char16_t c) {
-        return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-';
-    });
-    return bareWords && isName(word) && fileHasWord(file, word) &&
+    const auto bareWords = [](std::u16string_view words) {
+        return std::all_of(words.begin(), words.end(), [](char16_t c) {
+            return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-';
+        });
+    };
+    const auto commandBelow = [&](const fl::ustring& line) {
+        const std::u16string_view code = text::trim(line);
+        return code.size() > command.size() + 1 && code.starts_with(command) &&
+               text::isBlank(code[command.size()]) && bareWords(code);
+    };
+    return bareWords(first) && isName(word) &&
+           (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow)) &&
            !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
 }
 
@@ -557,7 +568,8 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
-    if (signedNumberFollowsNumber(file, cursor, typed, first) || commandArgumentsFollow(file, typed, first) ||
+    if (signedNumberFollowsNumber(file, cursor, typed, first) ||
+        commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
         declaredTypeFollows(file, cursor, typed, first) || writtenApartInFile(file, cursor, typed, first))
         return u" ";
     if (!typed.empty() && (text::isWordChar(typed.back()) || typed.back() == u';') && startsNumber(first) &&
