@@ -270,9 +270,20 @@ std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
 // around are listed with blanks; otherwise as the lines around the cursor do, and where they show
 // nothing, one.
 fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
+    // Only the commas of the typed comma's own list count: `[1,2,3]` says nothing of `for j=[1,2,3] ,`.
+    std::vector<std::size_t> open;
+    std::vector<std::optional<std::size_t>> list(typed.size());  // the bracket each comma's list opened at
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        if (typed[i] == u'(' || typed[i] == u'[' || typed[i] == u'{')
+            open.push_back(i);
+        else if ((typed[i] == u')' || typed[i] == u']' || typed[i] == u'}') && !open.empty())
+            open.pop_back();
+        else if (typed[i] == u',' && !open.empty())
+            list[i] = open.back();
+    }
     std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
     for (std::size_t i = 0; i + 1 < typed.size(); ++i) {
-        if (typed[i] != u',') continue;
+        if (typed[i] != u',' || list[i] != list.back()) continue;
         std::size_t run = 0;
         while (i + 1 + run < typed.size() && text::isBlank(typed[i + 1 + run]))
             ++run;

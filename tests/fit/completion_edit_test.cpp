@@ -119,6 +119,8 @@ const Row kRows[] = {
      "f(a,b);\ng(x, y, 'p,q', z);\n"},
     {"a comma spaced as its list, not as the line's other commas", "c = {'a',   {1,<|>\n", fenced("2, 3}};"),
      "c = {'a',   {1, 2, 3}};\n"},
+    {"a comma after a blank, the commas of a closed bracket before it aside", "for j=[1,2,3] ,<|>\n",
+     fenced("g(j)=1 ; end"), "for j=[1,2,3] , g(j)=1 ; end\n"},
     {"a row's sign after a semicolon", "y0 = [0;<|>\n", fenced("-r * y];"), "y0 = [0; -r * y];\n"},
     {"commas in comments and texts do not count", "% a, b, c, d\ns = 'x, y, z';\nf(a,b);\ng(a,<|>\n",
      fenced("b);"), "% a, b, c, d\ns = 'x, y, z';\nf(a,b);\ng(a,b);\n"},
