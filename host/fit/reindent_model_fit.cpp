@@ -209,12 +209,21 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
     // the columns below then say nothing of the levels'.
     const bool belowReadsOpen = !above.empty() && std::all_of(above.begin(), above.end(), followed) &&
                                 !below.empty() && below.front().formatted > below.front().own;
-    std::map<int, std::vector<int>> columnsAround;  // formatter column -> the file's
+    std::map<int, std::vector<int>> columnsAround, columnsAbove;  // formatter column -> the file's
     for (const std::vector<Placed>* lines : {&std::as_const(above), &below})
         for (const Placed& line : *lines)
             if (lines == &above || !belowReadsOpen) columnsAround[line.formatted].push_back(line.own);
+    for (const Placed& line : above)
+        columnsAbove[line.formatted].push_back(line.own);
     // A level they do not show stands as far from the deepest shallower one they show as the formatter's.
+    // A line at the formatter's column where the lines above show the file's other column for its level
+    // is not at the file's: the formatter reads the lines below through what the edit leaves open, and
+    // may put them at that column too.
     const auto atColumnAround = [&](const Placed& line) {
+        if (const auto shown = columnsAbove.find(line.formatted);
+            shown != columnsAbove.end() && line.own == line.formatted &&
+            std::find(shown->second.begin(), shown->second.end(), line.own) == shown->second.end())
+            return false;
         auto level = columnsAround.upper_bound(line.formatted);
         if (level == columnsAround.begin()) return false;
         --level;

@@ -52,6 +52,20 @@ const Row kRows[] = {
      "    b = 2\n    c = 3",
      "classdef P\n    properties (Access = private)\n        a = 1\n        b = 2\n        c = 3\n\n    "
      "properties\n        m = 1\n    end\nend\n"},
+    {"reply moved left to the formatter's columns in a nested function indented deeper than them",
+     "function m()\nx = 1;\n\n    function k(e)\n        switch e\n            case 1\n                if "
+     "e\n                    "
+     "y = 1;\n                end\n            case 2\n                if e\n                    <|>\n       "
+     "     a = 1;\n "
+     "           if a\n                return\n            end\n        end\n        x = 3;\n    end\nend\n",
+     "                g();\n            end",
+     "function m()\nx = 1;\n\n    function k(e)\n        switch e\n            case 1\n                if "
+     "e\n                    "
+     "y = 1;\n                end\n            case 2\n                if e\n                    g();\n      "
+     "          "
+     "end\n            a = 1;\n            if a\n                return\n            end\n        end\n      "
+     "  x = 3;\n "
+     "   end\nend\n"},
     {"reply at the margin from the editor's blanks, its continuation line",
      "function r = f(a)\n    <|>\nend\n", "r = g(a, ...\n  2);",
      "function r = f(a)\n    r = g(a, ...\n      2);\nend\n"},
