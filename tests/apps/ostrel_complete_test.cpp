@@ -1,13 +1,12 @@
 // Runs the ostrel-complete program as a user would and checks what it prints and how it exits.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 
 #include "support/shell_run.hpp"
+#include "support/temp_folder.hpp"
 
 namespace {
 
@@ -17,14 +16,6 @@ ProgramRun ostrelComplete(const std::string& args) {
     return testing_support::runShell("cd " + std::string(OSTREL_SOURCE_DIR) +
                                      " && XDG_CONFIG_HOME=/nonexistent " + OSTREL_BINARY_DIR +
                                      "/apps/ostrel-complete/ostrel-complete " + args + " 2>&1");
-}
-
-// Tests run as parallel processes, from more than one checkout: each writes files of its own.
-std::string writeTemp(const std::string& name, const std::string& text) {
-    const std::string path = ::testing::TempDir() + std::to_string(getpid()) + "-" +
-                             ::testing::UnitTest::GetInstance()->current_test_info()->name() + "-" + name;
-    std::ofstream(path) << text;
-    return path;
 }
 
 }  // namespace
@@ -53,7 +44,8 @@ TEST(OstrelComplete, LocalBackendCompletesAFileFromItsFolderAndAnUnsavedBufferFr
 }
 
 TEST(OstrelComplete, JsonCarriesEveryStage) {
-    const auto reply = writeTemp("reply.txt", "```ostrel\nx = 1;\nx = 1;\n```");
+    const testing_support::TempFolder folder;
+    const auto reply = folder.write("reply.txt", "```ostrel\nx = 1;\nx = 1;\n```");
     const ProgramRun run = ostrelComplete(
         "examples/matrix_stats.ost --offset 0 --json --backend reply-file --reply-file " + reply);
     ASSERT_EQ(run.status, 0) << run.out;
@@ -69,7 +61,8 @@ TEST(OstrelComplete, JsonCarriesEveryStage) {
 }
 
 TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
-    const auto reply = writeTemp("reply.txt", "```ostrel\nreport.spread = 1;\n```");
+    const testing_support::TempFolder folder;
+    const auto reply = folder.write("reply.txt", "```ostrel\nreport.spread = 1;\n```");
     const ProgramRun run = ostrelComplete(
         "examples/matrix_stats.ost --at 26:1 --show --backend reply-file --reply-file " + reply);
     EXPECT_EQ(run.status, 0);
@@ -81,6 +74,7 @@ TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
 }
 
 TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
+    const testing_support::TempFolder folder;
     const std::string file = "examples/matrix_stats.ost --at 1:1 ";
     const std::pair<std::string, std::string> cases[] = {
         {"examples/no_such_file.ost --at 1:1", "cannot read examples/no_such_file.ost"},
@@ -98,8 +92,8 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         // Each of these once ran on with defaults, or sent the server "temperature": null.
         {"examples --at 1:1", "examples: it is a folder"},
         {file + "--settings /nonexistent/settings.json", "/nonexistent/settings.json does not exist"},
-        {file + "--settings " + writeTemp("syntax.json", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
-        {file + "--settings " + writeTemp("nan.json", R"({"ostrel.ai": {"Temperature": "nan"}})"),
+        {file + "--settings " + folder.write("syntax.json", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
+        {file + "--settings " + folder.write("nan.json", R"({"ostrel.ai": {"Temperature": "nan"}})"),
          "Temperature"},
         {file + "--temperature nan", "--temperature expects a finite number"},
         {file + "--temperature -1", "--temperature expects a finite number"},
@@ -113,11 +107,11 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
 }
 
 TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
-    const auto reply = writeTemp("reply.txt", "Here:\n```ostrel\nreport.spread = 1;\n```\n");
-    const std::string settings =
-        writeTemp("reply.json", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
-    const std::string log = ::testing::TempDir() + std::to_string(getpid()) + "-ostrel-complete-off.log";
-    std::remove(log.c_str());
+    const testing_support::TempFolder folder;
+    const auto reply = folder.write("reply.txt", "Here:\n```ostrel\nreport.spread = 1;\n```\n");
+    const std::string settings = folder.write(
+        "reply.json", R"({"ostrel.ai": {"Backend": "reply-file", "Endpoint": ")" + reply + "\"}}");
+    const std::string log = (folder.path() / "off.log").string();
     const ProgramRun run = ostrelComplete("examples/matrix_stats.ost --at 26:1 --settings " + settings +
                                           " --log " + log + " --log-level off");
     EXPECT_EQ(run.status, 0) << run.out;
@@ -127,11 +121,11 @@ TEST(OstrelComplete, SettingsChooseTheReplyFileAndLogLevelOffWritesNothing) {
 }
 
 TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
-    const std::string file = ::testing::TempDir() + std::to_string(getpid()) + "-formatting-options.ost";
-    std::ofstream(file) << "% demo\nif x\n\nend\n";
+    const testing_support::TempFolder folder;
+    const std::string file = folder.write("options.ost", "% demo\nif x\n\nend\n");
     const auto complete = [&](const std::string& reply, const std::string& options, const char* at = "3:1") {
         const ProgramRun run = ostrelComplete(file + " --at " + at + " --backend reply-file --reply-file " +
-                                              writeTemp("reply.txt", reply) + " " + options);
+                                              folder.write("reply.txt", reply) + " " + options);
         EXPECT_EQ(run.status, 0) << run.out;
         return run.out;
     };
@@ -142,14 +136,14 @@ TEST(OstrelComplete, FormattingOptionsOverrideTheSettings) {
     EXPECT_EQ(complete(line, "--insert-tabs --tab-size 2"), "\t\ty = 1;");
 
     // The reply's `end` must not repeat the line below the cursor, or it would be dropped as a repeat.
-    std::ofstream(file) << "% demo\nif x\n\n    w = 0;\nend\n";
+    folder.write("options.ost", "% demo\nif x\n\n    w = 0;\nend\n");
     const std::string block = "```ostrel\nif y\n\n    z = 2;\nend\n```";
     EXPECT_EQ(complete(block, "--blank-lines Indent"), "    if y\n        \n        z = 2;\n    end");
     EXPECT_EQ(complete(block, "--blank-lines RemoveWhitespace"), "    if y\n\n        z = 2;\n    end");
 
     // An indented function body fits the "all" style; the completion follows the file's own layout
     // whatever the function-indent setting says.
-    std::ofstream(file) << "% demo\nfunction f(x)\n    y = x;\n\nend\n";
+    folder.write("options.ost", "% demo\nfunction f(x)\n    y = x;\n\nend\n");
     const std::string body = "```ostrel\nz = 2;\n```";
     EXPECT_EQ(complete(body, "--function-indent AllFunctionIndent", "4:1"), "    z = 2;");
     EXPECT_EQ(complete(body, "--function-indent ClassicFunctionIndent", "4:1"), "    z = 2;");

@@ -13,7 +13,7 @@ TEST(Whitespace, OnlyTheSixAsciiBlanksCount) {
 }
 
 // The window at kContextLimit on either side is checked through the pipeline by
-// OpenAiPipelineTest.OnlyTheWindowAroundTheCursorIsSent.
+// OpenAiPipeline.OnlyTheWindowAroundTheCursorIsSent.
 TEST(Limiting, KeepsTheTextNearestTheCursor) {
     EXPECT_EQ(keepLast(u"abc", 0), u"");
     EXPECT_EQ(keepFirst(u"", 5), u"");

@@ -6,18 +6,13 @@
 #include "analysis_helpers.hpp"
 #include "ca/code_input.hpp"
 #include "ca/messages/single_file_messages.hpp"
+#include "support/repeat.hpp"
 
 namespace {
 
 using ca::InvalidAnalysisException;
 using ca::testing::analyse;
-
-std::string repeat(const std::string& piece, int times) {
-    std::string out;
-    for (int k = 0; k < times; ++k)
-        out += piece;
-    return out;
-}
+using testing_support::repeat;
 
 // Only texts beyond the limits throw: too long, or nested deeper than 512 levels; long flat chains do not.
 TEST(Robustness, LimitsThrowAndLongFlatTextsDoNot) {

@@ -7,6 +7,7 @@
 #include "ca/token/auto_completion_token_info.hpp"
 #include "fl/i18n.hpp"
 #include "formatter_test_support.hpp"
+#include "support/repeat.hpp"
 
 namespace {
 
@@ -14,6 +15,7 @@ using namespace formatter_test;
 using ca::formatting::legacy::BlankLines;
 using ca::formatting::legacy::FunctionIndentation;
 using ca::formatting::legacy::Settings;
+using testing_support::repeat;
 
 // The text's lines without their leading blanks; lines of blanks only are empty.
 std::vector<fl::ustring> linesWithoutIndentation(const fl::ustring& text) {
@@ -153,12 +155,6 @@ TEST(FormatterRobustness, EveryTextUnderEverySettingKeepsItsCodeFormatsIdempoten
 // Output stays within 8 times the input plus 65536 code units, whatever the nesting and indent size; a
 // text that would grow more is left as it is. Real nesting is far from the bound.
 TEST(FormatterRobustness, OutputIsBoundedByTheInput) {
-    const auto repeat = [](std::u16string_view piece, int times) {
-        fl::ustring text;
-        while (times-- > 0)
-            text += piece;
-        return text;
-    };
     Settings wide = settingsFor(FunctionIndentation::All);
     wide.indentSize = 1024;
     for (const auto& [text, settings] :

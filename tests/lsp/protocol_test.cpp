@@ -51,8 +51,8 @@ std::vector<std::string> modelArgs(const ModelServer& model, int debounceMs = 0)
 
 TEST(ServerCompletion, InlineAndStandardRequestsCarryTheFittedEdit) {
     const testing_support::TempFolder folder;
-    folder.write("reply.txt", qvai::ostrelFence(kReply));
-    ServerProcess server({"--backend", "reply-file", "--reply-file", (folder.path() / "reply.txt").string()});
+    ServerProcess server(
+        {"--backend", "reply-file", "--reply-file", folder.write("reply.txt", qvai::ostrelFence(kReply))});
     server.initialize();
     // A line with a character outside the basic plane: positions count UTF-16 code units.
     server.open(kUri, "function r = stats(A)\n    % \xF0\x9F\x98\x80 stats\n    ");
@@ -279,8 +279,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     const auto reply = testing_support::chatReply("```ostrel\nt = 1;\n```");
     testing_support::ModelServer trustedModel(reply), projectModel(reply);
     const testing_support::TempFolder folder;
-    const std::string settingsFile = (folder.path() / "settings.json").string();
-    folder.write(
+    const std::string settingsFile = folder.write(
         "settings.json",
         nlohmann::json{
             {"ostrel.ai",

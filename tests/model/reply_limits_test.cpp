@@ -15,10 +15,12 @@
 #include "client_test_support.hpp"
 #include "qvai/ai_client.hpp"
 #include "qvai/reply_bounds.hpp"
+#include "support/repeat.hpp"
 
 namespace fs = std::filesystem;
 using namespace model_test;
 using namespace std::chrono_literals;
+using testing_support::repeat;
 
 namespace {
 
@@ -56,13 +58,6 @@ std::function<void(const fs::path&)> writes(const std::string& text) {
     return [text](const fs::path& p) { std::ofstream(p, std::ios::binary) << text; };
 }
 
-std::string repeated(const std::string& line, int times) {
-    std::string text;
-    for (int i = 0; i < times; ++i)
-        text += line;
-    return text;
-}
-
 // A reply file within bounds is the reply, verbatim. The other rows once went wrong: taken whole (seconds
 // and a gigabyte for 7 MB), or waited on forever.
 TEST(ReplyLimits, OversizedAndEndlessReplyFilesFailWithinTheTimeLimit) {
@@ -72,9 +67,9 @@ TEST(ReplyLimits, OversizedAndEndlessReplyFilesFailWithinTheTimeLimit) {
     int heldWriter = -1;
     const ReplyFileCase cases[] = {
         {"ordinary", writes("Here:\n```ostrel\nx = 1;\n```\n"), true},
-        {"200 lines", writes(repeated("x = 1;\n", 200)), true},
+        {"200 lines", writes(repeat("x = 1;\n", 200)), true},
         {"7 MB", writes(std::string(7 << 20, 'x')), false},
-        {"20000 short lines", writes(repeated("x\n", 20000)), false},
+        {"20000 short lines", writes(repeat("x\n", 20000)), false},
         {"one 100000-unit line", writes(std::string(100000, 'y')), false},
         {"a missing file", [](const fs::path&) {}, false},
         {"a folder", [](const fs::path& p) { fs::create_directory(p); }, false},

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
@@ -20,22 +19,19 @@ namespace {
 
 const std::string kChannel = "mtcc::AutoCompletion::GetInfo";
 
-class GetInfoTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() { host_ = std::make_unique<testing_support::ReplyFileHost>(); }
-    static void TearDownTestSuite() { host_.reset(); }
+const testing_support::ReplyFileHost& host() {
+    static const testing_support::ReplyFileHost host;
+    return host;
+}
 
-    InfoResult complete(const fl::ustring& code, std::size_t cursor) {
-        return GetInfo(u"", code, cursor, std::make_shared<mtcc::cache::SettingsValues>());
-    }
-    static std::unique_ptr<testing_support::ReplyFileHost> host_;
-};
-std::unique_ptr<testing_support::ReplyFileHost> GetInfoTest::host_;
+InfoResult complete(const fl::ustring& code, std::size_t cursor) {
+    return GetInfo(u"", code, cursor, std::make_shared<mtcc::cache::SettingsValues>());
+}
 
 }  // namespace
 
-TEST_F(GetInfoTest, EarlyExitsGiveEmptyResults) {
-    host_->setReply("```ostrel\ny = 2;\n```");
+TEST(GetInfo, EarlyExitsGiveEmptyResults) {
+    host().setReply("```ostrel\ny = 2;\n```");
     LogCapture capture(8);
     EXPECT_TRUE(allEmpty(complete(u"x = 1;", 7)));
     EXPECT_TRUE(allEmpty(complete(u"", 0)));
@@ -47,8 +43,8 @@ TEST_F(GetInfoTest, EarlyExitsGiveEmptyResults) {
                          "performing initial checks", "input is only whitespace - exiting"}));
 }
 
-TEST_F(GetInfoTest, ConcurrentCallsGiveTheSameResultsAsSequentialOnes) {
-    host_->setReply("```ostrel\nif x > 0\n    y = x;\nend\nz = 3;\n```");
+TEST(GetInfo, ConcurrentCallsGiveTheSameResultsAsSequentialOnes) {
+    host().setReply("```ostrel\nif x > 0\n    y = x;\nend\nz = 3;\n```");
     const std::vector<fl::ustring> files{u"x = 1;\n", u"function f(x)\n    \nend\n",
                                          u"a = [1, 2];\nx = a(1);\n"};
     const std::vector<std::size_t> cursors{7, 18, 21};

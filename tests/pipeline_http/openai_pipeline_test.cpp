@@ -26,36 +26,29 @@ std::string lastUserMessage(const ModelServer& server) {
 
 constexpr int kTimeoutMs = 1500;
 
-class OpenAiPipelineTest : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        server_ = std::make_unique<ModelServer>(chatReply(""));
+// One server and one client for the program: the library keeps the first client it finds.
+ModelServer& server() {
+    static ModelServer server(chatReply(""));
+    return server;
+}
+
+InfoResult complete(const std::string& code, std::size_t cursor) {
+    static const testing_support::PipelineHost host([] {
         qvai::ClientOptions options;
         options.Backend = "openai";
-        options.Endpoint = server_->url();
+        options.Endpoint = server().url();
         options.Model = "loopback-model";
         options.TimeoutMs = kTimeoutMs;
-        host_ = std::make_unique<testing_support::PipelineHost>(options);
-    }
-    static void TearDownTestSuite() {
-        host_.reset();
-        server_.reset();
-    }
-    static InfoResult complete(const std::string& code, std::size_t cursor) {
-        return mtcc::AutoCompletion::GetInfo(u"", fl::i18n::to_ustring(code), cursor,
-                                             std::make_shared<mtcc::cache::SettingsValues>());
-    }
-
-    static std::unique_ptr<ModelServer> server_;
-    static std::unique_ptr<testing_support::PipelineHost> host_;
-};
-std::unique_ptr<ModelServer> OpenAiPipelineTest::server_;
-std::unique_ptr<testing_support::PipelineHost> OpenAiPipelineTest::host_;
+        return options;
+    }());
+    return mtcc::AutoCompletion::GetInfo(u"", fl::i18n::to_ustring(code), cursor,
+                                         std::make_shared<mtcc::cache::SettingsValues>());
+}
 
 }  // namespace
 
-TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
-    server_->answer(
+TEST(OpenAiPipeline, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
+    server().answer(
         chatReply("Sure, here it is:\n```ostrel\n    fprintf('%d\\n', k);\nend\n```\nThis prints each k."));
     const std::string code = "disp('start');\nfor k = 1:3\n\nend\n";
     const std::size_t cursor = code.find("\n\nend") + 1;
@@ -73,37 +66,37 @@ TEST_F(OpenAiPipelineTest, ProseAndARepeatedEndAreStrippedAndTheBodyIndented) {
     EXPECT_EQ(testing_support::texts(result), testing_support::texts(run.result));
     EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
 
-    EXPECT_EQ(server_->requests().size(), 1u);
-    const std::string user = lastUserMessage(*server_);
+    EXPECT_EQ(server().requests().size(), 1u);
+    const std::string user = lastUserMessage(server());
     EXPECT_NE(user.find(prefix), std::string::npos);
     EXPECT_NE(user.find("\nend\n"), std::string::npos);
 }
 
-TEST_F(OpenAiPipelineTest, FailingOrSilentServerStillGivesAFullResult) {
+TEST(OpenAiPipeline, FailingOrSilentServerStillGivesAFullResult) {
     const std::string code = "x = 1;\n";
     testing_support::CompleteRun run{code, 7, code, "", "x", "", "", {}};
-    server_->answer(chatReply("```ostrel\ny = 2;\n```"), 500);
+    server().answer(chatReply("```ostrel\ny = 2;\n```"), 500);
     testing_support::LogCapture capture;
     EXPECT_TRUE(allEmpty(complete(code, 7)));
     EXPECT_EQ(testing_support::pipelineRecords(capture), testing_support::expectedRecords(run));
 
-    server_->answer(chatReply("```ostrel\ny = 2;\n```"), 200, std::chrono::milliseconds(kTimeoutMs + 1000));
+    server().answer(chatReply("```ostrel\ny = 2;\n```"), 200, std::chrono::milliseconds(kTimeoutMs + 1000));
     const auto start = std::chrono::steady_clock::now();
     EXPECT_TRUE(allEmpty(complete(code, 7)));
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kTimeoutMs + 800));
 }
 
-TEST_F(OpenAiPipelineTest, OnlyTheWindowAroundTheCursorIsSent) {
+TEST(OpenAiPipeline, OnlyTheWindowAroundTheCursorIsSent) {
     std::string before, after;
     for (int i = 0; before.size() < 9000; ++i)
         before += "a" + std::to_string(i) + " = " + std::to_string(i) + ";\n";
     for (int i = 0; after.size() < 9000; ++i)
         after += "b" + std::to_string(i) + " = 1;\n";
-    server_->answer(chatReply("```ostrel\nc = 1;\n```"));
+    server().answer(chatReply("```ostrel\nc = 1;\n```"));
     const InfoResult result = complete(before + after, before.size());
     EXPECT_EQ(result.autocompletionResponse, u"c = 1;");
 
-    const std::string user = lastUserMessage(*server_);
+    const std::string user = lastUserMessage(server());
     EXPECT_NE(user.find(before.substr(before.size() - 4000)), std::string::npos);
     EXPECT_NE(user.find(after.substr(0, 4000)), std::string::npos);
     // The unit just outside each window is not sent: the window would otherwise have grown by it.

@@ -2,10 +2,7 @@
 // deeper than any real file, a missing settings record, filters nested tens of thousands deep (line ends
 // made of several CRs: LineSplitter.SplitsAtLineFeedsOnly).
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -17,18 +14,12 @@
 #include "mtcc/cache/settings_values.hpp"
 #include "mtcc/postprocessing/code_pruner.hpp"
 #include "support/pipeline_host.hpp"
+#include "support/repeat.hpp"
 
 using mtcc::postprocessing::CodeBlock;
+using testing_support::repeat;
 
 namespace {
-
-std::string repeat(const std::string& piece, std::size_t times) {
-    std::string out;
-    out.reserve(piece.size() * times);
-    for (std::size_t i = 0; i < times; ++i)
-        out += piece;
-    return out;
-}
 
 // "1 + 1 + ... + 1" with `terms` terms: the parser makes a left-deep chain of that many operators.
 std::string plusChain(std::size_t terms) {
@@ -79,28 +70,16 @@ TEST(DeepTrees, BuildTheSameBlocksAsShallowOnes) {
 
 // One process-wide reply-file client (the library keeps the first client it finds), allowed the largest
 // reply the client passes on, so that a long line reaches the post-processing stages.
-class DeepInputsThroughGetInfo : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
+const testing_support::ReplyFileHost& host() {
+    static const testing_support::ReplyFileHost host([] {
         qvai::ClientOptions options;
-        options.Backend = "reply-file";
-        options.ReplyFile = replyFile();
         options.MaxTokens = 4096;
-        host_ = std::make_unique<testing_support::PipelineHost>(options);
-    }
-    static void TearDownTestSuite() {
-        host_.reset();
-        std::filesystem::remove(replyFile());
-    }
-    static std::string replyFile() {
-        return ::testing::TempDir() + std::to_string(getpid()) + "-regressions-reply.txt";
-    }
-    static void setReply(const std::string& text) { std::ofstream(replyFile(), std::ios::trunc) << text; }
-    static std::unique_ptr<testing_support::PipelineHost> host_;
-};
-std::unique_ptr<testing_support::PipelineHost> DeepInputsThroughGetInfo::host_;
+        return options;
+    }());
+    return host;
+}
 
-TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
+TEST(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     struct Case {
         std::string name;
         std::string reply;
@@ -118,7 +97,7 @@ TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        setReply(c.reply);
+        host().setReply(c.reply);
         const fl::ustring code = fl::i18n::to_ustring(c.prefix);
         const auto result =
             ostrel_apps::completeGuarded(code, code.size(), std::make_shared<mtcc::cache::SettingsValues>());
@@ -135,8 +114,8 @@ TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     }
 }
 
-TEST_F(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
-    setReply("```ostrel\nz = 2;\n```");
+TEST(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
+    host().setReply("```ostrel\nz = 2;\n```");
     try {
         mtcc::AutoCompletion::GetInfo(u"", u"x = 1;\n", 7, nullptr);
         ADD_FAILURE() << "no error for a null settings record";

@@ -27,9 +27,8 @@ PipelineHost::~PipelineHost() {
     impl_->framework.Stop();
 }
 
-ReplyFileHost::ReplyFileHost()
+ReplyFileHost::ReplyFileHost(qvai::ClientOptions options)
     : file_(std::filesystem::temp_directory_path() / ("ostrel-reply-" + std::to_string(getpid()) + ".txt")) {
-    qvai::ClientOptions options;
     options.Backend = "reply-file";
     options.ReplyFile = file_.string();
     host_ = std::make_unique<PipelineHost>(options);

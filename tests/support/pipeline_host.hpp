@@ -22,10 +22,10 @@ class PipelineHost {
     std::unique_ptr<Impl> impl_;
 };
 
-// A reply-file client whose reply is whatever was last written with setReply().
+// A reply-file client, otherwise set as `options`, whose reply is whatever was last written with setReply().
 class ReplyFileHost {
   public:
-    ReplyFileHost();
+    explicit ReplyFileHost(qvai::ClientOptions options = {});
     ~ReplyFileHost();
     void setReply(const std::string& utf8) const;
 

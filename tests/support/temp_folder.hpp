@@ -28,11 +28,13 @@ class TempFolder {
     TempFolder& operator=(const TempFolder&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
-    // Writes through a temporary and a rename, as editors do, so that a reader never sees half a file.
-    void write(const std::string& name, const std::string& text) const {
+    // Writes through a temporary and a rename, as editors do, so that a reader never sees half a file;
+    // returns the file's path.
+    std::string write(const std::string& name, const std::string& text) const {
         const auto temporary = (path_ / name).string() + ".tmp";
         std::ofstream(temporary, std::ios::binary | std::ios::trunc) << text;
         std::filesystem::rename(temporary, path_ / name);
+        return (path_ / name).string();
     }
     void remove(const std::string& name) const { std::filesystem::remove(path_ / name); }
 
