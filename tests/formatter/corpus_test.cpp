@@ -12,8 +12,8 @@ using ca::formatting::legacy::FunctionIndentation;
 using ca::formatting::legacy::Settings;
 
 // Windows cut at two random points out of `text` that formatting changes; the first few are reported.
-int changedWindows(const Example& example, const fl::ustring& text, const Settings& settings, int count,
-                   std::mt19937& random) {
+int changedWindows(const ca::testing::ExampleText& example, const fl::ustring& text, const Settings& settings,
+                   int count, std::mt19937& random) {
     std::uniform_int_distribution<std::size_t> point(0, text.size());
     int changed = 0;
     for (int n = 0; n < count; ++n) {
@@ -31,17 +31,19 @@ int changedWindows(const Example& example, const fl::ustring& text, const Settin
 // cut at any two points out of it: the completion pipeline re-indents windows of longer files and keeps
 // the result only if the code around the cursor is unchanged. The same holds for windows of every
 // program once formatted by other settings (padded blank lines, a style it was not written in, tabs).
-void checkCorpus(const std::vector<Example>& corpus) {
+void checkCorpus(const std::vector<ca::testing::ExampleText>& corpus) {
+    ASSERT_GE(corpus.size(), 10u);
     std::mt19937 random(20261121);
     int failedWindows = 0;
     for (const auto& example : corpus) {
+        const Settings own = settingsOf(example);
         if (example.consistent) {
-            const fl::ustring formatted = format(example.text, example.settings);
+            const fl::ustring formatted = format(example.text, own);
             EXPECT_EQ(formatted, example.text)
                 << example.name << " " << firstDifference(example.text, formatted);
-            failedWindows += changedWindows(example, example.text, example.settings, 200, random);
+            failedWindows += changedWindows(example, example.text, own, 200, random);
         }
-        Settings other = example.settings;
+        Settings other = own;
         other.functionIndentation = static_cast<FunctionIndentation>(random() % 3);
         other.blankLines = static_cast<BlankLines>(random() % 3);
         other.insertSpaces = random() % 2;
@@ -51,12 +53,12 @@ void checkCorpus(const std::vector<Example>& corpus) {
 }
 
 TEST(FormatterOnCorpus, HouseExamplesAndWindowsOfThemAreAlreadyFormatted) {
-    checkCorpus(loadExamples());
+    checkCorpus(ca::testing::loadExamples());
 }
 
 TEST(FormatterOnCorpus, RealWorldStylesAndWindowsOfThemAreAlreadyFormatted) {
-    const auto styles = loadStyleExamples();
-    if (styles.empty()) GTEST_SKIP() << "tests/data/styles has no manifest.txt";
+    auto styles = ca::testing::loadAllExamples();
+    std::erase_if(styles, [](const auto& example) { return example.name.starts_with("examples/"); });
     checkCorpus(styles);
 }
 

@@ -2,7 +2,6 @@
 
 #include <random>
 
-#include "../ca/analysis_helpers.hpp"
 #include "ca/messages/single_file_messages.hpp"
 #include "ca/token/auto_completion_token_info.hpp"
 #include "fl/i18n.hpp"
@@ -129,9 +128,7 @@ fl::ustring mutate(fl::ustring text, std::mt19937& random) {
 
 TEST(FormatterRobustness, EveryTextUnderEverySettingKeepsItsCodeFormatsIdempotentlyAndAnalyses) {
     std::mt19937 random(7);
-    auto corpus = loadExamples();
-    for (auto& example : loadStyleExamples())
-        corpus.push_back(std::move(example));
+    const auto corpus = ca::testing::loadAllExamples();
     for (const auto& example : corpus)
         for (int n = 0; n < 6; ++n)
             checkInvariants(example.text, randomSettings(random), example.name);
