@@ -77,40 +77,26 @@ TEST(PlannedReply, FencesAsEachVariantSays) {
 TEST(DetectStyle, ReadsUnitTabsAndFunctionBodies) {
     struct Row {
         const char* what;
-        fl::ustring text;
         unsigned indentSize;
         bool insertSpaces;
         int functionIndent;
-        std::vector<std::string> unread;
+        std::vector<std::string> unread;  // settings the text leaves unread
+        fl::ustring text;
     };
+    // clang-format off
     const Row rows[] = {
-        {"two spaces, bodies indented", u"function f()\n  if a\n    b = 1;\n  end\nend\n", 2, true, 2, {}},
-        {"tabs, bodies at the margin", u"function f()\nif a\n\tb = 1;\nend\nend\n", 4, false, 0, {}},
-        {"only nested bodies indented",
-         u"function f()\nx = 1;\n   function g()\n      y = 2;\n   end\nif x\n   z = 3;\nend\nend\n",
-         3,
-         true,
-         1,
-         {}},
-        {"a script: no function to read",
-         u"for k = 1:3\n        s = [1, ...\n  2];\nend\n",
-         8,
-         true,
-         2,
-         {"function indentation"}},
-        {"a doubled quote and a bracket in a text literal leave no statement open",
-         u"x = 'it''s (50%)';\nif a\n  b = 1;\nend\n",
-         2,
-         true,
-         2,
-         {"function indentation"}},
-        {"nothing indented",
-         u"a = 1;\n% a comment\n      % an indented comment\nb = 2;\n",
-         4,
-         true,
-         2,
-         {"indent unit", "function indentation"}},
+        {"two spaces, bodies indented", 2, true, 2, {}, u"function f()\n  if a\n    b = 1;\n  end\nend\n"},
+        {"tabs, bodies at the margin", 4, false, 0, {}, u"function f()\nif a\n\tb = 1;\nend\nend\n"},
+        {"only nested bodies indented", 3, true, 1, {},
+         u"function f()\nx = 1;\n   function g()\n      y = 2;\n   end\nif x\n   z = 3;\nend\nend\n"},
+        {"a script: no function to read", 8, true, 2, {"function indentation"},
+         u"for k = 1:3\n        s = [1, ...\n  2];\nend\n"},
+        {"a doubled quote and a bracket in a text literal leave no statement open", 2, true, 2,
+         {"function indentation"}, u"x = 'it''s (50%)';\nif a\n  b = 1;\nend\n"},
+        {"nothing indented", 4, true, 2, {"indent unit", "function indentation"},
+         u"a = 1;\n% a comment\n      % an indented comment\nb = 2;\n"},
     };
+    // clang-format on
     for (const Row& row : rows) {
         const DetectedStyle style = detectStyle(row.text);
         EXPECT_EQ(style.settings.indentSize, row.indentSize) << row.what;

@@ -155,37 +155,25 @@ TEST(LocalBackendTest, DrawsOnTheUsersCodeAndOffersOnlyCodeWhoseNamesTheFileHas)
         std::vector<CorpusIndex::File> workspace = {};
     };
     const std::string countsPrefix = "count = 0;\nweights = load();\nfor i = 1:n\n";
+    // clang-format off
     const Case cases[] = {
-        {"a file unlike the corpus gets nothing",
-         "frobs = load_frobs();\nfor i = 1:n\n",
-         std::nullopt,
+        {"a file unlike the corpus gets nothing", "frobs = load_frobs();\nfor i = 1:n\n", std::nullopt,
          {loops, totals}},
-        {"of equal matches, the one whose names the file has",
-         countsPrefix,
-         "    count = count + weights(i);",
-         {totals, counts}},
-        {"the workspace before the corpus",
-         countsPrefix,
-         "    count = count + 2*weights(i);",
-         {counts},
-         "",
+        {"of equal matches, the one whose names the file has", countsPrefix,
+         "    count = count + weights(i);", {totals, counts}},
+        {"the workspace before the corpus", countsPrefix, "    count = count + 2*weights(i);", {counts}, "",
          {{"mine.ost", u"for i = 1:n\n    count = count + 2*weights(i);\n"}}},
         {"the file's own code above the cursor",
          "for k = 1:numel(frobs)\n    frobs(k) = scale(frobs(k));\nend\nfor k = 1:numel(frobs)\n",
-         "    frobs(k) = scale(frobs(k));",
-         {loops}},
-        {"the file's own code further below",
-         "function r = outer(v)\nr = v;\nfor k = 1:numel(v)\n",
-         "    w = w + v(k)^2;",
-         {loops},
+         "    frobs(k) = scale(frobs(k));", {loops}},
+        {"the file's own code further below", "function r = outer(v)\nr = v;\nfor k = 1:numel(v)\n",
+         "    w = w + v(k)^2;", {loops},
          "\nend\n" + filler(9) +
              "function w = inner(v)\nw = 0;\nfor k = 1:numel(v)\n    w = w + v(k)^2;\nend\nend\n"},
-        {"but not code standing just below",
-         "for k = 1:numel(v)\n",
-         std::nullopt,
-         {},
+        {"but not code standing just below", "for k = 1:numel(v)\n", std::nullopt, {},
          "    w = w + v(k)^2;\nend\nfor k = 1:numel(v)\n    w = w + v(k)^2;\nend\n"},
         {"a match of a semicolon and a line end is no evidence", "zz = 3;\n", std::nullopt, {loops}}};
+    // clang-format on
     for (const auto& c : cases) {
         qvai::LocalBackend backend(c.corpus, c.workspace);
         const auto reply = localReply(backend, c.prefix, c.suffix);
