@@ -109,8 +109,7 @@ TEST(SettingsRace, TrustedOptionsAndMergesReadOneWholeUserFile) {
             "ostrel.editor.tab": {"TabSize": 2}})",
         R"({"ostrel.ai": {"Backend": "infill", "Endpoint": "http://b", "ApiKeyVariable": "KEY_B"},
             "ostrel.editor.tab": {"TabSize": 8}})"};
-    dir.write("s.json", files[0]);
-    settings::core::SettingsStore store(dir.path() / "s.json", std::chrono::seconds(10));
+    settings::core::SettingsStore store(dir.write("s.json", files[0]), std::chrono::seconds(10));
     SettingsLayers layers(store.root());
     std::atomic<bool> done{false};
     std::thread writer([&] {

@@ -105,8 +105,7 @@ TEST(SettingsFile, TheAiNodeBecomesClientOptionsOrAClearError) {
     const testing_support::TempFolder dir;
     const auto start = std::chrono::steady_clock::now();
     for (const auto& [ai, replyFile] : cases) {
-        dir.write("s.json", std::string(R"({"ostrel.ai": )") + ai + "}");
-        const SettingsStore store(dir.path() / "s.json", 10000ms);
+        const SettingsStore store(dir.write("s.json", std::string(R"({"ostrel.ai": )") + ai + "}"), 10000ms);
         ASSERT_EQ(store.lastError(), "") << ai;
         const auto& root = store.root();
         if (replyFile) {
@@ -162,8 +161,7 @@ TEST(SettingsStore, FileOverridesDefaultsAndARejectedFileKeepsThePreviousValues)
 
 TEST(SettingsStore, EditsOnDiskArePublishedOnTheStoresThreadPerChangedNode) {
     testing_support::TempFolder dir;
-    const auto file = dir.path() / "s.json";
-    dir.write("s.json", "{}");
+    const std::filesystem::path file = dir.write("s.json", "{}");
     SettingsStore store(file, 20ms);
 
     std::mutex mutex;
