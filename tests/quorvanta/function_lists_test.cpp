@@ -18,10 +18,6 @@ namespace {
 using Quorvanta::FunctionOrigin;
 using Quorvanta::functionRegistry;
 
-std::u16string widen(std::string_view ascii) {
-    return {ascii.begin(), ascii.end()};
-}
-
 // Checks one shipped list, each name of which must look up as `origin` (so a name in both lists fails one
 // of them), and returns its names.
 std::set<std::string_view> checkedNames(std::string_view list, FunctionOrigin origin,
@@ -33,7 +29,7 @@ std::set<std::string_view> checkedNames(std::string_view list, FunctionOrigin or
     for (const auto name : Quorvanta::splitNameList(list)) {
         EXPECT_TRUE(Quorvanta::isFunctionName(name)) << label << ": not a name: '" << name << "'";
         EXPECT_TRUE(names.insert(name).second) << label << ": listed twice: " << name;
-        EXPECT_EQ(functionRegistry::lookup(widen(name)), origin) << label << ": " << name;
+        EXPECT_EQ(functionRegistry::lookup(fl::i18n::to_ustring(name)), origin) << label << ": " << name;
     }
     return names;
 }
@@ -58,7 +54,8 @@ TEST(ShippedFunctionLists, LibrarySourcesDefineListedLibraryFunctions) {
         if (entry.path().extension() != ".ost") continue;
         ++sources;
         const std::string name = entry.path().stem().string();
-        EXPECT_TRUE(Quorvanta::libraryFunctions().contains(widen(name))) << name << " is not listed";
+        EXPECT_TRUE(Quorvanta::libraryFunctions().contains(fl::i18n::to_ustring(name)))
+            << name << " is not listed";
 
         std::ifstream file(entry.path());
         std::string header;
