@@ -70,16 +70,20 @@ TEST(DeepTrees, BuildTheSameBlocksAsShallowOnes) {
 
 // One process-wide reply-file client (the library keeps the first client it finds), allowed the largest
 // reply the client passes on, so that a long line reaches the post-processing stages.
-const testing_support::ReplyFileHost& host() {
-    static const testing_support::ReplyFileHost host([] {
+class DeepInputsThroughGetInfo : public ::testing::Test {
+  protected:
+    static void SetUpTestSuite() {
         qvai::ClientOptions options;
         options.MaxTokens = 4096;
-        return options;
-    }());
-    return host;
-}
+        host_ = std::make_unique<testing_support::ReplyFileHost>(options);
+    }
+    // The reply file goes with the host: a later test of this program that completes gets no reply.
+    static void TearDownTestSuite() { host_.reset(); }
+    static std::unique_ptr<testing_support::ReplyFileHost> host_;
+};
+std::unique_ptr<testing_support::ReplyFileHost> DeepInputsThroughGetInfo::host_;
 
-TEST(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
+TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     struct Case {
         std::string name;
         std::string reply;
@@ -97,7 +101,7 @@ TEST(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        host().setReply(c.reply);
+        host_->setReply(c.reply);
         const fl::ustring code = fl::i18n::to_ustring(c.prefix);
         const auto result =
             ostrel_apps::completeGuarded(code, code.size(), std::make_shared<mtcc::cache::SettingsValues>());
@@ -114,8 +118,8 @@ TEST(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     }
 }
 
-TEST(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
-    host().setReply("```ostrel\nz = 2;\n```");
+TEST_F(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
+    host_->setReply("```ostrel\nz = 2;\n```");
     try {
         mtcc::AutoCompletion::GetInfo(u"", u"x = 1;\n", 7, nullptr);
         ADD_FAILURE() << "no error for a null settings record";
