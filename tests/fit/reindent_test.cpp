@@ -181,6 +181,9 @@ const Row kRows[] = {
     {"a flat reply's block comment lines under the line above, a nested comment's text as its outer's",
      "%{\n  History:\n    - a<|>\n%}\nx = 1;\n", "\n- b\n%{\nc = 1;\n%}\n- d",
      "%{\n  History:\n    - a\n    - b\n    %{\n      c = 1;\n    %}\n    - d\n%}\nx = 1;\n"},
+    {"a flat reply's block comment lines where the comment goes on below them",
+     "%{\nHistory:<|>\n    - b\n%}\nx = 1;\n", "\n- a\n%{\nc = 1;\n%}",
+     "%{\nHistory:\n    - a\n    %{\n    c = 1;\n    %}\n    - b\n%}\nx = 1;\n"},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
