@@ -212,11 +212,12 @@ const Row kRows[] = {
      "case 2\nr = 2;",
      "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
      "= 2;\nend\nend\n"},
-    {"code set aside at the margin where the file's is, not a help text's lines",
-     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n<|>\nend\n",
+    {"code set aside at the margin where the file's is, a help text's lines nearer",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n    c = b;\n<|>\n    g = c;\n    h = g;\n%   h = "
+     "2*g;\n    k = h;\nend\n",
      "d = c;\n%   d = 3*c;\ne = d;",
-     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n    d = c;\n%   d = "
-     "3*c;\n    e = d;\nend\n"},
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n    c = b;\n    d = c;\n%   d = 3*c;\n    e = "
+     "d;\n    g = c;\n    h = g;\n%   h = 2*g;\n    k = h;\nend\n"},
     {"a body level that only a case at its switch's column shows",
      "while true\n    <|>\n    switch u\n    case 1\n        x = 1;\n    end\nend\n",
      "r = 2;\nif r\nbreak\nend",
