@@ -214,10 +214,22 @@ std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::siz
     return typed;
 }
 
+// The `function` line a comment line introduces: the next code line, blank and comment lines between.
+std::optional<std::size_t> functionBelow(const Window& window, std::size_t i) {
+    if (!isComment(window.lines[i].text) || window.inBlockComment[i]) return std::nullopt;
+    std::size_t next = i + 1;
+    while (next < window.lines.size() && !window.isCodeLine(next))
+        ++next;
+    if (next >= window.lines.size() || !startsWithWord(text::trimLeft(window.lines[next].text), u"function"))
+        return std::nullopt;
+    return next;
+}
+
 // The formatter keeps a comment line where it may belong (a help comment at the margin under a
 // `function` line); a model's column that does not fit means nothing, so a comment of the edit goes on
-// the comment lines just above it at their column, or else stands where the formatter would put a
-// statement in its place.
+// the comment lines just above it at their column, or else at the file's `function` line it introduces
+// below the edit (where the file indents nested functions past the formatter's column), or where the
+// formatter would put a statement in its place.
 std::vector<std::optional<int>> commentColumns(const Window& window, const IndentSettings& style) {
     std::vector<std::optional<int>> columns(window.lines.size());
     fl::ustring statements;  // the window with the edit's comment lines made statements
@@ -249,6 +261,9 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
         } else {
             columns[i] =
                 commentAbove ? *commentAbove : columnsOf(text::indentationOf(placed[i].text), style.tabSize);
+            if (const std::optional<std::size_t> function = functionBelow(window, i);
+                function && !commentAbove && window.lines[*function].start >= window.editTo)
+                columns[i] = columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize);
         }
     }
     return columns;
