@@ -173,6 +173,13 @@ const Row kRows[] = {
      "function f()\nx = 1;\n    function h()\n        x = 3;\n    end\n    function g()\n        x = 2;\n    "
      "end\nend\n",
      {.functionIndent = 1}},
+    {"a flat nested function line at the formatter's column, its body below where the file's others stand",
+     "function f()\nx = 1;<|>\n        y = 2;\n    end\n\n    function g()\n        x = 2;\n    end\nend\n",
+     "\nfunction h()",
+     "function f()\nx = 1;\n    function h()\n        y = 2;\n    end\n\n    function g()\n        x = 2;\n  "
+     "  "
+     "end\nend\n",
+     {.functionIndent = 1}},
     {"a flat comment above a nested function the file indents past the formatter's column",
      "function f()\nx = 1;<|>\n\n    function g()\n        x = 2;\n    end\nend\n",
      "\ny = 2;\n\n% helpers",
