@@ -173,6 +173,9 @@ const Row kRows[] = {
      "function f()\nx = 1;\n    function h()\n        x = 3;\n    end\n    function g()\n        x = 2;\n    "
      "end\nend\n",
      {.functionIndent = 1}},
+    {"a help text's first line where the rest of it stands below",
+     "function r = f(a)<|>\n%   more\n    r = a;\nend\n", "\n%F  Does it.",
+     "function r = f(a)\n%F  Does it.\n%   more\n    r = a;\nend\n"},
     {"a flat nested function line at the formatter's column, its body below where the file's others stand",
      "function f()\nx = 1;<|>\n        y = 2;\n    end\n\n    function g()\n        x = 2;\n    end\nend\n",
      "\nfunction h()",
