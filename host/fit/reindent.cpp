@@ -228,9 +228,9 @@ std::optional<std::size_t> functionBelow(const Window& window, std::size_t i) {
 // The formatter keeps a comment line where it may belong (a help comment at the margin under a
 // `function` line); a model's column that does not fit means nothing, so a comment of the edit goes on
 // the comment lines just above it at their column, or else those just below that a run of comment lines
-// at the edit's end goes on with, or else at the file's `function` line it introduces below the edit (where
-// the file indents nested functions past the formatter's column), or where the formatter would put a
-// statement in its place.
+// at the edit's end goes on with, or else, with only nested bodies indented, at the file's `function` line
+// it introduces below the edit (the file may indent nested functions past the formatter's column), or
+// where the formatter would put a statement in its place.
 std::vector<std::optional<int>> commentColumns(const Window& window, const IndentSettings& style) {
     std::vector<std::optional<int>> columns(window.lines.size());
     fl::ustring statements;  // the window with the edit's comment lines made statements
@@ -276,7 +276,8 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
             if (commentBelow && !commentAbove && i >= runFrom && window.lines[i].start < window.editTo)
                 columns[i] = *commentBelow;
             else if (const std::optional<std::size_t> function = functionBelow(window, i);
-                     function && !commentAbove && window.lines[*function].start >= window.editTo)
+                     function && !commentAbove && style.functionIndent == 1 &&
+                     window.lines[*function].start >= window.editTo)
                 columns[i] = columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize);
         }
     }

@@ -190,9 +190,9 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
                 return false;
         return true;
     }
-    // A `function` line at the formatter's column, where the file stands its other nested functions
-    // elsewhere (past their parent's column, as the formatter's only nested bodies indented does not).
-    for (std::size_t k = 0; k < window.started.size(); ++k)
+    // With only nested bodies indented, a `function` line at the formatter's column (its parent's) where
+    // the file stands its other nested functions elsewhere (past their parent's column).
+    for (std::size_t k = 0; k < window.started.size() && style.functionIndent == 1; ++k)
         if (const std::size_t i = window.started[k];
             window.startsStatement(i) && own[k] == formattedColumns(i) &&
             startsWithWord(text::trimLeft(window.lines[i].text), u"function") &&
