@@ -214,13 +214,17 @@ std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::siz
     return typed;
 }
 
-// The `function` line a comment line introduces: the next code line, blank and comment lines between.
-std::optional<std::size_t> functionBelow(const Window& window, std::size_t i) {
-    if (!isComment(window.lines[i].text) || window.inBlockComment[i]) return std::nullopt;
+// The file's `function` line below the edit that a comment line introduces (the next code line, blank and
+// comment lines between), where only nested bodies are indented: the file may indent nested functions past
+// the formatter's column, and the comment goes with it.
+std::optional<std::size_t> functionBelow(const Window& window, std::size_t i, const IndentSettings& style) {
+    if (style.functionIndent != 1 || !isComment(window.lines[i].text) || window.inBlockComment[i])
+        return std::nullopt;
     std::size_t next = i + 1;
     while (next < window.lines.size() && !window.isCodeLine(next))
         ++next;
-    if (next >= window.lines.size() || !startsWithWord(text::trimLeft(window.lines[next].text), u"function"))
+    if (next >= window.lines.size() || window.lines[next].start < window.editTo ||
+        !startsWithWord(text::trimLeft(window.lines[next].text), u"function"))
         return std::nullopt;
     return next;
 }
@@ -228,9 +232,8 @@ std::optional<std::size_t> functionBelow(const Window& window, std::size_t i) {
 // The formatter keeps a comment line where it may belong (a help comment at the margin under a
 // `function` line); a model's column that does not fit means nothing, so a comment of the edit goes on
 // the comment lines just above it at their column, or else those just below that a run of comment lines
-// at the edit's end goes on with, or else, with only nested bodies indented, at the file's `function` line
-// it introduces below the edit (the file may indent nested functions past the formatter's column), or
-// where the formatter would put a statement in its place.
+// at the edit's end goes on with, or else at the file's `function` line it introduces, or where the
+// formatter would put a statement in its place.
 std::vector<std::optional<int>> commentColumns(const Window& window, const IndentSettings& style) {
     std::vector<std::optional<int>> columns(window.lines.size());
     fl::ustring statements;  // the window with the edit's comment lines made statements
@@ -275,9 +278,8 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
                 commentAbove ? *commentAbove : columnsOf(text::indentationOf(placed[i].text), style.tabSize);
             if (commentBelow && !commentAbove && i >= runFrom && window.lines[i].start < window.editTo)
                 columns[i] = *commentBelow;
-            else if (const std::optional<std::size_t> function = functionBelow(window, i);
-                     function && !commentAbove && style.functionIndent == 1 &&
-                     window.lines[*function].start >= window.editTo)
+            else if (const std::optional<std::size_t> function = functionBelow(window, i, style);
+                     function && !commentAbove)
                 columns[i] = columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize);
         }
     }
@@ -669,6 +671,12 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
             indentation[k] = inFileColumns[k] == columnsOf(formattedIndentation, style.tabSize)
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFileColumns[k], style);
+            // A comment that introduces the file's function line below stands with it, whatever level the
+            // formatter reads there.
+            if (const auto function = functionBelow(window, window.started[k], style);
+                function && comments[window.started[k]] ==
+                                columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize))
+                indentation[k] = text::indentationOf(window.lines[*function].text);
         }
     }
     placeFlatBlockComments(window, own, firstFromTyped, style, indentation);

@@ -184,9 +184,13 @@ const Row kRows[] = {
      "end\nend\n",
      {.functionIndent = 1}},
     {"a flat comment above a nested function the file indents past the formatter's column",
-     "function f()\nx = 1;<|>\n\n    function g()\n        x = 2;\n    end\nend\n",
-     "\ny = 2;\n\n% helpers",
-     "function f()\nx = 1;\ny = 2;\n\n    % helpers\n\n    function g()\n        x = 2;\n    end\nend\n",
+     "function f()\nx = 1;\n    function g()\n        x = 2;\n    end<|>\n\n    function h()\n        x = "
+     "3;\n    "
+     "end\nend\n",
+     "\n\n% helpers",
+     "function f()\nx = 1;\n    function g()\n        x = 2;\n    end\n\n    % helpers\n\n    function h()\n "
+     "       x "
+     "= 3;\n    end\nend\n",
      {.functionIndent = 1}},
     {"a block comment's lines tell nothing of the indentation",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\n<|>\nw = 5;\n",
