@@ -214,10 +214,26 @@ std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::siz
     return typed;
 }
 
+// The file's `function` line below the edit that a comment line introduces (the next code line, blank and
+// comment lines between), where only nested bodies are indented: the file may indent nested functions past
+// the formatter's column, and the comment goes with it.
+std::optional<std::size_t> functionBelow(const Window& window, std::size_t i, const IndentSettings& style) {
+    if (style.functionIndent != 1 || !isComment(window.lines[i].text) || window.inBlockComment[i])
+        return std::nullopt;
+    std::size_t next = i + 1;
+    while (next < window.lines.size() && !window.isCodeLine(next))
+        ++next;
+    if (next >= window.lines.size() || window.lines[next].start < window.editTo ||
+        !startsWithWord(text::trimLeft(window.lines[next].text), u"function"))
+        return std::nullopt;
+    return next;
+}
+
 // The formatter keeps a comment line where it may belong (a help comment at the margin under a
 // `function` line); a model's column that does not fit means nothing, so a comment of the edit goes on
-// the comment lines just above it at their column, or else stands where the formatter would put a
-// statement in its place.
+// the comment lines just above it at their column, or else those just below that a run of comment lines
+// at the edit's end goes on with, or else at the file's `function` line it introduces, or where the
+// formatter would put a statement in its place.
 std::vector<std::optional<int>> commentColumns(const Window& window, const IndentSettings& style) {
     std::vector<std::optional<int>> columns(window.lines.size());
     fl::ustring statements;  // the window with the edit's comment lines made statements
@@ -240,6 +256,17 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     const std::vector<Line> placed = linesOf(placedText);
     if (placed.size() != window.lines.size()) return columns;
     std::optional<int> commentAbove;  // the column of the file's comment line just above
+    // The column of the file's comment line just below the edit, for the edit's run of comment lines that
+    // it goes on with (the rest of a help text), from `runFrom` on.
+    std::optional<int> commentBelow;
+    std::size_t runFrom = window.started.back() + 1;
+    if (runFrom < window.lines.size() && isComment(window.lines[runFrom].text) &&
+        !window.inBlockComment[runFrom]) {
+        commentBelow = columnsOf(text::indentationOf(window.lines[runFrom].text), style.tabSize);
+        while (runFrom > 1 && isComment(window.lines[runFrom - 1].text) &&
+               !window.inBlockComment[runFrom - 1])
+            --runFrom;
+    }
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const std::u16string_view line = window.lines[i].text;
         if (!isComment(line)) {
@@ -249,6 +276,11 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
         } else {
             columns[i] =
                 commentAbove ? *commentAbove : columnsOf(text::indentationOf(placed[i].text), style.tabSize);
+            if (commentBelow && !commentAbove && i >= runFrom && window.lines[i].start < window.editTo)
+                columns[i] = *commentBelow;
+            else if (const std::optional<std::size_t> function = functionBelow(window, i, style);
+                     function && !commentAbove)
+                columns[i] = columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize);
         }
     }
     return columns;
@@ -639,6 +671,12 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
             indentation[k] = inFileColumns[k] == columnsOf(formattedIndentation, style.tabSize)
                                  ? fl::ustring(formattedIndentation)
                                  : indentationFor(inFileColumns[k], style);
+            // A comment that introduces the file's function line below stands with it, whatever level the
+            // formatter reads there.
+            if (const auto function = functionBelow(window, window.started[k], style);
+                function && comments[window.started[k]] ==
+                                columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize))
+                indentation[k] = text::indentationOf(window.lines[*function].text);
         }
     }
     placeFlatBlockComments(window, own, firstFromTyped, style, indentation);

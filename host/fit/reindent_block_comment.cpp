@@ -50,8 +50,35 @@ bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset) {
     return after != spans.begin() && offset < std::prev(after)->second;
 }
 
+namespace {
+
+// Of each comment, by its `%{` line, the column of its first line below the movable ones that stands in it
+// and not in a comment nested in it (a nested `%{` included, a `%}` not): the comment goes on there.
+std::vector<std::optional<int>> columnsBelow(const std::vector<std::u16string_view>& lines,
+                                             const std::vector<bool>& movable,
+                                             const std::vector<int>& columns) {
+    std::vector<std::optional<int>> below(lines.size());
+    const auto last = std::find(movable.rbegin(), movable.rend(), true);
+    if (last == movable.rend()) return below;
+    const std::size_t after = static_cast<std::size_t>(movable.rend() - last);
+    std::vector<std::size_t> open;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (text::isBlankText(lines[i])) continue;
+        if (closes(lines[i])) {
+            if (!open.empty()) open.pop_back();
+            continue;
+        }
+        if (!open.empty() && i >= after && !below[open.back()]) below[open.back()] = columns[i];
+        if (opens(lines[i])) open.push_back(i);
+    }
+    return below;
+}
+
+}  // namespace
+
 void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
                             std::vector<int>& columns) {
+    const std::vector<std::optional<int>> below = columnsBelow(lines, movable, columns);
     struct Open {
         std::size_t line;             // its `%{`
         std::optional<int> textFrom;  // how far right of it its first line stands
@@ -64,6 +91,8 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
             const bool first = previous == open.back().line;
             if (movable[i] && closes(lines[i]))
                 columns[i] = columns[open.back().line];
+            else if (movable[i] && below[open.back().line])
+                columns[i] = *below[open.back().line];
             else if (movable[i] && first)
                 // As the comment around it starts its text, or under its `%{`.
                 columns[i] =

@@ -18,10 +18,11 @@ bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset);
 
 // The formatter leaves the lines of a block comment (`%{` ... `%}`) as they are, and a reply written
 // without indentation says nothing by their columns. Each line of `movable` inside a block comment opened
-// above it takes a column: a `%}` its `%{`'s; the first line after a `%{` that `%{`'s column, or as far
-// right of it as the comment around it starts its own text; any other line the column of the line above
-// it (a nested comment's `%}` included). `columns` holds every line's column and gets the new ones;
-// blank lines count for nothing.
+// above it takes a column: a `%}` its `%{`'s; a line of a comment that goes on below the movable lines the
+// column of its next line there (a list under a heading); the first line after a `%{` that `%{`'s column,
+// or as far right of it as the comment around it starts its own text; any other line the column of the
+// line above it (a nested comment's `%}` included). `columns` holds every line's column and gets the new
+// ones; blank lines count for nothing.
 void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
                             std::vector<int>& columns);
 

@@ -308,11 +308,13 @@ bool setAsideAtMargin(const Window& window, unsigned tabSize) {
     const auto outside = [&](std::size_t i) {
         return window.lines[i].start < window.editFrom || window.lines[i].start >= window.editTo;
     };
+    // A help text's lines under its first one are not code set aside.
+    const auto underComment = [&](std::size_t i) { return i > 1 && isComment(window.lines[i - 1].text); };
     const std::size_t first = window.started.front(), last = window.started.back();
     for (std::size_t distance = 1; distance < window.lines.size(); ++distance)
         for (const std::size_t i : {first - std::min(first, distance), last + distance})
             if (i > 0 && i < window.lines.size() && i != first && outside(i) && !window.inBlockComment[i] &&
-                isSetAsideCode(window.lines[i].text))
+                isSetAsideCode(window.lines[i].text) && !underComment(i))
                 return atMargin(i);
     return false;
 }

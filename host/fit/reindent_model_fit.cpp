@@ -190,6 +190,14 @@ bool modelFits(const Window& window, const std::vector<Line>& formattedLines, co
                 return false;
         return true;
     }
+    // With only nested bodies indented, a `function` line at the formatter's column (its parent's) where
+    // the file stands its other nested functions elsewhere (past their parent's column).
+    for (std::size_t k = 0; k < window.started.size() && style.functionIndent == 1; ++k)
+        if (const std::size_t i = window.started[k];
+            window.startsStatement(i) && own[k] == formattedColumns(i) &&
+            startsWithWord(text::trimLeft(window.lines[i].text), u"function") &&
+            inFileColumnsOfEdit()[k] != own[k])
+            return false;
     if (std::all_of(code.begin(), code.end(), followed)) return true;
     // The looser fit needs a model's column to go by: not a reply written flat, nor a closing line written
     // from the blanks the editor typed (they are the body's) where no line like it shows its column.

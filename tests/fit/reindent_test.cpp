@@ -173,6 +173,25 @@ const Row kRows[] = {
      "function f()\nx = 1;\n    function h()\n        x = 3;\n    end\n    function g()\n        x = 2;\n    "
      "end\nend\n",
      {.functionIndent = 1}},
+    {"a help text's first line where the rest of it stands below",
+     "function r = f(a)<|>\n%   more\n    r = a;\nend\n", "\n%F  Does it.",
+     "function r = f(a)\n%F  Does it.\n%   more\n    r = a;\nend\n"},
+    {"a flat nested function line at the formatter's column, its body below where the file's others stand",
+     "function f()\nx = 1;<|>\n        y = 2;\n    end\n\n    function g()\n        x = 2;\n    end\nend\n",
+     "\nfunction h()",
+     "function f()\nx = 1;\n    function h()\n        y = 2;\n    end\n\n    function g()\n        x = 2;\n  "
+     "  "
+     "end\nend\n",
+     {.functionIndent = 1}},
+    {"a flat comment above a nested function the file indents past the formatter's column",
+     "function f()\nx = 1;\n    function g()\n        x = 2;\n    end<|>\n\n    function h()\n        x = "
+     "3;\n    "
+     "end\nend\n",
+     "\n\n% helpers",
+     "function f()\nx = 1;\n    function g()\n        x = 2;\n    end\n\n    % helpers\n\n    function h()\n "
+     "       x "
+     "= 3;\n    end\nend\n",
+     {.functionIndent = 1}},
     {"a block comment's lines tell nothing of the indentation",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\n<|>\nw = 5;\n",
      "if x\nw = 2;\nend",
@@ -181,6 +200,9 @@ const Row kRows[] = {
     {"a flat reply's block comment lines under the line above, a nested comment's text as its outer's",
      "%{\n  History:\n    - a<|>\n%}\nx = 1;\n", "\n- b\n%{\nc = 1;\n%}\n- d",
      "%{\n  History:\n    - a\n    - b\n    %{\n      c = 1;\n    %}\n    - d\n%}\nx = 1;\n"},
+    {"a flat reply's block comment lines where the comment goes on below them",
+     "%{\nHistory:<|>\n    - b\n%}\nx = 1;\n", "\n- a\n%{\nc = 1;\n%}",
+     "%{\nHistory:\n    - a\n    %{\n    c = 1;\n    %}\n    - b\n%}\nx = 1;\n"},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
@@ -209,11 +231,12 @@ const Row kRows[] = {
      "case 2\nr = 2;",
      "function r = f(a)\nif a\n    r = 1;\nend\nswitch a\ncase 1\nfor i = 1:2\n      r = i;\nend\ncase 2\nr "
      "= 2;\nend\nend\n"},
-    {"code set aside at the margin where the file's is, not a help text's lines",
-     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n<|>\nend\n",
+    {"code set aside at the margin where the file's is, a help text's lines nearer",
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n    c = b;\n<|>\n    g = c;\n    h = g;\n%   h = "
+     "2*g;\n    k = h;\nend\n",
      "d = c;\n%   d = 3*c;\ne = d;",
-     "function f(a)\n    %F help\n    %   more\n    b = a;\n%   b = 2*a;\n    c = b;\n    d = c;\n%   d = "
-     "3*c;\n    e = d;\nend\n"},
+     "function f(a)\n    %F help\n    %   more\n    b = a;\n    c = b;\n    d = c;\n%   d = 3*c;\n    e = "
+     "d;\n    g = c;\n    h = g;\n%   h = 2*g;\n    k = h;\nend\n"},
     {"a body level that only a case at its switch's column shows",
      "while true\n    <|>\n    switch u\n    case 1\n        x = 1;\n    end\nend\n",
      "r = 2;\nif r\nbreak\nend",
