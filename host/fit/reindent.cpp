@@ -254,6 +254,20 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
+// Whether the file's nearest continuation line above the edit stands at its statement's column or left of
+// it.
+bool nearestAboveFlush(const Window& window) {
+    const auto columns = [&](std::size_t i) { return text::indentationOf(window.lines[i].text).size(); };
+    for (std::size_t i = window.started.front(); i-- > 1;) {
+        if (!window.isCodeLine(i) || !window.continues[i]) continue;
+        std::size_t first = i;
+        while (first > 1 && (!window.isCodeLine(first) || window.continues[first]))
+            --first;
+        return columns(i) <= columns(first);
+    }
+    return false;
+}
+
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
@@ -418,6 +432,13 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                            scan.openBrackets.back().column);
                 else
                     placed = offset(inside.offset);
+                // Where neither the file's habit nor the formatter steps a call's line in (a script's, left
+                // at the margin), it lines up inside its bracket, unless the file's nearest continuation line
+                // above stands at its statement's column.
+                if (!placed && !scan.openBrackets.empty() && !scan.openBrackets.back().endsLine &&
+                    scan.openBrackets.back().opening == u'(' &&
+                    columnsOf(indentation[k], style.tabSize) <= statementPlaced && !nearestAboveFlush(window))
+                    placed = scan.openBrackets.back().column;
                 // A bracket opened on a later line of the statement keeps its lines off the left of it.
                 if (const auto& opened =
                         scan.openBrackets.empty() ? std::nullopt : scan.openBrackets.back().lineColumn;
