@@ -133,7 +133,9 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
     // the end of the cursor's line (`    end|` + `⏎end`) are its own; so are those the model wrote at
     // another column than the line above (`  end` below `    end`).
-    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape, lines)) &&
+    // The reply's other lines say where the model's margin is, also those the library cut off.
+    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape,
+                                                          splitLinesWithoutBlankEnds(stages.extracted))) &&
         headCloses) {
         if (const Attempt& head = fitWithHead();
             head.edit && (!attempt.edit || head.errorsLeft <= attempt.errorsLeft)) {

@@ -229,6 +229,13 @@ const Row kRows[] = {
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
      " y = "
      "2;\nend\n"},
+    {"an end at the margin below an indented end, the reply's blanks only in lines the library cut off",
+     "x = 0;\nfor k = 1:3\n    if k > 1\n        x = k;\n    end\n<|>\n    if x\n        y = 1;\n    "
+     "end\nend\n",
+     fenced("end\nz = 2;\n\nfor j = 1:2\n    y = j;"),
+     "x = 0;\nfor k = 1:3\n    if k > 1\n        x = k;\n    end\nend\nz = 2;\n\nfor j = 1:2\n    y = j;\n   "
+     " if "
+     "x\n        y = 1;\n    end\nend\n"},
     {"a bare comment sign between comment lines is no repeat", "% first\n<|>\n% last\nx = 1;\n", fenced("%"),
      "% first\n%\n% last\nx = 1;\n"},
     {"an end at the margin of an empty line below an indented end is no repeat",
