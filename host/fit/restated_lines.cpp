@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "fit/reindent_block_comment.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -45,6 +46,12 @@ bool anyCode(const std::vector<std::u16string_view>& lines) {
 bool onlyClosers(const std::vector<std::u16string_view>& lines) {
     return std::all_of(lines.begin(), lines.end(),
                        [](std::u16string_view l) { return l.empty() || text::isClosingLine(l); });
+}
+
+// A block comment's `%}` under another closes a comment open around both.
+bool onlyCommentClosers(const std::vector<std::u16string_view>& lines) {
+    return std::all_of(lines.begin(), lines.end(),
+                       [](std::u16string_view l) { return l.empty() || closesBlockComment(l); });
 }
 
 std::vector<std::u16string_view> lastOf(const std::vector<std::u16string_view>& lines, std::size_t k) {
@@ -100,7 +107,8 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
         // after it), but not all of them.
         const std::vector<std::u16string_view> repeated = lastOf(above, k);
         if (!anyCode(repeated) ||
-            (onlyClosers(repeated) && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))))
+            (onlyClosers(repeated) && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))) ||
+            (onlyCommentClosers(repeated) && shape.keepsRepeats))
             continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;

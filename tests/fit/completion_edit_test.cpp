@@ -236,6 +236,9 @@ const Row kRows[] = {
      "x = 0;\nfor k = 1:3\n    if k > 1\n        x = k;\n    end\nend\nz = 2;\n\nfor j = 1:2\n    y = j;\n   "
      " if "
      "x\n        y = 1;\n    end\nend\n"},
+    {"a block comment's end below a nested one's closes the comment the cursor is in",
+     "%{\nnotes\n%{\ninner\n%}\n<|>\nx = 1;\n", fenced("%}\n\ny = 2;"),
+     "%{\nnotes\n%{\ninner\n%}\n%}\n\ny = 2;\nx = 1;\n"},
     {"a bare comment sign between comment lines is no repeat", "% first\n<|>\n% last\nx = 1;\n", fenced("%"),
      "% first\n%\n% last\nx = 1;\n"},
     {"an end at the margin of an empty line below an indented end is no repeat",
