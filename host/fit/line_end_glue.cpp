@@ -602,9 +602,11 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         !shape.leadingLineBreak && !shape.headRemoved &&
         (!shape.leadingBlanks.empty() || typedCodeGoesOn(file, cursor, typed, lines.front()));
     // After a comment, code glued to it would be commented out: a completion of several lines that
-    // has no blank of its own or began below an empty line starts a new line, and one line that began
-    // on the cursor's line is tried as the comment's rest second.
-    const bool afterComment = endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
+    // has no blank of its own (the blanks before lines deduplication removed are theirs) or began below
+    // an empty line starts a new line, and one line that began on the cursor's line is tried as the
+    // comment's rest second.
+    const bool afterComment =
+        endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak || shape.headRemoved);
     // A matrix row shorter than the row above goes on: the number typed may go on too, or a blank
     // separates the next element from it.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {

@@ -221,6 +221,12 @@ const Row kRows[] = {
      "validation"},
     {"code is not glued to a comment after code", "x = 1; % scale it<|>\n", fenced("y = 2*x;\nz = y;"),
      "x = 1; % scale it\ny = 2*x;\nz = y;\n"},
+    {"nor after lines deduplication removed, whose blanks are theirs",
+     "function p = f(r)\n\tp = 0;\n\tfor k = 1:2\n\t\tif r\n\t\t\tp = k; % note<|>\n\tq = 1;\nend\n",
+     fenced("\t\tif r\n\t\t\tp = k; % note\n\t\tend\n\tend\nend\n\nfunction q = g()"),
+     "function p = f(r)\n\tp = 0;\n\tfor k = 1:2\n\t\tif r\n\t\t\tp = k; % "
+     "note\n\t\tend\n\tend\nend\n\nfunction "
+     "q = g()\n\tq = 1;\nend\n"},
     {"a reply below an empty line restarts no word", "p = [R tau<|>\n", "```ostrel\n\ntauN 0];\n```",
      "p = [R tau\ntauN 0];\n"},
     {"an end at another column than the end above is no repeat",
