@@ -626,9 +626,10 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
                                                   : std::vector<Edit>{spaced, newLine};
     }
     std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
-    // Lines that began below an empty line are not glued to the typed code either.
+    // Lines that began below an empty line are not glued to the typed code either, nor to a comment a
+    // line that follows lines deduplication removed (it began below the cursor's line).
     if ((!afterComment && !(shape.leadingLineBreak && lines.size() > 1)) ||
-        (lines.size() == 1 && !shape.leadingLineBreak))
+        (lines.size() == 1 && !shape.leadingLineBreak && !shape.headRemoved))
         placements.push_back(glueFirst && !afterComment ? newLine : glue);
     return placements;
 }

@@ -227,6 +227,18 @@ const Row kRows[] = {
      "function p = f(r)\n\tp = 0;\n\tfor k = 1:2\n\t\tif r\n\t\t\tp = k; % "
      "note\n\t\tend\n\tend\nend\n\nfunction "
      "q = g()\n\tq = 1;\nend\n"},
+    {"a single line after lines deduplication removed is no comment's rest",
+     "function p = f(w)\n    p = 0;\n    for k = 1:2\n        d = k;\n        if d ~= 0\n            p = d; "
+     "% "
+     "note<|>\n        end\n    end\nend\n",
+     fenced(
+         "        if d ~= 0\n            p = d; % note\n            if p == 4\n                break\n       "
+         "     end\n        end\n        if d ~= 1\n            q = d;"),
+     "function p = f(w)\n    p = 0;\n    for k = 1:2\n        d = k;\n        if d ~= 0\n            p = d; "
+     "% "
+     "note\n            if p == 4\n                break\n            end\n        end\n        if d ~= 1\n  "
+     "   "
+     "       q = d;\n        end\n    end\nend\n"},
     {"a reply below an empty line restarts no word", "p = [R tau<|>\n", "```ostrel\n\ntauN 0];\n```",
      "p = [R tau\ntauN 0];\n"},
     {"an end at another column than the end above is no repeat",
