@@ -134,7 +134,15 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
                 return restored;
             return attempt;
         }
-        if (attempt.finding == kRepeatsAround) return attempt;
+        if (attempt.finding == kRepeatsAround) {
+            // What only writes out again the code around the cursor may still end in the closing lines
+            // the file lacks.
+            Attempt restored;
+            if (tailRestorable && tryRestored(candidate, restored) &&
+                restored.errorsLeft < restored.errorsBefore)
+                return restored;
+            return attempt;
+        }
         if (tailRestorable && tryRestored(candidate, attempt)) return attempt;
     }
     return attempt;
