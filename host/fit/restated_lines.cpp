@@ -87,9 +87,10 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = text::trimLeft(lines.front());
-    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted.
+    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted; a
+    // whole word and a blank after it is the next one too (`[false true` + `true false]`).
     if (word.empty() || (word.front() >= u'0' && word.front() <= u'9') || first.size() <= word.size() ||
-        !first.starts_with(word))
+        !first.starts_with(word) || text::isBlank(first[word.size()]))
         return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;

@@ -42,6 +42,8 @@ const Row kRows[] = {
     {"inside a word", "n = 3;\nz = zer<|>os(n, 1)\n", fenced("zeros(n, 1);"), "n = 3;\nz = zeros(n, 1);\n"},
     {"a reply that starts with a blank restarts no word", "m = [false true<|>\n", fenced(" true false];"),
      "m = [false true true false];\n"},
+    {"nor one that writes the typed word whole as the next element", "m = [false true true<|>\n",
+     fenced("true false];"), "m = [false true true true false];\n"},
     {"a number's digits are no word to restart", "w = [1.5 4.5<|>\n", fenced("5.5 6.5];"),
      "w = [1.5 4.5 5.5 6.5];\n"},
     {"the model restarts the line", "function r = f(total)\n    r = total<|>\nend\n",
