@@ -129,6 +129,20 @@ bool padded(std::u16string_view row, std::size_t start) {
            text::indentationOf(row).size() < start - 2;
 }
 
+bool leavesBracketOpen(std::u16string_view line) {
+    int depth = 0;
+    for (char16_t c : line)
+        depth += c == u'(' || c == u'[' || c == u'{' ? 1 : c == u')' || c == u']' || c == u'}' ? -1 : 0;
+    return depth > 0;
+}
+
+// Whether the cell at `start` of `row` closes a bracket.
+bool closesBracket(std::u16string_view row, std::size_t start) {
+    for (std::size_t i = start; i < row.size() && !text::isBlank(row[i]); ++i)
+        if (row[i] == u')' || row[i] == u']' || row[i] == u'}') return true;
+    return false;
+}
+
 // The columns of the first row whose cell lines up with the typed one, with the next cell after it.
 std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16string_view typed,
                                  std::u16string_view first, std::size_t firstCell) {
@@ -151,6 +165,10 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
         const bool byEnd = linesUp(row, false);
         const bool byStart = linesUp(row, true) && !(number && byEnd);
         if (!byStart && !byEnd) continue;
+        // A typed cell in a bracket the typed line leaves open, where the row's cell there closes one
+        // (`[1 0|` over `[1 1],`): the completion's first cell goes on inside that bracket.
+        if (leavesBracketOpen(typed) && closesBracket(row, byStart ? start : cellStartBefore(row, end)))
+            return std::nullopt;
         Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
         // The typed cell must fit in its column: the completion's first cell goes in the next one.
         std::size_t next = columns.typed + 1;
