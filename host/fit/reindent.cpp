@@ -356,10 +356,15 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             // A line the model did not indent past its statement's first line, or begun in the editor's
             // blanks (they are not the model's), unless the model's columns stay; any line of a reply
             // without statements of its own whose columns do not stay (they are from a margin of its own).
+            // Where the model's columns stay, a line at its statement's column moves too where the file
+            // shows its habit for such lines and never writes them so (its nearest one above included).
+            const bool flushAgainstFile = modelKept && started && columns <= statementOwn && scan.goesOn() &&
+                                          (habit ? habit->anyShown : (habit = readHabit())->anyShown) &&
+                                          !nearestAboveFlush(window);
             const bool movable = started &&
                                  (columns <= statementOwn || (k == 0 && firstFromTyped) ||
                                   (!modelKept && reply.statements.empty())) &&
-                                 (!modelKept || (k == 0 && firstFromTyped));
+                                 (!modelKept || (k == 0 && firstFromTyped) || flushAgainstFile);
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;

@@ -273,6 +273,12 @@ const Row kRows[] = {
     {"a table lined up by the numbers' ends lines up with its bracket",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];\ny = max(1, ...\n2);",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];\ny = max(1, ...\n    2);"},
+    {"a line the model left at its statement's column where the file lines such lines up",
+     "for k = 1:2\n    x = max(1, ...\n            2);\n    s = k;\n    y = min(k, ...\n    <|>\nz = 1;\n",
+     "    s = k;\n    y = min(k, ...\n    3);\nend\n\nw = 2;",
+     "for k = 1:2\n    x = max(1, ...\n            2);\n    s = k;\n    y = min(k, ...\n            "
+     "3);\nend\nz = "
+     "1;\n"},
     {"a call's line from column 1 of an empty line under the call's first argument in a script",
      "x = 1;\nfprintf('%d %d\\n', ...\n<|>\ny = 2;\n", "x, y);",
      "x = 1;\nfprintf('%d %d\\n', ...\n        x, y);\ny = 2;\n"},
