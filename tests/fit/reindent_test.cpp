@@ -370,6 +370,11 @@ const Row kRows[] = {
     {"a declared type after its name, as the block writes them",
      "classdef C\n    properties\n        IsRed logical\n        Order<|>\n    end\nend\n", "uint8",
      "classdef C\n    properties\n        IsRed logical\n        Order uint8\n    end\nend\n"},
+    {"a declared type and default after its name, as the completion's next line writes them",
+     "classdef C\n    properties\n        N (1,1) double = 1\n        Order<|>\n    end\nend\n",
+     "uint8 = 2\nTag string = \"a\"",
+     "classdef C\n    properties\n        N (1,1) double = 1\n        Order uint8 = 2\n        Tag string = "
+     "\"a\"\n    end\nend\n"},
     {"an argument list lined up under the rows'",
      "classdef M < int8\n    enumeration\n        Off   (0)\n        Gray<|>\n    end\nend\n", "(2)",
      "classdef M < int8\n    enumeration\n        Off   (0)\n        Gray  (2)\n    end\nend\n"},
