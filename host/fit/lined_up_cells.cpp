@@ -101,6 +101,17 @@ std::vector<fl::ustring> rowsOfCompletion(std::u16string_view typed, std::span<c
     return rows;
 }
 
+// Whether `line` closes a bracket opened before it: the lines after it stand outside that bracket, not in
+// the rows of the line it ends (`'allium',|` + `'umbel'}, ...` inside a cell opened on the line above).
+bool closesOpenBracket(std::u16string_view line) {
+    int depth = 0;
+    for (char16_t c : cellsOfLine(line)) {
+        depth += c == u'(' || c == u'[' || c == u'{' ? 1 : c == u')' || c == u']' || c == u'}' ? -1 : 0;
+        if (depth < 0) return true;
+    }
+    return false;
+}
+
 // The start of the cell that ends at `end` (or goes on past it).
 std::size_t cellStartBefore(std::u16string_view line, std::size_t end) {
     std::size_t start = end > 0 ? end - 1 : 0;
@@ -258,7 +269,7 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     // indentation just above would be of the same rows, and it did not line up.
     const bool startsRows =
         above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
-    if (!blanks && startsRows)
+    if (!blanks && startsRows && !closesOpenBracket(first))
         blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
     // Last, the cells of a table of matrices or calls, each a bracket's whole.
     if (!blanks) {
