@@ -256,8 +256,10 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
 
 // Whether the file's nearest continuation line above the edit stands at its statement's column or left of
 // it.
-bool nearestAboveFlush(const Window& window) {
-    const auto columns = [&](std::size_t i) { return text::indentationOf(window.lines[i].text).size(); };
+bool nearestAboveFlush(const Window& window, unsigned tabSize) {
+    const auto columns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
     for (std::size_t i = window.started.front(); i-- > 1;) {
         if (!window.isCodeLine(i) || !window.continues[i]) continue;
         std::size_t first = i;
@@ -360,7 +362,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             // shows its habit for such lines and never writes them so (its nearest one above included).
             const bool flushAgainstFile = modelKept && started && columns <= statementOwn && scan.goesOn() &&
                                           (habit ? habit->anyShown : (habit = readHabit())->anyShown) &&
-                                          !nearestAboveFlush(window);
+                                          !nearestAboveFlush(window, style.tabSize);
             const bool movable = started &&
                                  (columns <= statementOwn || (k == 0 && firstFromTyped) ||
                                   (!modelKept && reply.statements.empty())) &&
@@ -442,7 +444,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // above stands at its statement's column.
                 if (!placed && !scan.openBrackets.empty() && !scan.openBrackets.back().endsLine &&
                     scan.openBrackets.back().opening == u'(' &&
-                    columnsOf(indentation[k], style.tabSize) <= statementPlaced && !nearestAboveFlush(window))
+                    columnsOf(indentation[k], style.tabSize) <= statementPlaced &&
+                    !nearestAboveFlush(window, style.tabSize))
                     placed = scan.openBrackets.back().column;
                 // A bracket opened on a later line of the statement keeps its lines off the left of it.
                 if (const auto& opened =
