@@ -101,15 +101,19 @@ std::vector<fl::ustring> rowsOfCompletion(std::u16string_view typed, std::span<c
     return rows;
 }
 
-// Whether `line` closes a bracket opened before it: the lines after it stand outside that bracket, not in
-// the rows of the line it ends (`'allium',|` + `'umbel'}, ...` inside a cell opened on the line above).
-bool closesOpenBracket(std::u16string_view line) {
-    int depth = 0;
-    for (char16_t c : cellsOfLine(line)) {
-        depth += c == u'(' || c == u'[' || c == u'{' ? 1 : c == u')' || c == u']' || c == u'}' ? -1 : 0;
-        if (depth < 0) return true;
+// How deep in brackets `line` goes: the lowest depth it reaches (below 0 where it closes a bracket opened
+// before it) and the depth it ends at.
+struct BracketDepth {
+    int lowest = 0;
+    int last = 0;
+};
+BracketDepth bracketDepth(std::u16string_view line) {
+    BracketDepth depth;
+    for (char16_t c : line) {
+        depth.last += c == u'(' || c == u'[' || c == u'{' ? 1 : c == u')' || c == u']' || c == u'}' ? -1 : 0;
+        depth.lowest = std::min(depth.lowest, depth.last);
     }
-    return false;
+    return depth;
 }
 
 // The start of the cell that ends at `end` (or goes on past it).
@@ -138,13 +142,6 @@ bool hasColumn(std::u16string_view row, bool byStart, std::size_t column) {
 bool padded(std::u16string_view row, std::size_t start) {
     return start >= 2 && text::isBlank(row[start - 1]) && text::isBlank(row[start - 2]) &&
            text::indentationOf(row).size() < start - 2;
-}
-
-bool leavesBracketOpen(std::u16string_view line) {
-    int depth = 0;
-    for (char16_t c : line)
-        depth += c == u'(' || c == u'[' || c == u'{' ? 1 : c == u')' || c == u']' || c == u'}' ? -1 : 0;
-    return depth > 0;
 }
 
 // Whether the cell at `start` of `row` closes a bracket.
@@ -178,7 +175,7 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
         if (!byStart && !byEnd) continue;
         // A typed cell in a bracket the typed line leaves open, where the row's cell there closes one
         // (`[1 0|` over `[1 1],`): the completion's first cell goes on inside that bracket.
-        if (leavesBracketOpen(typed) && closesBracket(row, byStart ? start : cellStartBefore(row, end)))
+        if (bracketDepth(typed).last > 0 && closesBracket(row, byStart ? start : cellStartBefore(row, end)))
             return std::nullopt;
         Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
         // The typed cell must fit in its column: the completion's first cell goes in the next one.
@@ -269,7 +266,9 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     // indentation just above would be of the same rows, and it did not line up.
     const bool startsRows =
         above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
-    if (!blanks && startsRows && !closesOpenBracket(first))
+    // Nor after the completion's first line closes a bracket the typed line is in (`'allium',|` +
+    // `'umbel'}, ...` in a cell opened on the line above): its next lines stand outside it.
+    if (!blanks && startsRows && bracketDepth(cellsOfLine(first)).lowest >= 0)
         blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
     // Last, the cells of a table of matrices or calls, each a bracket's whole.
     if (!blanks) {
