@@ -86,7 +86,9 @@ bool onlyNewCommentsRemoved(const fl::ustring& file, std::size_t cursor, const S
     if (removed.empty() || !text::isBlankText(stages.deduplicated)) return false;
     const CursorLine line = cursorLineOf(file, cursor);
     const std::size_t below = text::nextLineStart(file, line.end);
-    std::vector<std::u16string_view> around = linesAbove(file, line.start, 1);
+    // Below typed code the completion follows the cursor's line: the line above that one is not next to it.
+    std::vector<std::u16string_view> around =
+        text::isBlankText(line.before) ? linesAbove(file, line.start, 1) : std::vector<std::u16string_view>{};
     around.push_back(text::trim(std::u16string_view(file).substr(line.start, line.end - line.start)));
     if (below < file.size())
         around.push_back(

@@ -117,6 +117,17 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
             !std::all_of(shape.removedTail.begin(), shape.removedTail.end(), isBlankOrClosing);
         return true;
     };
+    // Lines that only write out again those above the cursor leave the closing lines deduplication took
+    // for those below, where they mend an error the file has.
+    if (candidates.empty() && tailRestorable) {
+        ReplyShape closers = shape;
+        closers.removedTail.clear();
+        if (Attempt closing = fitLines(shape.removedTail, closers);
+            closing.edit && closing.errorsLeft < closing.errorsBefore) {
+            closing.repairs.push_back("put back the closing lines that repeat the code below the cursor");
+            return closing;
+        }
+    }
     for (Edit candidate : candidates) {
         keepTrailingBlankLines(file_, candidate, lines, shape);
         if (tryEdit(candidate, attempt)) {
@@ -134,7 +145,15 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
                 return restored;
             return attempt;
         }
-        if (attempt.finding == kRepeatsAround) return attempt;
+        if (attempt.finding == kRepeatsAround) {
+            // What only writes out again the code around the cursor may still end in the closing lines
+            // the file lacks.
+            Attempt restored;
+            if (tailRestorable && tryRestored(candidate, restored) &&
+                restored.errorsLeft < restored.errorsBefore)
+                return restored;
+            return attempt;
+        }
         if (tailRestorable && tryRestored(candidate, attempt)) return attempt;
     }
     return attempt;

@@ -446,17 +446,33 @@ std::optional<std::size_t> rowPadding(const fl::ustring& file, std::size_t curso
     return width - elementWidth(first);
 }
 
-// A declared property's or argument's type after its name (`Order` + `uint8`) where the declarations
-// above it in the block write a name and a word after it (`IsRed logical`): `Ord` + `er uint8` goes on.
+// A declared property's or argument's type after its name (`Order` + `uint8`, perhaps with its default:
+// `Order` + `uint8 = 1`) where the declaration above it in the block, or the completion's next line, writes
+// a name and a word after it (`IsRed logical`): `Ord` + `er uint8` goes on.
 bool declaredTypeFollows(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                         std::u16string_view first) {
+                         std::u16string_view first, std::span<const fl::ustring> below) {
     const std::u16string_view name = trimLeft(typed);
     const auto isName = [](std::u16string_view word) {
         return !word.empty() && !isDigit(word.front()) &&
                std::all_of(word.begin(), word.end(), text::isWordChar);
     };
-    const std::u16string_view code = trimRight(first.substr(0, first.find(u'%')));
-    if (!isName(name) || !isName(code) || !declaresPropertyOrArgument(file, cursor)) return false;
+    // A name and a word after it, the rest a default or nothing.
+    const auto typeAfterName = [&](std::u16string_view declared, bool withName) {
+        declared = trimRight(declared.substr(0, declared.find(u'%')));
+        if (withName) {
+            const std::size_t blank = declared.find_first_of(u" \t");
+            if (blank == std::u16string_view::npos || !isName(declared.substr(0, blank))) return false;
+            declared = trimLeft(declared.substr(blank));
+        }
+        const std::size_t end = std::min(declared.size(), declared.find_first_of(u" \t="));
+        const std::u16string_view rest = trimLeft(declared.substr(end));
+        return isName(declared.substr(0, end)) &&
+               (rest.empty() || (rest.starts_with(u"=") && !rest.starts_with(u"==")));
+    };
+    if (!isName(name) || !typeAfterName(first, false) || !declaresPropertyOrArgument(file, cursor))
+        return false;
+    if (!below.empty() && text::indentationOf(below.front()).empty() && typeAfterName(below.front(), true))
+        return true;
     const std::size_t start = text::lineStart(file, cursor);
     if (start == 0) return false;
     const std::size_t above = text::lineStart(file, start - 1);
@@ -581,7 +597,8 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
         commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
-        declaredTypeFollows(file, cursor, typed, first) || writtenApartInFile(file, cursor, typed, first))
+        declaredTypeFollows(file, cursor, typed, first, std::span(lines).subspan(1)) ||
+        writtenApartInFile(file, cursor, typed, first))
         return u" ";
     if (!typed.empty() && (text::isWordChar(typed.back()) || typed.back() == u';') && startsNumber(first) &&
         !first.starts_with(u"+") && !first.starts_with(u"-"))
@@ -602,9 +619,11 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         !shape.leadingLineBreak && !shape.headRemoved &&
         (!shape.leadingBlanks.empty() || typedCodeGoesOn(file, cursor, typed, lines.front()));
     // After a comment, code glued to it would be commented out: a completion of several lines that
-    // has no blank of its own or began below an empty line starts a new line, and one line that began
-    // on the cursor's line is tried as the comment's rest second.
-    const bool afterComment = endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak);
+    // has no blank of its own (the blanks before lines deduplication removed are theirs) or began below
+    // an empty line starts a new line, and one line that began on the cursor's line is tried as the
+    // comment's rest second.
+    const bool afterComment =
+        endsInComment(typed) && (shape.leadingBlanks.empty() || shape.leadingLineBreak || shape.headRemoved);
     // A matrix row shorter than the row above goes on: the number typed may go on too, or a blank
     // separates the next element from it.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak) {
@@ -624,9 +643,10 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
                                                   : std::vector<Edit>{spaced, newLine};
     }
     std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
-    // Lines that began below an empty line are not glued to the typed code either.
+    // Lines that began below an empty line are not glued to the typed code either, nor to a comment a
+    // line that follows lines deduplication removed (it began below the cursor's line).
     if ((!afterComment && !(shape.leadingLineBreak && lines.size() > 1)) ||
-        (lines.size() == 1 && !shape.leadingLineBreak))
+        (lines.size() == 1 && !shape.leadingLineBreak && !shape.headRemoved))
         placements.push_back(glueFirst && !afterComment ? newLine : glue);
     return placements;
 }

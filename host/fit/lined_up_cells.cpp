@@ -101,6 +101,21 @@ std::vector<fl::ustring> rowsOfCompletion(std::u16string_view typed, std::span<c
     return rows;
 }
 
+// How deep in brackets `line` goes: the lowest depth it reaches (below 0 where it closes a bracket opened
+// before it) and the depth it ends at.
+struct BracketDepth {
+    int lowest = 0;
+    int last = 0;
+};
+BracketDepth bracketDepth(std::u16string_view line) {
+    BracketDepth depth;
+    for (char16_t c : line) {
+        depth.last += c == u'(' || c == u'[' || c == u'{' ? 1 : c == u')' || c == u']' || c == u'}' ? -1 : 0;
+        depth.lowest = std::min(depth.lowest, depth.last);
+    }
+    return depth;
+}
+
 // The start of the cell that ends at `end` (or goes on past it).
 std::size_t cellStartBefore(std::u16string_view line, std::size_t end) {
     std::size_t start = end > 0 ? end - 1 : 0;
@@ -129,6 +144,13 @@ bool padded(std::u16string_view row, std::size_t start) {
            text::indentationOf(row).size() < start - 2;
 }
 
+// Whether the cell at `start` of `row` closes a bracket.
+bool closesBracket(std::u16string_view row, std::size_t start) {
+    for (std::size_t i = start; i < row.size() && !text::isBlank(row[i]); ++i)
+        if (row[i] == u')' || row[i] == u']' || row[i] == u'}') return true;
+    return false;
+}
+
 // The columns of the first row whose cell lines up with the typed one, with the next cell after it.
 std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16string_view typed,
                                  std::u16string_view first, std::size_t firstCell) {
@@ -151,6 +173,10 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
         const bool byEnd = linesUp(row, false);
         const bool byStart = linesUp(row, true) && !(number && byEnd);
         if (!byStart && !byEnd) continue;
+        // A typed cell in a bracket the typed line leaves open, where the row's cell there closes one
+        // (`[1 0|` over `[1 1],`): the completion's first cell goes on inside that bracket.
+        if (bracketDepth(typed).last > 0 && closesBracket(row, byStart ? start : cellStartBefore(row, end)))
+            return std::nullopt;
         Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
         // The typed cell must fit in its column: the completion's first cell goes in the next one.
         std::size_t next = columns.typed + 1;
@@ -240,7 +266,9 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     // indentation just above would be of the same rows, and it did not line up.
     const bool startsRows =
         above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
-    if (!blanks && startsRows)
+    // Nor after the completion's first line closes a bracket the typed line is in (`'allium',|` +
+    // `'umbel'}, ...` in a cell opened on the line above): its next lines stand outside it.
+    if (!blanks && startsRows && bracketDepth(cellsOfLine(first)).lowest >= 0)
         blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
     // Last, the cells of a table of matrices or calls, each a bracket's whole.
     if (!blanks) {

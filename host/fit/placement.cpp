@@ -66,8 +66,15 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
                                            const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
     const std::u16string_view typedCode = text::trim(line.before);
     const bool bareComment = typedCode.find_first_not_of(u'%') == std::u16string_view::npos;
-    // After the lines deduplication removed (they ended at the cursor), the rest follows the cursor.
-    if (!shape.headRemoved && onlyRepeatsLinesAbove(file, line, lines, shape)) return {};
+    // After the lines deduplication removed (they ended at the cursor), the rest follows the cursor; so
+    // does a reply that began below an empty line, unless it only closes blocks (an `end` below an `end`
+    // may be the first of more lines the library cut off).
+    const bool onlyCloses = std::all_of(lines.begin(), lines.end(), [](const fl::ustring& code) {
+        return text::isClosingLine(text::trim(code));
+    });
+    if (!shape.headRemoved && (!shape.leadingLineBreak || onlyCloses) &&
+        onlyRepeatsLinesAbove(file, line, lines, shape))
+        return {};
     std::vector<fl::ustring> rest = lines;
     const Restatement found =
         mayRestateCursorLine(file, cursor, line, lines, shape, bareComment)

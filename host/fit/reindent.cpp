@@ -286,6 +286,22 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
     return columns;
 }
 
+// Whether the file's nearest continuation line above the edit stands at its statement's column or left of
+// it.
+bool nearestAboveFlush(const Window& window, unsigned tabSize) {
+    const auto columns = [&](std::size_t i) {
+        return columnsOf(text::indentationOf(window.lines[i].text), tabSize);
+    };
+    for (std::size_t i = window.started.front(); i-- > 1;) {
+        if (!window.isCodeLine(i) || !window.continues[i]) continue;
+        std::size_t first = i;
+        while (first > 1 && (!window.isCodeLine(first) || window.continues[first]))
+            --first;
+        return columns(i) <= columns(first);
+    }
+    return false;
+}
+
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
@@ -374,10 +390,15 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             // A line the model did not indent past its statement's first line, or begun in the editor's
             // blanks (they are not the model's), unless the model's columns stay; any line of a reply
             // without statements of its own whose columns do not stay (they are from a margin of its own).
+            // Where the model's columns stay, a line at its statement's column moves too where the file
+            // shows its habit for such lines and never writes them so (its nearest one above included).
+            const bool flushAgainstFile = modelKept && started && columns <= statementOwn && scan.goesOn() &&
+                                          (habit ? habit->anyShown : (habit = readHabit())->anyShown) &&
+                                          !nearestAboveFlush(window, style.tabSize);
             const bool movable = started &&
                                  (columns <= statementOwn || (k == 0 && firstFromTyped) ||
                                   (!modelKept && reply.statements.empty())) &&
-                                 (!modelKept || (k == 0 && firstFromTyped));
+                                 (!modelKept || (k == 0 && firstFromTyped) || flushAgainstFile);
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;
@@ -450,6 +471,14 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                            scan.openBrackets.back().column);
                 else
                     placed = offset(inside.offset);
+                // Where neither the file's habit nor the formatter steps a call's line in (a script's, left
+                // at the margin), it lines up inside its bracket, unless the file's nearest continuation line
+                // above stands at its statement's column.
+                if (!placed && !scan.openBrackets.empty() && !scan.openBrackets.back().endsLine &&
+                    scan.openBrackets.back().opening == u'(' &&
+                    columnsOf(indentation[k], style.tabSize) <= statementPlaced &&
+                    !nearestAboveFlush(window, style.tabSize))
+                    placed = scan.openBrackets.back().column;
                 // A bracket opened on a later line of the statement keeps its lines off the left of it.
                 if (const auto& opened =
                         scan.openBrackets.empty() ? std::nullopt : scan.openBrackets.back().lineColumn;

@@ -44,6 +44,21 @@ BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, s
     return spans;
 }
 
+std::size_t openBlockComments(const fl::ustring& file, std::size_t offset) {
+    std::size_t depth = 0;
+    const std::size_t upTo = text::lineStart(file, std::min(offset, file.size()));
+    for (std::size_t at = 0; at < upTo; at = text::nextLineStart(file, at)) {
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        if (opens(line)) ++depth;
+        if (closes(line) && depth > 0) --depth;
+    }
+    return depth;
+}
+
+bool closesBlockComment(std::u16string_view line) {
+    return closes(line);
+}
+
 bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset) {
     const auto after = std::upper_bound(spans.begin(), spans.end(), offset,
                                         [](std::size_t at, const auto& span) { return at < span.first; });

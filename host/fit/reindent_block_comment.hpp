@@ -15,6 +15,10 @@ namespace fit {
 using BlockCommentSpans = std::vector<std::pair<std::size_t, std::size_t>>;
 BlockCommentSpans blockCommentSpans(const fl::ustring& file, std::size_t from, std::size_t upTo);
 bool insideBlockComment(const BlockCommentSpans& spans, std::size_t offset);
+// How many block comments are open at the start of the line `offset` is on (they nest).
+std::size_t openBlockComments(const fl::ustring& file, std::size_t offset);
+// Whether `line` only closes a block comment.
+bool closesBlockComment(std::u16string_view line);
 
 // The formatter leaves the lines of a block comment (`%{` ... `%}`) as they are, and a reply written
 // without indentation says nothing by their columns. Each line of `movable` inside a block comment opened

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "fit/cursor_line.hpp"
+#include "fit/reindent_block_comment.hpp"
 #include "fit/restated_lines.hpp"
 #include "fit/text_lines.hpp"
 
@@ -130,10 +132,26 @@ Attempt keepingRepeats(const EditFitter& fitter, const StageTexts& stages, const
         if (!withHead) withHead = fitWithRemovedHead(fitter, stages, kept);
         return *withHead;
     };
+    // A `%}` that deduplication took for the one above closes the block comment the cursor is in.
+    if (!shape.removedHead.empty() &&
+        std::all_of(shape.removedHead.begin(), shape.removedHead.end(), closesBlockComment) &&
+        shape.removedHead.size() <= openBlockComments(fitter.file(), fitter.cursor()) &&
+        text::isBlankText(cursorLineOf(fitter.file(), fitter.cursor()).before)) {
+        std::vector<fl::ustring> closed = shape.removedHead;
+        closed.resize(closed.size() + shape.blankLinesAfterHead);
+        closed.insert(closed.end(), lines.begin(), lines.end());
+        if (Attempt again = fitter.fit(closed, kept);
+            again.edit && (!attempt.edit || !better(attempt, again))) {
+            again.repairs.push_back("kept the lines that close the block comment the cursor is in");
+            return again;
+        }
+    }
     // A reply that begins with a line break writes new lines: closing lines that deduplication took for
     // the end of the cursor's line (`    end|` + `⏎end`) are its own; so are those the model wrote at
     // another column than the line above (`  end` below `    end`).
-    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape, lines)) &&
+    // The reply's other lines say where the model's margin is, also those the library cut off.
+    if ((shape.leadingLineBreak || removedHeadStandsApart(fitter.file(), fitter.cursor(), shape,
+                                                          splitLinesWithoutBlankEnds(stages.extracted))) &&
         headCloses) {
         if (const Attempt& head = fitWithHead();
             head.edit && (!attempt.edit || head.errorsLeft <= attempt.errorsLeft)) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "fit/reindent_block_comment.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -47,6 +48,12 @@ bool onlyClosers(const std::vector<std::u16string_view>& lines) {
                        [](std::u16string_view l) { return l.empty() || text::isClosingLine(l); });
 }
 
+// A block comment's `%}` under another closes a comment open around both.
+bool onlyCommentClosers(const std::vector<std::u16string_view>& lines) {
+    return std::all_of(lines.begin(), lines.end(),
+                       [](std::u16string_view l) { return l.empty() || closesBlockComment(l); });
+}
+
 std::vector<std::u16string_view> lastOf(const std::vector<std::u16string_view>& lines, std::size_t k) {
     return {lines.end() - static_cast<std::ptrdiff_t>(k), lines.end()};
 }
@@ -80,9 +87,10 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = text::trimLeft(lines.front());
-    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted.
+    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted; a
+    // whole word and a blank after it is the next one too (`[false true` + `true false]`).
     if (word.empty() || (word.front() >= u'0' && word.front() <= u'9') || first.size() <= word.size() ||
-        !first.starts_with(word))
+        !first.starts_with(word) || text::isBlank(first[word.size()]))
         return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
@@ -100,7 +108,8 @@ void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, con
         // after it), but not all of them.
         const std::vector<std::u16string_view> repeated = lastOf(above, k);
         if (!anyCode(repeated) ||
-            (onlyClosers(repeated) && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))))
+            (onlyClosers(repeated) && (shape.keepsRepeats || codeGoesOnLeft(file, line, lines, k))) ||
+            (onlyCommentClosers(repeated) && shape.keepsRepeats))
             continue;
         lines.erase(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(k));
         return;

@@ -42,6 +42,8 @@ const Row kRows[] = {
     {"inside a word", "n = 3;\nz = zer<|>os(n, 1)\n", fenced("zeros(n, 1);"), "n = 3;\nz = zeros(n, 1);\n"},
     {"a reply that starts with a blank restarts no word", "m = [false true<|>\n", fenced(" true false];"),
      "m = [false true true false];\n"},
+    {"nor one that writes the typed word whole as the next element", "m = [false true true<|>\n",
+     fenced("true false];"), "m = [false true true true false];\n"},
     {"a number's digits are no word to restart", "w = [1.5 4.5<|>\n", fenced("5.5 6.5];"),
      "w = [1.5 4.5 5.5 6.5];\n"},
     {"the model restarts the line", "function r = f(total)\n    r = total<|>\nend\n",
@@ -95,12 +97,18 @@ const Row kRows[] = {
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,    'imperial'};\n"},
     {"a first cell padded into the column of the completion's rows below it", "c = {\n    'ab',<|>\n",
      fenced("1\n'cdef',  2};"), "c = {\n    'ab',    1\n    'cdef',  2};\n"},
+    {"no padding from the completion's rows after it closes the bracket the typed line is in",
+     "c = struct( ...\n    'a',   {'x', ...\n           'y',<|>\n", fenced("'z'}, ...\n'bb',  {1});"),
+     "c = struct( ...\n    'a',   {'x', ...\n           'y', 'z'}, ...\n    'bb',  {1});\n"},
     {"no padding from the completion's rows below a line of code at the typed line's indentation",
      "cutoff = 1;\nkeep<|>\n", fenced("= 2;\nraw.zone = 3;\nraw.vwc  = 4;"),
      "cutoff = 1;\nkeep = 2;\nraw.zone = 3;\nraw.vwc  = 4;\n"},
     {"a table of matrices pads a cell into the column of the rows above",
      "c = {\n    [1 0; 0 2],  [1 0]\n    [0 0],<|>\n", fenced("[0 0]};"),
      "c = {\n    [1 0; 0 2],  [1 0]\n    [0 0],       [0 0]};\n"},
+    {"no padding inside a matrix of the table the typed line leaves open",
+     "c = {\n    [1 1],     [1 0]\n    [3],       [1 2]\n    [1 0<|>\n", fenced("0],   [1 1]};"),
+     "c = {\n    [1 1],     [1 0]\n    [3],       [1 2]\n    [1 0 0],   [1 1]};\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
@@ -141,6 +149,14 @@ const Row kRows[] = {
     {"an end below an end that deduplication dropped",
      "for k = 1:3\n    if k > 1\n        x = k;\n    end\n<|>\ny = 2;\n", fenced("end"),
      "for k = 1:3\n    if k > 1\n        x = k;\n    end\nend\ny = 2;\n"},
+    {"an end deduplication took for the one below, after lines that only write out those above",
+     "function f(x)\r\nif x\r\n   z = 1;\r\n   y = 2;<|>\r\nend\r\n\r\nfunction g()\r\nend\r\n",
+     fenced("   z = 1;\n   y = 2;\nend"),
+     "function f(x)\r\nif x\r\n   z = 1;\r\n   y = 2;\r\nend\r\nend\r\n\r\nfunction g()\r\nend\r\n"},
+    {"the same at a blank line below them",
+     "function f(x)\r\nfor k = 1:2\r\n    z = 1;\r\n    y = 2;\r\n<|>\r\nend\r\n\r\nfunction g()\r\nend\r\n",
+     fenced("    z = 1;\n    y = 2;\nend"),
+     "function f(x)\r\nfor k = 1:2\r\n    z = 1;\r\n    y = 2;\r\nend\r\nend\r\n\r\nfunction g()\r\nend\r\n"},
     {"an end on a new line after an end",
      "%% Loop\nwhile go\n    if a\n        b = 1;\n    end<|>\nend\nc();\n",
      "```ostrel\n\nend\n\n%% Next\nfor k = 1:2\n    d = k;\n```",
@@ -221,6 +237,24 @@ const Row kRows[] = {
      "validation"},
     {"code is not glued to a comment after code", "x = 1; % scale it<|>\n", fenced("y = 2*x;\nz = y;"),
      "x = 1; % scale it\ny = 2*x;\nz = y;\n"},
+    {"nor after lines deduplication removed, whose blanks are theirs",
+     "function p = f(r)\n\tp = 0;\n\tfor k = 1:2\n\t\tif r\n\t\t\tp = k; % note<|>\n\tq = 1;\nend\n",
+     fenced("\t\tif r\n\t\t\tp = k; % note\n\t\tend\n\tend\nend\n\nfunction q = g()"),
+     "function p = f(r)\n\tp = 0;\n\tfor k = 1:2\n\t\tif r\n\t\t\tp = k; % "
+     "note\n\t\tend\n\tend\nend\n\nfunction "
+     "q = g()\n\tq = 1;\nend\n"},
+    {"a single line after lines deduplication removed is no comment's rest",
+     "function p = f(w)\n    p = 0;\n    for k = 1:2\n        d = k;\n        if d ~= 0\n            p = d; "
+     "% "
+     "note<|>\n        end\n    end\nend\n",
+     fenced(
+         "        if d ~= 0\n            p = d; % note\n            if p == 4\n                break\n       "
+         "     end\n        end\n        if d ~= 1\n            q = d;"),
+     "function p = f(w)\n    p = 0;\n    for k = 1:2\n        d = k;\n        if d ~= 0\n            p = d; "
+     "% "
+     "note\n            if p == 4\n                break\n            end\n        end\n        if d ~= 1\n  "
+     "   "
+     "       q = d;\n        end\n    end\nend\n"},
     {"a reply below an empty line restarts no word", "p = [R tau<|>\n", "```ostrel\n\ntauN 0];\n```",
      "p = [R tau\ntauN 0];\n"},
     {"an end at another column than the end above is no repeat",
@@ -229,6 +263,19 @@ const Row kRows[] = {
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n    end\n    z = 3;\n   "
      " y = "
      "2;\nend\n"},
+    {"an end at the margin below an indented end, the reply's blanks only in lines the library cut off",
+     "x = 0;\nfor k = 1:3\n    if k > 1\n        x = k;\n    end\n<|>\n    if x\n        y = 1;\n    "
+     "end\nend\n",
+     fenced("end\nz = 2;\n\nfor j = 1:2\n    y = j;"),
+     "x = 0;\nfor k = 1:3\n    if k > 1\n        x = k;\n    end\nend\nz = 2;\n\nfor j = 1:2\n    y = j;\n   "
+     " if "
+     "x\n        y = 1;\n    end\nend\n"},
+    {"a block comment's end below a nested one's closes the comment the cursor is in",
+     "%{\nnotes\n%{\ninner\n%}\n<|>\nx = 1;\n", fenced("%}\n\ny = 2;"),
+     "%{\nnotes\n%{\ninner\n%}\n%}\n\ny = 2;\nx = 1;\n"},
+    {"a bare comment sign below a comment line that follows one",
+     "% Title\n%\n% Details.<|>\n% Last\nx = 1;\n", "```ostrel\n\n%\n```",
+     "% Title\n%\n% Details.\n%\n% Last\nx = 1;\n"},
     {"a bare comment sign between comment lines is no repeat", "% first\n<|>\n% last\nx = 1;\n", fenced("%"),
      "% first\n%\n% last\nx = 1;\n"},
     {"an end at the margin of an empty line below an indented end is no repeat",

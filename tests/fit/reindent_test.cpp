@@ -296,6 +296,15 @@ const Row kRows[] = {
     {"a table lined up by the numbers' ends lines up with its bracket",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n<|>", "NN = [7 8\n9 1];\ny = max(1, ...\n2);",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\nNN = [7 8\n      9 1];\ny = max(1, ...\n    2);"},
+    {"a line the model left at its statement's column where the file lines such lines up",
+     "for k = 1:2\n    x = max(1, ...\n            2);\n    s = k;\n    y = min(k, ...\n    <|>\nz = 1;\n",
+     "    s = k;\n    y = min(k, ...\n    3);\nend\n\nw = 2;",
+     "for k = 1:2\n    x = max(1, ...\n            2);\n    s = k;\n    y = min(k, ...\n            "
+     "3);\nend\nz = "
+     "1;\n"},
+    {"a call's line from column 1 of an empty line under the call's first argument in a script",
+     "x = 1;\nfprintf('%d %d\\n', ...\n<|>\ny = 2;\n", "x, y);",
+     "x = 1;\nfprintf('%d %d\\n', ...\n        x, y);\ny = 2;\n"},
     {"a row under the file's row above it", "M = [ 1 2\n      3 4<|>\n     10 5];\n", "\n5 6",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n"},
     // Continuation lines tell nothing of the indent step.
@@ -384,6 +393,11 @@ const Row kRows[] = {
     {"a declared type after its name, as the block writes them",
      "classdef C\n    properties\n        IsRed logical\n        Order<|>\n    end\nend\n", "uint8",
      "classdef C\n    properties\n        IsRed logical\n        Order uint8\n    end\nend\n"},
+    {"a declared type and default after its name, as the completion's next line writes them",
+     "classdef C\n    properties\n        N (1,1) double = 1\n        Order<|>\n    end\nend\n",
+     "uint8 = 2\nTag string = \"a\"",
+     "classdef C\n    properties\n        N (1,1) double = 1\n        Order uint8 = 2\n        Tag string = "
+     "\"a\"\n    end\nend\n"},
     {"an argument list lined up under the rows'",
      "classdef M < int8\n    enumeration\n        Off   (0)\n        Gray<|>\n    end\nend\n", "(2)",
      "classdef M < int8\n    enumeration\n        Off   (0)\n        Gray  (2)\n    end\nend\n"},
