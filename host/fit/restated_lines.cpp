@@ -54,6 +54,18 @@ bool onlyCommentClosers(const std::vector<std::u16string_view>& lines) {
                        [](std::u16string_view l) { return l.empty() || closesBlockComment(l); });
 }
 
+// Whether the innermost bracket `text` leaves open is a matrix's or a cell array's, whose elements blanks
+// separate.
+bool endsAmongElements(std::u16string_view text) {
+    std::u16string open;
+    for (char16_t c : text)
+        if (c == u'(' || c == u'[' || c == u'{')
+            open.push_back(c);
+        else if ((c == u')' || c == u']' || c == u'}') && !open.empty())
+            open.pop_back();
+    return !open.empty() && open.back() != u'(';
+}
+
 std::vector<std::u16string_view> lastOf(const std::vector<std::u16string_view>& lines, std::size_t k) {
     return {lines.end() - static_cast<std::ptrdiff_t>(k), lines.end()};
 }
@@ -87,10 +99,11 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
         --wordStart;
     const std::u16string_view word = line.before.substr(wordStart);
     const std::u16string_view first = text::trimLeft(lines.front());
-    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted; a
-    // whole word and a blank after it is the next one too (`[false true` + `true false]`).
+    // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted.
+    // Among a matrix's elements a whole word and a blank after it is the next one too (`[false true` +
+    // `true false]`); elsewhere the model restarts the word (`r = total` + `total + 1;`).
     if (word.empty() || (word.front() >= u'0' && word.front() <= u'9') || first.size() <= word.size() ||
-        !first.starts_with(word) || text::isBlank(first[word.size()]))
+        !first.starts_with(word) || (text::isBlank(first[word.size()]) && endsAmongElements(line.before)))
         return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
