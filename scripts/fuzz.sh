@@ -61,6 +61,8 @@ make_seeds() {
       section == "reply" { reply = reply $0 "\n" }
       section == "file" { line = $0; gsub(/<NL>/, "", line); file = file line "\n" }
       END { sub(/<\|>/, "\377", file); printf "%s\377%s", reply, file > out }' "$f"
+    # fit: the same after two settings bytes (4 columns, spaces; all functions indented, blank lines ignored).
+    { printf '\x1b\x05'; cat "$seeds/get_info/case-$n"; } >"$seeds/fit/case-$n"
   done
   for f in "$root"/examples/*.ost "$root"/examples/userlib/*.ost; do
     [[ -f $f ]] || continue
