@@ -11,7 +11,7 @@ set -euo pipefail
 
 root=$(cd "$(dirname "$0")/.." && pwd)
 build=${OSTREL_FUZZ_BUILD:-$root/build-fuzz}
-targets=(analyser formatter get_info settings_file ldap_filter model_reply)
+targets=(analyser formatter get_info settings_file ldap_filter model_reply fit)
 
 install_toolchain() {
   local missing=()
@@ -61,6 +61,35 @@ make_seeds() {
       section == "reply" { reply = reply $0 "\n" }
       section == "file" { line = $0; gsub(/<NL>/, "", line); file = file line "\n" }
       END { sub(/<\|>/, "\377", file); printf "%s\377%s", reply, file > out }' "$f"
+    # fit: the same after two settings bytes (4 columns, spaces; all functions indented, blank lines ignored).
+    { printf '\x1b\x05'; cat "$seeds/get_info/case-$n"; } >"$seeds/fit/case-$n"
+  done
+  for f in "$root"/examples/*.ost "$root"/examples/userlib/*.ost; do
+    [[ -f $f ]] || continue
+    n=$((n + 1))
+    # fit: two settings bytes, the reply, 0xFF, the file with 0xFF at the cursor. The reply is the file's
+    # own next lines from a cursor after the indentation of a line a third and two thirds down (or in the
+    # middle of that line's code).
+    awk -v out="$seeds/fit/example-$n" '
+      { lines[NR] = $0 }
+      END {
+        for (part = 1; part <= 4; part++) {
+          at = int(NR * (part <= 2 ? 1 : 2) / 3) + 1
+          if (at > NR) at = NR
+          indent = lines[at]; sub(/[^ \t].*$/, "", indent)
+          code = substr(lines[at], length(indent) + 1)
+          cut = part % 2 ? 0 : int(length(code) / 2)
+          before = ""; for (i = 1; i < at; i++) before = before lines[i] "\n"
+          before = before indent substr(code, 1, cut)
+          reply = "```ostrel\n" substr(code, cut + 1)
+          for (i = at + 1; i <= at + 2 && i <= NR; i++) reply = reply "\n" lines[i]
+          reply = reply "\n```\n"
+          after = "\n"; for (i = at + 3; i <= NR; i++) after = after lines[i] "\n"
+          file = out "-" part
+          printf "%c%c%s\377%s\377%s", 3 * 8 + 3, 2 + 3 * (part % 3), reply, before, after > file
+          close(file)
+        }
+      }' "$f"
   done
   cp "$root"/fuzz/seeds/settings_file/* "$seeds/settings_file/" 2>/dev/null || true
   cp "$root"/fuzz/seeds/ldap_filter/* "$seeds/ldap_filter/" 2>/dev/null || true

@@ -5,13 +5,14 @@
 namespace ostrel_fuzz {
 
 std::span<const FuzzTarget> allTargets() {
-    static constexpr std::array<FuzzTarget, 6> kTargets{{
+    static constexpr std::array<FuzzTarget, 7> kTargets{{
         {"analyser", runAnalyser},
         {"formatter", runFormatter},
         {"get_info", runGetInfo},
         {"settings_file", runSettingsFile},
         {"ldap_filter", runLdapFilter},
         {"model_reply", runModelReply},
+        {"fit", runFit},
     }};
     return kTargets;
 }

@@ -25,6 +25,7 @@ void runGetInfo(std::string_view input);
 void runSettingsFile(std::string_view input);
 void runLdapFilter(std::string_view input);
 void runModelReply(std::string_view input);
+void runFit(std::string_view input);
 
 // Every target, by the name its corpus and its program carry.
 std::span<const FuzzTarget> allTargets();
