@@ -391,7 +391,7 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     return habit;
 }
 
-ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan) const {
+ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan, bool tabs) const {
     const bool inCall = scan.openBrackets.back().opening == u'(';
     // A call that pads its arguments into columns is laid out as a table: its lines line up, whatever the
     // file's calls do.
@@ -399,11 +399,13 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
     // So is a matrix or a cell that pads its elements, where the file shows no such lines.
     if (scan.openBrackets.back().padded) return {true, std::nullopt};
-    // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element; a
-    // row that goes on after `...` follows the calls, or else the rows. A call's arguments line up as the
+    // Where the file shows no such lines: a row of a matrix or a cell lines up with its first element (in a
+    // file indented with tabs, only where it shows continuation lines of another kind: lining up takes
+    // blanks that a tab-indented file's writer steps in instead); a row that goes on after `...` follows the
+    // calls, or else the rows. A call's arguments line up as the
     // assigned value does: rows say nothing of them (files that step their arguments in line their rows up
     // all the same).
-    if (scan.startsRow()) return {anyShown, std::nullopt};
+    if (scan.startsRow()) return {anyShown || !tabs, std::nullopt};
     if (!inCall && call) return *call;
     if (!inCall && rows) return *rows;
     return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
@@ -418,12 +420,13 @@ std::optional<int> ContinuationHabit::valueColumn(const StatementScan& scan) con
     return alignsWithTerm && scan.termColumn ? scan.termColumn : scan.valueColumn;
 }
 
-bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, int offset) {
+bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, bool tabs,
+               int offset) {
     if (scan.openBrackets.empty())
         return header ? habit.headerOffset == offset
                       : habit.plainOffset == offset && !habit.alignsWithValue.value_or(false);
     if (scan.openBrackets.back().endsLine) return habit.endingBracketOffset == offset;
-    const ContinuationHabit::InBrackets inside = habit.inside(scan);
+    const ContinuationHabit::InBrackets inside = habit.inside(scan, tabs);
     return !inside.alignsWithBracket && inside.offset == offset;
 }
 

@@ -95,9 +95,9 @@ struct ContinuationHabit {
     // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
     // columns, or else the file's habit for such brackets; where it shows none, lined up in a matrix or a
     // cell that pads its elements, a new row of a matrix or a cell lines up with the first element (where
-    // the file shows no continuation lines at all, nothing: the formatter's default), a row after `...`
-    // follows the calls or else the rows, a call's arguments the assigned value.
-    InBrackets inside(const StatementScan& scan) const;
+    // a file indented with `tabs` shows no continuation lines at all, nothing: the formatter's default), a
+    // row after `...` follows the calls or else the rows, a call's arguments the assigned value.
+    InBrackets inside(const StatementScan& scan, bool tabs) const;
     // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
     // starts with an operator does not.
@@ -149,6 +149,6 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
 
 // Whether the file puts the next line of `scan` (of a block's header: `header`) at `offset` from its
 // statement's first line, rather than lined up or at another offset.
-bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, int offset);
+bool stepsInBy(const ContinuationHabit& habit, const StatementScan& scan, bool header, bool tabs, int offset);
 
 }  // namespace fit

@@ -146,7 +146,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                      statementPlaced, {statementTyped, fromMargin},
                                      [&](int offset) {
                                          if (!habit) habit = readHabit();
-                                         return stepsInBy(*habit, scan, header, offset);
+                                         return stepsInBy(*habit, scan, header, !style.insertSpaces, offset);
                                      })
                                : std::nullopt) {
                 // A statement begun above the edit, or on a first line written from the editor's blanks,
@@ -191,7 +191,8 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                                                          : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
-                else if (const auto& inside = habit->inside(scan); inside.alignsWithBracket)
+                else if (const auto& inside = habit->inside(scan, !style.insertSpaces);
+                         inside.alignsWithBracket)
                     placed = signHang(line, scan)
                                  ? scan.openBrackets.back().column - signHang(line, scan)
                                  : linedUp(text::trimLeft(line), scan.openBrackets.back().column,

@@ -259,7 +259,7 @@ const Row kRows[] = {
      "   "
      "       q = d;\n        end\n    end\nend\n"},
     {"a reply below an empty line restarts no word", "p = [R tau<|>\n", "```ostrel\n\ntauN 0];\n```",
-     "p = [R tau\ntauN 0];\n"},
+     "p = [R tau\n     tauN 0];\n"},
     {"an end at another column than the end above is no repeat",
      "function f(v)\n    for k = 1:2\n        if v\n            x = 1;\n        end\n<|>\n    y = 2;\nend\n",
      fenced("    end\n    z = 3;"),

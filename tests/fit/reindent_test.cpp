@@ -324,13 +324,17 @@ const Row kRows[] = {
      "yy = yy - P * b ...\n          / 6;\n<|>", "z = z + Q * a ...\n/ 2;\nw = 3 * ...\n2;",
      "yy = yy - P * b ...\n          / 6;\nz = z + Q * a ...\n        / 2;\nw = 3 * ...\n    2;"},
     {"a header's continuation two levels in, a value's under the value unless an operator starts it, a "
-     "padded "
      "matrix's rows under its first element, where the file shows none",
      "x = 1;\n<|>",
      "if x > 0 || ...\nx < 5\ntotal = x + ...\n1;\ntotal = total ...\n- 1;\nok = x & ...\n~x;\nT = "
-     "[\"a\"  \"b\"\n\"cc\"  \"d\"];\nend",
+     "[\"a\" \"b\"\n\"cc\" \"d\"];\nend",
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
-     "     - 1;\n    ok = x & ...\n        ~x;\n    T = [\"a\"  \"b\"\n         \"cc\"  \"d\"];\nend"},
+     "     - 1;\n    ok = x & ...\n        ~x;\n    T = [\"a\" \"b\"\n         \"cc\" \"d\"];\nend"},
+    {"a tab-indented file's matrix rows a level in, where the file shows none",
+     "x = 1;\n<|>",
+     "if x\nT = [1 2\n3 4];\nend",
+     "x = 1;\nif x\n\tT = [1 2\n\t\t3 4];\nend",
+     {.insertSpaces = false}},
     {"flat rows lined up by their elements' ends as the file's, or by their own padding past a sign",
      "m = [ 8  9 10\n      6  7  8\n<|>\n", "10 10  9\n5  6  7];\nx = [-1, -2, ...\n3,  4];",
      "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\nx = [-1, -2, ...\n      3,  4];\n"},
