@@ -200,14 +200,14 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                            scan.openBrackets.back().column);
                 else
                     placed = offset(inside.offset);
-                // Where neither the file's habit nor the formatter steps a call's line in (a script's, left
-                // at the margin), it lines up inside its bracket, unless the file's nearest continuation line
-                // above stands at its statement's column.
+                // Where neither the file's habit nor the formatter steps a call's line in (a script's, begun
+                // at the margin of an empty line), it steps in a level, as the formatter steps the others,
+                // unless the file's nearest continuation line above stands at its statement's column.
                 if (!placed && !scan.openBrackets.empty() && !scan.openBrackets.back().endsLine &&
                     scan.openBrackets.back().opening == u'(' &&
                     columnsOf(indentation[k], style.tabSize) <= statementPlaced &&
                     !nearestAboveFlush(window, style.tabSize))
-                    placed = scan.openBrackets.back().column;
+                    placed = statementPlaced + static_cast<int>(style.indentSize);
                 // A bracket opened on a later line of the statement keeps its lines off the left of it.
                 if (const auto& opened =
                         scan.openBrackets.empty() ? std::nullopt : scan.openBrackets.back().lineColumn;

@@ -302,9 +302,9 @@ const Row kRows[] = {
      "for k = 1:2\n    x = max(1, ...\n            2);\n    s = k;\n    y = min(k, ...\n            "
      "3);\nend\nz = "
      "1;\n"},
-    {"a call's line from column 1 of an empty line under the call's first argument in a script",
+    {"a call's line from column 1 of an empty line a level in, in a script, as the formatter steps the rest",
      "x = 1;\nfprintf('%d %d\\n', ...\n<|>\ny = 2;\n", "x, y);",
-     "x = 1;\nfprintf('%d %d\\n', ...\n        x, y);\ny = 2;\n"},
+     "x = 1;\nfprintf('%d %d\\n', ...\n    x, y);\ny = 2;\n"},
     {"a row under the file's row above it", "M = [ 1 2\n      3 4<|>\n     10 5];\n", "\n5 6",
      "M = [ 1 2\n      3 4\n      5 6\n     10 5];\n"},
     // Continuation lines tell nothing of the indent step.
