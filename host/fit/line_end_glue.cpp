@@ -229,41 +229,6 @@ bool bareElementBefore(std::u16string_view code) {
     return !element.empty() && element.find_first_not_of(u"0123456789.:eE+-") == std::u16string_view::npos;
 }
 
-// The blanks after the commas the completion's first line writes in the list the typed comma is in (up
-// to the bracket that closes it, strings and comments aside), the likelier run of them; nothing when it
-// writes no such comma or no run is the likelier.
-std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
-    std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
-    int depth = 0;
-    char16_t quote = 0;
-    for (std::size_t i = 0; i < first.size() && depth >= 0; ++i) {
-        const char16_t c = first[i];
-        if (quote != 0) {
-            quote = c == quote ? 0 : quote;
-        } else if (c == u'%') {
-            break;
-        } else if (c == u'"' || (c == u'\'' && !(i > 0 && (text::isWordChar(first[i - 1]) ||
-                                                           std::u16string_view(u")]}'.").find(first[i - 1]) !=
-                                                               std::u16string_view::npos)))) {
-            quote = c;
-        } else if (c == u'(' || c == u'[' || c == u'{') {
-            ++depth;
-        } else if (c == u')' || c == u']' || c == u'}') {
-            --depth;
-        } else if (c == u',' && depth == 0) {
-            std::size_t run = 0;
-            while (i + 1 + run < first.size() && text::isBlank(first[i + 1 + run]))
-                ++run;
-            // A comma at the end of the line, or before a continuation marker, tells nothing.
-            if (i + 1 + run < first.size() && !first.substr(i + 1 + run).starts_with(u"..."))
-                ++runs[std::min(run, runs.size() - 1)];
-        }
-    }
-    const auto likeliest = std::max_element(runs.begin(), runs.end());
-    if (*likeliest == 0 || std::count(runs.begin(), runs.end(), *likeliest) > 1) return std::nullopt;
-    return static_cast<std::size_t>(likeliest - runs.begin());
-}
-
 // The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
 // run of them; with none, one after a blank before the comma (`{a ,`), none after a number or a colon
 // (sizes as `(1,1)` and `(:,1)`, and `[1,2,3]` are often written tight) unless the numbers of the lines

@@ -192,9 +192,16 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
                    endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);
     const char16_t last = typed.back();
+    // The rest of the typed comma's list that the completion writes shows how its commas are spaced
+    // better than the lines around do.
+    const std::optional<std::size_t> listBlanks =
+        last == u',' ? blanksAfterCommasInList(
+                           std::u16string_view(edit.text).substr(0, edit.text.find_first_of(u"\r\n")))
+                     : std::nullopt;
     // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
     if (!separate && (last == u',' || last == u';') && startsValue(next) && !(last == u',' && inSize(typed)))
-        separate = separatorSpacingAround(file, cursor, last).value_or(last == u';');
+        separate =
+            listBlanks ? *listBlanks > 0 : separatorSpacingAround(file, cursor, last).value_or(last == u';');
     if (separate) edit.text.insert(0, 1, u' ');
 }
 
@@ -236,6 +243,36 @@ std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t 
     }
     if (with + without == 0) return std::nullopt;
     return with > without;
+}
+
+std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
+    std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
+    int depth = 0;
+    char16_t quote = 0;
+    for (std::size_t i = 0; i < first.size() && depth >= 0; ++i) {
+        const char16_t c = first[i];
+        if (quote != 0) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'%') {
+            break;
+        } else if (c == u'"' || (c == u'\'' && opensText(first, i))) {
+            quote = c;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            ++depth;
+        } else if (c == u')' || c == u']' || c == u'}') {
+            --depth;
+        } else if (c == u',' && depth == 0) {
+            std::size_t run = 0;
+            while (i + 1 + run < first.size() && text::isBlank(first[i + 1 + run]))
+                ++run;
+            // A comma at the end of the line, or before a continuation marker, tells nothing.
+            if (i + 1 + run < first.size() && !first.substr(i + 1 + run).starts_with(u"..."))
+                ++runs[std::min(run, runs.size() - 1)];
+        }
+    }
+    const auto likeliest = std::max_element(runs.begin(), runs.end());
+    if (*likeliest == 0 || std::count(runs.begin(), runs.end(), *likeliest) > 1) return std::nullopt;
+    return static_cast<std::size_t>(likeliest - runs.begin());
 }
 
 }  // namespace fit
