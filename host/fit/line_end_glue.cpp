@@ -314,7 +314,8 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     // A continuation marker stands one blank apart.
     if (typed.ends_with(u",")) {
         // The model spaced the rest of the same list as it would have this comma.
-        if (first.starts_with(u"...")) return u" ";
+        if (first.starts_with(u"..."))
+            return continuationSpacedAround(file, cursor, first) ? fl::ustring(u" ") : fl::ustring();
         if (const std::optional<std::size_t> blanks = blanksAfterCommasInList(first))
             return fl::ustring(*blanks, u' ');
         return blanksAfterComma(file, cursor, typed);

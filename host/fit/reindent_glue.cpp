@@ -12,6 +12,9 @@ namespace {
 // Lines above and below the cursor's line whose commas and semicolons tell how the file writes them.
 constexpr std::size_t kSeparatorLines = 10;
 
+// How much of a completion is read for the way it writes its continuation markers.
+constexpr std::size_t kContinuationReach = 2000;
+
 // Words that open a block of a class or a function and take what follows on their line.
 constexpr std::array<std::u16string_view, 5> kBlockWords = {u"methods", u"properties", u"events",
                                                             u"enumeration", u"arguments"};
@@ -184,9 +187,10 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
     if (text::isBlankText(typed) || text::isBlank(typed.back())) return;
     const char16_t next = edit.text.front();
-    // A continuation marker stands apart from the code before it.
+    // A continuation marker stands apart from the code before it, unless the file writes it tight.
     bool separate =
-        std::u16string_view(edit.text).starts_with(u"...") ||
+        (std::u16string_view(edit.text).starts_with(u"...") &&
+         continuationSpacedAround(file, cursor, edit.text)) ||
         (text::isWordChar(typed.back()) && text::isWordChar(next) && twoWords(file, cursor, edit.text));
     if (startsValue(next) || next == u'(')
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
@@ -273,6 +277,26 @@ std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
     const auto likeliest = std::max_element(runs.begin(), runs.end());
     if (*likeliest == 0 || std::count(runs.begin(), runs.end(), *likeliest) > 1) return std::nullopt;
     return static_cast<std::size_t>(likeliest - runs.begin());
+}
+
+bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::u16string_view completion) {
+    std::size_t from = text::lineStart(file, cursor), to = cursor;
+    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+        to = text::nextLineStart(file, to);
+    int with = 0, without = 0;
+    const auto count = [&](std::u16string_view code) {
+        for (std::size_t at = code.find(u"..."); at != std::u16string_view::npos;
+             at = code.find(u"...", at + 3)) {
+            // A marker alone on its line, or a longer run of dots, tells nothing.
+            if (at == 0 || code[at - 1] == u'.' || code[at - 1] == u'\n' || code[at - 1] == u'\r') continue;
+            ++(text::isBlank(code[at - 1]) ? with : without);
+        }
+    };
+    count(std::u16string_view(file).substr(from, to - from));
+    count(completion.substr(0, std::min(completion.size(), kContinuationReach)));
+    return with >= without;
 }
 
 }  // namespace fit

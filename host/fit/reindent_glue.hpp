@@ -24,6 +24,10 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
 // colon (sizes as `(1,1)` are often written tight).
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator);
 
+// Whether a continuation marker (`...`) stands a blank apart from the code before it: as the completion and
+// the lines around the cursor (ten above and below) write theirs, one unless more are written tight.
+bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::u16string_view completion);
+
 // The blanks after the commas the completion's first line writes in the list the cursor is in (up to the
 // bracket that closes it, texts and comments aside), the likelier run of them; nothing when it writes no
 // such comma or no run is the likelier.

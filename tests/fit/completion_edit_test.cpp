@@ -119,6 +119,8 @@ const Row kRows[] = {
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
      "p = [2 0 -1];\n"},
+    {"a continuation marker stays tight where the file writes it so", "T = [1 2;...\n     3 4;<|>\n",
+     fenced("...\n     5 6];"), "T = [1 2;...\n     3 4;...\n     5 6];\n"},
     {"a sign that starts a continued line is binary", "n = numel(a) ...\n    +<|>\n", fenced("numel(b);"),
      "n = numel(a) ...\n    + numel(b);\n"},
     {"a command's bare words the file writes", "more off\nplot(x);\nhold<|>\n", fenced("off"),
