@@ -42,6 +42,8 @@ const Row kRows[] = {
     {"inside a word", "n = 3;\nz = zer<|>os(n, 1)\n", fenced("zeros(n, 1);"), "n = 3;\nz = zeros(n, 1);\n"},
     {"a reply that starts with a blank restarts no word", "m = [false true<|>\n", fenced(" true false];"),
      "m = [false true true false];\n"},
+    {"nor a typed row's number, the reply's blank less than the row's indentation",
+     "F = [1 0 0\n    0 1 0\n    0<|>\n", fenced(" 0 1];"), "F = [1 0 0\n    0 1 0\n    0 0 1];\n"},
     {"nor one that writes the typed word whole as the next element", "m = [false true true<|>\n",
      fenced("true false];"), "m = [false true true true false];\n"},
     {"outside a matrix a word written whole restarts the typed one",
