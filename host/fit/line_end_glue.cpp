@@ -531,7 +531,8 @@ bool signGoesOnOperand(const fl::ustring& file, std::size_t cursor, std::u16stri
 }
 
 // The typed code goes on with the completion: the typed text is open-ended, the completion starts as
-// a continuation, a word goes on, a declaration's type follows its size, or a name follows `catch`.
+// a continuation, a word goes on, a declaration's type follows its size, a name follows `catch`, or a
+// superclass's name follows a method's.
 bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typedLine,
                      std::u16string_view first) {
     const std::u16string_view typed = trimRight(typedLine);
@@ -545,8 +546,11 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
     // A bare name after `catch` is its identifier (`catch|` + `ME`), not a statement of the body.
     const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
                            std::all_of(first.begin(), first.end(), text::isWordChar);
+    // A method named up to the cursor calls its superclass's (`describe|` + `@Shape(obj)`).
+    const bool superclassCall = text::isWordChar(typed.back()) && typed.size() == typedLine.size() &&
+                                first.size() > 1 && first.front() == u'@' && text::isWordChar(first[1]);
     return endsWithContinuation(typedLine) || startsAsContinuation(first) || wordGoesOn ||
-           declarationGoesOn || catchName ||
+           declarationGoesOn || catchName || superclassCall ||
            (typed.size() == typedLine.size() && signGoesOnOperand(file, cursor, typed, first));
 }
 

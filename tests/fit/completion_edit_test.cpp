@@ -51,6 +51,12 @@ const Row kRows[] = {
      "function r = f(total)\n    r = total + 1;\nend\n"},
     {"a number's digits are no word to restart", "w = [1.5 4.5<|>\n", fenced("5.5 6.5];"),
      "w = [1.5 4.5 5.5 6.5];\n"},
+    {"a superclass's method call goes on after the method's name",
+     "classdef C < S\n    methods\n        function s = describe(obj)\n            s = describe<|>\n        "
+     "end\n    end\nend\n",
+     fenced("@S(obj);"),
+     "classdef C < S\n    methods\n        function s = describe(obj)\n            s = describe@S(obj);\n    "
+     "    end\n    end\nend\n"},
     {"the model restarts the line", "function r = f(total)\n    r = total<|>\nend\n",
      fenced("    r = total + 1;"), "function r = f(total)\n    r = total + 1;\nend\n"},
     {"a blank after the cursor stays", "switch k\n    case 1\n        x = 1;\n    case<|>\nend\n",
