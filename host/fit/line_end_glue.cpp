@@ -347,8 +347,8 @@ bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
 
 // A command written as a statement of its own with bare words after it (`hold|` + `off`, `axis|` +
 // `equal tight`): the completion's line is only such words, its first one a word the file writes or
-// the completion's next lines write the command with bare words after it (`yyaxis|` + `left` above
-// `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
+// the completion's next lines or the file write the command with bare words after it (`yyaxis|` + `left`
+// above `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
 bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first,
                             std::span<const fl::ustring> below) {
     const std::u16string_view command = trimLeft(typed);
@@ -366,13 +366,24 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
             return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-';
         });
     };
-    const auto commandBelow = [&](const fl::ustring& line) {
+    const auto commandBelow = [&](std::u16string_view line) {
         const std::u16string_view code = text::trim(line);
         return code.size() > command.size() + 1 && code.starts_with(command) &&
                text::isBlank(code[command.size()]) && bareWords(code);
     };
+    // The file writes the command with bare words after it elsewhere (`hold on` above `hold|` + `off`).
+    const auto commandInFile = [&] {
+        const std::u16string_view text(file);
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t end = std::min(text.size(), text.find(u'\n', at));
+            if (commandBelow(text.substr(at, end - at))) return true;
+            at = end + 1;
+        }
+        return false;
+    };
     return bareWords(first) && isName(word) &&
-           (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow)) &&
+           (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow) ||
+            commandInFile()) &&
            !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
 }
 

@@ -139,6 +139,8 @@ const Row kRows[] = {
      "n = numel(a) ...\n    + numel(b);\n"},
     {"a command's bare words the file writes", "more off\nplot(x);\nhold<|>\n", fenced("off"),
      "more off\nplot(x);\nhold off\n"},
+    {"a command's bare word as the file writes the command", "hold on\nplot(x);\nhold<|>\n",
+     fenced("off\naxis equal"), "hold on\nplot(x);\nhold off\naxis equal\n"},
     {"a command's bare word as the completion writes the command below", "plot(x);\nyyaxis<|>\n",
      fenced("left\nplot(y);\nyyaxis right"), "plot(x);\nyyaxis left\nplot(y);\nyyaxis right\n"},
     {"a comma after a number as the lines around write it", "Q(1, :) = P(1, :);\nR(2,<|>\n",
