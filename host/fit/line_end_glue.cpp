@@ -308,8 +308,10 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
         if (isUnarySign(file, cursor, typed, op) ||
             ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
             return {};
-        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
-                                                                                       : fl::ustring();
+        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' &&
+                       !assignsTightAfterBlank(file, cursor, typed)
+                   ? fl::ustring(u" ")
+                   : fl::ustring();
     }
     // A continuation marker stands one blank apart.
     if (typed.ends_with(u",")) {

@@ -194,7 +194,8 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
         (text::isWordChar(typed.back()) && text::isWordChar(next) && twoWords(file, cursor, edit.text));
     if (startsValue(next) || next == u'(')
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
-                   endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);
+                   (endsInSpacedOperator(typed, next) && !assignsTightAfterBlank(file, cursor, typed)) ||
+                   endsInDeclarationPart(file, lineStart, typed, next);
     const char16_t last = typed.back();
     // The rest of the typed comma's list that the completion writes shows how its commas are spaced
     // better than the lines around do.
@@ -297,6 +298,29 @@ bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::
     count(std::u16string_view(file).substr(from, to - from));
     count(completion.substr(0, std::min(completion.size(), kContinuationReach)));
     return with >= without;
+}
+
+bool assignsTightAfterBlank(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
+    const auto isAssignment = [](std::u16string_view code, std::size_t i) {
+        return code[i] == u'=' && i > 0 &&
+               std::u16string_view(u"=~<>").find(code[i - 1]) == std::u16string_view::npos &&
+               (i + 1 == code.size() || code[i + 1] != u'=');
+    };
+    if (typed.empty() || !isAssignment(typed, typed.size() - 1)) return false;
+    std::size_t from = text::lineStart(file, cursor), to = cursor;
+    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+        to = text::nextLineStart(file, to);
+    const std::u16string_view code = std::u16string_view(file).substr(from, to - from);
+    int tight = 0, spaced = 0;
+    for (std::size_t i = 1; i + 1 < code.size(); ++i) {
+        if (!isAssignment(code, i) || !text::isBlank(code[i - 1]) || code[i + 1] == u'\n' ||
+            code[i + 1] == u'\r')
+            continue;
+        ++(text::isBlank(code[i + 1]) ? spaced : tight);
+    }
+    return tight > spaced;
 }
 
 }  // namespace fit

@@ -28,6 +28,10 @@ std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t 
 // the lines around the cursor (ten above and below) write theirs, one unless more are written tight.
 bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::u16string_view completion);
 
+// The typed text ends in an assignment's `=` and the lines around the cursor (ten above and below) write
+// theirs with a blank before and none after (`HF =interp1(...)`) more often than with blanks on both sides.
+bool assignsTightAfterBlank(const fl::ustring& file, std::size_t cursor, std::u16string_view typed);
+
 // The blanks after the commas the completion's first line writes in the list the cursor is in (up to the
 // bracket that closes it, texts and comments aside), the likelier run of them; nothing when it writes no
 // such comma or no run is the likelier.
