@@ -459,8 +459,14 @@ bool declaredTypeFollows(const fl::ustring& file, std::size_t cursor, std::u16st
     if (text::indentationOf(line) != text::indentationOf(typed)) return false;
     const std::u16string_view declared = trimLeft(line);
     const std::size_t blank = declared.find_first_of(u" \t");
-    return blank != std::u16string_view::npos && isName(declared.substr(0, blank)) &&
-           blank + 1 < declared.size() && text::isWordChar(trimLeft(declared.substr(blank)).front());
+    if (blank == std::u16string_view::npos || !isName(declared.substr(0, blank)) ||
+        blank + 1 >= declared.size())
+        return false;
+    // The size between them, if any (`x0 (:,1) double`).
+    std::u16string_view after = trimLeft(declared.substr(blank));
+    if (after.starts_with(u"(") && after.find(u')') != std::u16string_view::npos)
+        after = trimLeft(after.substr(after.find(u')') + 1));
+    return !after.empty() && text::isWordChar(after.front());
 }
 
 // A name typed after a bracket or a separator and a word after it that the file writes apart there
