@@ -229,41 +229,6 @@ bool bareElementBefore(std::u16string_view code) {
     return !element.empty() && element.find_first_not_of(u"0123456789.:eE+-") == std::u16string_view::npos;
 }
 
-// The blanks after the commas the completion's first line writes in the list the typed comma is in (up
-// to the bracket that closes it, strings and comments aside), the likelier run of them; nothing when it
-// writes no such comma or no run is the likelier.
-std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
-    std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
-    int depth = 0;
-    char16_t quote = 0;
-    for (std::size_t i = 0; i < first.size() && depth >= 0; ++i) {
-        const char16_t c = first[i];
-        if (quote != 0) {
-            quote = c == quote ? 0 : quote;
-        } else if (c == u'%') {
-            break;
-        } else if (c == u'"' || (c == u'\'' && !(i > 0 && (text::isWordChar(first[i - 1]) ||
-                                                           std::u16string_view(u")]}'.").find(first[i - 1]) !=
-                                                               std::u16string_view::npos)))) {
-            quote = c;
-        } else if (c == u'(' || c == u'[' || c == u'{') {
-            ++depth;
-        } else if (c == u')' || c == u']' || c == u'}') {
-            --depth;
-        } else if (c == u',' && depth == 0) {
-            std::size_t run = 0;
-            while (i + 1 + run < first.size() && text::isBlank(first[i + 1 + run]))
-                ++run;
-            // A comma at the end of the line, or before a continuation marker, tells nothing.
-            if (i + 1 + run < first.size() && !first.substr(i + 1 + run).starts_with(u"..."))
-                ++runs[std::min(run, runs.size() - 1)];
-        }
-    }
-    const auto likeliest = std::max_element(runs.begin(), runs.end());
-    if (*likeliest == 0 || std::count(runs.begin(), runs.end(), *likeliest) > 1) return std::nullopt;
-    return static_cast<std::size_t>(likeliest - runs.begin());
-}
-
 // The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
 // run of them; with none, one after a blank before the comma (`{a ,`), none after a number or a colon
 // (sizes as `(1,1)` and `(:,1)`, and `[1,2,3]` are often written tight) unless the numbers of the lines
@@ -343,13 +308,16 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
         if (isUnarySign(file, cursor, typed, op) ||
             ((op == u"+" || op == u"-") && signStartsElement(file, cursor, first)))
             return {};
-        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' ? fl::ustring(u" ")
-                                                                                       : fl::ustring();
+        return typed.size() > op.size() && typed[typed.size() - op.size() - 1] == u' ' &&
+                       !assignsTightAfterBlank(file, cursor, typed)
+                   ? fl::ustring(u" ")
+                   : fl::ustring();
     }
     // A continuation marker stands one blank apart.
     if (typed.ends_with(u",")) {
         // The model spaced the rest of the same list as it would have this comma.
-        if (first.starts_with(u"...")) return u" ";
+        if (first.starts_with(u"..."))
+            return continuationSpacedAround(file, cursor, first) ? fl::ustring(u" ") : fl::ustring();
         if (const std::optional<std::size_t> blanks = blanksAfterCommasInList(first))
             return fl::ustring(*blanks, u' ');
         return blanksAfterComma(file, cursor, typed);
@@ -381,8 +349,8 @@ bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
 
 // A command written as a statement of its own with bare words after it (`hold|` + `off`, `axis|` +
 // `equal tight`): the completion's line is only such words, its first one a word the file writes or
-// the completion's next lines write the command with bare words after it (`yyaxis|` + `left` above
-// `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
+// the completion's next lines or the file write the command with bare words after it (`yyaxis|` + `left`
+// above `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
 bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first,
                             std::span<const fl::ustring> below) {
     const std::u16string_view command = trimLeft(typed);
@@ -400,13 +368,24 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
             return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-';
         });
     };
-    const auto commandBelow = [&](const fl::ustring& line) {
+    const auto commandBelow = [&](std::u16string_view line) {
         const std::u16string_view code = text::trim(line);
         return code.size() > command.size() + 1 && code.starts_with(command) &&
                text::isBlank(code[command.size()]) && bareWords(code);
     };
+    // The file writes the command with bare words after it elsewhere (`hold on` above `hold|` + `off`).
+    const auto commandInFile = [&] {
+        const std::u16string_view text(file);
+        for (std::size_t at = 0; at < text.size();) {
+            const std::size_t end = std::min(text.size(), text.find(u'\n', at));
+            if (commandBelow(text.substr(at, end - at))) return true;
+            at = end + 1;
+        }
+        return false;
+    };
     return bareWords(first) && isName(word) &&
-           (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow)) &&
+           (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow) ||
+            commandInFile()) &&
            !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
 }
 
@@ -480,8 +459,14 @@ bool declaredTypeFollows(const fl::ustring& file, std::size_t cursor, std::u16st
     if (text::indentationOf(line) != text::indentationOf(typed)) return false;
     const std::u16string_view declared = trimLeft(line);
     const std::size_t blank = declared.find_first_of(u" \t");
-    return blank != std::u16string_view::npos && isName(declared.substr(0, blank)) &&
-           blank + 1 < declared.size() && text::isWordChar(trimLeft(declared.substr(blank)).front());
+    if (blank == std::u16string_view::npos || !isName(declared.substr(0, blank)) ||
+        blank + 1 >= declared.size())
+        return false;
+    // The size between them, if any (`x0 (:,1) double`).
+    std::u16string_view after = trimLeft(declared.substr(blank));
+    if (after.starts_with(u"(") && after.find(u')') != std::u16string_view::npos)
+        after = trimLeft(after.substr(after.find(u')') + 1));
+    return !after.empty() && text::isWordChar(after.front());
 }
 
 // A name typed after a bracket or a separator and a word after it that the file writes apart there
@@ -565,7 +550,8 @@ bool signGoesOnOperand(const fl::ustring& file, std::size_t cursor, std::u16stri
 }
 
 // The typed code goes on with the completion: the typed text is open-ended, the completion starts as
-// a continuation, a word goes on, a declaration's type follows its size, or a name follows `catch`.
+// a continuation, a word goes on, a declaration's type follows its size, a name follows `catch`, or a
+// superclass's name follows a method's.
 bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typedLine,
                      std::u16string_view first) {
     const std::u16string_view typed = trimRight(typedLine);
@@ -579,8 +565,11 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
     // A bare name after `catch` is its identifier (`catch|` + `ME`), not a statement of the body.
     const bool catchName = text::trailingReservedWord(typed) == u"catch" && !first.empty() &&
                            std::all_of(first.begin(), first.end(), text::isWordChar);
+    // A method named up to the cursor calls its superclass's (`describe|` + `@Shape(obj)`).
+    const bool superclassCall = text::isWordChar(typed.back()) && typed.size() == typedLine.size() &&
+                                first.size() > 1 && first.front() == u'@' && text::isWordChar(first[1]);
     return endsWithContinuation(typedLine) || startsAsContinuation(first) || wordGoesOn ||
-           declarationGoesOn || catchName ||
+           declarationGoesOn || catchName || superclassCall ||
            (typed.size() == typedLine.size() && signGoesOnOperand(file, cursor, typed, first));
 }
 

@@ -255,6 +255,12 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
         text::isBlankText(typed) || first.empty() || text::isBlank(first.front()) ||
         std::u16string_view(u",;.:)]}").find(first.front()) != std::u16string_view::npos)
         return {};
+    // A product, quotient or power is one cell (`2*(y*z)`, `25/216`): no blanks on either side of its
+    // operator.
+    static constexpr std::u16string_view kBinding = u"*/\\^";
+    if (kBinding.find(typed.back()) != std::u16string_view::npos ||
+        kBinding.find(first.front()) != std::u16string_view::npos)
+        return {};
     const std::size_t lineStart = text::lineStart(file, cursor);
     bool commented = false;
     const fl::ustring expanded = cellsOfLine(typed, &commented);

@@ -48,6 +48,13 @@ bool mayRestateCursorLine(const fl::ustring& file, std::size_t cursor, const Cur
     return !(shape.keepsRepeats && text::isClosingLine(text::trim(line.before)));
 }
 
+// The model's blanks before its first line are fewer than the cursor's line is indented by: it went on
+// after the typed code (`    0 0|` + ` 0 1];`) rather than wrote that line out again from its start.
+bool startsInsideIndentation(const CursorLine& line, const ReplyShape& shape) {
+    return !shape.headRemoved && !shape.leadingBlanks.empty() &&
+           columnsOf(shape.leadingBlanks) < columnsOf(text::indentationOf(line.before));
+}
+
 // A restated line of more than one word, after lines above it, or written out with its indentation after
 // the lines deduplication removed, is the model writing out what was typed: the completion is not also
 // put after it.
@@ -76,10 +83,13 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
         onlyRepeatsLinesAbove(file, line, lines, shape))
         return {};
     std::vector<fl::ustring> rest = lines;
-    const Restatement found =
-        mayRestateCursorLine(file, cursor, line, lines, shape, bareComment)
-            ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
-            : Restatement::None;
+    Restatement found = mayRestateCursorLine(file, cursor, line, lines, shape, bareComment)
+                            ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
+                            : Restatement::None;
+    if (found == Restatement::Line && startsInsideIndentation(line, shape)) {
+        found = Restatement::None;
+        rest = lines;
+    }
     // A reply that began below an empty line starts a line of its own, and one that began with a blank a
     // word of its own (`[false true|` + ` true false]`): neither restarts the typed word. When the line
     // is a bare comment sign and the reply put its lines below it, those are comment lines of their own:

@@ -12,6 +12,9 @@ namespace {
 // Lines above and below the cursor's line whose commas and semicolons tell how the file writes them.
 constexpr std::size_t kSeparatorLines = 10;
 
+// How much of a completion is read for the way it writes its continuation markers.
+constexpr std::size_t kContinuationReach = 2000;
+
 // Words that open a block of a class or a function and take what follows on their line.
 constexpr std::array<std::u16string_view, 5> kBlockWords = {u"methods", u"properties", u"events",
                                                             u"enumeration", u"arguments"};
@@ -184,17 +187,26 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
     if (text::isBlankText(typed) || text::isBlank(typed.back())) return;
     const char16_t next = edit.text.front();
-    // A continuation marker stands apart from the code before it.
+    // A continuation marker stands apart from the code before it, unless the file writes it tight.
     bool separate =
-        std::u16string_view(edit.text).starts_with(u"...") ||
+        (std::u16string_view(edit.text).starts_with(u"...") &&
+         continuationSpacedAround(file, cursor, edit.text)) ||
         (text::isWordChar(typed.back()) && text::isWordChar(next) && twoWords(file, cursor, edit.text));
     if (startsValue(next) || next == u'(')
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
-                   endsInSpacedOperator(typed, next) || endsInDeclarationPart(file, lineStart, typed, next);
+                   (endsInSpacedOperator(typed, next) && !assignsTightAfterBlank(file, cursor, typed)) ||
+                   endsInDeclarationPart(file, lineStart, typed, next);
     const char16_t last = typed.back();
+    // The rest of the typed comma's list that the completion writes shows how its commas are spaced
+    // better than the lines around do.
+    const std::optional<std::size_t> listBlanks =
+        last == u',' ? blanksAfterCommasInList(
+                           std::u16string_view(edit.text).substr(0, edit.text.find_first_of(u"\r\n")))
+                     : std::nullopt;
     // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
     if (!separate && (last == u',' || last == u';') && startsValue(next) && !(last == u',' && inSize(typed)))
-        separate = separatorSpacingAround(file, cursor, last).value_or(last == u';');
+        separate =
+            listBlanks ? *listBlanks > 0 : separatorSpacingAround(file, cursor, last).value_or(last == u';');
     if (separate) edit.text.insert(0, 1, u' ');
 }
 
@@ -236,6 +248,79 @@ std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t 
     }
     if (with + without == 0) return std::nullopt;
     return with > without;
+}
+
+std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
+    std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
+    int depth = 0;
+    char16_t quote = 0;
+    for (std::size_t i = 0; i < first.size() && depth >= 0; ++i) {
+        const char16_t c = first[i];
+        if (quote != 0) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'%') {
+            break;
+        } else if (c == u'"' || (c == u'\'' && opensText(first, i))) {
+            quote = c;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            ++depth;
+        } else if (c == u')' || c == u']' || c == u'}') {
+            --depth;
+        } else if (c == u',' && depth == 0) {
+            std::size_t run = 0;
+            while (i + 1 + run < first.size() && text::isBlank(first[i + 1 + run]))
+                ++run;
+            // A comma at the end of the line, or before a continuation marker, tells nothing.
+            if (i + 1 + run < first.size() && !first.substr(i + 1 + run).starts_with(u"..."))
+                ++runs[std::min(run, runs.size() - 1)];
+        }
+    }
+    const auto likeliest = std::max_element(runs.begin(), runs.end());
+    if (*likeliest == 0 || std::count(runs.begin(), runs.end(), *likeliest) > 1) return std::nullopt;
+    return static_cast<std::size_t>(likeliest - runs.begin());
+}
+
+bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::u16string_view completion) {
+    std::size_t from = text::lineStart(file, cursor), to = cursor;
+    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+        to = text::nextLineStart(file, to);
+    int with = 0, without = 0;
+    const auto count = [&](std::u16string_view code) {
+        for (std::size_t at = code.find(u"..."); at != std::u16string_view::npos;
+             at = code.find(u"...", at + 3)) {
+            // A marker alone on its line, or a longer run of dots, tells nothing.
+            if (at == 0 || code[at - 1] == u'.' || code[at - 1] == u'\n' || code[at - 1] == u'\r') continue;
+            ++(text::isBlank(code[at - 1]) ? with : without);
+        }
+    };
+    count(std::u16string_view(file).substr(from, to - from));
+    count(completion.substr(0, std::min(completion.size(), kContinuationReach)));
+    return with >= without;
+}
+
+bool assignsTightAfterBlank(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
+    const auto isAssignment = [](std::u16string_view code, std::size_t i) {
+        return code[i] == u'=' && i > 0 &&
+               std::u16string_view(u"=~<>").find(code[i - 1]) == std::u16string_view::npos &&
+               (i + 1 == code.size() || code[i + 1] != u'=');
+    };
+    if (typed.empty() || !isAssignment(typed, typed.size() - 1)) return false;
+    std::size_t from = text::lineStart(file, cursor), to = cursor;
+    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+        to = text::nextLineStart(file, to);
+    const std::u16string_view code = std::u16string_view(file).substr(from, to - from);
+    int tight = 0, spaced = 0;
+    for (std::size_t i = 1; i + 1 < code.size(); ++i) {
+        if (!isAssignment(code, i) || !text::isBlank(code[i - 1]) || code[i + 1] == u'\n' ||
+            code[i + 1] == u'\r')
+            continue;
+        ++(text::isBlank(code[i + 1]) ? spaced : tight);
+    }
+    return tight > spaced;
 }
 
 }  // namespace fit

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <optional>
+#include <string_view>
 
 #include "fit/completion_edit.hpp"
 #include "fl/ustring.hpp"
@@ -22,6 +23,19 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
 // Comments and texts do not count (prose writes a blank after every comma), nor commas after a digit or a
 // colon (sizes as `(1,1)` are often written tight).
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator);
+
+// Whether a continuation marker (`...`) stands a blank apart from the code before it: as the completion and
+// the lines around the cursor (ten above and below) write theirs, one unless more are written tight.
+bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::u16string_view completion);
+
+// The typed text ends in an assignment's `=` and the lines around the cursor (ten above and below) write
+// theirs with a blank before and none after (`HF =interp1(...)`) more often than with blanks on both sides.
+bool assignsTightAfterBlank(const fl::ustring& file, std::size_t cursor, std::u16string_view typed);
+
+// The blanks after the commas the completion's first line writes in the list the cursor is in (up to the
+// bracket that closes it, texts and comments aside), the likelier run of them; nothing when it writes no
+// such comma or no run is the likelier.
+std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first);
 
 // The cursor's line declares a property or an argument (`Name (1,1) double {mustBeFinite} = 1`), and
 // what is typed of it stops before its default value.

@@ -397,6 +397,11 @@ const Row kRows[] = {
     {"a declared type after its name, as the block writes them",
      "classdef C\n    properties\n        IsRed logical\n        Order<|>\n    end\nend\n", "uint8",
      "classdef C\n    properties\n        IsRed logical\n        Order uint8\n    end\nend\n"},
+    {"or as a declaration with its size above writes them",
+     "function f(x0, o)\n    arguments\n        x0 (:,1) double\n        o<|>\n    end\nend\n",
+     "struct = struct()",
+     "function f(x0, o)\n    arguments\n        x0 (:,1) double\n        o struct = struct()\n    "
+     "end\nend\n"},
     {"a declared type and default after its name, as the completion's next line writes them",
      "classdef C\n    properties\n        N (1,1) double = 1\n        Order<|>\n    end\nend\n",
      "uint8 = 2\nTag string = \"a\"",
