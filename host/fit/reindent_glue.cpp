@@ -212,6 +212,17 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
 
 namespace {
 
+// The cursor's line and the `kSeparatorLines` lines above and below it, which tell how the file writes
+// its separators.
+std::u16string_view linesAround(const fl::ustring& file, std::size_t cursor) {
+    std::size_t from = text::lineStart(file, cursor), to = cursor;
+    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
+        from = text::lineStart(file, from - 1);
+    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
+        to = text::nextLineStart(file, to);
+    return std::u16string_view(file).substr(from, to - from);
+}
+
 // Sizes (`(1,1)`, `(:,1)`) and lists of numbers are often written tight in files that space their other
 // commas: a comma after a digit or a colon tells nothing of the habit.
 bool writtenTight(char16_t before) {
@@ -221,12 +232,7 @@ bool writtenTight(char16_t before) {
 }  // namespace
 
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator) {
-    std::size_t from = text::lineStart(file, cursor), to = cursor;
-    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
-        from = text::lineStart(file, from - 1);
-    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
-        to = text::nextLineStart(file, to);
-    const std::u16string_view code = std::u16string_view(file).substr(from, to - from);
+    const std::u16string_view code = linesAround(file, cursor);
     std::size_t with = 0, without = 0;
     char16_t quote = 0;
     for (std::size_t i = 0; i + 1 < code.size(); ++i) {
@@ -281,11 +287,6 @@ std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {
 }
 
 bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::u16string_view completion) {
-    std::size_t from = text::lineStart(file, cursor), to = cursor;
-    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
-        from = text::lineStart(file, from - 1);
-    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
-        to = text::nextLineStart(file, to);
     int with = 0, without = 0;
     const auto count = [&](std::u16string_view code) {
         for (std::size_t at = code.find(u"..."); at != std::u16string_view::npos;
@@ -295,7 +296,7 @@ bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::
             ++(text::isBlank(code[at - 1]) ? with : without);
         }
     };
-    count(std::u16string_view(file).substr(from, to - from));
+    count(linesAround(file, cursor));
     count(completion.substr(0, std::min(completion.size(), kContinuationReach)));
     return with >= without;
 }
@@ -307,12 +308,7 @@ bool assignsTightAfterBlank(const fl::ustring& file, std::size_t cursor, std::u1
                (i + 1 == code.size() || code[i + 1] != u'=');
     };
     if (typed.empty() || !isAssignment(typed, typed.size() - 1)) return false;
-    std::size_t from = text::lineStart(file, cursor), to = cursor;
-    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
-        from = text::lineStart(file, from - 1);
-    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
-        to = text::nextLineStart(file, to);
-    const std::u16string_view code = std::u16string_view(file).substr(from, to - from);
+    const std::u16string_view code = linesAround(file, cursor);
     int tight = 0, spaced = 0;
     for (std::size_t i = 1; i + 1 < code.size(); ++i) {
         if (!isAssignment(code, i) || !text::isBlank(code[i - 1]) || code[i + 1] == u'\n' ||
