@@ -23,6 +23,9 @@ constexpr std::size_t kMostWindowLines = 200;
 constexpr std::size_t kMostWindowUnits = 8000;
 // A window whose edge may hold a new error is read again from the top of the file up to this length.
 constexpr std::size_t kMostTopReach = 16000;
+// What a window cannot tell (whether the errors an edit mends are the file's, how far a function the
+// edit leaves without `end` reaches) is read from the whole file up to this length, and refused beyond.
+constexpr std::size_t kMostWholeReach = 64000;
 
 bool startsWithWord(std::u16string_view code, std::u16string_view word) {
     return code.starts_with(word) && (code.size() == word.size() || !text::isWordChar(code[word.size()]));
@@ -67,7 +70,8 @@ std::size_t windowStart(const fl::ustring& file, std::size_t from) {
 
 // Offset just past the window: the start of the second function or class line below `from`, so that
 // the window ends with whole functions and a whole-file reading of it sees what the edit leaves open,
-// else the farthest statement at the margin within reach, else the limit.
+// else the start of the farthest statement at the margin within reach (after it, a block it opens would
+// read as left open, and the reading reports that error instead of the edit's), else the limit.
 std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
     std::size_t start = text::nextLineStart(file, from);
     std::size_t margin = fl::ustring::npos;
@@ -77,11 +81,19 @@ std::size_t windowEnd(const fl::ustring& file, std::size_t from) {
         const std::u16string_view line = lineAt(file, start);
         const std::size_t next = text::nextLineStart(file, start);
         if (opensUnit(line) && ++units == kUnitsEachSide) return start;
-        if (opensUnit(line) || isMarginStatement(line)) margin = next;
+        if (opensUnit(line) || isMarginStatement(line)) margin = start;
         start = next;
     }
     if (start >= file.size()) return file.size();
     return margin != fl::ustring::npos ? margin : start;
+}
+
+// Whether a function or class line stands at the margin of `code` outside its lines [first, last].
+bool unitLineOutside(const fl::ustring& code, std::uint32_t first, std::uint32_t last) {
+    std::uint32_t line = 1;
+    for (std::size_t at = 0; at < code.size(); at = text::nextLineStart(code, at), ++line)
+        if ((line < first || line > last) && opensUnit(lineAt(code, at))) return true;
+    return false;
 }
 
 // Brackets left open at the end of a text.
@@ -217,6 +229,55 @@ std::set<std::uint32_t> strayClassBlockLines(const fl::ustring& code, const std:
         if (inClass && !inFunction && !opens) stray.insert(line);
     }
     return stray;
+}
+
+// Names of the commands (`hold on`) a reading holds on its lines [first, last] outside functions: in a
+// script, whether a name reads as a command depends on what the script assigns above.
+std::vector<std::u16string_view> scriptCommandsOn(const ca::Analysis& analysis, std::uint32_t first,
+                                                  std::uint32_t last) {
+    const std::u16string_view code = analysis.getText();
+    std::vector<std::u16string_view> names;
+    std::vector<lf::astapi::Node<ca::astapi::CA>> pending{analysis.getRootNode()};
+    while (!pending.empty()) {
+        const auto node = pending.back();
+        pending.pop_back();
+        if (isFunctionLike(node.getKind()) || node.getKind() == NodeKind::ClassDef) continue;
+        if (node.getKind() == NodeKind::Command && node.getLine() >= first && node.getLine() <= last) {
+            const std::size_t from = std::min(node.getStartPosition(), code.size());
+            std::size_t to = from;
+            while (to < code.size() && text::isWordChar(code[to]))
+                ++to;
+            names.push_back(code.substr(from, to - from));
+        }
+        for (std::size_t i = 0; i < node.getChildCount(); ++i)
+            pending.push_back(node.getChild(i));
+    }
+    return names;
+}
+
+// Whether `code` may assign `name`: `name =`, `name(i) = ...`, `[a, name] = ...`, `global name`. A
+// reading of the text alone, erring towards yes.
+bool mayAssign(std::u16string_view code, std::u16string_view name) {
+    const auto loneEquals = [](std::u16string_view rest) {
+        for (std::size_t i = 0; i < rest.size(); ++i)
+            if (rest[i] == u'=' && (i + 1 == rest.size() || rest[i + 1] != u'=') &&
+                (i == 0 || std::u16string_view(u"=~<>").find(rest[i - 1]) == std::u16string_view::npos))
+                return true;
+        return false;
+    };
+    for (std::size_t at = code.find(name); at != std::u16string_view::npos; at = code.find(name, at + 1)) {
+        const std::size_t after = at + name.size();
+        if ((at > 0 && text::isWordChar(code[at - 1])) ||
+            (after < code.size() && text::isWordChar(code[after])))
+            continue;
+        const std::size_t lineStart =
+            code.rfind(u'\n', at) == std::u16string_view::npos ? 0 : code.rfind(u'\n', at) + 1;
+        const std::size_t lineEnd = std::min(code.find(u'\n', after), code.size());
+        const std::u16string_view before = text::trimLeft(code.substr(lineStart, at - lineStart));
+        if (startsWithWord(before, u"global") || startsWithWord(before, u"persistent")) return true;
+        if (loneEquals(code.substr(after, lineEnd - after))) return true;
+    }
+    return false;
 }
 
 // The lines of a text by their 1-based numbers.
@@ -397,6 +458,35 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         const bool openedByEdit = block.opener >= lines.firstEdited && block.opener <= lines.lastAfter;
         if (openedByEdit && block.needsEnd && !block.closedByEnd) ++result.unclosedBlocks;
     }
+    // A function the edit leaves without `end`, in a window that shows no other function: the file's
+    // functions outside it decide whether that mixes the two forms, or nests theirs in it.
+    const bool whole = start == 0 && end == file.size();
+    const bool opensFunctionWithoutEnd =
+        std::any_of(newBlocks.begin(), newBlocks.end(), [&](const Block& block) {
+            return block.isFunction && !block.closedByEnd && block.opener >= lines.firstEdited &&
+                   block.opener <= lines.lastAfter;
+        });
+    if (!whole && opensFunctionWithoutEnd && !unitLineOutside(after, lines.firstEdited, lines.lastAfter)) {
+        if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+        if (result.finding.empty())
+            result.finding =
+                "the completion adds a function without `end` where the functions around it "
+                "are too far to tell the file's form";
+    }
+    // A line of the edit that reads as a command in a script may read otherwise in the file: the name
+    // may be a variable the script assigns above the window.
+    if (start > 0) {
+        const auto commands = scriptCommandsOn(*newAnalysis, lines.firstEdited, lines.lastAfter);
+        const std::u16string_view above = std::u16string_view(file).substr(0, start);
+        if (std::any_of(commands.begin(), commands.end(),
+                        [&](std::u16string_view name) { return !name.empty() && mayAssign(above, name); })) {
+            if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+            if (result.finding.empty())
+                result.finding =
+                    "a line of the completion reads as a command whose name the script may "
+                    "assign above";
+        }
+    }
     // The functions of a file are all closed by `end` or none is: an edit must not mix the two forms
     // where they were not mixed (it may mend a function the file left without its `end`).
     if (mixedFunctionForms(newBlocks) > mixedFunctionForms(oldBlocks) && result.finding.empty())
@@ -419,7 +509,13 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // mends it, and its closing lines may go back to their own blocks.
     bool mendsEveryError = !linesWithErrors.empty() && result.errorsAfter == 0;
     // Unless the errors are the window's own: a closing line whose block opens above the window. Read
-    // from the start of the file, they are not there.
+    // from the start of the file, they are not there. Nor are those of a function with nested functions
+    // at the margin, which a window may cut, read whole.
+    const bool mayCutAFunction = !whole && functionDepth(oldBlocks) > 1;
+    if (mendsEveryError && mayCutAFunction) {
+        if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+        mendsEveryError = false;
+    }
     if (mendsEveryError && start > 0) {
         if (end <= kMostTopReach) return checkWindow(file, edit, 0, end, readings);
         // Out of reach, the closing lines below are held to their blocks.
@@ -465,10 +561,15 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         // A block the file already reports as broken (an opener without its `end`, say) may be mended.
         if (linesWithErrors.count(block.opener) || linesWithErrors.count(block.closer)) continue;
         // The line must still close something, and not a block the completion opens: closing instead
-        // a block above that the file left open mends the file.
+        // a block above that the file left open mends the file. A window may show a block open that
+        // the file closes below it.
         const auto found = innermostOpener.find(block.closing);
-        if (found != innermostOpener.end() && (found->second != 0 || lines.before(block.opener) == 0))
+        if (found != innermostOpener.end() && found->second != 0 && mayCutAFunction) {
+            if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+        } else if (found != innermostOpener.end() &&
+                   (found->second != 0 || lines.before(block.opener) == 0)) {
             continue;
+        }
         // A block the completion opens may take the line when the completion closes this block itself.
         const auto reopened = newBlockOpenedAt.find(block.opener);
         const bool closedByItsOwn =

@@ -2,6 +2,7 @@
 // cursors all over it, with replies taken from other examples and replies made to break things.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -11,6 +12,7 @@
 #include "ca/messages/single_file_messages.hpp"
 #include "ca/single_file_analyzer.hpp"
 #include "fit/completion_edit.hpp"
+#include "fit/final_check.hpp"
 #include "fit/text_lines.hpp"
 #include "fl/i18n.hpp"
 
@@ -20,6 +22,14 @@ struct Example {
     std::string name;
     fl::ustring text;
 };
+
+std::map<std::string, int> errorCounts(const fl::ustring& text) {
+    std::map<std::string, int> counts;
+    const auto analysis = ca::analyzeWholeFile(text);
+    for (const auto& message : ca::messages::messagesOf(*analysis, {true, false, true}))
+        ++counts[message.getIdentifier()];
+    return counts;
+}
 
 std::vector<Example> exampleFiles() {
     std::vector<Example> files;
@@ -31,15 +41,42 @@ std::vector<Example> exampleFiles() {
         text << in.rdbuf();
         files.push_back({entry.path().filename().string(), fl::i18n::to_ustring(text.str())});
     }
+    // In the order of their names, so that the long files below are the same on every machine.
+    std::sort(files.begin(), files.end(), [](const Example& a, const Example& b) { return a.name < b.name; });
+    // Files too long to be read whole, where the check reads a window around the edit: the scripts' code
+    // one after another, twice, with their local functions after it, and the function files' functions
+    // in one file; each part taken while the whole still reads without errors.
+    fl::ustring scriptCode, localFunctions;
+    std::vector<fl::ustring> functionFiles;  // files of one form each: functions closed by `end`, or not
+    for (int pass = 0; pass < 2; ++pass)
+        for (const Example& example : files) {
+            const std::size_t code = example.text.find_first_not_of(u" \t\r\n");
+            if (code != fl::ustring::npos && example.text.compare(code, 9, u"function ") == 0) {
+                if (pass > 0) continue;
+                const auto joins =
+                    std::find_if(functionFiles.begin(), functionFiles.end(), [&](const fl::ustring& whole) {
+                        return errorCounts(whole + example.text + u"\n").empty();
+                    });
+                if (joins != functionFiles.end())
+                    *joins += example.text + u"\n";
+                else
+                    functionFiles.push_back(example.text + u"\n");
+                continue;
+            }
+            const std::size_t split = std::min(example.text.find(u"\nfunction "), example.text.size());
+            const fl::ustring ownCode = example.text.substr(0, split) + u"\n";
+            const fl::ustring ownFunctions = pass == 0 ? example.text.substr(split) + u"\n" : u"";
+            if (errorCounts(scriptCode + ownCode + localFunctions + ownFunctions).empty()) {
+                scriptCode += ownCode;
+                localFunctions += ownFunctions;
+            }
+        }
+    files.push_back({"the scripts in one file", scriptCode + localFunctions});
+    files.push_back(
+        {"the function files in one file",
+         *std::max_element(functionFiles.begin(), functionFiles.end(),
+                           [](const fl::ustring& a, const fl::ustring& b) { return a.size() < b.size(); })});
     return files;
-}
-
-std::map<std::string, int> errorCounts(const fl::ustring& text) {
-    std::map<std::string, int> counts;
-    const auto analysis = ca::analyzeWholeFile(text);
-    for (const auto& message : ca::messages::messagesOf(*analysis, {true, false, true}))
-        ++counts[message.getIdentifier()];
-    return counts;
 }
 
 const char* const kAdversarial[] = {
@@ -72,13 +109,18 @@ const char* const kAdversarial[] = {
 TEST(FinalCheckProperty, NoEditAddsAnErrorToAWholeFile) {
     const std::vector<Example> files = exampleFiles();
     ASSERT_GE(files.size(), 10u);
+    // The two long ones are read through windows (a file of up to 16,000 code units is read whole).
+    ASSERT_GT(files[files.size() - 2].text.size(), 16000u);
+    ASSERT_GT(files.back().text.size(), 16000u);
     std::mt19937 random(20261122);
     std::size_t edits = 0, refused = 0;
     for (std::size_t f = 0; f < files.size(); ++f) {
         const fl::ustring& file = files[f].text;
         const std::map<std::string, int> before = errorCounts(file);
         const std::vector<fl::ustring> otherLines = fit::text::splitLines(files[(f + 1) % files.size()].text);
-        for (int round = 0; round < 60; ++round) {
+        // The long files cost a whole-file reading a round; fewer rounds keep the test quick.
+        const int rounds = file.size() > 16000 ? 24 : 60;
+        for (int round = 0; round < rounds; ++round) {
             const std::size_t cursor = std::uniform_int_distribution<std::size_t>(0, file.size())(random);
             fl::ustring reply;
             if (round % 2 == 0) {
@@ -114,6 +156,33 @@ TEST(FinalCheckProperty, NoEditAddsAnErrorToAWholeFile) {
     // Both outcomes occur: the check is neither always passing nor always refusing.
     EXPECT_GT(edits, 20u);
     EXPECT_GT(refused, 20u);
+}
+
+// Edits whose harm lies beyond the window a long file is read through: a window may end inside a
+// function whose nested functions stand at the margin, a function left without `end` reaches past it
+// to the functions that set the file's form, and a script's variables may be assigned above it.
+TEST(FinalCheckProperty, LongFilesAreCheckedBeyondTheirWindows) {
+    const std::vector<Example> files = exampleFiles();
+    struct Case {
+        const Example& file;
+        const char* before;  // the edit goes at the start of the last line that starts so
+        const char* text;
+    };
+    const Case cases[] = {
+        {files.back(), "    err = norm(next - fourthOrder, Inf);", "end\n"},
+        {files[files.size() - 2], "%% Meeting schedule", "function name = label(x)\n    name = x;\n"},
+        // A command whose name the script assigns far above: a variable there, so no command.
+        {files[files.size() - 2], "%% Disk usage report", "groups on\n"},
+    };
+    for (const Case& c : cases) {
+        const std::size_t at = c.file.text.rfind(fl::i18n::to_ustring(c.before));
+        ASSERT_NE(at, fl::ustring::npos) << c.before;
+        const fit::Edit edit{at, at, fl::i18n::to_ustring(c.text)};
+        fl::ustring edited = c.file.text;
+        edited.insert(at, edit.text);
+        ASSERT_NE(errorCounts(edited), errorCounts(c.file.text)) << c.text;  // the edit does harm
+        EXPECT_FALSE(fit::checkEdit(c.file.text, edit).passed) << c.file.name << ": " << c.text;
+    }
 }
 
 // Hostile files, cursors and completions: an answer every time, never a crash or a hang.
