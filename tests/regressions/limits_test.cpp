@@ -13,8 +13,8 @@
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
 #include "mtcc/postprocessing/code_pruner.hpp"
-#include "support/pipeline_host.hpp"
 #include "support/repeat.hpp"
+#include "targets/in_process_client.hpp"
 
 using mtcc::postprocessing::CodeBlock;
 using testing_support::repeat;
@@ -68,22 +68,9 @@ TEST(DeepTrees, BuildTheSameBlocksAsShallowOnes) {
     }
 }
 
-// One process-wide reply-file client (the library keeps the first client it finds), allowed the largest
-// reply the client passes on, so that a long line reaches the post-processing stages.
-class DeepInputsThroughGetInfo : public ::testing::Test {
-  protected:
-    static void SetUpTestSuite() {
-        qvai::ClientOptions options;
-        options.MaxTokens = 4096;
-        host_ = std::make_unique<testing_support::ReplyFileHost>(options);
-    }
-    // The reply file goes with the host: a later test of this program that completes gets no reply.
-    static void TearDownTestSuite() { host_.reset(); }
-    static std::unique_ptr<testing_support::ReplyFileHost> host_;
-};
-std::unique_ptr<testing_support::ReplyFileHost> DeepInputsThroughGetInfo::host_;
-
-TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
+// The library keeps the first model client it finds for the life of the process: these tests answer
+// through the same in-process client as the replayed fuzz inputs, whichever runs first.
+TEST(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     struct Case {
         std::string name;
         std::string reply;
@@ -101,7 +88,7 @@ TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        host_->setReply(c.reply);
+        ostrel_fuzz::answerWith(fl::i18n::to_ustring(c.reply));
         const fl::ustring code = fl::i18n::to_ustring(c.prefix);
         const auto result =
             ostrel_apps::completeGuarded(code, code.size(), std::make_shared<mtcc::cache::SettingsValues>());
@@ -118,8 +105,8 @@ TEST_F(DeepInputsThroughGetInfo, EndInACompletionOrInAnErrorTheHostCanShow) {
     }
 }
 
-TEST_F(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
-    host_->setReply("```ostrel\nz = 2;\n```");
+TEST(DeepInputsThroughGetInfo, AMissingSettingsRecordIsAClearError) {
+    ostrel_fuzz::answerWith(u"```ostrel\nz = 2;\n```");
     try {
         mtcc::AutoCompletion::GetInfo(u"", u"x = 1;\n", 7, nullptr);
         ADD_FAILURE() << "no error for a null settings record";
