@@ -1,6 +1,5 @@
 // The legacy formatter: lex, indentCode and getFormattedText with settings taken from the input. Input:
 // seven settings bytes, then the text (UTF-8).
-#include <cstdlib>
 #include <vector>
 
 #include "ca/formatting/legacy/legacy_formatter.hpp"
@@ -74,8 +73,8 @@ void runFormatter(std::string_view bytes) {
         expect(withoutLeadingBlanks(before[i]) == withoutLeadingBlanks(after[i]),
                "formatting changes nothing but leading blanks");
 
-    // A formatted text is formatted already. Known to fail for some texts today; opt in to look for them.
-    if (std::getenv("OSTREL_FUZZ_IDEMPOTENCE") != nullptr && parsesWithoutErrors(formatted)) {
+    // A formatted text is formatted already.
+    if (parsesWithoutErrors(formatted)) {
         expect(formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(formatted))) == formatted,
                "formatting a formatted, error-free text changes nothing");
     }
