@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kLogError = 1;
 constexpr int kLogWarning = 2;
+constexpr int kLogInfo = 3;
 
 std::filesystem::path settingsPath(const ServerOptions& options) {
     return options.settingsFile ? std::filesystem::path(*options.settingsFile)
@@ -41,6 +42,14 @@ std::vector<std::string> workspaceFoldersOf(const nlohmann::json& params) {
     return paths;
 }
 
+// How the user knows the model: its backend and, for a model server, where it is.
+std::string modelName(const qvai::ClientOptions& options) {
+    if (options.Backend != "openai" && options.Backend != "infill")
+        return "the " + options.Backend + " backend";
+    return "the " + options.Backend + " model at " +
+           (options.Endpoint.empty() ? std::string("http://127.0.0.1:8080") : options.Endpoint);
+}
+
 // A request error with its protocol code.
 struct RequestError {
     int code;
@@ -58,6 +67,7 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
     settings::context::installSettingsRoot(layers_.root());
     const qvai::ClientOptions trusted = options_.model.over(consistentClientOptions(*store_.root()));
     model_ = std::make_unique<ModelService>(trusted);
+    model_->client().observeReplies([this](bool success) { modelReplied(success); });
     diagnostics_ = std::make_unique<DiagnosticsPublisher>(
         [this](const nlohmann::json& params) {
             writer_.send(rpc::notification("textDocument/publishDiagnostics", params));
@@ -81,6 +91,7 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
 }
 
 Server::~Server() {
+    model_->client().observeReplies(nullptr);
     storeListeners_.clear();
     stop();
     settings::context::installSettingsRoot(nullptr);
@@ -355,9 +366,21 @@ void Server::updateModel() {
             return;
         }
         model_->client().reconfigure(wanted);
+        modelStatus_.reset();
         scheduler_->forgetShown();  // what the old model showed is no answer of the new one
     } catch (const std::exception& e) {
         logToClient(kLogError, std::string("the model settings were not applied: ") + e.what());
+    }
+}
+
+void Server::modelReplied(bool success) {
+    const qvai::ClientOptions options = model_->client().options();
+    // The local backend having nothing to offer is an empty completion, not a failure.
+    if (options.Backend == "local") return;
+    if (const auto notice = modelStatus_.replied(success, modelName(options))) {
+        writer_.send(
+            rpc::notification("window/showMessage", {{"type", notice->failing ? kLogWarning : kLogInfo},
+                                                     {"message", "ostrel-lsp: " + notice->text}}));
     }
 }
 

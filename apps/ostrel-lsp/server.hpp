@@ -15,6 +15,7 @@
 #include "message_framing.hpp"
 #include "message_writer.hpp"
 #include "model_client.hpp"
+#include "model_status.hpp"
 #include "server_options.hpp"
 #include "settings/core/settings_store.hpp"
 #include "settings_layers.hpp"
@@ -58,12 +59,14 @@ class Server {
     void applyClientSettings(const nlohmann::json& settings);
     void updateModel();
     void logToClient(int type, const std::string& text);
+    void modelReplied(bool success);
 
     ServerOptions options_;
     MessageWriter& writer_;
     settings::core::SettingsStore store_;
     SettingsLayers layers_;
     std::unique_ptr<ModelService> model_;
+    ModelStatus modelStatus_;
     std::mutex modelMutex_;  // one model update at a time (protocol thread, settings thread)
     std::atomic<int> debounceMs_;
     DocumentStore documents_;

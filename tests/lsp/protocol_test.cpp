@@ -111,6 +111,35 @@ TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
     }
 }
 
+// A model that fails is told once with its reason, not at every request, and so is its return; a
+// failure after that is news again.
+TEST(ServerCompletion, AFailingModelIsToldOnceUntilItAnswersAgain) {
+    auto model = fencedModel();
+    ServerProcess server(modelArgs(model));
+    server.initialize();
+    server.open(kUri, kDraft + "    ");
+    int id = 1;
+    for (const int status : {500, 500, 200, 200, 500}) {
+        model.answer(status == 200 ? testing_support::chatReply(qvai::ostrelFence(kReply)) : "boom", status);
+        // Each request at another cursor, so that none is served from the cache.
+        ++id;
+        server.request(id, "textDocument/inlineCompletion", at(2, id % 2 == 0 ? 4 : 0));
+        server.answer(id);
+    }
+    std::vector<std::pair<int, std::string>> told;
+    while (const auto message = server.receive(300ms)) {
+        if ((*message).value("method", "") == "window/showMessage")
+            told.emplace_back((*message)["params"]["type"], (*message)["params"]["message"]);
+    }
+    ASSERT_EQ(told.size(), 3u) << testing::PrintToString(told);
+    const std::vector<std::pair<int, std::string>> expected = {
+        {2, "gave no reply: HTTP status 500"}, {3, "answers again"}, {2, "HTTP status 500"}};
+    for (std::size_t i = 0; i < expected.size(); ++i) {
+        EXPECT_EQ(told[i].first, expected[i].first) << told[i].second;
+        EXPECT_THAT(told[i].second, testing::HasSubstr(expected[i].second));
+    }
+}
+
 // An automatic request waits for a pause in typing, and typing on ends it before the model is asked. An
 // invoked request goes at once; a cancellation or a newer version ends it while the model still holds it,
 // and its late answer is dropped.
