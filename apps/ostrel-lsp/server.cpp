@@ -378,9 +378,10 @@ void Server::modelReplied(bool success) {
     // The local backend having nothing to offer is an empty completion, not a failure.
     if (options.Backend == "local") return;
     if (const auto notice = modelStatus_.replied(success, modelName(options))) {
-        writer_.send(
-            rpc::notification("window/showMessage", {{"type", notice->failing ? kLogWarning : kLogInfo},
-                                                     {"message", "ostrel-lsp: " + notice->text}}));
+        // The failure is shown; its end is only logged, since the warning said it would come.
+        writer_.send(rpc::notification(notice->failing ? "window/showMessage" : "window/logMessage",
+                                       {{"type", notice->failing ? kLogWarning : kLogInfo},
+                                        {"message", "ostrel-lsp: " + notice->text}}));
     }
 }
 
