@@ -163,13 +163,16 @@ Choosing it applies the server's edit."
   "Show ITEM, an inline completion item, as ghost text at point."
   (let* ((range (plist-get item :range))
          (text (plist-get item :insertText))
-         (typed (buffer-substring-no-properties (car (eglot--range-region range)) (point)))
+         (region (eglot--range-region range))
+         (typed (buffer-substring-no-properties (car region) (point)))
          ;; What is typed already is not shown again.
          (rest (if (string-prefix-p typed text) (substring text (length typed)) text))
-         (overlay (make-overlay (point) (point) nil t)))
+         ;; Text after point that the edit replaces is hidden while the ghost text shows.
+         (overlay (make-overlay (point) (max (point) (cdr region)) nil t)))
     (unless (string-empty-p rest)
       (setq rest (propertize rest 'face 'ostrel-ghost-text))
       (put-text-property 0 1 'cursor t rest)  ; the cursor stays before the ghost text
+      (overlay-put overlay 'invisible t)
       (overlay-put overlay 'after-string rest)
       (setq ostrel--ghost (list :overlay overlay :range range :text text
                                 :tick (buffer-chars-modified-tick))))))

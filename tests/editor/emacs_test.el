@@ -3,8 +3,8 @@
 ;; Compiles the file without a warning and opens an Ostrel file as a user would (the mode, eglot
 ;; starting the server), then: completion at point applies the server's edit, an error shows in Flymake
 ;; and goes away when fixed, eglot-format-buffer indents the buffer and TAB a line, and the ghost text
-;; appears after a pause, is dismissed by typing on and is accepted with TAB.  The model is a reply
-;; file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
+;; appears after a pause, is dismissed by typing on and is accepted with TAB, showing the line as TAB
+;; leaves it.  The model is a reply file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
 
 (require 'package)
 (setq package-user-dir (make-temp-file "ostrel-emacs-packages" t))
@@ -129,6 +129,22 @@
     (ostrel-test-check (equal (ostrel-test-line 7) "z = x + y;") "TAB did not accept: %S" (buffer-string))
     (ostrel-test-check (and (null ostrel--ghost) (= (point) (line-end-position)))
                        "the ghost text stayed, or point is not after the completion")
+
+    ;; Inside a word, an edit that replaces the text after point: the line shows as TAB leaves it.
+    (ostrel-test-write "reply.txt" "```ostrel\nx = zeros(n, 1);\n```\n")
+    (erase-buffer)
+    (insert "y = 1;\nx = zeros(n, 1)\n")
+    (goto-char (point-min)) (forward-line 1) (forward-char 7)
+    (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
+    (ostrel-test-wait "no ghost text inside a word" (lambda () ostrel--ghost))
+    (let* ((overlay (plist-get ostrel--ghost :overlay))
+           (shown (concat (buffer-substring-no-properties (line-beginning-position) (overlay-start overlay))
+                          (ostrel-test-ghost-text)
+                          (if (overlay-get overlay 'invisible) "" (buffer-substring-no-properties
+                                                                   (overlay-start overlay) (overlay-end overlay)))
+                          (buffer-substring-no-properties (overlay-end overlay) (line-end-position)))))
+      (execute-kbd-macro (kbd "TAB"))
+      (ostrel-test-check (equal (ostrel-test-line 2) shown) "shown %S, TAB wrote %S" shown (ostrel-test-line 2)))
 
     (set-buffer-modified-p nil)
     (eglot-shutdown (eglot-current-server))))
