@@ -16,8 +16,8 @@ SwitchableClient::~SwitchableClient() {
     {
         const std::lock_guard lock(mutex_);
         last = std::move(client_);
-        observer_.reset();
     }
+    observeReplies(nullptr);
 }
 
 void SwitchableClient::reconfigure(const qvai::ClientOptions& options) {
@@ -49,20 +49,24 @@ void SwitchableClient::sendChatCompletion(qvai::core::gen::ChatCompletion reques
     }
     auto observed = [this, generation, callback = std::move(callback)](
                         bool success, qvai::core::gen::ChatCompletionMessage message) {
-        std::shared_ptr<const std::function<void(bool)>> observer;
+        bool current = false;
         {
             const std::lock_guard lock(mutex_);
-            if (generation == generation_) observer = observer_;
+            current = generation == generation_;
         }
-        if (observer) (*observer)(success);
+        if (current) {
+            // Held while the observer runs, so that no call outlives observeReplies(nullptr).
+            const std::lock_guard calling(observerMutex_);
+            if (observer_) observer_(success);
+        }
         callback(success, std::move(message));
     };
     client->sendChatCompletion(std::move(request), std::move(observed), context);
 }
 
 void SwitchableClient::observeReplies(std::function<void(bool success)> observer) {
-    const std::lock_guard lock(mutex_);
-    observer_ = observer ? std::make_shared<const std::function<void(bool)>>(std::move(observer)) : nullptr;
+    const std::lock_guard lock(observerMutex_);
+    observer_ = std::move(observer);
 }
 
 qvai::RequestContext SwitchableClient::requestContext() {

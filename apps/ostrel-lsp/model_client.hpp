@@ -32,7 +32,8 @@ class SwitchableClient : public qvai::IQvaiClient {
     qvai::RequestContext requestContext() override;
 
     // Told whether each reply of the current host client succeeded (not those of a replaced one, which
-    // fail as it goes), on the client's thread before the reply's own callback; nullptr stops it.
+    // fail as it goes), on the client's thread before the reply's own callback; nullptr stops it, and
+    // returns only once no call is under way.
     void observeReplies(std::function<void(bool success)> observer);
 
   private:
@@ -40,7 +41,8 @@ class SwitchableClient : public qvai::IQvaiClient {
     qvai::ClientOptions options_;
     std::shared_ptr<qvai::AiClient> client_;
     std::uint64_t generation_ = 0;  // counts the host clients
-    std::shared_ptr<const std::function<void(bool)>> observer_;
+    std::mutex observerMutex_;
+    std::function<void(bool)> observer_;
 };
 
 // Registers a SwitchableClient in a framework of its own and makes that the framework the library finds,
