@@ -1,7 +1,7 @@
 -- Drives the editors/nvim plug-in in a headless Neovim as a user would: type in insert mode, pause, see
 -- the ghost text, see it dismissed when typing on, and accept it with <Tab>; what the ghost text shows is
--- what <Tab> writes, also with text after the cursor and in a CRLF file; an unnamed buffer is served once
--- it has a name. Exits 0 when all holds.
+-- what <Tab> writes, also with text after the cursor and in a CRLF file; the completion menu puts in a
+-- completion of several lines; an unnamed buffer is served once it has a name. Exits 0 when all holds.
 local program = assert(os.getenv('OSTREL_LSP_PROGRAM'), 'OSTREL_LSP_PROGRAM is not set')
 local source_dir = assert(os.getenv('OSTREL_SOURCE_DIR'), 'OSTREL_SOURCE_DIR is not set')
 local folder = vim.fn.tempname()
@@ -64,7 +64,8 @@ steps = coroutine.create(function()
     sleep(50)
     local written = vim.api.nvim_buf_get_lines(0, row, row + #text, false)
     written[1] = written[1]:sub(col + 1)
-    assert(vim.deep_equal(written, text), what .. ': shown ' .. vim.inspect(text) .. ', written ' .. vim.inspect(written))
+    assert(vim.deep_equal(written, text),
+      what .. ': shown ' .. vim.inspect(text) .. ', written ' .. vim.inspect(written))
     vim.api.nvim_input('<Esc>')
   end
 
@@ -95,6 +96,16 @@ steps = coroutine.create(function()
   await(served, 'the CRLF file is not served')
   vim.api.nvim_input('Goq<BS>')
   accept_what_is_shown('a CRLF file')
+
+  -- The completion menu (Neovim's omnifunc) puts in the lines of a completion of several lines.
+  write(reply_file, '```ostrel\nfor k = 1:3\n    x = x + k;\nend\n```\n')
+  vim.bo.omnifunc = 'v:lua.vim.lsp.omnifunc'
+  vim.api.nvim_input('Go<C-x><C-o>')
+  await(function() return (lines()[5] or '') ~= '' end, 'the menu put in nothing')
+  vim.api.nvim_input('<Esc>')  -- the completion ends with the next key
+  await(function() return vim.fn.mode() == 'n' end, 'insert mode did not end')
+  assert(vim.deep_equal({ unpack(lines(), 5) }, { 'for k = 1:3', '    x = x + k;', 'end' }),
+    vim.inspect(lines()))
 
   -- An unnamed buffer would share its URI with every other one: served only once it has a name.
   vim.cmd('enew')

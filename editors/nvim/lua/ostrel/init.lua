@@ -132,6 +132,18 @@ local function schedule(buf)
   end))
 end
 
+-- Applies an edit of the server's and puts the cursor at the end of what went in.
+local function apply(buf, edit)
+  local s = buffer_state(buf)
+  vim.lsp.util.apply_text_edits({ edit }, buf, s.client and s.client.offset_encoding or 'utf-16')
+  local inserted = split_lines(edit.newText)
+  local row = edit.range.start.line + #inserted
+  local line = vim.api.nvim_buf_get_lines(buf, row - 1, row, false)[1] or ''
+  local col = #inserted == 1 and (vim.str_byteindex(line, edit.range.start.character, true) + #inserted[1])
+    or #inserted[#inserted]
+  vim.api.nvim_win_set_cursor(0, { row, math.min(col, #line) })
+end
+
 -- Applies the ghost text; returns false when none is shown.
 function M.accept(buf)
   buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
@@ -143,16 +155,36 @@ function M.accept(buf)
   end
   local item = shown.item
   M.dismiss(buf)
-  vim.lsp.util.apply_text_edits({ { range = item.range, newText = item.insertText } }, buf,
-    s.client and s.client.offset_encoding or 'utf-16')
-  -- The cursor goes to the end of what was inserted.
-  local inserted = split_lines(item.insertText)
-  local row = item.range.start.line + #inserted
-  local line = vim.api.nvim_buf_get_lines(buf, row - 1, row, false)[1] or ''
-  local col = #inserted == 1 and (vim.str_byteindex(line, item.range.start.character, true) + #inserted[1])
-    or #inserted[#inserted]
-  vim.api.nvim_win_set_cursor(0, { row, math.min(col, #line) })
+  apply(buf, { range = item.range, newText = item.insertText })
   return true
+end
+
+-- Neovim's completion menu puts an item in with complete(), which cannot break lines: a completion of
+-- several lines became one line with NULs in it, and one whose edit is an additional edit only its
+-- label. Both are put back and the server's edit applied instead.
+local function completed(buf)
+  local done = vim.v.completed_item
+  local data = type(done) == 'table' and type(done.user_data) == 'table' and done.user_data.nvim
+  local item = type(data) == 'table' and type(data.lsp) == 'table' and data.lsp.completion_item
+  if type(item) ~= 'table' or item.detail ~= 'Ostrel completion' or type(done.word) ~= 'string' then
+    return
+  end
+  local main, extra = item.textEdit, (item.additionalTextEdits or {})[1]
+  local edit
+  if main and main.newText ~= '' then
+    if not main.newText:find('[\r\n]') then return end
+    -- Its range ends at the cursor: with the word taken out it is empty at its start.
+    edit = { range = { start = main.range.start, ['end'] = main.range.start }, newText = main.newText }
+  elseif extra then
+    edit = extra
+  else
+    return
+  end
+  local row, col = unpack(vim.api.nvim_win_get_cursor(0))
+  local put = done.word:gsub('\n', '\0')
+  if col < #put or vim.api.nvim_get_current_line():sub(col - #put + 1, col) ~= put then return end
+  vim.api.nvim_buf_set_text(buf, row - 1, col - #put, row - 1, col, { '' })
+  apply(buf, edit)
 end
 
 local function root_of(buf)
@@ -215,6 +247,9 @@ function M.attach(buf)
       local cursor = vim.api.nvim_win_get_cursor(0)
       if shown and (cursor[1] - 1 ~= shown.row or cursor[2] ~= shown.col) then M.dismiss(buf) end
     end,
+  })
+  vim.api.nvim_create_autocmd('CompleteDone', {
+    group = group, buffer = buf, callback = function() completed(buf) end,
   })
   vim.keymap.set('i', M.config.accept_key, function()
     if not M.accept(buf) then
