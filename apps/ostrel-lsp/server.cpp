@@ -225,6 +225,13 @@ nlohmann::json Server::initialize(const nlohmann::json& params) {
             applyClientSettings(*it);
     }
     updateModel();  // the local backend draws on the workspace's files
+    // Without the user's file the defaults apply (another model, other indentation): not silently.
+    if (const std::string problem = store_.lastError(); !problem.empty()) {
+        writer_.send(rpc::notification(
+            "window/showMessage",
+            {{"type", kLogWarning},
+             {"message", "ostrel-lsp: the settings file was not read, so the defaults apply: " + problem}}));
+    }
     return {{"capabilities",
              {{"positionEncoding", "utf-16"},
               {"textDocumentSync", {{"openClose", true}, {"change", 2}}},

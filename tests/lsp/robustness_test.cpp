@@ -1,10 +1,12 @@
 // What the server does with input a well-behaved client would not send, and with its lifecycle: every
 // case ends in a clear error reply or a clean exit, and the server keeps serving afterwards.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "server_process.hpp"
+#include "support/temp_folder.hpp"
 
 namespace lsp_testing {
 namespace {
@@ -84,6 +86,23 @@ TEST(ServerRobustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
     EXPECT_EQ(server.answer(4)["error"]["code"], -32600);
     server.notify("exit");
     EXPECT_EQ(server.waitForExit(), 0);
+}
+
+// A settings file that cannot be read leaves the defaults in force: the user is told at the start.
+TEST(ServerRobustness, AnUnreadableSettingsFileIsToldAtTheStart) {
+    const testing_support::TempFolder folder;
+    const std::vector<std::pair<std::string, std::string>> files = {
+        {folder.write("settings.json", "{ \"ostrel.ai\": "), "not valid JSON"},
+        {folder.path().string(), "not a regular file"},
+    };
+    for (const auto& [file, reason] : files) {
+        SCOPED_TRACE(file);
+        ServerProcess server({"--settings", file});
+        server.initialize();
+        const nlohmann::json told = server.notified("window/showMessage");
+        EXPECT_EQ(told["params"]["type"], 2);
+        EXPECT_THAT(told["params"]["message"].get<std::string>(), testing::HasSubstr(reason));
+    }
 }
 
 struct Ending {
