@@ -62,8 +62,8 @@ std::optional<ModelStatus::Notice> ModelStatus::replied(bool success, const std:
     if (success == !failing_) return std::nullopt;
     failing_ = !success;
     if (success) return Notice{false, model + " answers again"};
-    return Notice{true, model + " gave no reply: " + (reason.empty() ? "no reason given" : reason) +
-                            " (completions come back when it answers)"};
+    // Short: an editor cuts a long message down to its first and last words.
+    return Notice{true, model + " gave no reply: " + (reason.empty() ? "no reason given" : reason)};
 }
 
 void ModelStatus::reset() {
