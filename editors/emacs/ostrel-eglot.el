@@ -72,6 +72,15 @@ Without a server, indent it like the line above."
           (goto-char (- (point-max) from-end))
         (back-to-indentation)))))
 
+(defun ostrel--indented-with-tabs-p ()
+  "Whether more of the buffer's indented lines start with a tab than with a blank."
+  (save-excursion
+    (goto-char (point-min))
+    (let ((tabs 0) (blanks 0))
+      (while (re-search-forward "^\\([\t ]\\)[\t ]*[^\t \n]" nil t)
+        (if (equal (match-string 1) "\t") (setq tabs (1+ tabs)) (setq blanks (1+ blanks))))
+      (> tabs blanks))))
+
 ;;;###autoload
 (define-derived-mode ostrel-mode prog-mode "Ostrel"
   "Major mode for Ostrel code, served by ostrel-lsp through eglot."
@@ -80,7 +89,8 @@ Without a server, indent it like the line above."
   (setq-local font-lock-defaults '(ostrel-font-lock-keywords))
   ;; eglot's formatting request sends `tab-width' as the tab size, which the server also indents by.
   (setq-local tab-width ostrel-indent-offset)
-  (setq-local indent-tabs-mode nil)
+  ;; A file indented with tabs keeps them: TAB and formatting would otherwise turn its lines to spaces.
+  (setq-local indent-tabs-mode (ostrel--indented-with-tabs-p))
   (setq-local indent-line-function #'ostrel-indent-line))
 
 ;;;###autoload

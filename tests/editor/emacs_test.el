@@ -4,7 +4,7 @@
 ;; starting the server), then: completion at point applies the server's edit, an error shows in Flymake
 ;; and goes away when fixed, eglot-format-buffer indents the buffer and TAB a line, and the ghost text
 ;; appears after a pause, is dismissed by typing on and is accepted with TAB, showing the line as TAB
-;; leaves it.  The model is a reply file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
+;; leaves it; a file indented with tabs keeps them.  The model is a reply file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
 
 (require 'package)
 (setq package-user-dir (make-temp-file "ostrel-emacs-packages" t))
@@ -145,6 +145,15 @@
                           (buffer-substring-no-properties (overlay-end overlay) (line-end-position)))))
       (execute-kbd-macro (kbd "TAB"))
       (ostrel-test-check (equal (ostrel-test-line 2) shown) "shown %S, TAB wrote %S" shown (ostrel-test-line 2)))
+
+    ;; A file indented with tabs keeps them when TAB indents a line.
+    (set-buffer-modified-p nil)
+    (find-file (ostrel-test-write "tabs.ost" "if a\n\tx = 1;\n\tif b\ny = 2;\n\tend\nend\n"))
+    (run-hooks 'post-command-hook)
+    (ostrel-test-wait "eglot does not manage the second file" (lambda () (bound-and-true-p eglot--managed-mode)))
+    (goto-char (point-min)) (forward-line 3)
+    (execute-kbd-macro (kbd "TAB"))
+    (ostrel-test-check (equal (ostrel-test-line 4) "\t\ty = 2;") "TAB in a file of tabs: %S" (buffer-string))
 
     (set-buffer-modified-p nil)
     (eglot-shutdown (eglot-current-server))))
