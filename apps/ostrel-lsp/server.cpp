@@ -226,12 +226,8 @@ nlohmann::json Server::initialize(const nlohmann::json& params) {
     }
     updateModel();  // the local backend draws on the workspace's files
     // Without the user's file the defaults apply (another model, other indentation): not silently.
-    if (const std::string problem = store_.lastError(); !problem.empty()) {
-        writer_.send(rpc::notification(
-            "window/showMessage",
-            {{"type", kLogWarning},
-             {"message", "ostrel-lsp: the settings file was not read, so the defaults apply: " + problem}}));
-    }
+    if (const std::string problem = store_.lastError(); !problem.empty())
+        tellUser(kLogWarning, "the settings file was not read, so the defaults apply: " + problem);
     return {{"capabilities",
              {{"positionEncoding", "utf-16"},
               {"textDocumentSync", {{"openClose", true}, {"change", 2}}},
@@ -348,8 +344,9 @@ nlohmann::json Server::formatting(const nlohmann::json& params, bool range) {
 
 void Server::applyClientSettings(const nlohmann::json& settings) {
     const ClientSettingsOutcome outcome = layers_.applyClient(settings);
+    // The user's own mistakes, which nothing else would show them: an editor only files a log message.
     for (const std::string& problem : outcome.problems)
-        logToClient(kLogWarning, problem);
+        tellUser(kLogWarning, problem);
     if (outcome.debounceMs) debounceMs_ = *outcome.debounceMs;
     if (outcome.diagnosticsDelayMs)
         diagnostics_->setDelay(std::chrono::milliseconds(*outcome.diagnosticsDelayMs));
@@ -370,13 +367,18 @@ void Server::updateModel() {
             wanted.TimeoutMs == current.TimeoutMs && wanted.MaxTokens == current.MaxTokens &&
             wanted.Temperature == current.Temperature &&
             wanted.WorkspaceFolders == current.WorkspaceFolders) {
+            modelProblem_.clear();
             return;
         }
         model_->client().reconfigure(wanted);
+        modelProblem_.clear();
         modelStatus_.reset();
         scheduler_->forgetShown();  // what the old model showed is no answer of the new one
     } catch (const std::exception& e) {
-        logToClient(kLogError, std::string("the model settings were not applied: ") + e.what());
+        // Every settings change tries again: the same problem is told once.
+        const std::string problem = std::string("the model settings were not applied: ") + e.what();
+        if (problem != modelProblem_) tellUser(kLogError, problem);
+        modelProblem_ = problem;
     }
 }
 
@@ -390,6 +392,11 @@ void Server::modelReplied(bool success) {
                                        {{"type", notice->failing ? kLogWarning : kLogInfo},
                                         {"message", "ostrel-lsp: " + notice->text}}));
     }
+}
+
+void Server::tellUser(int type, const std::string& text) {
+    writer_.send(
+        rpc::notification("window/showMessage", {{"type", type}, {"message", "ostrel-lsp: " + text}}));
 }
 
 void Server::logToClient(int type, const std::string& text) {

@@ -59,6 +59,7 @@ class Server {
     void applyClientSettings(const nlohmann::json& settings);
     void updateModel();
     void logToClient(int type, const std::string& text);
+    void tellUser(int type, const std::string& text);  // shown, not only logged
     void modelReplied(bool success);
 
     ServerOptions options_;
@@ -75,6 +76,7 @@ class Server {
     State state_ = State::Starting;
     bool exitAfterShutdown_ = false;
     std::vector<std::string> workspaceFolders_;  // under modelMutex_
+    std::string modelProblem_;                   // the last one told, under modelMutex_
     // Last, so that they end first: a change of the user's file must not reach a half-destroyed server.
     std::vector<foundation::msg_svc::eventmgr::ScopedConnection> storeListeners_;
 };

@@ -336,7 +336,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
         {{"settings",
           {{"ostrel.ai", {{"Endpoint", projectModel.url()}, {"ApiKeyVariable", "HOME"}}},
            {"ostrel.editor.language.ostrel", {{"FunctionIndentingFormat", "AllFunctionIndent"}}}}}});
-    EXPECT_THAT(server.notified("window/logMessage")["params"]["message"].dump(),
+    EXPECT_THAT(server.notified("window/showMessage")["params"]["message"].dump(),
                 testing::HasSubstr("ApiKeyVariable"));
     server.request(4, "textDocument/formatting", formattingParams(4, true));
     EXPECT_EQ(applyLineEdits(text, server.answer(4)["result"]), "function f()\n    x = 1;\nend\n");
@@ -347,7 +347,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     // A settings object that does not fit is refused with a message, and the last good one stays.
     server.notify("workspace/didChangeConfiguration",
                   {{"settings", {{"ostrel.editor.tab", {{"TabSize", "wide"}}}}}});
-    server.notified("window/logMessage");
+    server.notified("window/showMessage");
     server.notify("textDocument/didChange", {{"textDocument", {{"uri", kUri}, {"version", 2}}},
                                              {"contentChanges", {{{"text", text + "\n"}}}}});
     server.request(6, "textDocument/completion",

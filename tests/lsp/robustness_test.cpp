@@ -88,20 +88,32 @@ TEST(ServerRobustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
     EXPECT_EQ(server.waitForExit(), 0);
 }
 
-// A settings file that cannot be read leaves the defaults in force: the user is told at the start.
-TEST(ServerRobustness, AnUnreadableSettingsFileIsToldAtTheStart) {
+// Settings that cannot be used leave the defaults (or the last good ones) in force: the user is shown why,
+// once, where an editor would only file a log message.
+TEST(ServerRobustness, UnusableSettingsAreShownOnce) {
     const testing_support::TempFolder folder;
-    const std::vector<std::pair<std::string, std::string>> files = {
-        {folder.write("settings.json", "{ \"ostrel.ai\": "), "not valid JSON"},
-        {folder.path().string(), "not a regular file"},
+    const std::string good = folder.write("good.json", "{}");
+    struct Case {
+        std::string settingsFile;
+        nlohmann::json clientSettings;
+        std::string reason;
     };
-    for (const auto& [file, reason] : files) {
-        SCOPED_TRACE(file);
-        ServerProcess server({"--settings", file});
-        server.initialize();
-        const nlohmann::json told = server.notified("window/showMessage");
-        EXPECT_EQ(told["params"]["type"], 2);
-        EXPECT_THAT(told["params"]["message"].get<std::string>(), testing::HasSubstr(reason));
+    const std::vector<Case> cases = {
+        {folder.write("settings.json", "{ \"ostrel.ai\": "), nullptr, "not valid JSON"},
+        {folder.path().string(), nullptr, "not a regular file"},
+        {good, {{"ostrel.ai", {{"Backend", "opneai"}}}}, "unknown AI backend"},
+        {good, {{"ostrel.editor.tab", {{"TabSize", "wide"}}}}, "must be an integer"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.reason);
+        ServerProcess server({"--settings", c.settingsFile});
+        server.initialize(c.clientSettings);
+        std::vector<std::string> shown;
+        while (const auto message = server.receive(300ms)) {
+            if (message->value("method", "") == "window/showMessage")
+                shown.push_back((*message)["params"]["message"]);
+        }
+        EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr(c.reason)));
     }
 }
 
