@@ -225,9 +225,7 @@ nlohmann::json Server::initialize(const nlohmann::json& params) {
             applyClientSettings(*it);
     }
     updateModel();  // the local backend draws on the workspace's files
-    // Without the user's file the defaults apply (another model, other indentation): not silently.
-    if (const std::string problem = store_.lastError(); !problem.empty())
-        tellUser(kLogWarning, "the settings file was not read, so the defaults apply: " + problem);
+    checkSettingsFile();
     return {{"capabilities",
              {{"positionEncoding", "utf-16"},
               {"textDocumentSync", {{"openClose", true}, {"change", 2}}},
@@ -274,7 +272,21 @@ void Server::cancelRequest(const nlohmann::json& params) {
     scheduler_->cancel(id.dump());
 }
 
+void Server::checkSettingsFile() {
+    // Without the user's file the defaults apply (another model, other indentation), or its last good
+    // content while it is being edited: not silently. The store reads it again as it changes.
+    const std::string problem = store_.lastError();
+    if (!problem.empty() && problem != settingsFileProblem_) {
+        tellUser(kLogWarning,
+                 std::string("the settings file was not read, so ") +
+                     (state_ == State::Starting ? "the defaults apply: " : "its last good settings stay: ") +
+                     problem);
+    }
+    settingsFileProblem_ = problem;
+}
+
 void Server::completion(const rpc::Incoming& message, bool inlineCompletion) {
+    checkSettingsFile();
     const std::string uri = stringMember(member(message.params, "textDocument"), "uri");
     const Position position = positionValue(member(message.params, "position"));
     const Document* document = documents_.find(uri);

@@ -57,6 +57,7 @@ class Server {
     nlohmann::json formatting(const nlohmann::json& params, bool range);
 
     void applyClientSettings(const nlohmann::json& settings);
+    void checkSettingsFile();  // tells the user of a file the store rejected, once per problem
     void updateModel();
     void logToClient(int type, const std::string& text);
     void tellUser(int type, const std::string& text);  // shown, not only logged
@@ -77,6 +78,7 @@ class Server {
     bool exitAfterShutdown_ = false;
     std::vector<std::string> workspaceFolders_;  // under modelMutex_
     std::string modelProblem_;                   // the last one told, under modelMutex_
+    std::string settingsFileProblem_;            // the last one told
     // Last, so that they end first: a change of the user's file must not reach a half-destroyed server.
     std::vector<foundation::msg_svc::eventmgr::ScopedConnection> storeListeners_;
 };

@@ -115,6 +115,27 @@ TEST(ServerRobustness, UnusableSettingsAreShownOnce) {
         }
         EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr(c.reason)));
     }
+
+    // A file that goes bad while the server runs is told at the next completions, once.
+    const std::string edited = folder.write("edited.json", "{}");
+    ServerProcess server({"--settings", edited, "--backend", "reply-file", "--reply-file",
+                          folder.write("reply.txt", "```ostrel\nx = 1;\n```\n")});
+    server.initialize();
+    server.open("file:///a.ost", "y = 2;\n");
+    folder.write("edited.json", "{ \"ostrel.ai\": ");
+    std::this_thread::sleep_for(500ms);  // the store looks at the file every 150 ms
+    std::vector<std::string> shown;
+    for (int id = 2; id < 4; ++id) {
+        server.request(
+            id, "textDocument/completion",
+            {{"textDocument", {{"uri", "file:///a.ost"}}}, {"position", {{"line", 1}, {"character", 0}}}});
+        server.answer(id);
+    }
+    while (const auto message = server.receive(300ms)) {
+        if (message->value("method", "") == "window/showMessage")
+            shown.push_back((*message)["params"]["message"]);
+    }
+    EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr("its last good settings stay")));
 }
 
 struct Ending {
