@@ -1,7 +1,8 @@
 -- Drives the editors/nvim plug-in in a headless Neovim as a user would: type in insert mode, pause, see
 -- the ghost text, see it dismissed when typing on, and accept it with <Tab>; what the ghost text shows is
 -- what <Tab> writes, also with text after the cursor and in a CRLF file; the completion menu puts in a
--- completion of several lines; an unnamed buffer is served once it has a name. Exits 0 when all holds.
+-- completion of several lines; an unnamed buffer is served once it has a name, and a renamed one under
+-- its new name. Exits 0 when all holds.
 local program = assert(os.getenv('OSTREL_LSP_PROGRAM'), 'OSTREL_LSP_PROGRAM is not set')
 local source_dir = assert(os.getenv('OSTREL_SOURCE_DIR'), 'OSTREL_SOURCE_DIR is not set')
 local folder = vim.fn.tempname()
@@ -110,10 +111,15 @@ steps = coroutine.create(function()
   -- An unnamed buffer would share its URI with every other one: served only once it has a name.
   vim.cmd('enew')
   vim.bo.filetype = 'ostrel'
+  vim.api.nvim_buf_set_lines(0, 0, -1, false, { 'x = 1;' })
   sleep(200)
   assert(not served(), 'an unnamed buffer was served')
   vim.cmd('silent write ' .. folder .. '/named.ost')
   await(served, 'the buffer was not served after it was named')
+  -- Renamed, it is still served under its new name.
+  vim.cmd('silent saveas ' .. folder .. '/renamed.ost')
+  vim.api.nvim_input('Goq<BS>')
+  accept_what_is_shown('a renamed buffer')
 end)
 
 resume()

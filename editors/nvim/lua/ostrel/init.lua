@@ -248,6 +248,25 @@ function M.attach(buf)
       if shown and (cursor[1] - 1 ~= shown.row or cursor[2] ~= shown.col) then M.dismiss(buf) end
     end,
   })
+  -- Neovim 0.7 goes on sending the changes of a renamed buffer (:saveas, :file) under its new URI
+  -- without opening that: the server hears of the rename as a close and an open.
+  vim.api.nvim_create_autocmd('BufFilePre', {
+    group = group, buffer = buf, callback = function() buffer_state(buf).uri = vim.uri_from_bufnr(buf) end,
+  })
+  vim.api.nvim_create_autocmd('BufFilePost', {
+    group = group, buffer = buf,
+    callback = function()
+      local s, uri = buffer_state(buf), vim.uri_from_bufnr(buf)
+      if not s.client or not s.uri or s.uri == uri then return end
+      s.client.notify('textDocument/didClose', { textDocument = { uri = s.uri } })
+      local ending = ({ dos = '\r\n', mac = '\r' })[vim.bo[buf].fileformat] or '\n'
+      local text = table.concat(vim.api.nvim_buf_get_lines(buf, 0, -1, true), ending)
+      s.client.notify('textDocument/didOpen', { textDocument = {
+        uri = uri, languageId = 'ostrel', version = vim.api.nvim_buf_get_changedtick(buf),
+        text = vim.bo[buf].eol and text .. ending or text,
+      } })
+    end,
+  })
   vim.api.nvim_create_autocmd('CompleteDone', {
     group = group, buffer = buf, callback = function() completed(buf) end,
   })
