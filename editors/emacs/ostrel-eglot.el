@@ -238,6 +238,19 @@ AUTOMATIC tells the server the user paused rather than asked."
 
 ;;; Wiring
 
+(defvar-local ostrel--uri nil
+  "The URI the server knows the buffer by.")
+
+(defun ostrel--renamed ()
+  "Tell the server of the buffer's new file name as a close and an open.
+eglot 1.9 goes on under the new name, which the server never saw opened."
+  (when-let ((server (and ostrel--uri (eglot-current-server))))
+    (let ((uri (plist-get (eglot--TextDocumentIdentifier) :uri)))
+      (unless (equal uri ostrel--uri)
+        (jsonrpc-notify server :textDocument/didClose `(:textDocument (:uri ,ostrel--uri)))
+        (eglot--signal-textDocument/didOpen)
+        (setq ostrel--uri uri)))))
+
 (defun ostrel--managed ()
   "Set up completion and ghost text in an Ostrel buffer eglot manages.
 Undone when eglot stops managing it."
@@ -245,12 +258,16 @@ Undone when eglot stops managing it."
     (cond ((bound-and-true-p eglot--managed-mode)
            (add-hook 'completion-at-point-functions #'ostrel-completion-at-point nil t)
            (add-hook 'pre-command-hook #'ostrel--ghost-before-command nil t)
-           (add-hook 'after-change-functions #'ostrel--ghost-after-change nil t))
+           (add-hook 'after-change-functions #'ostrel--ghost-after-change nil t)
+           (setq ostrel--uri (plist-get (eglot--TextDocumentIdentifier) :uri))
+           (add-hook 'after-set-visited-file-name-hook #'ostrel--renamed nil t))
           (t
            (ostrel-ghost-dismiss)
            (remove-hook 'completion-at-point-functions #'ostrel-completion-at-point t)
            (remove-hook 'pre-command-hook #'ostrel--ghost-before-command t)
-           (remove-hook 'after-change-functions #'ostrel--ghost-after-change t)))))
+           (remove-hook 'after-change-functions #'ostrel--ghost-after-change t)
+           (remove-hook 'after-set-visited-file-name-hook #'ostrel--renamed t)
+           (setq ostrel--uri nil)))))
 
 (add-hook 'eglot-managed-mode-hook #'ostrel--managed)
 (add-hook 'ostrel-mode-hook #'eglot-ensure)

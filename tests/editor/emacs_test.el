@@ -4,7 +4,8 @@
 ;; starting the server), then: completion at point applies the server's edit, an error shows in Flymake
 ;; and goes away when fixed, eglot-format-buffer indents the buffer and TAB a line, and the ghost text
 ;; appears after a pause, is dismissed by typing on and is accepted with TAB, showing the line as TAB
-;; leaves it; a file indented with tabs keeps them.  The model is a reply file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
+;; leaves it; a file indented with tabs keeps them; a renamed buffer is still served.  The model is a
+;; reply file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
 
 (require 'package)
 (setq package-user-dir (make-temp-file "ostrel-emacs-packages" t))
@@ -154,6 +155,13 @@
     (goto-char (point-min)) (forward-line 3)
     (execute-kbd-macro (kbd "TAB"))
     (ostrel-test-check (equal (ostrel-test-line 4) "\t\ty = 2;") "TAB in a file of tabs: %S" (buffer-string))
+
+    ;; Saved under another name, the buffer is still served.
+    (write-file (expand-file-name "renamed.ost" ostrel-test-folder))
+    (ostrel-test-write "reply.txt" "```ostrel\nz = 3;\n```\n")
+    (goto-char (point-max))
+    (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
+    (ostrel-test-wait "no ghost text in the renamed buffer" (lambda () ostrel--ghost))
 
     (set-buffer-modified-p nil)
     (eglot-shutdown (eglot-current-server))))
