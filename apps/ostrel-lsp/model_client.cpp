@@ -10,6 +10,16 @@ namespace ostrel_lsp {
 SwitchableClient::SwitchableClient(const qvai::ClientOptions& options)
     : options_(options), client_(std::make_shared<qvai::AiClient>(options)) {}
 
+SwitchableClient::~SwitchableClient() {
+    // The host client answers what it still holds as it goes: while this object is whole.
+    std::shared_ptr<qvai::AiClient> last;
+    {
+        const std::lock_guard lock(mutex_);
+        last = std::move(client_);
+    }
+    observeReplies(nullptr);
+}
+
 void SwitchableClient::reconfigure(const qvai::ClientOptions& options) {
     auto fresh = std::make_shared<qvai::AiClient>(options);
     std::shared_ptr<qvai::AiClient> old;
@@ -17,6 +27,7 @@ void SwitchableClient::reconfigure(const qvai::ClientOptions& options) {
         const std::lock_guard lock(mutex_);
         old = std::exchange(client_, std::move(fresh));
         options_ = options;
+        ++generation_;
     }
     // `old` answers what it still holds as it goes away, outside the lock.
 }
@@ -30,11 +41,32 @@ void SwitchableClient::sendChatCompletion(qvai::core::gen::ChatCompletion reques
                                           qvai::ChatCompletionCallback callback,
                                           qvai::RequestContext context) {
     std::shared_ptr<qvai::AiClient> client;
+    std::uint64_t generation = 0;
     {
         const std::lock_guard lock(mutex_);
         client = client_;
+        generation = generation_;
     }
-    client->sendChatCompletion(std::move(request), std::move(callback), context);
+    auto observed = [this, generation, callback = std::move(callback)](
+                        bool success, qvai::core::gen::ChatCompletionMessage message) {
+        bool current = false;
+        {
+            const std::lock_guard lock(mutex_);
+            current = generation == generation_;
+        }
+        if (current) {
+            // Held while the observer runs, so that no call outlives observeReplies(nullptr).
+            const std::lock_guard calling(observerMutex_);
+            if (observer_) observer_(success);
+        }
+        callback(success, std::move(message));
+    };
+    client->sendChatCompletion(std::move(request), std::move(observed), context);
+}
+
+void SwitchableClient::observeReplies(std::function<void(bool success)> observer) {
+    const std::lock_guard lock(observerMutex_);
+    observer_ = std::move(observer);
 }
 
 qvai::RequestContext SwitchableClient::requestContext() {

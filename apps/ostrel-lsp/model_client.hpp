@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 
@@ -17,6 +19,9 @@ namespace ostrel_lsp {
 class SwitchableClient : public qvai::IQvaiClient {
   public:
     explicit SwitchableClient(const qvai::ClientOptions& options);
+    ~SwitchableClient() override;
+    SwitchableClient(const SwitchableClient&) = delete;
+    SwitchableClient& operator=(const SwitchableClient&) = delete;
 
     // Throws std::invalid_argument (and keeps the current client) for unusable options.
     void reconfigure(const qvai::ClientOptions& options);
@@ -26,10 +31,18 @@ class SwitchableClient : public qvai::IQvaiClient {
                             qvai::RequestContext context) override;
     qvai::RequestContext requestContext() override;
 
+    // Told whether each reply of the current host client succeeded (not those of a replaced one, which
+    // fail as it goes), on the client's thread before the reply's own callback; nullptr stops it, and
+    // returns only once no call is under way.
+    void observeReplies(std::function<void(bool success)> observer);
+
   private:
     mutable std::mutex mutex_;
     qvai::ClientOptions options_;
     std::shared_ptr<qvai::AiClient> client_;
+    std::uint64_t generation_ = 0;  // counts the host clients
+    std::mutex observerMutex_;
+    std::function<void(bool)> observer_;
 };
 
 // Registers a SwitchableClient in a framework of its own and makes that the framework the library finds,

@@ -16,6 +16,7 @@ namespace {
 
 constexpr int kLogError = 1;
 constexpr int kLogWarning = 2;
+constexpr int kLogInfo = 3;
 
 std::filesystem::path settingsPath(const ServerOptions& options) {
     return options.settingsFile ? std::filesystem::path(*options.settingsFile)
@@ -41,6 +42,14 @@ std::vector<std::string> workspaceFoldersOf(const nlohmann::json& params) {
     return paths;
 }
 
+// How the user knows the model: its backend and, for a model server, where it is.
+std::string modelName(const qvai::ClientOptions& options) {
+    if (options.Backend != "openai" && options.Backend != "infill")
+        return "the " + options.Backend + " backend";
+    return "the " + options.Backend + " model at " +
+           (options.Endpoint.empty() ? std::string("http://127.0.0.1:8080") : options.Endpoint);
+}
+
 // A request error with its protocol code.
 struct RequestError {
     int code;
@@ -58,6 +67,7 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
     settings::context::installSettingsRoot(layers_.root());
     const qvai::ClientOptions trusted = options_.model.over(consistentClientOptions(*store_.root()));
     model_ = std::make_unique<ModelService>(trusted);
+    model_->client().observeReplies([this](bool success) { modelReplied(success); });
     diagnostics_ = std::make_unique<DiagnosticsPublisher>(
         [this](const nlohmann::json& params) {
             writer_.send(rpc::notification("textDocument/publishDiagnostics", params));
@@ -81,6 +91,7 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
 }
 
 Server::~Server() {
+    model_->client().observeReplies(nullptr);
     storeListeners_.clear();
     stop();
     settings::context::installSettingsRoot(nullptr);
@@ -214,6 +225,7 @@ nlohmann::json Server::initialize(const nlohmann::json& params) {
             applyClientSettings(*it);
     }
     updateModel();  // the local backend draws on the workspace's files
+    checkSettingsFile();
     return {{"capabilities",
              {{"positionEncoding", "utf-16"},
               {"textDocumentSync", {{"openClose", true}, {"change", 2}}},
@@ -260,7 +272,21 @@ void Server::cancelRequest(const nlohmann::json& params) {
     scheduler_->cancel(id.dump());
 }
 
+void Server::checkSettingsFile() {
+    // Without the user's file the defaults apply (another model, other indentation), or its last good
+    // content while it is being edited: not silently. The store reads it again as it changes.
+    const std::string problem = store_.lastError();
+    if (!problem.empty() && problem != settingsFileProblem_) {
+        tellUser(kLogWarning,
+                 std::string("the settings file was not read, so ") +
+                     (state_ == State::Starting ? "the defaults apply: " : "its last good settings stay: ") +
+                     problem);
+    }
+    settingsFileProblem_ = problem;
+}
+
 void Server::completion(const rpc::Incoming& message, bool inlineCompletion) {
+    checkSettingsFile();
     const std::string uri = stringMember(member(message.params, "textDocument"), "uri");
     const Position position = positionValue(member(message.params, "position"));
     const Document* document = documents_.find(uri);
@@ -330,8 +356,9 @@ nlohmann::json Server::formatting(const nlohmann::json& params, bool range) {
 
 void Server::applyClientSettings(const nlohmann::json& settings) {
     const ClientSettingsOutcome outcome = layers_.applyClient(settings);
+    // The user's own mistakes, which nothing else would show them: an editor only files a log message.
     for (const std::string& problem : outcome.problems)
-        logToClient(kLogWarning, problem);
+        tellUser(kLogWarning, problem);
     if (outcome.debounceMs) debounceMs_ = *outcome.debounceMs;
     if (outcome.diagnosticsDelayMs)
         diagnostics_->setDelay(std::chrono::milliseconds(*outcome.diagnosticsDelayMs));
@@ -352,13 +379,36 @@ void Server::updateModel() {
             wanted.TimeoutMs == current.TimeoutMs && wanted.MaxTokens == current.MaxTokens &&
             wanted.Temperature == current.Temperature &&
             wanted.WorkspaceFolders == current.WorkspaceFolders) {
+            modelProblem_.clear();
             return;
         }
         model_->client().reconfigure(wanted);
+        modelProblem_.clear();
+        modelStatus_.reset();
         scheduler_->forgetShown();  // what the old model showed is no answer of the new one
     } catch (const std::exception& e) {
-        logToClient(kLogError, std::string("the model settings were not applied: ") + e.what());
+        // Every settings change tries again: the same problem is told once.
+        const std::string problem = std::string("the model settings were not applied: ") + e.what();
+        if (problem != modelProblem_) tellUser(kLogError, problem);
+        modelProblem_ = problem;
     }
+}
+
+void Server::modelReplied(bool success) {
+    const qvai::ClientOptions options = model_->client().options();
+    // The local backend having nothing to offer is an empty completion, not a failure.
+    if (options.Backend == "local") return;
+    if (const auto notice = modelStatus_.replied(success, modelName(options))) {
+        // The failure is shown; its end is only logged, since the warning said it would come.
+        writer_.send(rpc::notification(notice->failing ? "window/showMessage" : "window/logMessage",
+                                       {{"type", notice->failing ? kLogWarning : kLogInfo},
+                                        {"message", "ostrel-lsp: " + notice->text}}));
+    }
+}
+
+void Server::tellUser(int type, const std::string& text) {
+    writer_.send(
+        rpc::notification("window/showMessage", {{"type", type}, {"message", "ostrel-lsp: " + text}}));
 }
 
 void Server::logToClient(int type, const std::string& text) {

@@ -15,6 +15,7 @@
 #include "message_framing.hpp"
 #include "message_writer.hpp"
 #include "model_client.hpp"
+#include "model_status.hpp"
 #include "server_options.hpp"
 #include "settings/core/settings_store.hpp"
 #include "settings_layers.hpp"
@@ -56,14 +57,18 @@ class Server {
     nlohmann::json formatting(const nlohmann::json& params, bool range);
 
     void applyClientSettings(const nlohmann::json& settings);
+    void checkSettingsFile();  // tells the user of a file the store rejected, once per problem
     void updateModel();
     void logToClient(int type, const std::string& text);
+    void tellUser(int type, const std::string& text);  // shown, not only logged
+    void modelReplied(bool success);
 
     ServerOptions options_;
     MessageWriter& writer_;
     settings::core::SettingsStore store_;
     SettingsLayers layers_;
     std::unique_ptr<ModelService> model_;
+    ModelStatus modelStatus_;
     std::mutex modelMutex_;  // one model update at a time (protocol thread, settings thread)
     std::atomic<int> debounceMs_;
     DocumentStore documents_;
@@ -72,6 +77,8 @@ class Server {
     State state_ = State::Starting;
     bool exitAfterShutdown_ = false;
     std::vector<std::string> workspaceFolders_;  // under modelMutex_
+    std::string modelProblem_;                   // the last one told, under modelMutex_
+    std::string settingsFileProblem_;            // the last one told
     // Last, so that they end first: a change of the user's file must not reach a half-destroyed server.
     std::vector<foundation::msg_svc::eventmgr::ScopedConnection> storeListeners_;
 };

@@ -72,6 +72,15 @@ Without a server, indent it like the line above."
           (goto-char (- (point-max) from-end))
         (back-to-indentation)))))
 
+(defun ostrel--indented-with-tabs-p ()
+  "Whether more of the buffer's indented lines start with a tab than with a blank."
+  (save-excursion
+    (goto-char (point-min))
+    (let ((tabs 0) (blanks 0))
+      (while (re-search-forward "^\\([\t ]\\)[\t ]*[^\t \n]" nil t)
+        (if (equal (match-string 1) "\t") (setq tabs (1+ tabs)) (setq blanks (1+ blanks))))
+      (> tabs blanks))))
+
 ;;;###autoload
 (define-derived-mode ostrel-mode prog-mode "Ostrel"
   "Major mode for Ostrel code, served by ostrel-lsp through eglot."
@@ -80,7 +89,8 @@ Without a server, indent it like the line above."
   (setq-local font-lock-defaults '(ostrel-font-lock-keywords))
   ;; eglot's formatting request sends `tab-width' as the tab size, which the server also indents by.
   (setq-local tab-width ostrel-indent-offset)
-  (setq-local indent-tabs-mode nil)
+  ;; A file indented with tabs keeps them: TAB and formatting would otherwise turn its lines to spaces.
+  (setq-local indent-tabs-mode (ostrel--indented-with-tabs-p))
   (setq-local indent-line-function #'ostrel-indent-line))
 
 ;;;###autoload
@@ -163,13 +173,16 @@ Choosing it applies the server's edit."
   "Show ITEM, an inline completion item, as ghost text at point."
   (let* ((range (plist-get item :range))
          (text (plist-get item :insertText))
-         (typed (buffer-substring-no-properties (car (eglot--range-region range)) (point)))
+         (region (eglot--range-region range))
+         (typed (buffer-substring-no-properties (car region) (point)))
          ;; What is typed already is not shown again.
          (rest (if (string-prefix-p typed text) (substring text (length typed)) text))
-         (overlay (make-overlay (point) (point) nil t)))
+         ;; Text after point that the edit replaces is hidden while the ghost text shows.
+         (overlay (make-overlay (point) (max (point) (cdr region)) nil t)))
     (unless (string-empty-p rest)
       (setq rest (propertize rest 'face 'ostrel-ghost-text))
       (put-text-property 0 1 'cursor t rest)  ; the cursor stays before the ghost text
+      (overlay-put overlay 'invisible t)
       (overlay-put overlay 'after-string rest)
       (setq ostrel--ghost (list :overlay overlay :range range :text text
                                 :tick (buffer-chars-modified-tick))))))
@@ -225,6 +238,19 @@ AUTOMATIC tells the server the user paused rather than asked."
 
 ;;; Wiring
 
+(defvar-local ostrel--uri nil
+  "The URI the server knows the buffer by.")
+
+(defun ostrel--renamed ()
+  "Tell the server of the buffer's new file name as a close and an open.
+eglot 1.9 goes on under the new name, which the server never saw opened."
+  (when-let ((server (and ostrel--uri (eglot-current-server))))
+    (let ((uri (plist-get (eglot--TextDocumentIdentifier) :uri)))
+      (unless (equal uri ostrel--uri)
+        (jsonrpc-notify server :textDocument/didClose `(:textDocument (:uri ,ostrel--uri)))
+        (eglot--signal-textDocument/didOpen)
+        (setq ostrel--uri uri)))))
+
 (defun ostrel--managed ()
   "Set up completion and ghost text in an Ostrel buffer eglot manages.
 Undone when eglot stops managing it."
@@ -232,12 +258,16 @@ Undone when eglot stops managing it."
     (cond ((bound-and-true-p eglot--managed-mode)
            (add-hook 'completion-at-point-functions #'ostrel-completion-at-point nil t)
            (add-hook 'pre-command-hook #'ostrel--ghost-before-command nil t)
-           (add-hook 'after-change-functions #'ostrel--ghost-after-change nil t))
+           (add-hook 'after-change-functions #'ostrel--ghost-after-change nil t)
+           (setq ostrel--uri (plist-get (eglot--TextDocumentIdentifier) :uri))
+           (add-hook 'after-set-visited-file-name-hook #'ostrel--renamed nil t))
           (t
            (ostrel-ghost-dismiss)
            (remove-hook 'completion-at-point-functions #'ostrel-completion-at-point t)
            (remove-hook 'pre-command-hook #'ostrel--ghost-before-command t)
-           (remove-hook 'after-change-functions #'ostrel--ghost-after-change t)))))
+           (remove-hook 'after-change-functions #'ostrel--ghost-after-change t)
+           (remove-hook 'after-set-visited-file-name-hook #'ostrel--renamed t)
+           (setq ostrel--uri nil)))))
 
 (add-hook 'eglot-managed-mode-hook #'ostrel--managed)
 (add-hook 'ostrel-mode-hook #'eglot-ensure)

@@ -3,8 +3,9 @@
 ;; Compiles the file without a warning and opens an Ostrel file as a user would (the mode, eglot
 ;; starting the server), then: completion at point applies the server's edit, an error shows in Flymake
 ;; and goes away when fixed, eglot-format-buffer indents the buffer and TAB a line, and the ghost text
-;; appears after a pause, is dismissed by typing on and is accepted with TAB.  The model is a reply
-;; file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
+;; appears after a pause, is dismissed by typing on and is accepted with TAB, showing the line as TAB
+;; leaves it; a file indented with tabs keeps them; a renamed buffer is still served.  The model is a
+;; reply file.  Exits 0 when all holds; otherwise prints what failed and exits 1.
 
 (require 'package)
 (setq package-user-dir (make-temp-file "ostrel-emacs-packages" t))
@@ -129,6 +130,38 @@
     (ostrel-test-check (equal (ostrel-test-line 7) "z = x + y;") "TAB did not accept: %S" (buffer-string))
     (ostrel-test-check (and (null ostrel--ghost) (= (point) (line-end-position)))
                        "the ghost text stayed, or point is not after the completion")
+
+    ;; Inside a word, an edit that replaces the text after point: the line shows as TAB leaves it.
+    (ostrel-test-write "reply.txt" "```ostrel\nx = zeros(n, 1);\n```\n")
+    (erase-buffer)
+    (insert "y = 1;\nx = zeros(n, 1)\n")
+    (goto-char (point-min)) (forward-line 1) (forward-char 7)
+    (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
+    (ostrel-test-wait "no ghost text inside a word" (lambda () ostrel--ghost))
+    (let* ((overlay (plist-get ostrel--ghost :overlay))
+           (shown (concat (buffer-substring-no-properties (line-beginning-position) (overlay-start overlay))
+                          (ostrel-test-ghost-text)
+                          (if (overlay-get overlay 'invisible) "" (buffer-substring-no-properties
+                                                                   (overlay-start overlay) (overlay-end overlay)))
+                          (buffer-substring-no-properties (overlay-end overlay) (line-end-position)))))
+      (execute-kbd-macro (kbd "TAB"))
+      (ostrel-test-check (equal (ostrel-test-line 2) shown) "shown %S, TAB wrote %S" shown (ostrel-test-line 2)))
+
+    ;; A file indented with tabs keeps them when TAB indents a line.
+    (set-buffer-modified-p nil)
+    (find-file (ostrel-test-write "tabs.ost" "if a\n\tx = 1;\n\tif b\ny = 2;\n\tend\nend\n"))
+    (run-hooks 'post-command-hook)
+    (ostrel-test-wait "eglot does not manage the second file" (lambda () (bound-and-true-p eglot--managed-mode)))
+    (goto-char (point-min)) (forward-line 3)
+    (execute-kbd-macro (kbd "TAB"))
+    (ostrel-test-check (equal (ostrel-test-line 4) "\t\ty = 2;") "TAB in a file of tabs: %S" (buffer-string))
+
+    ;; Saved under another name, the buffer is still served.
+    (write-file (expand-file-name "renamed.ost" ostrel-test-folder))
+    (ostrel-test-write "reply.txt" "```ostrel\nz = 3;\n```\n")
+    (goto-char (point-max))
+    (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
+    (ostrel-test-wait "no ghost text in the renamed buffer" (lambda () ostrel--ghost))
 
     (set-buffer-modified-p nil)
     (eglot-shutdown (eglot-current-server))))

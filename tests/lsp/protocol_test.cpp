@@ -111,6 +111,37 @@ TEST(ServerCompletion, TypingTheStartOfAShownCompletionIsServedFromTheCache) {
     }
 }
 
+// A model that fails is told once with its reason, not at every request, and so is its return; a
+// failure after that is news again.
+TEST(ServerCompletion, AFailingModelIsToldOnceUntilItAnswersAgain) {
+    auto model = fencedModel();
+    ServerProcess server(modelArgs(model));
+    server.initialize();
+    server.open(kUri, kDraft + "    ");
+    int id = 1;
+    for (const int status : {500, 500, 200, 200, 500}) {
+        model.answer(status == 200 ? testing_support::chatReply(qvai::ostrelFence(kReply)) : "boom", status);
+        // Each request at another cursor, so that none is served from the cache.
+        ++id;
+        server.request(id, "textDocument/inlineCompletion", at(2, id % 2 == 0 ? 4 : 0));
+        server.answer(id);
+    }
+    std::vector<std::string> told;
+    while (const auto message = server.receive(300ms)) {
+        const std::string method = message->value("method", "");
+        if (method == "window/showMessage" || method == "window/logMessage")
+            told.push_back(method + " " + (*message)["params"]["type"].dump() + " " +
+                           (*message)["params"]["message"].get<std::string>());
+    }
+    EXPECT_THAT(told, testing::ElementsAre(testing::HasSubstr("showMessage 2 ostrel-lsp: the openai model at "
+                                                              "http://127.0.0.1:"),
+                                           testing::HasSubstr("logMessage 3 ostrel-lsp: the openai model at"),
+                                           testing::HasSubstr("showMessage 2")));
+    EXPECT_THAT(told, testing::ElementsAre(testing::HasSubstr("gave no reply: HTTP status 500"),
+                                           testing::HasSubstr("answers again"),
+                                           testing::HasSubstr("gave no reply: HTTP status 500")));
+}
+
 // An automatic request waits for a pause in typing, and typing on ends it before the model is asked. An
 // invoked request goes at once; a cancellation or a newer version ends it while the model still holds it,
 // and its late answer is dropped.
@@ -305,7 +336,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
         {{"settings",
           {{"ostrel.ai", {{"Endpoint", projectModel.url()}, {"ApiKeyVariable", "HOME"}}},
            {"ostrel.editor.language.ostrel", {{"FunctionIndentingFormat", "AllFunctionIndent"}}}}}});
-    EXPECT_THAT(server.notified("window/logMessage")["params"]["message"].dump(),
+    EXPECT_THAT(server.notified("window/showMessage")["params"]["message"].dump(),
                 testing::HasSubstr("ApiKeyVariable"));
     server.request(4, "textDocument/formatting", formattingParams(4, true));
     EXPECT_EQ(applyLineEdits(text, server.answer(4)["result"]), "function f()\n    x = 1;\nend\n");
@@ -316,7 +347,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     // A settings object that does not fit is refused with a message, and the last good one stays.
     server.notify("workspace/didChangeConfiguration",
                   {{"settings", {{"ostrel.editor.tab", {{"TabSize", "wide"}}}}}});
-    server.notified("window/logMessage");
+    server.notified("window/showMessage");
     server.notify("textDocument/didChange", {{"textDocument", {{"uri", kUri}, {"version", 2}}},
                                              {"contentChanges", {{{"text", text + "\n"}}}}});
     server.request(6, "textDocument/completion",

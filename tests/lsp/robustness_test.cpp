@@ -1,10 +1,12 @@
 // What the server does with input a well-behaved client would not send, and with its lifecycle: every
 // case ends in a clear error reply or a clean exit, and the server keeps serving afterwards.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
 
 #include "server_process.hpp"
+#include "support/temp_folder.hpp"
 
 namespace lsp_testing {
 namespace {
@@ -84,6 +86,56 @@ TEST(ServerRobustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
     EXPECT_EQ(server.answer(4)["error"]["code"], -32600);
     server.notify("exit");
     EXPECT_EQ(server.waitForExit(), 0);
+}
+
+// Settings that cannot be used leave the defaults (or the last good ones) in force: the user is shown why,
+// once, where an editor would only file a log message.
+TEST(ServerRobustness, UnusableSettingsAreShownOnce) {
+    const testing_support::TempFolder folder;
+    const std::string good = folder.write("good.json", "{}");
+    struct Case {
+        std::string settingsFile;
+        nlohmann::json clientSettings;
+        std::string reason;
+    };
+    const std::vector<Case> cases = {
+        {folder.write("settings.json", "{ \"ostrel.ai\": "), nullptr, "not valid JSON"},
+        {folder.path().string(), nullptr, "not a regular file"},
+        {good, {{"ostrel.ai", {{"Backend", "opneai"}}}}, "unknown AI backend"},
+        {good, {{"ostrel.editor.tab", {{"TabSize", "wide"}}}}, "must be an integer"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.reason);
+        ServerProcess server({"--settings", c.settingsFile});
+        server.initialize(c.clientSettings);
+        std::vector<std::string> shown;
+        while (const auto message = server.receive(300ms)) {
+            if (message->value("method", "") == "window/showMessage")
+                shown.push_back((*message)["params"]["message"]);
+        }
+        EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr(c.reason)));
+    }
+
+    // A file that goes bad while the server runs is told at the next completions, once.
+    const std::string edited = folder.write("edited.json", "{}");
+    ServerProcess server({"--settings", edited, "--backend", "reply-file", "--reply-file",
+                          folder.write("reply.txt", "```ostrel\nx = 1;\n```\n")});
+    server.initialize();
+    server.open("file:///a.ost", "y = 2;\n");
+    folder.write("edited.json", "{ \"ostrel.ai\": ");
+    std::this_thread::sleep_for(500ms);  // the store looks at the file every 150 ms
+    std::vector<std::string> shown;
+    for (int id = 2; id < 4; ++id) {
+        server.request(
+            id, "textDocument/completion",
+            {{"textDocument", {{"uri", "file:///a.ost"}}}, {"position", {{"line", 1}, {"character", 0}}}});
+        server.answer(id);
+    }
+    while (const auto message = server.receive(300ms)) {
+        if (message->value("method", "") == "window/showMessage")
+            shown.push_back((*message)["params"]["message"]);
+    }
+    EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr("its last good settings stay")));
 }
 
 struct Ending {

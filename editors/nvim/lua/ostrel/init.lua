@@ -36,15 +36,65 @@ function M.dismiss(buf)
   vim.api.nvim_buf_clear_namespace(buf, namespace, 0, -1)
 end
 
+-- The server's lines may end in CRLF (it follows the file's); the buffer holds lines without ends.
+local function split_lines(text)
+  return vim.split((text:gsub('\r\n', '\n'):gsub('\r', '\n')), '\n', { plain = true })
+end
+
+local function byte_col(line, character, encoding)
+  if encoding == 'utf-8' then return math.min(character, #line) end
+  local ok, col = pcall(vim.str_byteindex, line, character, encoding ~= 'utf-32')
+  return ok and col or #line
+end
+
+-- Tabs as the blanks they take from display column `from` on (virtual text shows no tab stops).
+local function expand_tabs(text, from, tabstop)
+  local column = from
+  return (text:gsub('[^\t]*\t', function(run)
+    column = column + vim.fn.strdisplaywidth(run:sub(1, -2))
+    local blanks = tabstop - column % tabstop
+    column = column + blanks
+    return run:sub(1, -2) .. string.rep(' ', blanks)
+  end))
+end
+
+-- Neovim 0.7 has no inline virtual text: the ghost overlays the rest of the cursor's line with the
+-- line as accepting would leave it (the completion, then the text after the edit in the normal colour,
+-- then blanks over what is left), and the completion's further lines go below.
 local function show(buf, item, tick, row, col)
   local s = buffer_state(buf)
-  local text_lines = vim.split(item.insertText, '\n', { plain = true })
-  local rest = {}
-  for i = 2, #text_lines do rest[#rest + 1] = { { text_lines[i], M.config.highlight } } end
-  vim.api.nvim_buf_set_extmark(buf, namespace, row, col, {
-    virt_text = { { text_lines[1], M.config.highlight } },
+  local encoding = s.client and s.client.offset_encoding or 'utf-16'
+  local line = vim.api.nvim_buf_get_lines(buf, row, row + 1, false)[1] or ''
+  if item.range.start.line ~= row then return end
+  local from = byte_col(line, item.range.start.character, encoding)
+  local rest = ''
+  if item.range['end'].line == row then
+    rest = line:sub(math.max(byte_col(line, item.range['end'].character, encoding), col) + 1)
+  end
+  local text_lines = split_lines(item.insertText)
+  -- What is typed already, from the edit's start to the cursor, is not shown again.
+  local typed = line:sub(from + 1, col)
+  if from < col and text_lines[1]:sub(1, #typed) == typed then
+    text_lines[1] = text_lines[1]:sub(#typed + 1)
+    from = col
+  end
+  local tabstop = vim.bo[buf].tabstop
+  local at = vim.fn.strdisplaywidth(line:sub(1, from))
+  local ghost = {}
+  for i, text in ipairs(text_lines) do ghost[i] = expand_tabs(text, i == 1 and at or 0, tabstop) end
+  rest = expand_tabs(rest, vim.fn.strdisplaywidth(ghost[#ghost]) + (#ghost == 1 and at or 0), tabstop)
+  local first = { { ghost[1], M.config.highlight } }
+  local below = {}
+  for i = 2, #ghost do below[#below + 1] = { { ghost[i], M.config.highlight } } end
+  local last = #below > 0 and below[#below] or first
+  if rest ~= '' then last[#last + 1] = { rest, 'Normal' } end
+  local covered = vim.fn.strdisplaywidth(line) - at
+  local shown = vim.fn.strdisplaywidth(ghost[1]) + (#below == 0 and vim.fn.strdisplaywidth(rest) or 0)
+  if covered > shown then first[#first + 1] = { string.rep(' ', covered - shown), 'Normal' } end
+  vim.api.nvim_buf_set_extmark(buf, namespace, row, from, {
+    virt_text = first,
     virt_text_pos = 'overlay',
-    virt_lines = #rest > 0 and rest or nil,
+    virt_lines = #below > 0 and below or nil,
   })
   s.shown = { item = item, tick = tick, row = row, col = col }
 end
@@ -82,6 +132,18 @@ local function schedule(buf)
   end))
 end
 
+-- Applies an edit of the server's and puts the cursor at the end of what went in.
+local function apply(buf, edit)
+  local s = buffer_state(buf)
+  vim.lsp.util.apply_text_edits({ edit }, buf, s.client and s.client.offset_encoding or 'utf-16')
+  local inserted = split_lines(edit.newText)
+  local row = edit.range.start.line + #inserted
+  local line = vim.api.nvim_buf_get_lines(buf, row - 1, row, false)[1] or ''
+  local col = #inserted == 1 and (vim.str_byteindex(line, edit.range.start.character, true) + #inserted[1])
+    or #inserted[#inserted]
+  vim.api.nvim_win_set_cursor(0, { row, math.min(col, #line) })
+end
+
 -- Applies the ghost text; returns false when none is shown.
 function M.accept(buf)
   buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
@@ -93,16 +155,36 @@ function M.accept(buf)
   end
   local item = shown.item
   M.dismiss(buf)
-  vim.lsp.util.apply_text_edits({ { range = item.range, newText = item.insertText } }, buf,
-    s.client and s.client.offset_encoding or 'utf-16')
-  -- The cursor goes to the end of what was inserted.
-  local inserted = vim.split(item.insertText, '\n', { plain = true })
-  local row = item.range.start.line + #inserted
-  local line = vim.api.nvim_buf_get_lines(buf, row - 1, row, false)[1] or ''
-  local col = #inserted == 1 and (vim.str_byteindex(line, item.range.start.character, true) + #inserted[1])
-    or #inserted[#inserted]
-  vim.api.nvim_win_set_cursor(0, { row, math.min(col, #line) })
+  apply(buf, { range = item.range, newText = item.insertText })
   return true
+end
+
+-- Neovim's completion menu puts an item in with complete(), which cannot break lines: a completion of
+-- several lines became one line with NULs in it, and one whose edit is an additional edit only its
+-- label. Both are put back and the server's edit applied instead.
+local function completed(buf)
+  local done = vim.v.completed_item
+  local data = type(done) == 'table' and type(done.user_data) == 'table' and done.user_data.nvim
+  local item = type(data) == 'table' and type(data.lsp) == 'table' and data.lsp.completion_item
+  if type(item) ~= 'table' or item.detail ~= 'Ostrel completion' or type(done.word) ~= 'string' then
+    return
+  end
+  local main, extra = item.textEdit, (item.additionalTextEdits or {})[1]
+  local edit
+  if main and main.newText ~= '' then
+    if not main.newText:find('[\r\n]') then return end
+    -- Its range ends at the cursor: with the word taken out it is empty at its start.
+    edit = { range = { start = main.range.start, ['end'] = main.range.start }, newText = main.newText }
+  elseif extra then
+    edit = extra
+  else
+    return
+  end
+  local row, col = unpack(vim.api.nvim_win_get_cursor(0))
+  local put = done.word:gsub('\n', '\0')
+  if col < #put or vim.api.nvim_get_current_line():sub(col - #put + 1, col) ~= put then return end
+  vim.api.nvim_buf_set_text(buf, row - 1, col - #put, row - 1, col, { '' })
+  apply(buf, edit)
 end
 
 local function root_of(buf)
@@ -114,6 +196,22 @@ end
 
 function M.attach(buf)
   buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
+  -- Neovim's client gives every unnamed buffer the one URI "file://": two of them would be one document
+  -- to the server, and their diagnostics would land in a buffer named "/". One is served once named.
+  if vim.api.nvim_buf_get_name(buf) == '' then
+    -- ":file NAME" and ":saveas" rename; ":w NAME" names it without BufFilePost, and drops its
+    -- buffer-local autocommands on the way, so these are global.
+    local group = vim.api.nvim_create_augroup('ostrel_unnamed_' .. buf, { clear = true })
+    vim.api.nvim_create_autocmd({ 'BufFilePost', 'BufWritePost' }, {
+      group = group,
+      callback = function(event)
+        if event.buf ~= buf or vim.api.nvim_buf_get_name(buf) == '' then return end
+        vim.api.nvim_del_augroup_by_id(group)
+        M.attach(buf)
+      end,
+    })
+    return
+  end
   local root = root_of(buf)
   local id = clients[root]
   if not id or not vim.lsp.get_client_by_id(id) then
@@ -149,6 +247,28 @@ function M.attach(buf)
       local cursor = vim.api.nvim_win_get_cursor(0)
       if shown and (cursor[1] - 1 ~= shown.row or cursor[2] ~= shown.col) then M.dismiss(buf) end
     end,
+  })
+  -- Neovim 0.7 goes on sending the changes of a renamed buffer (:saveas, :file) under its new URI
+  -- without opening that: the server hears of the rename as a close and an open.
+  vim.api.nvim_create_autocmd('BufFilePre', {
+    group = group, buffer = buf, callback = function() buffer_state(buf).uri = vim.uri_from_bufnr(buf) end,
+  })
+  vim.api.nvim_create_autocmd('BufFilePost', {
+    group = group, buffer = buf,
+    callback = function()
+      local s, uri = buffer_state(buf), vim.uri_from_bufnr(buf)
+      if not s.client or not s.uri or s.uri == uri then return end
+      s.client.notify('textDocument/didClose', { textDocument = { uri = s.uri } })
+      local ending = ({ dos = '\r\n', mac = '\r' })[vim.bo[buf].fileformat] or '\n'
+      local text = table.concat(vim.api.nvim_buf_get_lines(buf, 0, -1, true), ending)
+      s.client.notify('textDocument/didOpen', { textDocument = {
+        uri = uri, languageId = 'ostrel', version = vim.api.nvim_buf_get_changedtick(buf),
+        text = vim.bo[buf].eol and text .. ending or text,
+      } })
+    end,
+  })
+  vim.api.nvim_create_autocmd('CompleteDone', {
+    group = group, buffer = buf, callback = function() completed(buf) end,
   })
   vim.keymap.set('i', M.config.accept_key, function()
     if not M.accept(buf) then
