@@ -16,17 +16,19 @@ std::string infillRequestBody(const TemplateInput& input, int maxTokens, double 
                         {"stream", false}});
 }
 
-std::string infillReplyText(const std::string& body) {
+std::string infillReplyText(const std::string& body, const std::string& key) {
     const auto reply = parseReply(body);
-    if (!reply.is_object() || !reply.contains("content") || !reply["content"].is_string())
-        throw std::runtime_error("reply has no text content");
+    if (!reply.is_object() || !reply.contains("content") || !reply["content"].is_string()) {
+        const std::string message = reply.is_object() ? serverMessage(body, key) : std::string();
+        throw std::runtime_error("reply has no text content" + (message.empty() ? "" : ": " + message));
+    }
     return reply["content"].get<std::string>();
 }
 
 std::string InfillBackend::complete(const BackendRequest& request, const std::atomic<bool>& cancelled) {
     if (!request.input) throw std::runtime_error("the infill backend needs a completion template's input");
     const auto body = infillRequestBody(*request.input, request.maxTokens, request.temperature);
-    return ostrelFence(infillReplyText(postToEndpoint(endpoint_, body, cancelled)));
+    return ostrelFence(infillReplyText(postToEndpoint(endpoint_, body, cancelled), endpointKey(endpoint_)));
 }
 
 }  // namespace qvai

@@ -11,14 +11,57 @@ namespace {
 
 // Read per request, so that a key set after start-up is used; it goes into the header only. No key set:
 // the request goes without one, and a server that needs it answers 401, which is reported.
-std::vector<std::string> keyHeaders(const std::string& apiKeyVariable) {
+std::string apiKey(const std::string& apiKeyVariable) {
     if (apiKeyVariable.empty()) return {};
     const char* key = std::getenv(apiKeyVariable.c_str());
-    if (key == nullptr || *key == '\0') return {};
-    return {std::string("Authorization: Bearer ") + key};
+    return key == nullptr ? std::string() : std::string(key);
+}
+
+std::vector<std::string> keyHeaders(const std::string& key) {
+    if (key.empty()) return {};
+    return {"Authorization: Bearer " + key};
+}
+
+// The usual places of a server's explanation in a JSON body.
+std::string jsonErrorText(const nlohmann::json& body) {
+    if (!body.is_object()) return {};
+    for (const char* member : {"error", "detail", "message"}) {
+        const auto found = body.find(member);
+        if (found == body.end()) continue;
+        if (found->is_string()) return found->get<std::string>();
+        if (found->is_object() && found->contains("message") && (*found)["message"].is_string())
+            return (*found)["message"].get<std::string>();
+    }
+    return {};
 }
 
 }  // namespace
+
+std::string serverMessage(const std::string& body, const std::string& key) {
+    const auto json = nlohmann::json::parse(body, nullptr, false);
+    // A body that is not JSON is taken as text (a proxy's "Bad Gateway").
+    std::string text = json.is_discarded() ? body : jsonErrorText(json);
+    // Servers quote a wrong key back; it must not reach a log.
+    if (key.size() >= 4)
+        for (auto at = text.find(key); at != std::string::npos; at = text.find(key, at))
+            text.replace(at, key.size(), "***");
+    for (char& c : text)
+        if (static_cast<unsigned char>(c) < 0x20) c = ' ';
+    constexpr std::size_t kMostBytes = 200;
+    if (text.size() > kMostBytes) {
+        std::size_t cut = kMostBytes;
+        while (cut > 0 && (static_cast<unsigned char>(text[cut]) & 0xC0) == 0x80)
+            --cut;  // not inside a UTF-8 sequence
+        text = text.substr(0, cut) + "...";
+    }
+    const auto first = text.find_first_not_of(' ');
+    if (first == std::string::npos) return {};
+    return text.substr(first, text.find_last_not_of(' ') + 1 - first);
+}
+
+std::string endpointKey(const JsonEndpoint& endpoint) {
+    return apiKey(endpoint.apiKeyVariable);
+}
 
 std::string endpointBase(const ClientOptions& options) {
     return options.Endpoint.empty() ? std::string("http://127.0.0.1:8080") : options.Endpoint;
@@ -30,10 +73,13 @@ JsonEndpoint jsonEndpoint(const ClientOptions& options, std::string url) {
 
 std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body,
                            const std::atomic<bool>& cancelled) {
-    auto reply =
-        postJson(endpoint.url, body, keyHeaders(endpoint.apiKeyVariable), endpoint.limits, cancelled);
-    if (reply.status < 200 || reply.status >= 300)
-        throw std::runtime_error("HTTP status " + std::to_string(reply.status) + " from " + endpoint.url);
+    const std::string key = endpointKey(endpoint);
+    auto reply = postJson(endpoint.url, body, keyHeaders(key), endpoint.limits, cancelled);
+    if (reply.status < 200 || reply.status >= 300) {
+        const std::string message = serverMessage(reply.body, key);
+        throw std::runtime_error("HTTP status " + std::to_string(reply.status) + " from " + endpoint.url +
+                                 (message.empty() ? "" : ": " + message));
+    }
     return std::move(reply.body);
 }
 

@@ -32,11 +32,14 @@ std::string openAiRequestBody(const BackendRequest& request) {
     return requestText(body);
 }
 
-std::string openAiReplyText(const std::string& body) {
+std::string openAiReplyText(const std::string& body, const std::string& key) {
     const auto reply = parseReply(body);
     if (!reply.is_object() || !reply.contains("choices") || !reply["choices"].is_array() ||
-        reply["choices"].empty())
-        throw std::runtime_error("reply has no choices");
+        reply["choices"].empty()) {
+        // Some servers and proxies send their error with status 200.
+        const std::string message = reply.is_object() ? serverMessage(body, key) : std::string();
+        throw std::runtime_error("reply has no choices" + (message.empty() ? "" : ": " + message));
+    }
     const auto& choice = reply["choices"][0];
     if (!choice.is_object() || !choice.contains("message") || !choice["message"].is_object())
         throw std::runtime_error("reply's first choice has no message");
@@ -46,7 +49,8 @@ std::string openAiReplyText(const std::string& body) {
 }
 
 std::string OpenAiBackend::complete(const BackendRequest& request, const std::atomic<bool>& cancelled) {
-    return openAiReplyText(postToEndpoint(endpoint_, openAiRequestBody(request), cancelled));
+    return openAiReplyText(postToEndpoint(endpoint_, openAiRequestBody(request), cancelled),
+                           endpointKey(endpoint_));
 }
 
 }  // namespace qvai

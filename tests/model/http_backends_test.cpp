@@ -130,12 +130,17 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
                 response.set_content(R"({"choices":[{"message":{"content":null}}]})", "application/json");
             if (kind == "echo") response.set_content(request.get_header_value("Authorization"), "text/plain");
             if (kind == "echo" || kind.empty()) response.status = kind.empty() ? 500 : 401;
+            if (kind == "refused" || kind == "refusedok")
+                response.set_content(
+                    R"({"error":{"message":"Rate limit reached\nfor )" + std::string(kKey) + R"("}})",
+                    "application/json");
+            if (kind == "refused") response.status = 429;
         });
     });
     LoopbackServer closed;
     std::vector<std::string> endpoints{closed.url(), server.url()};
     closed.stop();
-    for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo"})
+    for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok"})
         endpoints.push_back(server.url() + "/" + kind);
 
     for (const std::string backend : {"openai", "infill"}) {
@@ -153,6 +158,10 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     released.notify_all();
     const std::string log = capture.joined();
     EXPECT_NE(log.find("HTTP status 500"), std::string::npos) << "failures are logged";
+    // The server's own explanation, on one line, also when it comes with status 200.
+    EXPECT_NE(log.find("/refused/v1/chat/completions: Rate limit reached for ***"), std::string::npos) << log;
+    EXPECT_NE(log.find("choices: Rate limit reached for ***"), std::string::npos) << log;
+    EXPECT_NE(log.find("content: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_EQ(log.find(kKey), std::string::npos);
 }
 
