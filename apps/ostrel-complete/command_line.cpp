@@ -79,7 +79,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     app.add_option_function<std::string>("--at", [&](const std::string& v) { parseAt(v, line.cursor); });
     number("--offset", line.cursor.offset);
     text("--settings", line.settingsFile);
-    choice("--backend", line.backend, {"local", "openai", "infill", "reply-file"});
+    choice("--backend", line.backend, {kBackendNames.begin(), kBackendNames.end()});
     text("--endpoint", line.endpoint);
     text("--model", line.model);
     text("--api-key-variable", line.apiKeyVariable);
@@ -87,8 +87,14 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     app.add_option("--corpus", line.corpusFolders)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--workspace", line.workspaceFolders)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    number("--timeout-ms", line.timeoutMs);
-    number("--max-tokens", line.maxTokens);
+    const auto positive = [&](const char* name, std::optional<int>& target) {
+        app.add_option_function<std::string>(name, [&target, name](const std::string& v) {
+            target = parseNumber<int>(name, v);
+            if (*target <= 0) throw std::invalid_argument(std::string(name) + " must be positive, not " + v);
+        });
+    };
+    positive("--timeout-ms", line.timeoutMs);
+    positive("--max-tokens", line.maxTokens);
     app.add_option_function<std::string>(
         "--temperature", [&](const std::string& v) { line.temperature = parseTemperature(v); });
     number("--tab-size", line.tabSize);
@@ -148,7 +154,8 @@ Model (override the "ostrel.ai" settings):
   --max-tokens N          longest reply to ask for
   --temperature X         sampling temperature
   --corpus DIR            local: another folder of .ost files (repeatable)
-  --reply-file FILE       reply-file: the file that holds the model's reply
+  --reply-file FILE       reply-file: the file that holds the model's reply (with --backend
+                          reply-file, or that backend in the settings)
   --workspace DIR         local: a folder of the user's code to draw on (repeatable; default the
                           folder of FILE)
 

@@ -94,7 +94,20 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         {file + "--settings /nonexistent/settings.json", "/nonexistent/settings.json does not exist"},
         {file + "--settings " + folder.write("syntax.json", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
         {file + "--settings " + folder.write("nan.json", R"({"ostrel.ai": {"Temperature": "nan"}})"),
-         "Temperature"},
+         "nan.json: 'ostrel.ai.Temperature' must be"},
+        // These went on with the text decoded to U+FFFD (the local backend offered the bytes back), ran
+        // on with another backend, or named an option or leaf without the file it came from.
+        {folder.write("nul.ost", std::string("x = 1;\ny") + '\0' + " = 2;\n") + " --at 1:1",
+         "not a text file (a NUL byte on line 2)"},
+        {folder.write("latin.ost", "x = 1;\n% caf\xE9\n") + " --at 1:1", "not UTF-8 text (line 2)"},
+        {file + "--reply-file " + folder.write("r.txt", "```ostrel\nx = 1;\n```"),
+         "--reply-file is for the reply-file backend"},
+        {file + "--timeout-ms 0", "--timeout-ms must be positive"},
+        {file + "--settings " + folder.write("backend.json", R"({"ostrel.ai": {"Backend": "gpt"}})") +
+             " --backend local",
+         "backend.json: 'ostrel.ai.Backend' must be one of"},
+        {file + "--settings " + folder.write("tokens.json", R"({"ostrel.ai": {"MaxTokens": 0}})"),
+         "tokens.json: 'ostrel.ai.MaxTokens' must be positive"},
         {file + "--temperature nan", "--temperature expects a finite number"},
         {file + "--temperature -1", "--temperature expects a finite number"},
     };
