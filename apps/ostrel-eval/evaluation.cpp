@@ -11,6 +11,7 @@
 
 #include "ca/single_file_analyzer.hpp"
 #include "client_registration.hpp"
+#include "failure_counting_backend.hpp"
 #include "fl/i18n.hpp"
 #include "planned_backend.hpp"
 #include "prompt_key.hpp"
@@ -140,10 +141,15 @@ EvalReport evaluate(const EvalOptions& options,
             finished += report.cases.size();
         }
     } else {
-        const ClientRegistration registration(client, qvai::makeBackend(client));
+        auto backend = std::make_unique<FailureCountingBackend>(qvai::makeBackend(client));
+        const FailureCountingBackend& counted = *backend;
+        const ClientRegistration registration(client, std::move(backend));
         report.runs.push_back(
             {options.backend, runCases(report.cases, texts, settingsOf, report.threads, onProgress), 0});
         report.model = modelMetrics(report.cases, report.runs.back().results);
+        report.model->requests = counted.requests();
+        report.model->failures = counted.failures();
+        report.model->firstFailure = counted.firstFailure();
     }
     report.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return report;
