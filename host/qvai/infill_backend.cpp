@@ -17,6 +17,13 @@ std::string infillRequestBody(const TemplateInput& input, int maxTokens, double 
 }
 
 std::string infillReplyText(const std::string& body, const std::string& key) {
+    if (const auto events = streamedEvents(body, key)) {
+        std::string text;
+        for (const auto& event : *events)
+            if (event.is_object() && event.contains("content") && event["content"].is_string())
+                text += event["content"].get<std::string>();
+        return text;
+    }
     const auto reply = parseReply(body);
     if (!reply.is_object() || !reply.contains("content") || !reply["content"].is_string()) {
         const std::string message = reply.is_object() ? serverMessage(body, key) : std::string();

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <string_view>
 #include <vector>
 
 namespace qvai {
@@ -85,6 +86,33 @@ std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body
 
 std::string requestText(const nlohmann::json& body) {
     return body.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::optional<std::vector<nlohmann::json>> streamedEvents(const std::string& body, const std::string& key) {
+    const std::size_t start = body.find_first_not_of(" \t\r\n");
+    if (start == std::string::npos || body.compare(start, 5, "data:") != 0) return std::nullopt;
+    std::vector<nlohmann::json> events;
+    std::size_t at = start;
+    while (at < body.size()) {
+        std::size_t end = body.find('\n', at);
+        if (end == std::string::npos) end = body.size();
+        std::string_view line(body.data() + at, end - at);
+        at = end + 1;
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        // Other fields (event:, id:, comments) carry no text.
+        if (!line.starts_with("data:")) continue;
+        line.remove_prefix(5);
+        while (line.starts_with(' '))
+            line.remove_prefix(1);
+        if (line == "[DONE]") break;
+        auto event = nlohmann::json::parse(line, nullptr, false);
+        if (event.is_discarded()) throw std::runtime_error("streamed reply holds an event that is not JSON");
+        if (event.is_object() && event.contains("error"))
+            throw std::runtime_error("the server broke off the streamed reply: " +
+                                     serverMessage(std::string(line), key));
+        events.push_back(std::move(event));
+    }
+    return events;
 }
 
 nlohmann::json parseReply(const std::string& body) {

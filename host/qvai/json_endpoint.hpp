@@ -2,7 +2,9 @@
 
 #include <atomic>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "qvai/client_options.hpp"
 #include "qvai/http_post.hpp"
@@ -36,6 +38,10 @@ std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body
 
 // A request body as text; text that is not UTF-8 is replaced rather than thrown on.
 std::string requestText(const nlohmann::json& body);
+// The events of a body streamed as server-sent events ("data: {...}" lines, up to "data: [DONE]"), which
+// some servers send even when asked not to stream; nullopt for any other body. Throws std::runtime_error
+// for an event that is not JSON or that carries the server's error (`key` masked in the message).
+std::optional<std::vector<nlohmann::json>> streamedEvents(const std::string& body, const std::string& key);
 // Throws std::runtime_error when the reply body is not JSON.
 nlohmann::json parseReply(const std::string& body);
 

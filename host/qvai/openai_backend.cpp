@@ -33,6 +33,19 @@ std::string openAiRequestBody(const BackendRequest& request) {
 }
 
 std::string openAiReplyText(const std::string& body, const std::string& key) {
+    if (const auto events = streamedEvents(body, key)) {
+        std::string text;
+        for (const auto& event : *events) {
+            const auto choices = event.is_object() ? event.find("choices") : event.end();
+            if (choices == event.end() || !choices->is_array() || choices->empty()) continue;
+            const auto& choice = (*choices)[0];
+            for (const char* member : {"delta", "message"})
+                if (choice.is_object() && choice.contains(member) && choice[member].is_object() &&
+                    choice[member].contains("content") && choice[member]["content"].is_string())
+                    text += choice[member]["content"].get<std::string>();
+        }
+        return text;
+    }
     const auto reply = parseReply(body);
     if (!reply.is_object() || !reply.contains("choices") || !reply["choices"].is_array() ||
         reply["choices"].empty()) {

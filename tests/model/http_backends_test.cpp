@@ -61,6 +61,13 @@ TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply
     EXPECT_NE(user.find("\nend"), std::string::npos);
     EXPECT_NE(user.find("total, x"), std::string::npos);
     EXPECT_EQ(user.find("{{"), std::string::npos);  // every slot filled
+
+    // A server that streams though asked not to: the pieces, in order.
+    server.answer(
+        "data: {\"choices\":[{\"delta\":{\"role\":\"assistant\"}}]}\r\n\r\n"
+        ": keep-alive\n\ndata:{\"choices\":[{\"delta\":{\"content\":\"```ostrel\\nx\"}}]}\n\n"
+        "data: {\"choices\":[{\"delta\":{\"content\":\" = 1;\\n```\"}}]}\n\ndata: [DONE]\n\n");
+    EXPECT_EQ(askThrough("openai", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
 }
 
 TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
@@ -72,6 +79,9 @@ TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
     EXPECT_EQ(sent["input_prefix"], "for i = 1:n\n");
     EXPECT_EQ(sent["input_suffix"], "\nend\t\"q\"");
     EXPECT_EQ(sent["n_predict"], 77);
+
+    server.answer("data: {\"content\":\"x\"}\n\ndata: {\"content\":\" = 1;\",\"stop\":true}\n\n");
+    EXPECT_EQ(askThrough("infill", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
 }
 
 TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
@@ -135,12 +145,16 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
                     R"({"error":{"message":"Rate limit reached\nfor )" + std::string(kKey) + R"("}})",
                     "application/json");
             if (kind == "refused") response.status = 429;
+            if (kind == "streamerror")
+                response.set_content("data: {\"error\":{\"message\":\"Model overloaded\"}}\n\n",
+                                     "text/event-stream");
         });
     });
     LoopbackServer closed;
     std::vector<std::string> endpoints{closed.url(), server.url()};
     closed.stop();
-    for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok"})
+    for (const char* kind :
+         {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok", "streamerror"})
         endpoints.push_back(server.url() + "/" + kind);
 
     for (const std::string backend : {"openai", "infill"}) {
@@ -162,6 +176,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     EXPECT_NE(log.find("/refused/v1/chat/completions: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("choices: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("content: Rate limit reached for ***"), std::string::npos) << log;
+    EXPECT_NE(log.find("broke off the streamed reply: Model overloaded"), std::string::npos) << log;
     EXPECT_EQ(log.find(kKey), std::string::npos);
 }
 
