@@ -132,6 +132,10 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     if (line.cursor.offset.has_value() == line.cursor.line.has_value()) {
         throw std::invalid_argument("give the cursor with exactly one of --at LINE:COLUMN and --offset N");
     }
+    // Either would otherwise be dropped without a word.
+    if (line.json && line.show) throw std::invalid_argument("give at most one of --json and --show");
+    if (line.logLevel && !line.logFile)
+        throw std::invalid_argument("--log-level needs --log FILE (\"-\" for stderr)");
     return line;
 }
 
@@ -163,6 +167,8 @@ Formatting (override the editor settings):
   --tab-size N  --indent-size N  --insert-spaces | --insert-tabs
   --function-indent ClassicFunctionIndent | MixedFunctionIndent | AllFunctionIndent
   --blank-lines Indent | Ignore | RemoveWhitespace
+                          blank lines in the completion: given their level's indentation (the
+                          settings' PadEmptyLines true), left as they are, or emptied (false)
 
 Output:
   --json                  the six result texts and each stage's time, as JSON

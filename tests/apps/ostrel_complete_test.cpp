@@ -103,6 +103,8 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         {file + "--reply-file " + folder.write("r.txt", "```ostrel\nx = 1;\n```"),
          "--reply-file is for the reply-file backend"},
         {file + "--timeout-ms 0", "--timeout-ms must be positive"},
+        {file + "--log-level trace", "--log-level needs --log FILE"},
+        {file + "--json --show", "at most one of --json and --show"},
         {file + "--settings " + folder.write("backend.json", R"({"ostrel.ai": {"Backend": "gpt"}})") +
              " --backend local",
          "backend.json: 'ostrel.ai.Backend' must be one of"},
