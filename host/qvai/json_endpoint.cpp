@@ -77,7 +77,13 @@ std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body
     const std::string key = endpointKey(endpoint);
     auto reply = postJson(endpoint.url, body, keyHeaders(key), endpoint.limits, cancelled);
     if (reply.status < 200 || reply.status >= 300) {
-        const std::string message = serverMessage(reply.body, key);
+        std::string message = serverMessage(reply.body, key);
+        // The usual cause of a refusal: the variable was not exported to this program.
+        if ((reply.status == 401 || reply.status == 403) && key.empty())
+            message += (message.empty() ? "" : "; ") + std::string("no API key was sent (") +
+                       (endpoint.apiKeyVariable.empty() ? "no key variable is set"
+                                                        : "$" + endpoint.apiKeyVariable + " is not set") +
+                       ")";
         throw std::runtime_error("HTTP status " + std::to_string(reply.status) + " from " + endpoint.url +
                                  (message.empty() ? "" : ": " + message));
     }

@@ -118,6 +118,13 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     setenv(kKeyVariable, "", 1);  // set but empty counts as no key
     EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
     EXPECT_FALSE(server.last().has_header("Authorization"));
+
+    // A server that wants one says so, and the failure says which variable was not set.
+    testing_support::LogCapture capture;
+    server.answer(R"({"error":{"message":"Missing bearer token"}})", 401);
+    EXPECT_EQ(askThrough("openai", server.url(), request), kFailed);
+    EXPECT_THAT(capture.joined(), testing::HasSubstr("Missing bearer token; no API key was sent ($" +
+                                                     std::string(kKeyVariable) + " is not set)"));
 }
 
 // Each way a server can fail, for both HTTP backends: an empty reply, flagged unsuccessful, well within
