@@ -91,6 +91,9 @@ HttpReply postJson(const std::string& url, const std::string& body, const std::v
         throw std::runtime_error("reply body from " + url + " exceeds " +
                                  std::to_string(limits.maxBodyBytes) + " bytes");
     if (result == CURLE_ABORTED_BY_CALLBACK) throw std::runtime_error("request to " + url + " cancelled");
+    // Said with the limit, which the user can raise.
+    if (result == CURLE_OPERATION_TIMEDOUT)
+        throw std::runtime_error("no reply from " + url + " within " + std::to_string(timeout) + " ms");
     if (result != CURLE_OK)
         throw std::runtime_error("request to " + url + " failed: " + curl_easy_strerror(result));
 

@@ -179,6 +179,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     released.notify_all();
     const std::string log = capture.joined();
     EXPECT_NE(log.find("HTTP status 500"), std::string::npos) << "failures are logged";
+    EXPECT_NE(log.find("/hang/v1/chat/completions within 400 ms"), std::string::npos) << log;
     // The server's own explanation, on one line, also when it comes with status 200.
     EXPECT_NE(log.find("/refused/v1/chat/completions: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("choices: Rate limit reached for ***"), std::string::npos) << log;
