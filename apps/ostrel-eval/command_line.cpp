@@ -50,6 +50,11 @@ std::optional<EvalOptions> parseCommandLine(int argc, const char* const* argv, i
         ->check(CLI::Range(0, 1024));
     try {
         app.parse(argc, argv);
+        // A real model writes its own replies; the shapes would be dropped without a word.
+        if (!variants.empty() && options.backend != "reply-file")
+            throw CLI::ValidationError("--variants", "reply shapes are planned replies; the " +
+                                                         options.backend +
+                                                         " backend writes its own (leave --variants out)");
     } catch (const CLI::ParseError& e) {
         status = app.exit(e);
         return std::nullopt;
