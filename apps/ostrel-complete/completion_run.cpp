@@ -76,6 +76,12 @@ std::filesystem::path settingsFileOf(const CommandLine& line) {
 
 // The local backend draws on the user's code: the folders named, or else the folder of the file.
 std::vector<std::string> workspaceFoldersOf(const CommandLine& line) {
+    // The client passes over folders that have gone (a language server's may); one named here is a typo.
+    for (const std::string& folder : line.workspaceFolders) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(folder, error))
+            throw std::invalid_argument("--workspace " + folder + " is not a folder");
+    }
     if (!line.workspaceFolders.empty() || line.file == "-") return line.workspaceFolders;
     const auto folder = std::filesystem::absolute(line.file).parent_path();
     return {folder.string()};

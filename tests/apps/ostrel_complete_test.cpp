@@ -104,6 +104,7 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
          "--reply-file is for the reply-file backend"},
         {file + "--timeout-ms 0", "--timeout-ms must be positive"},
         {file + "--log-level trace", "--log-level needs --log FILE"},
+        {file + "--workspace examples/no_such_folder", "--workspace examples/no_such_folder is not a folder"},
         {file + "--json --show", "at most one of --json and --show"},
         {file + "--settings " + folder.write("backend.json", R"({"ostrel.ai": {"Backend": "gpt"}})") +
              " --backend local",
