@@ -76,6 +76,7 @@ TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
 TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
     const testing_support::TempFolder folder;
     const std::string file = "examples/matrix_stats.ost --at 1:1 ";
+    const std::string smile = folder.write("smile.ost", "% \xF0\x9F\x98\x80\r\nx = 1;\r\n");  // U+1F600
     const std::pair<std::string, std::string> cases[] = {
         {"examples/no_such_file.ost --at 1:1", "cannot read examples/no_such_file.ost"},
         {"examples/matrix_stats.ost --at 999:1", "is outside examples/matrix_stats.ost"},
@@ -104,6 +105,9 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
          "--reply-file is for the reply-file backend"},
         {file + "--timeout-ms 0", "--timeout-ms must be positive"},
         {file + "--log-level trace", "--log-level needs --log FILE"},
+        // Text inserted there would split a character or a line end.
+        {smile + " --at 1:4", "cursor 1:4 is inside a character"},
+        {smile + " --offset 5", "offset 5 is inside a line end"},
         {file + "--workspace examples/no_such_folder", "--workspace examples/no_such_folder is not a folder"},
         {file + "--json --show", "at most one of --json and --show"},
         {file + "--settings " + folder.write("backend.json", R"({"ostrel.ai": {"Backend": "gpt"}})") +
