@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -104,11 +105,14 @@ HttpReply postJson(const std::string& url, const std::string& body, const std::v
 }
 
 std::string joinUrl(std::string base, const std::string& path) {
+    const std::size_t query = base.find('?');
+    const std::string rest = query == std::string::npos ? "" : base.substr(query);
+    base.resize(std::min(query, base.size()));
     while (!base.empty() && base.back() == '/')
         base.pop_back();
     if (base.size() >= path.size() && base.compare(base.size() - path.size(), path.size(), path) == 0)
-        return base;
-    return base + path;
+        return base + rest;
+    return base + path + rest;
 }
 
 }  // namespace qvai

@@ -1,5 +1,6 @@
 #include "qvai/openai_backend.hpp"
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 
@@ -8,11 +9,15 @@ namespace qvai {
 namespace {
 
 std::string chatCompletionsUrl(std::string base) {
+    // A query (some gateways want "?api-version=...") stays at the end.
+    const std::size_t query = base.find('?');
+    const std::string rest = query == std::string::npos ? "" : base.substr(query);
+    base.resize(std::min(query, base.size()));
     while (!base.empty() && base.back() == '/')
         base.pop_back();
-    if (base.ends_with("/chat/completions")) return base;
-    if (base.ends_with("/v1")) return base + "/chat/completions";
-    return base + "/v1/chat/completions";
+    if (base.ends_with("/chat/completions")) return base + rest;
+    if (base.ends_with("/v1")) return base + "/chat/completions" + rest;
+    return base + "/v1/chat/completions" + rest;
 }
 
 }  // namespace

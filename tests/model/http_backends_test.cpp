@@ -92,12 +92,17 @@ TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
         {"openai", "/v1/", "/v1/chat/completions"},
         {"openai", "/v1/chat/completions", "/v1/chat/completions"},
         {"infill", "", "/infill"},
-        {"infill", "/infill/", "/infill"}};
+        {"infill", "/infill/", "/infill"},
+        {"openai", "/v1?api-version=1", "/v1/chat/completions"},
+        {"infill", "/?api-version=1", "/infill"}};
     for (const auto& [backend, suffix, path] : cases) {
         EXPECT_THAT(askThrough(backend, server.url() + suffix, completionRequest("x", "")),
                     testing::HasSubstr("ok"))
             << backend << suffix;
         EXPECT_EQ(server.last().path, path) << backend << " " << suffix;
+        EXPECT_EQ(server.last().get_param_value("api-version"),
+                  std::string(suffix).find('?') != std::string::npos ? "1" : "")
+            << backend << " " << suffix;
     }
 }
 
