@@ -143,7 +143,8 @@ std::string usage() {
     return R"(usage: ostrel-complete FILE (--at LINE:COLUMN | --offset N) [options]
 
 Prints the completion for the cursor in FILE, and nothing else. FILE "-" reads the text from
-standard input (an unsaved buffer).
+standard input (an unsaved buffer). The completion may replace text at the cursor (the rest of the
+line it writes out again): --json gives the range.
 
 Cursor:
   --at LINE:COLUMN        1-based line and column (columns count UTF-16 code units)
@@ -171,7 +172,8 @@ Formatting (override the editor settings):
                           settings' PadEmptyLines true), left as they are, or emptied (false)
 
 Output:
-  --json                  the six result texts and each stage's time, as JSON
+  --json                  the six result texts, the edit (start, end in UTF-16 code units, text)
+                          and each stage's time, as JSON
   --show                  the file around the cursor with the completion marked
   --settings FILE         settings file (default $XDG_CONFIG_HOME/ostrel/settings.json)
   --log FILE              write the diagnostic log to FILE ("-" for stderr)
