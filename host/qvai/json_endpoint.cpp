@@ -1,5 +1,7 @@
 #include "qvai/json_endpoint.hpp"
 
+#include <algorithm>
+#include <cctype>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -21,6 +23,12 @@ std::string apiKey(const std::string& apiKeyVariable) {
 std::vector<std::string> keyHeaders(const std::string& key) {
     if (key.empty()) return {};
     return {"Authorization: Bearer " + key};
+}
+
+bool looksLikeVariableName(const std::string& name) {
+    return !name.empty() && !std::isdigit(static_cast<unsigned char>(name[0])) &&
+           std::all_of(name.begin(), name.end(),
+                       [](char c) { return (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_'; });
 }
 
 // The usual places of a server's explanation in a JSON body.
@@ -82,7 +90,10 @@ std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body
         if ((reply.status == 401 || reply.status == 403) && key.empty())
             message += (message.empty() ? "" : "; ") + std::string("no API key was sent (") +
                        (endpoint.apiKeyVariable.empty() ? "no key variable is set"
-                                                        : "$" + endpoint.apiKeyVariable + " is not set") +
+                        // A key put where its variable's name belongs is not repeated.
+                        : looksLikeVariableName(endpoint.apiKeyVariable)
+                            ? "$" + endpoint.apiKeyVariable + " is not set"
+                            : "the key variable is not set") +
                        ")";
         throw std::runtime_error("HTTP status " + std::to_string(reply.status) + " from " + endpoint.url +
                                  (message.empty() ? "" : ": " + message));

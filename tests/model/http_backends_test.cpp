@@ -130,6 +130,14 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     EXPECT_EQ(askThrough("openai", server.url(), request), kFailed);
     EXPECT_THAT(capture.joined(), testing::HasSubstr("Missing bearer token; no API key was sent ($" +
                                                      std::string(kKeyVariable) + " is not set)"));
+    // A key given where the variable's name belongs stays out of the log.
+    qvai::ClientOptions options;
+    options.Backend = "openai";
+    options.Endpoint = server.url();
+    options.ApiKeyVariable = kKey;
+    qvai::AiClient misconfigured(options);
+    EXPECT_EQ(answer(misconfigured, request), kFailed);
+    EXPECT_THAT(capture.joined(), testing::Not(testing::HasSubstr(kKey)));
 }
 
 // Each way a server can fail, for both HTTP backends: an empty reply, flagged unsuccessful, well within
