@@ -62,8 +62,19 @@ std::string openAiReplyText(const std::string& body, const std::string& key) {
     if (!choice.is_object() || !choice.contains("message") || !choice["message"].is_object())
         throw std::runtime_error("reply's first choice has no message");
     const auto& content = choice["message"].value("content", nlohmann::json());
-    if (!content.is_string()) throw std::runtime_error("reply's message has no text content");
-    return content.get<std::string>();
+    if (content.is_string()) return content.get<std::string>();
+    // Some servers send the content as parts; the reasoning parts are not the answer.
+    if (content.is_array() && !content.empty()) {
+        std::string text;
+        for (const auto& part : content) {
+            if (!part.is_object() || part.value("type", "") != "text" || !part.contains("text") ||
+                !part["text"].is_string())
+                continue;
+            text += part["text"].get<std::string>();
+        }
+        return text;
+    }
+    throw std::runtime_error("reply's message has no text content");
 }
 
 std::string OpenAiBackend::complete(const BackendRequest& request, const std::atomic<bool>& cancelled) {

@@ -68,6 +68,10 @@ TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply
         ": keep-alive\n\ndata:{\"choices\":[{\"delta\":{\"content\":\"```ostrel\\nx\"}}]}\n\n"
         "data: {\"choices\":[{\"delta\":{\"content\":\" = 1;\\n```\"}}]}\n\ndata: [DONE]\n\n");
     EXPECT_EQ(askThrough("openai", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
+    // Content in parts, the model's thinking among them.
+    server.answer(R"({"choices":[{"message":{"content":[{"type":"thinking","thinking":"```ostrel\nr = 0;"},)"
+                  R"({"type":"text","text":"```ostrel\nx"},{"type":"text","text":" = 1;\n```"}]}}]})");
+    EXPECT_EQ(askThrough("openai", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
 }
 
 TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
