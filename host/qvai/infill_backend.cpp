@@ -35,7 +35,14 @@ std::string infillReplyText(const std::string& body, const std::string& key) {
 std::string InfillBackend::complete(const BackendRequest& request, const std::atomic<bool>& cancelled) {
     if (!request.input) throw std::runtime_error("the infill backend needs a completion template's input");
     const auto body = infillRequestBody(*request.input, request.maxTokens, request.temperature);
-    return ostrelFence(infillReplyText(postToEndpoint(endpoint_, body, cancelled), endpointKey(endpoint_)));
+    std::string code = infillReplyText(postToEndpoint(endpoint_, body, cancelled), endpointKey(endpoint_));
+    // An instruction-tuned model behind the endpoint may fence its code itself; a second fence around
+    // it would leave the library an empty block.
+    const std::size_t first = code.find_first_not_of(" \t\r\n");
+    if ((first != std::string::npos && code.compare(first, 3, "```") == 0) ||
+        code.find("\n```") != std::string::npos)
+        return code;
+    return ostrelFence(code);
 }
 
 }  // namespace qvai

@@ -86,6 +86,9 @@ TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
 
     server.answer("data: {\"content\":\"x\"}\n\ndata: {\"content\":\" = 1;\",\"stop\":true}\n\n");
     EXPECT_EQ(askThrough("infill", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
+    // Code the model fenced itself is not fenced again.
+    server.answer(R"({"content":"Here:\n```ostrel\nx = 1;\n```"})");
+    EXPECT_EQ(askThrough("infill", server.url(), completionRequest("", "")), "Here:\n```ostrel\nx = 1;\n```");
 }
 
 TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
