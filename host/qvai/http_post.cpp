@@ -100,6 +100,9 @@ HttpReply postJson(const std::string& url, const std::string& body, const std::v
 
     HttpReply reply;
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &reply.status);
+    if (const char* location = nullptr;
+        curl_easy_getinfo(handle, CURLINFO_REDIRECT_URL, &location) == CURLE_OK && location != nullptr)
+        reply.redirect = location;
     reply.body = std::move(transfer.body);
     return reply;
 }

@@ -10,6 +10,7 @@ namespace qvai {
 struct HttpReply {
     long status = 0;
     std::string body;
+    std::string redirect;  // where a 3xx reply points; redirects are not followed, so a key stays put
 };
 
 struct HttpLimits {

@@ -86,6 +86,9 @@ std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body
     auto reply = postJson(endpoint.url, body, keyHeaders(key), endpoint.limits, cancelled);
     if (reply.status < 200 || reply.status >= 300) {
         std::string message = serverMessage(reply.body, key);
+        // Often a missing or extra slash, or http for https: the address to give instead.
+        if (!reply.redirect.empty())
+            message += (message.empty() ? "" : "; ") + std::string("the server points to ") + reply.redirect;
         // The usual cause of a refusal: the variable was not exported to this program.
         if ((reply.status == 401 || reply.status == 403) && key.empty())
             message += (message.empty() ? "" : "; ") + std::string("no API key was sent (") +

@@ -172,6 +172,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
                     R"({"error":{"message":"Rate limit reached\nfor )" + std::string(kKey) + R"("}})",
                     "application/json");
             if (kind == "refused") response.status = 429;
+            if (kind == "moved") response.set_redirect("https://elsewhere.example/v1/chat/completions", 308);
             if (kind == "streamerror")
                 response.set_content("data: {\"error\":{\"message\":\"Model overloaded\"}}\n\n",
                                      "text/event-stream");
@@ -181,7 +182,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     std::vector<std::string> endpoints{closed.url(), server.url()};
     closed.stop();
     for (const char* kind :
-         {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok", "streamerror"})
+         {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok", "streamerror", "moved"})
         endpoints.push_back(server.url() + "/" + kind);
 
     for (const std::string backend : {"openai", "infill"}) {
@@ -205,6 +206,10 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     EXPECT_NE(log.find("choices: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("content: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("broke off the streamed reply: Model overloaded"), std::string::npos) << log;
+    EXPECT_NE(log.find("HTTP status 308 from " + server.url() +
+                       "/moved/infill: the server points to https://elsewhere.example/v1/chat/completions"),
+              std::string::npos)
+        << log;
     EXPECT_EQ(log.find(kKey), std::string::npos);
 }
 
