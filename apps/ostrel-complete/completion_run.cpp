@@ -152,10 +152,14 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
     if (options.Backend == "reply-file" && options.ReplyFile.empty()) {
         throw std::invalid_argument("the reply-file backend needs --reply-file FILE");
     }
-    // Left unused, the file would be silently ignored and another backend asked instead.
+    // Left unused, these would be silently ignored and another backend asked instead.
     if (line.replyFile && options.Backend != "reply-file")
         throw std::invalid_argument("--reply-file is for the reply-file backend, not " + options.Backend +
                                     " (add --backend reply-file)");
+    if ((line.endpoint || line.model) && options.Backend != "openai" && options.Backend != "infill")
+        throw std::invalid_argument(std::string(line.endpoint ? "--endpoint" : "--model") +
+                                    " is for the openai and infill backends, not " + options.Backend +
+                                    " (add --backend openai or --backend infill)");
     return options;
 }
 

@@ -104,6 +104,8 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         {file + "--reply-file " + folder.write("r.txt", "```ostrel\nx = 1;\n```"),
          "--reply-file is for the reply-file backend"},
         {file + "--timeout-ms 0", "--timeout-ms must be positive"},
+        {file + "--endpoint http://127.0.0.1:9",
+         "--endpoint is for the openai and infill backends, not local"},
         {file + "--log-level trace", "--log-level needs --log FILE"},
         // Text inserted there would split a character or a line end.
         {smile + " --at 1:4", "cursor 1:4 is inside a character"},
