@@ -16,8 +16,19 @@ namespace {
 // the request goes without one, and a server that needs it answers 401, which is reported.
 std::string apiKey(const std::string& apiKeyVariable) {
     if (apiKeyVariable.empty()) return {};
-    const char* key = std::getenv(apiKeyVariable.c_str());
-    return key == nullptr ? std::string() : std::string(key);
+    const char* value = std::getenv(apiKeyVariable.c_str());
+    if (value == nullptr) return {};
+    // A key read from a file often ends in a line break; one inside it would start another header.
+    std::string key(value);
+    const std::size_t first = key.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos) return {};
+    key = key.substr(first, key.find_last_not_of(" \t\r\n") + 1 - first);
+    if (std::any_of(key.begin(), key.end(),
+                    [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }))
+        throw std::runtime_error(
+            "the API key in the key variable holds a line break or another control "
+            "character; no request was sent");
+    return key;
 }
 
 std::vector<std::string> keyHeaders(const std::string& key) {

@@ -130,6 +130,14 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     setenv(kKeyVariable, "", 1);  // set but empty counts as no key
     EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
     EXPECT_FALSE(server.last().has_header("Authorization"));
+    // The line end of a key read from a file goes; a line break inside it would add a header.
+    setenv(kKeyVariable, " sk-1\r\n", 1);
+    EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
+    EXPECT_EQ(server.last().get_header_value("Authorization"), "Bearer sk-1");
+    setenv(kKeyVariable, "sk-1\r\nX-Injected: 1", 1);
+    EXPECT_EQ(askThrough("openai", server.url(), request), kFailed);
+    EXPECT_FALSE(server.last().has_header("X-Injected"));
+    unsetenv(kKeyVariable);
 
     // A server that wants one says so, and the failure says which variable was not set.
     testing_support::LogCapture capture;
