@@ -59,8 +59,22 @@ std::string jsonErrorText(const nlohmann::json& body) {
 
 std::string serverMessage(const std::string& body, const std::string& key) {
     const auto json = nlohmann::json::parse(body, nullptr, false);
-    // A body that is not JSON is taken as text (a proxy's "Bad Gateway").
+    // A body that is not JSON is taken as text (a proxy's "Bad Gateway"), an HTML page without its tags.
     std::string text = json.is_discarded() ? body : jsonErrorText(json);
+    if (const auto start = text.find_first_not_of(" \t\r\n");
+        start != std::string::npos && text[start] == '<') {
+        std::string words;
+        bool inTag = false;
+        for (const char c : text) {
+            if (c == '<' || c == '>') {
+                inTag = c == '<';
+                if (!words.empty() && words.back() != ' ') words += ' ';
+            } else if (!inTag && !(c == ' ' && !words.empty() && words.back() == ' ')) {
+                words += c;
+            }
+        }
+        text = std::move(words);
+    }
     // Servers quote a wrong key back; it must not reach a log.
     if (key.size() >= 4)
         for (auto at = text.find(key); at != std::string::npos; at = text.find(key, at))

@@ -180,6 +180,11 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
                     R"({"error":{"message":"Rate limit reached\nfor )" + std::string(kKey) + R"("}})",
                     "application/json");
             if (kind == "refused") response.status = 429;
+            if (kind == "proxy") {
+                response.status = 502;
+                response.set_content(
+                    "<html><head><title>502 Bad Gateway</title></head>\r\n<body></body></html>", "text/html");
+            }
             if (kind == "moved") response.set_redirect("https://elsewhere.example/v1/chat/completions", 308);
             if (kind == "streamerror")
                 response.set_content("data: {\"error\":{\"message\":\"Model overloaded\"}}\n\n",
@@ -189,8 +194,8 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     LoopbackServer closed;
     std::vector<std::string> endpoints{closed.url(), server.url()};
     closed.stop();
-    for (const char* kind :
-         {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok", "streamerror", "moved"})
+    for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok",
+                             "streamerror", "moved", "proxy"})
         endpoints.push_back(server.url() + "/" + kind);
 
     for (const std::string backend : {"openai", "infill"}) {
@@ -214,6 +219,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     EXPECT_NE(log.find("choices: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("content: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("broke off the streamed reply: Model overloaded"), std::string::npos) << log;
+    EXPECT_NE(log.find("/proxy/infill: 502 Bad Gateway\n"), std::string::npos) << log;
     EXPECT_NE(log.find("HTTP status 308 from " + server.url() +
                        "/moved/infill: the server points to https://elsewhere.example/v1/chat/completions"),
               std::string::npos)
