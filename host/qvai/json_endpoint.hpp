@@ -8,6 +8,7 @@
 
 #include "qvai/client_options.hpp"
 #include "qvai/http_post.hpp"
+#include "qvai/server_message.hpp"
 
 namespace qvai {
 
@@ -25,11 +26,6 @@ JsonEndpoint jsonEndpoint(const ClientOptions& options, std::string url);
 
 // The API key the endpoint's variable holds now; empty when none.
 std::string endpointKey(const JsonEndpoint& endpoint);
-
-// What a server says in a body about why it refused or failed a request (the message of a JSON error
-// body, or the body as text), on one line, at most about 200 bytes, with `key` masked; empty when it
-// says nothing.
-std::string serverMessage(const std::string& body, const std::string& key);
 
 // POSTs `body` and returns the body of a 2xx reply. Throws std::runtime_error for any other status (with
 // the server's message) or a failed transfer; the message names the URL, never the key.
