@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <stdexcept>
 
 namespace qvai {
@@ -62,19 +63,25 @@ std::string openAiReplyText(const std::string& body, const std::string& key) {
     if (!choice.is_object() || !choice.contains("message") || !choice["message"].is_object())
         throw std::runtime_error("reply's first choice has no message");
     const auto& content = choice["message"].value("content", nlohmann::json());
-    if (content.is_string()) return content.get<std::string>();
+    std::optional<std::string> text;
+    if (content.is_string()) text = content.get<std::string>();
     // Some servers send the content as parts; the reasoning parts are not the answer.
     if (content.is_array() && !content.empty()) {
-        std::string text;
+        text.emplace();
         for (const auto& part : content) {
             if (!part.is_object() || part.value("type", "") != "text" || !part.contains("text") ||
                 !part["text"].is_string())
                 continue;
-            text += part["text"].get<std::string>();
+            *text += part["text"].get<std::string>();
         }
-        return text;
     }
-    throw std::runtime_error("reply's message has no text content");
+    // A reasoning model can spend every token on its thoughts, which such servers keep apart.
+    if ((!text || text->empty()) && choice.value("finish_reason", nlohmann::json()) == "length")
+        throw std::runtime_error(
+            "the model reached its token limit before it wrote an answer (a reasoning model may need a "
+            "larger MaxTokens)");
+    if (!text) throw std::runtime_error("reply's message has no text content");
+    return *text;
 }
 
 std::string OpenAiBackend::complete(const BackendRequest& request, const std::atomic<bool>& cancelled) {

@@ -185,6 +185,10 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
                 response.set_content(
                     "<html><head><title>502 Bad Gateway</title></head>\r\n<body></body></html>", "text/html");
             }
+            if (kind == "thinking")
+                response.set_content(R"({"choices":[{"finish_reason":"length","message":{"content":null,)"
+                                     R"("reasoning_content":"Let me think"}}]})",
+                                     "application/json");
             if (kind == "moved") response.set_redirect("https://elsewhere.example/v1/chat/completions", 308);
             if (kind == "streamerror")
                 response.set_content("data: {\"error\":{\"message\":\"Model overloaded\"}}\n\n",
@@ -195,7 +199,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     std::vector<std::string> endpoints{closed.url(), server.url()};
     closed.stop();
     for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok",
-                             "streamerror", "moved", "proxy"})
+                             "streamerror", "moved", "proxy", "thinking"})
         endpoints.push_back(server.url() + "/" + kind);
 
     for (const std::string backend : {"openai", "infill"}) {
@@ -220,6 +224,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     EXPECT_NE(log.find("content: Rate limit reached for ***"), std::string::npos) << log;
     EXPECT_NE(log.find("broke off the streamed reply: Model overloaded"), std::string::npos) << log;
     EXPECT_NE(log.find("/proxy/infill: 502 Bad Gateway\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("reached its token limit before it wrote an answer"), std::string::npos) << log;
     EXPECT_NE(log.find("HTTP status 308 from " + server.url() +
                        "/moved/infill: the server points to https://elsewhere.example/v1/chat/completions"),
               std::string::npos)
