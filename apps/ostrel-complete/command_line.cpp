@@ -79,7 +79,7 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     app.add_option_function<std::string>("--at", [&](const std::string& v) { parseAt(v, line.cursor); });
     number("--offset", line.cursor.offset);
     text("--settings", line.settingsFile);
-    choice("--backend", line.backend, {"local", "openai", "infill", "reply-file"});
+    choice("--backend", line.backend, {kBackendNames.begin(), kBackendNames.end()});
     text("--endpoint", line.endpoint);
     text("--model", line.model);
     text("--api-key-variable", line.apiKeyVariable);
@@ -87,8 +87,14 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     app.add_option("--corpus", line.corpusFolders)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--workspace", line.workspaceFolders)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    number("--timeout-ms", line.timeoutMs);
-    number("--max-tokens", line.maxTokens);
+    const auto positive = [&](const char* name, std::optional<int>& target) {
+        app.add_option_function<std::string>(name, [&target, name](const std::string& v) {
+            target = parseNumber<int>(name, v);
+            if (*target <= 0) throw std::invalid_argument(std::string(name) + " must be positive, not " + v);
+        });
+    };
+    positive("--timeout-ms", line.timeoutMs);
+    positive("--max-tokens", line.maxTokens);
     app.add_option_function<std::string>(
         "--temperature", [&](const std::string& v) { line.temperature = parseTemperature(v); });
     number("--tab-size", line.tabSize);
@@ -126,6 +132,10 @@ CommandLine parseCommandLine(const std::vector<std::string>& args) {
     if (line.cursor.offset.has_value() == line.cursor.line.has_value()) {
         throw std::invalid_argument("give the cursor with exactly one of --at LINE:COLUMN and --offset N");
     }
+    // Either would otherwise be dropped without a word.
+    if (line.json && line.show) throw std::invalid_argument("give at most one of --json and --show");
+    if (line.logLevel && !line.logFile)
+        throw std::invalid_argument("--log-level needs --log FILE (\"-\" for stderr)");
     return line;
 }
 
@@ -133,7 +143,8 @@ std::string usage() {
     return R"(usage: ostrel-complete FILE (--at LINE:COLUMN | --offset N) [options]
 
 Prints the completion for the cursor in FILE, and nothing else. FILE "-" reads the text from
-standard input (an unsaved buffer).
+standard input (an unsaved buffer). The completion may replace text at the cursor (the rest of the
+line it writes out again): --json gives the range.
 
 Cursor:
   --at LINE:COLUMN        1-based line and column (columns count UTF-16 code units)
@@ -148,7 +159,8 @@ Model (override the "ostrel.ai" settings):
   --max-tokens N          longest reply to ask for
   --temperature X         sampling temperature
   --corpus DIR            local: another folder of .ost files (repeatable)
-  --reply-file FILE       reply-file: the file that holds the model's reply
+  --reply-file FILE       reply-file: the file that holds the model's reply (with --backend
+                          reply-file, or that backend in the settings)
   --workspace DIR         local: a folder of the user's code to draw on (repeatable; default the
                           folder of FILE)
 
@@ -156,9 +168,12 @@ Formatting (override the editor settings):
   --tab-size N  --indent-size N  --insert-spaces | --insert-tabs
   --function-indent ClassicFunctionIndent | MixedFunctionIndent | AllFunctionIndent
   --blank-lines Indent | Ignore | RemoveWhitespace
+                          blank lines in the completion: given their level's indentation (the
+                          settings' PadEmptyLines true), left as they are, or emptied (false)
 
 Output:
-  --json                  the six result texts and each stage's time, as JSON
+  --json                  the six result texts, the edit (start, end in UTF-16 code units, text)
+                          and each stage's time, as JSON
   --show                  the file around the cursor with the completion marked
   --settings FILE         settings file (default $XDG_CONFIG_HOME/ostrel/settings.json)
   --log FILE              write the diagnostic log to FILE ("-" for stderr)

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace ostrel_complete {
+
+inline constexpr std::array<const char*, 4> kBackendNames{"local", "openai", "infill", "reply-file"};
 
 struct CursorSpec {
     std::optional<std::size_t> line, column;  // --at LINE:COLUMN, both 1-based

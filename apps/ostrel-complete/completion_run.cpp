@@ -1,5 +1,6 @@
 #include "completion_run.hpp"
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -25,13 +26,33 @@
 namespace ostrel_complete {
 namespace {
 
+// Decoding would turn other bytes into U+FFFD, and the model would be shown (and the local backend
+// copy) text the file does not hold.
+fl::ustring decodeSource(const std::string& bytes, const std::string& name) {
+    const auto lineOf = [&](std::size_t at) {
+        return std::to_string(
+            1 + std::count(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+    };
+    if (const auto nul = bytes.find('\0'); nul != std::string::npos)
+        throw std::runtime_error("cannot complete " + name + ": it is not a text file (a NUL byte on line " +
+                                 lineOf(nul) + ")");
+    fl::ustring text = fl::i18n::to_ustring(bytes);
+    const std::string back = fl::i18n::to_string(text);
+    if (back != bytes) {
+        const auto differ = std::mismatch(bytes.begin(), bytes.end(), back.begin(), back.end()).first;
+        throw std::runtime_error("cannot complete " + name + ": it is not UTF-8 text (line " +
+                                 lineOf(static_cast<std::size_t>(differ - bytes.begin())) + ")");
+    }
+    return text;
+}
+
 // "-" is standard input: an editor's unsaved buffer piped in.
 fl::ustring readSource(const std::string& path) {
     std::ostringstream bytes;
     if (path == "-") {
         bytes << std::cin.rdbuf();
         if (std::cin.bad()) throw std::runtime_error("cannot read standard input");
-        return fl::i18n::to_ustring(bytes.str());
+        return decodeSource(bytes.str(), "standard input");
     }
     std::error_code error;
     if (std::filesystem::is_directory(path, error))
@@ -40,7 +61,7 @@ fl::ustring readSource(const std::string& path) {
     if (!in) throw std::runtime_error("cannot read " + path + ": " + std::strerror(errno));
     bytes << in.rdbuf();
     if (in.bad()) throw std::runtime_error("cannot read " + path);
-    return fl::i18n::to_ustring(bytes.str());
+    return decodeSource(bytes.str(), path);
 }
 
 // A one-shot run has no previous values to fall back on: a settings file it cannot use is an error.
@@ -55,6 +76,12 @@ std::filesystem::path settingsFileOf(const CommandLine& line) {
 
 // The local backend draws on the user's code: the folders named, or else the folder of the file.
 std::vector<std::string> workspaceFoldersOf(const CommandLine& line) {
+    // The client passes over folders that have gone (a language server's may); one named here is a typo.
+    for (const std::string& folder : line.workspaceFolders) {
+        std::error_code error;
+        if (!std::filesystem::is_directory(folder, error))
+            throw std::invalid_argument("--workspace " + folder + " is not a folder");
+    }
     if (!line.workspaceFolders.empty() || line.file == "-") return line.workspaceFolders;
     const auto folder = std::filesystem::absolute(line.file).parent_path();
     return {folder.string()};
@@ -87,8 +114,30 @@ void applyFormattingOptions(const CommandLine& line, mtcc::cache::SettingsValues
         line.blankLines ? fl::i18n::to_ustring(*line.blankLines) : settings.blankLineSetting);
 }
 
-qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core::Settings& root) {
-    qvai::ClientOptions options = qvai::clientOptionsFromSettings(root);
+// The command line's values are checked as they are read; a bad value here is the file's, and it stops
+// the run even where an option overrides it, as a leaf of the wrong type does.
+qvai::ClientOptions fileClientOptions(const settings::core::Settings& root, const std::string& file) {
+    try {
+        qvai::ClientOptions options = qvai::clientOptionsFromSettings(root);
+        if (std::find(kBackendNames.begin(), kBackendNames.end(), options.Backend) == kBackendNames.end())
+            throw std::invalid_argument(
+                "'ostrel.ai.Backend' must be one of local, openai, infill, reply-file, "
+                "not '" +
+                options.Backend + "'");
+        for (const auto& [leaf, value] :
+             {std::pair{"TimeoutMs", options.TimeoutMs}, {"MaxTokens", options.MaxTokens}})
+            if (value <= 0)
+                throw std::invalid_argument(std::string("'ostrel.ai.") + leaf + "' must be positive, not " +
+                                            std::to_string(value));
+        return options;
+    } catch (const std::invalid_argument& e) {
+        throw std::invalid_argument(file + ": " + e.what());
+    }
+}
+
+qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core::Settings& root,
+                                  const std::string& settingsFile) {
+    qvai::ClientOptions options = fileClientOptions(root, settingsFile);
     if (line.backend) options.Backend = *line.backend;
     if (line.endpoint) options.Endpoint = *line.endpoint;
     if (line.model) options.Model = *line.model;
@@ -103,6 +152,14 @@ qvai::ClientOptions clientOptions(const CommandLine& line, const settings::core:
     if (options.Backend == "reply-file" && options.ReplyFile.empty()) {
         throw std::invalid_argument("the reply-file backend needs --reply-file FILE");
     }
+    // Left unused, these would be silently ignored and another backend asked instead.
+    if (line.replyFile && options.Backend != "reply-file")
+        throw std::invalid_argument("--reply-file is for the reply-file backend, not " + options.Backend +
+                                    " (add --backend reply-file)");
+    if ((line.endpoint || line.model) && options.Backend != "openai" && options.Backend != "infill")
+        throw std::invalid_argument(std::string(line.endpoint ? "--endpoint" : "--model") +
+                                    " is for the openai and infill backends, not " + options.Backend +
+                                    " (add --backend openai or --backend infill)");
     return options;
 }
 
@@ -114,14 +171,16 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
         cursorOffset(code, line.cursor, line.file == "-" ? "standard input" : line.file);
     setUpLogging(line);
 
-    settings::core::SettingsStore store(settingsFileOf(line));
+    const std::filesystem::path settingsFile = settingsFileOf(line);
+    settings::core::SettingsStore store(settingsFile);
     if (const std::string error = store.lastError(); !error.empty()) throw std::runtime_error(error);
     settings::context::installSettingsRoot(store.root());
 
     // The store's watcher may reload the file meanwhile: read the record and the options as one set.
     auto [settings, options] = [&] {
         const auto reading = store.root()->readingLock();
-        return std::pair{ostrel_apps::settingsSnapshot(), clientOptions(line, *store.root())};
+        return std::pair{ostrel_apps::settingsSnapshot(),
+                         clientOptions(line, *store.root(), settingsFile.string())};
     }();
     applyFormattingOptions(line, *settings);
     const ostrel_apps::ClientService service(options);

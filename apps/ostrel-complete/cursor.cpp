@@ -3,6 +3,22 @@
 #include <stdexcept>
 
 namespace ostrel_complete {
+namespace {
+
+// No editor puts a cursor there; text inserted there would break the character or the line end.
+std::size_t betweenCharacters(const fl::ustring& code, std::size_t at, const std::string& where,
+                              const std::string& fileName) {
+    if (at == 0 || at >= code.size()) return at;
+    const char16_t before = code[at - 1], after = code[at];
+    if (before >= 0xD800 && before <= 0xDBFF && after >= 0xDC00 && after <= 0xDFFF)
+        throw std::out_of_range(where + " is inside a character of " + fileName +
+                                " (between the two code units of a surrogate pair)");
+    if (before == u'\r' && after == u'\n')
+        throw std::out_of_range(where + " is inside a line end of " + fileName + " (between its CR and LF)");
+    return at;
+}
+
+}  // namespace
 
 std::size_t cursorOffset(const fl::ustring& code, const CursorSpec& cursor, const std::string& fileName) {
     if (cursor.offset) {
@@ -10,7 +26,7 @@ std::size_t cursorOffset(const fl::ustring& code, const CursorSpec& cursor, cons
             throw std::out_of_range("offset " + std::to_string(*cursor.offset) + " is outside " + fileName +
                                     " (it has " + std::to_string(code.size()) + " code units)");
         }
-        return *cursor.offset;
+        return betweenCharacters(code, *cursor.offset, "offset " + std::to_string(*cursor.offset), fileName);
     }
     const std::size_t line = cursor.line.value_or(1);
     const std::size_t column = cursor.column.value_or(1);
@@ -34,7 +50,7 @@ std::size_t cursorOffset(const fl::ustring& code, const CursorSpec& cursor, cons
         throw std::out_of_range("cursor " + where + " is outside " + fileName + " (line " +
                                 std::to_string(line) + " has " + std::to_string(end - start) + " columns)");
     }
-    return start + column - 1;
+    return betweenCharacters(code, start + column - 1, "cursor " + where, fileName);
 }
 
 }  // namespace ostrel_complete

@@ -37,8 +37,10 @@ std::optional<EvalOptions> parseCommandLine(int argc, const char* const* argv, i
                    "openai, infill")
         ->default_val("reply-file")
         ->check(CLI::IsMember({"reply-file", "local", "openai", "infill"}));
-    app.add_option("--endpoint", options.client.Endpoint, "model server for openai and infill");
-    app.add_option("--model", options.client.Model, "model name sent to an openai server");
+    const auto* endpoint =
+        app.add_option("--endpoint", options.client.Endpoint, "model server for openai and infill");
+    const auto* model =
+        app.add_option("--model", options.client.Model, "model name sent to an openai server");
     app.add_option("--api-key-variable", options.client.ApiKeyVariable,
                    "environment variable that holds the API key");
     app.add_option("--timeout-ms", options.client.TimeoutMs, "give up on one reply after this long")
@@ -50,6 +52,17 @@ std::optional<EvalOptions> parseCommandLine(int argc, const char* const* argv, i
         ->check(CLI::Range(0, 1024));
     try {
         app.parse(argc, argv);
+        // A real model writes its own replies; the shapes would be dropped without a word.
+        if (!variants.empty() && options.backend != "reply-file")
+            throw CLI::ValidationError("--variants", "reply shapes are planned replies; the " +
+                                                         options.backend +
+                                                         " backend writes its own (leave --variants out)");
+        // Without --backend the figures would be the planned replies', not the server's.
+        for (const auto* server : {endpoint, model})
+            if (server->count() > 0 && options.backend != "openai" && options.backend != "infill")
+                throw CLI::ValidationError(server->get_name(),
+                                           "is for the openai and infill backends (add "
+                                           "--backend openai or --backend infill)");
     } catch (const CLI::ParseError& e) {
         status = app.exit(e);
         return std::nullopt;

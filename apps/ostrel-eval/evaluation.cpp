@@ -5,12 +5,14 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include "ca/single_file_analyzer.hpp"
 #include "client_registration.hpp"
+#include "failure_counting_backend.hpp"
 #include "fl/i18n.hpp"
 #include "planned_backend.hpp"
 #include "prompt_key.hpp"
@@ -23,12 +25,20 @@ namespace fs = std::filesystem;
 // Larger files are generated data rather than code someone edits.
 constexpr std::uintmax_t kLargestFile = 4 * 1024 * 1024;
 
+// A file named twice (a folder and a file in it, or one folder as "a" and "./a/") is read once, so
+// that it does not weigh double in the sample.
 std::vector<fs::path> ostrelFiles(const std::vector<std::string>& paths, std::vector<std::string>& skipped) {
     std::vector<fs::path> out;
+    std::set<fs::path> seen;
+    const auto once = [&](const fs::path& file) {
+        std::error_code error;
+        const fs::path canonical = fs::weakly_canonical(file, error);
+        if (seen.insert(error ? file : canonical).second) out.push_back(file);
+    };
     for (const std::string& path : paths) {
         std::error_code error;
         if (!fs::is_directory(path, error)) {
-            out.emplace_back(path);
+            once(path);
             continue;
         }
         std::vector<fs::path> found;
@@ -37,7 +47,8 @@ std::vector<fs::path> ostrelFiles(const std::vector<std::string>& paths, std::ve
             if (it->is_regular_file(error) && it->path().extension() == ".ost") found.push_back(it->path());
         if (error) skipped.push_back(path + ": " + error.message());
         std::sort(found.begin(), found.end());
-        out.insert(out.end(), found.begin(), found.end());
+        for (const fs::path& file : found)
+            once(file);
     }
     return out;
 }
@@ -140,10 +151,15 @@ EvalReport evaluate(const EvalOptions& options,
             finished += report.cases.size();
         }
     } else {
-        const ClientRegistration registration(client, qvai::makeBackend(client));
+        auto backend = std::make_unique<FailureCountingBackend>(qvai::makeBackend(client));
+        const FailureCountingBackend& counted = *backend;
+        const ClientRegistration registration(client, std::move(backend));
         report.runs.push_back(
             {options.backend, runCases(report.cases, texts, settingsOf, report.threads, onProgress), 0});
         report.model = modelMetrics(report.cases, report.runs.back().results);
+        report.model->requests = counted.requests();
+        report.model->failures = counted.failures();
+        report.model->firstFailure = counted.firstFailure();
     }
     report.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     return report;

@@ -1,6 +1,8 @@
 // ostrel-eval: how much of a model's reply reaches the user, measured on a body of Ostrel code.
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <fstream>
 #include <iostream>
@@ -12,6 +14,10 @@ int main(int argc, char** argv) {
         int status = 0;
         const auto options = ostrel_eval::parseCommandLine(argc, argv, status);
         if (!options) return status;
+        // A run with a real model can take hours: find out first whether its result can be written. Opened
+        // to append, so that an earlier result stays until this run has one.
+        if (options->jsonFile && !std::ofstream(*options->jsonFile, std::ios::binary | std::ios::app))
+            throw std::runtime_error("cannot write " + *options->jsonFile + ": " + std::strerror(errno));
         const bool terminal = isatty(STDERR_FILENO) != 0;
         std::size_t shown = static_cast<std::size_t>(-1);
         const auto progress = [terminal, &shown](std::size_t done, std::size_t total) {

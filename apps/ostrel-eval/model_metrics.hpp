@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "eval_case.hpp"
@@ -26,6 +27,8 @@ struct ModelMetrics {
     double similarity = 0;      // mean edit similarity of the offered text to the truth
     double emptied = 0;         // share where the model replied and the host offered nothing
     double latencyP50 = 0, latencyP90 = 0, latencyP99 = 0;  // seconds per completion
+    std::size_t requests = 0, failures = 0;                 // requests to the backend, and those that failed
+    std::string firstFailure;                               // why the first failed one did
 };
 
 ModelMetrics modelMetrics(const std::vector<EvalCase>& cases, const std::vector<CaseResult>& results);

@@ -124,6 +124,9 @@ void writeTables(std::ostream& out, const EvalReport& report) {
                       m.cases, 100 * m.firstLineExact, 100 * m.wholeExact, m.similarity, 100 * m.emptied,
                       m.latencyP50, m.latencyP90, m.latencyP99);
         out << line;
+        if (m.failures > 0)
+            out << "Model failures: " << m.failures << " of " << m.requests
+                << " requests; the first: " << m.firstFailure << '\n';
     }
 }
 
@@ -214,10 +217,17 @@ void writeJson(std::ostream& out, const EvalReport& report) {
         {"runs", std::move(runs)}};
     if (report.model) {
         const ModelMetrics& m = *report.model;
-        doc["model"] = {{"cases", m.cases},           {"firstLineExact", m.firstLineExact},
-                        {"wholeExact", m.wholeExact}, {"similarity", m.similarity},
-                        {"emptied", m.emptied},       {"latencyP50", m.latencyP50},
-                        {"latencyP90", m.latencyP90}, {"latencyP99", m.latencyP99}};
+        doc["model"] = {{"cases", m.cases},
+                        {"firstLineExact", m.firstLineExact},
+                        {"wholeExact", m.wholeExact},
+                        {"similarity", m.similarity},
+                        {"emptied", m.emptied},
+                        {"latencyP50", m.latencyP50},
+                        {"latencyP90", m.latencyP90},
+                        {"latencyP99", m.latencyP99},
+                        {"requests", m.requests},
+                        {"failures", m.failures},
+                        {"firstFailure", m.firstFailure}};
     }
     // Texts cut out of real files may hold unpaired surrogates (written as U+FFFD) or bytes that are not
     // UTF-8 after conversion; replace rather than throw.

@@ -27,8 +27,8 @@ ClientOptions clientOptionsFromSettings(const settings::core::Settings& root, Cl
         if (used != temperature.size() || !std::isfinite(base.Temperature) || base.Temperature < 0)
             throw std::invalid_argument(temperature);
     } catch (const std::exception&) {
-        throw std::invalid_argument("ostrel.ai.Temperature: '" + temperature +
-                                    "' is not a finite number, zero or more");
+        throw std::invalid_argument("'ostrel.ai.Temperature' must be a finite number, zero or more, not '" +
+                                    temperature + "'");
     }
     return base;
 }

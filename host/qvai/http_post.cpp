@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 
+#include <algorithm>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -91,21 +92,30 @@ HttpReply postJson(const std::string& url, const std::string& body, const std::v
         throw std::runtime_error("reply body from " + url + " exceeds " +
                                  std::to_string(limits.maxBodyBytes) + " bytes");
     if (result == CURLE_ABORTED_BY_CALLBACK) throw std::runtime_error("request to " + url + " cancelled");
+    // Said with the limit, which the user can raise.
+    if (result == CURLE_OPERATION_TIMEDOUT)
+        throw std::runtime_error("no reply from " + url + " within " + std::to_string(timeout) + " ms");
     if (result != CURLE_OK)
         throw std::runtime_error("request to " + url + " failed: " + curl_easy_strerror(result));
 
     HttpReply reply;
     curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &reply.status);
+    if (const char* location = nullptr;
+        curl_easy_getinfo(handle, CURLINFO_REDIRECT_URL, &location) == CURLE_OK && location != nullptr)
+        reply.redirect = location;
     reply.body = std::move(transfer.body);
     return reply;
 }
 
 std::string joinUrl(std::string base, const std::string& path) {
+    const std::size_t query = base.find('?');
+    const std::string rest = query == std::string::npos ? "" : base.substr(query);
+    base.resize(std::min(query, base.size()));
     while (!base.empty() && base.back() == '/')
         base.pop_back();
     if (base.size() >= path.size() && base.compare(base.size() - path.size(), path.size(), path) == 0)
-        return base;
-    return base + path;
+        return base + rest;
+    return base + path + rest;
 }
 
 }  // namespace qvai

@@ -10,6 +10,7 @@ namespace qvai {
 struct HttpReply {
     long status = 0;
     std::string body;
+    std::string redirect;  // where a 3xx reply points; redirects are not followed, so a key stays put
 };
 
 struct HttpLimits {
@@ -22,7 +23,8 @@ struct HttpLimits {
 HttpReply postJson(const std::string& url, const std::string& body, const std::vector<std::string>& headers,
                    const HttpLimits& limits, const std::atomic<bool>& cancelled);
 
-// `base` with `path` appended unless it already ends with it; a trailing slash on `base` is dropped.
+// `base` with `path` appended unless it already ends with it; a trailing slash on `base` is dropped and
+// its query, if any, kept at the end.
 std::string joinUrl(std::string base, const std::string& path);
 
 }  // namespace qvai

@@ -18,6 +18,6 @@ class InfillBackend : public Backend {
 
 std::string infillRequestBody(const TemplateInput& input, int maxTokens, double temperature);
 // Throws std::runtime_error when the body carries no "content" text.
-std::string infillReplyText(const std::string& body);
+std::string infillReplyText(const std::string& body, const std::string& key = {});
 
 }  // namespace qvai

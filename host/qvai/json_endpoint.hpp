@@ -2,10 +2,13 @@
 
 #include <atomic>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "qvai/client_options.hpp"
 #include "qvai/http_post.hpp"
+#include "qvai/server_message.hpp"
 
 namespace qvai {
 
@@ -21,13 +24,20 @@ struct JsonEndpoint {
 std::string endpointBase(const ClientOptions& options);
 JsonEndpoint jsonEndpoint(const ClientOptions& options, std::string url);
 
-// POSTs `body` and returns the body of a 2xx reply. Throws std::runtime_error for any other status or a
-// failed transfer; the message names the URL, never the key.
+// The API key the endpoint's variable holds now; empty when none.
+std::string endpointKey(const JsonEndpoint& endpoint);
+
+// POSTs `body` and returns the body of a 2xx reply. Throws std::runtime_error for any other status (with
+// the server's message) or a failed transfer; the message names the URL, never the key.
 std::string postToEndpoint(const JsonEndpoint& endpoint, const std::string& body,
                            const std::atomic<bool>& cancelled);
 
 // A request body as text; text that is not UTF-8 is replaced rather than thrown on.
 std::string requestText(const nlohmann::json& body);
+// The events of a body streamed as server-sent events ("data: {...}" lines, up to "data: [DONE]"), which
+// some servers send even when asked not to stream; nullopt for any other body. Throws std::runtime_error
+// for an event that is not JSON or that carries the server's error (`key` masked in the message).
+std::optional<std::vector<nlohmann::json>> streamedEvents(const std::string& body, const std::string& key);
 // Throws std::runtime_error when the reply body is not JSON.
 nlohmann::json parseReply(const std::string& body);
 

@@ -17,7 +17,8 @@ class OpenAiBackend : public Backend {
 
 // The request body and the reply's text, apart from the transport so that they can be checked alone.
 std::string openAiRequestBody(const BackendRequest& request);
-// Throws std::runtime_error when the body is no chat-completion reply with a text.
-std::string openAiReplyText(const std::string& body);
+// Throws std::runtime_error when the body is no chat-completion reply with a text; the message gives the
+// server's own error, `key` masked.
+std::string openAiReplyText(const std::string& body, const std::string& key = {});
 
 }  // namespace qvai

@@ -68,6 +68,35 @@ void tagFirstFence(std::string& reply, std::vector<std::string>* notes) {
                                      : "read the reply's code block tagged \"" + tag + "\" as ostrel");
 }
 
+// Reasoning models write their thoughts, drafts in fences included, before the answer, between <think>
+// and </think>. Chat templates that open the block themselves leave only the closing tag in the reply;
+// it is then taken only on a line of its own, so that code quoting it stays. A reply cut inside its
+// thoughts has no answer yet.
+void dropReasoning(std::string& reply, std::vector<std::string>* notes) {
+    constexpr std::string_view kOpen = "<think>", kClose = "</think>";
+    const std::size_t start = reply.find_first_not_of(" \t\r\n");
+    const bool opened = start != std::string::npos && reply.compare(start, kOpen.size(), kOpen) == 0;
+    std::size_t close = reply.find(kClose);
+    if (!opened) {
+        while (close != std::string::npos) {
+            const std::size_t lineStart = reply.find_last_of('\n', close);
+            const std::size_t from = lineStart == std::string::npos ? 0 : lineStart + 1;
+            if (reply.find_first_not_of(" \t", from) == close) break;
+            close = reply.find(kClose, close + kClose.size());
+        }
+        if (close == std::string::npos) return;
+    }
+    if (close == std::string::npos) {
+        reply.clear();
+        if (notes)
+            notes->push_back("the reply ends inside its reasoning (cut at the token limit?): no answer");
+        return;
+    }
+    const std::size_t answer = reply.find_first_not_of("\r\n", close + kClose.size());
+    reply.erase(0, answer == std::string::npos ? reply.size() : answer);
+    if (notes) notes->push_back("dropped the reasoning before the answer");
+}
+
 // Closes an ostrel block that the reply ends inside.
 void closeCutBlock(std::string& reply, std::vector<std::string>* notes) {
     const std::size_t open = reply.find(kOstrelFence);
@@ -83,6 +112,7 @@ void closeCutBlock(std::string& reply, std::vector<std::string>* notes) {
 
 std::string normaliseReply(std::string reply, std::vector<std::string>* notes) {
     std::vector<std::string> changes;
+    dropReasoning(reply, &changes);
     tagFirstFence(reply, &changes);
     closeCutBlock(reply, &changes);
     const foundation::log::diagnostic_logger logger("qvai::ReplyNormalisation");

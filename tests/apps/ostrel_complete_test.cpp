@@ -76,6 +76,7 @@ TEST(OstrelComplete, ShowMarksTheCompletionInItsPlace) {
 TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
     const testing_support::TempFolder folder;
     const std::string file = "examples/matrix_stats.ost --at 1:1 ";
+    const std::string smile = folder.write("smile.ost", "% \xF0\x9F\x98\x80\r\nx = 1;\r\n");  // U+1F600
     const std::pair<std::string, std::string> cases[] = {
         {"examples/no_such_file.ost --at 1:1", "cannot read examples/no_such_file.ost"},
         {"examples/matrix_stats.ost --at 999:1", "is outside examples/matrix_stats.ost"},
@@ -94,7 +95,28 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         {file + "--settings /nonexistent/settings.json", "/nonexistent/settings.json does not exist"},
         {file + "--settings " + folder.write("syntax.json", "{\"ostrel.ai\": {,}}"), "not valid JSON"},
         {file + "--settings " + folder.write("nan.json", R"({"ostrel.ai": {"Temperature": "nan"}})"),
-         "Temperature"},
+         "nan.json: 'ostrel.ai.Temperature' must be"},
+        // These went on with the text decoded to U+FFFD (the local backend offered the bytes back), ran
+        // on with another backend, or named an option or leaf without the file it came from.
+        {folder.write("nul.ost", std::string("x = 1;\ny") + '\0' + " = 2;\n") + " --at 1:1",
+         "not a text file (a NUL byte on line 2)"},
+        {folder.write("latin.ost", "x = 1;\n% caf\xE9\n") + " --at 1:1", "not UTF-8 text (line 2)"},
+        {file + "--reply-file " + folder.write("r.txt", "```ostrel\nx = 1;\n```"),
+         "--reply-file is for the reply-file backend"},
+        {file + "--timeout-ms 0", "--timeout-ms must be positive"},
+        {file + "--endpoint http://127.0.0.1:9",
+         "--endpoint is for the openai and infill backends, not local"},
+        {file + "--log-level trace", "--log-level needs --log FILE"},
+        // Text inserted there would split a character or a line end.
+        {smile + " --at 1:4", "cursor 1:4 is inside a character"},
+        {smile + " --offset 5", "offset 5 is inside a line end"},
+        {file + "--workspace examples/no_such_folder", "--workspace examples/no_such_folder is not a folder"},
+        {file + "--json --show", "at most one of --json and --show"},
+        {file + "--settings " + folder.write("backend.json", R"({"ostrel.ai": {"Backend": "gpt"}})") +
+             " --backend local",
+         "backend.json: 'ostrel.ai.Backend' must be one of"},
+        {file + "--settings " + folder.write("tokens.json", R"({"ostrel.ai": {"MaxTokens": 0}})"),
+         "tokens.json: 'ostrel.ai.MaxTokens' must be positive"},
         {file + "--temperature nan", "--temperature expects a finite number"},
         {file + "--temperature -1", "--temperature expects a finite number"},
     };

@@ -39,6 +39,8 @@ TEST(CommandLine, AcceptsOrRefuses) {
         {{here + "/no-such-folder"}, false, 105},
         {{here, "--kinds", "line-start,sideways"}, false, 105},
         {{here, "--variants", "exact,verbose"}, false, 105},
+        {{here, "--variants", "flat", "--backend", "local"}, false, 105},
+        {{here, "--endpoint", "http://127.0.0.1:8080"}, false, 105},
         {{here, "--backend", "telepathy"}, false, 105},
         {{here, "--cases", "0"}, false, 105},
         {{here, "--cases", "many"}, false, 105},

@@ -72,7 +72,10 @@ TEST(LoadFiles, KeepsWhatParsesAndSaysWhyTheRestIsLeftOut) {
     for (const Row& row : rows)
         folder.write(row.name, row.bytes);
     EvalReport report;
-    loadFiles({folder.path().string(), (folder.path() / "missing.ost").string()}, report);
+    // Named again, a folder or a file in it is read once.
+    loadFiles({folder.path().string(), (folder.path() / "missing.ost").string(),
+               (folder.path() / "empty.ost").string(), folder.path().string() + "/./"},
+              report);
     for (const Row& row : rows) {
         const std::string path = (folder.path() / row.name).string();
         const bool kept = std::any_of(report.files.begin(), report.files.end(),
@@ -86,6 +89,7 @@ TEST(LoadFiles, KeepsWhatParsesAndSaysWhyTheRestIsLeftOut) {
         }
     }
     EXPECT_EQ(report.skipped.size(), 4u);  // the three above and the missing file
+    EXPECT_EQ(report.files.size(), 3u);
 }
 
 }  // namespace

@@ -50,6 +50,15 @@ TEST(Program, GivesAModelsFiguresWithARealBackend) {
     ASSERT_EQ(down.status, 0) << down.out;
     EXPECT_NE(down.out.find("model=2"), std::string::npos) << down.out;
     EXPECT_NE(down.out.find("whole completion exact 0.0%"), std::string::npos) << down.out;
+    // ...and says why.
+    EXPECT_NE(down.out.find("Model failures: 2 of 2 requests; the first: request to http://127.0.0.1:1/v1/"),
+              std::string::npos)
+        << down.out;
+    // A result that cannot be written is said before the run, not after it.
+    const ProgramRun unwritable = ostrelEval("examples --cases 2 --json /nonexistent/result.json");
+    EXPECT_EQ(unwritable.status, 1);
+    EXPECT_EQ(unwritable.out,
+              "ostrel-eval: cannot write /nonexistent/result.json: No such file or directory\n");
 }
 
 TEST(ModelMetrics, SharesSimilarityAndLatency) {

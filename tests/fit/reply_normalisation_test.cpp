@@ -28,6 +28,12 @@ const Case kCases[] = {
     {"a later ostrel block is left to the library", "```\nout\n```\n```ostrel\nx = 1;\n```",
      "```\nout\n```\n```ostrel\nx = 1;\n```"},
     {"only backquotes", "```", "```ostrel\n```"},
+    {"reasoning with a draft goes",
+     "<think>\nmaybe ```ostrel\nr = 0;\n```\n</think>\n\n```ostrel\nx = 1;\n```", "```ostrel\nx = 1;\n```"},
+    // Without its opening tag only a closing tag on a line of its own ends the reasoning.
+    {"reasoning opened by the chat template",
+     "A draft:\n```ostrel\ns = '</think>';\n```\n</think>\n```\nx = 1;\n```", "```ostrel\nx = 1;\n```"},
+    {"reasoning cut by the token limit", "<think>\n```ostrel\nr = 0;", ""},
 };
 
 class ReplyNormalisation : public ::testing::TestWithParam<Case> {};

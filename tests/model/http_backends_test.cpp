@@ -61,6 +61,17 @@ TEST_F(HttpBackendTest, OpenAiSendsTheRenderedTemplateWithTheKeyAndReadsTheReply
     EXPECT_NE(user.find("\nend"), std::string::npos);
     EXPECT_NE(user.find("total, x"), std::string::npos);
     EXPECT_EQ(user.find("{{"), std::string::npos);  // every slot filled
+
+    // A server that streams though asked not to: the pieces, in order.
+    server.answer(
+        "data: {\"choices\":[{\"delta\":{\"role\":\"assistant\"}}]}\r\n\r\n"
+        ": keep-alive\n\ndata:{\"choices\":[{\"delta\":{\"content\":\"```ostrel\\nx\"}}]}\n\n"
+        "data: {\"choices\":[{\"delta\":{\"content\":\" = 1;\\n```\"}}]}\n\ndata: [DONE]\n\n");
+    EXPECT_EQ(askThrough("openai", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
+    // Content in parts, the model's thinking among them.
+    server.answer(R"({"choices":[{"message":{"content":[{"type":"thinking","thinking":"```ostrel\nr = 0;"},)"
+                  R"({"type":"text","text":"```ostrel\nx"},{"type":"text","text":" = 1;\n```"}]}}]})");
+    EXPECT_EQ(askThrough("openai", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
 }
 
 TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
@@ -72,6 +83,12 @@ TEST_F(HttpBackendTest, InfillSendsPrefixAndSuffixAndFencesTheCode) {
     EXPECT_EQ(sent["input_prefix"], "for i = 1:n\n");
     EXPECT_EQ(sent["input_suffix"], "\nend\t\"q\"");
     EXPECT_EQ(sent["n_predict"], 77);
+
+    server.answer("data: {\"content\":\"x\"}\n\ndata: {\"content\":\" = 1;\",\"stop\":true}\n\n");
+    EXPECT_EQ(askThrough("infill", server.url(), completionRequest("", "")), "```ostrel\nx = 1;\n```");
+    // Code the model fenced itself is not fenced again.
+    server.answer(R"({"content":"Here:\n```ostrel\nx = 1;\n```"})");
+    EXPECT_EQ(askThrough("infill", server.url(), completionRequest("", "")), "Here:\n```ostrel\nx = 1;\n```");
 }
 
 TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
@@ -82,12 +99,17 @@ TEST_F(HttpBackendTest, EndpointsWithOrWithoutTheirPathReachTheSamePlace) {
         {"openai", "/v1/", "/v1/chat/completions"},
         {"openai", "/v1/chat/completions", "/v1/chat/completions"},
         {"infill", "", "/infill"},
-        {"infill", "/infill/", "/infill"}};
+        {"infill", "/infill/", "/infill"},
+        {"openai", "/v1?api-version=1", "/v1/chat/completions"},
+        {"infill", "/?api-version=1", "/infill"}};
     for (const auto& [backend, suffix, path] : cases) {
         EXPECT_THAT(askThrough(backend, server.url() + suffix, completionRequest("x", "")),
                     testing::HasSubstr("ok"))
             << backend << suffix;
         EXPECT_EQ(server.last().path, path) << backend << " " << suffix;
+        EXPECT_EQ(server.last().get_param_value("api-version"),
+                  std::string(suffix).find('?') != std::string::npos ? "1" : "")
+            << backend << " " << suffix;
     }
 }
 
@@ -108,6 +130,29 @@ TEST_F(HttpBackendTest, RequestMembersOverrideTheOptionsAndNoKeyMeansNoHeader) {
     setenv(kKeyVariable, "", 1);  // set but empty counts as no key
     EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
     EXPECT_FALSE(server.last().has_header("Authorization"));
+    // The line end of a key read from a file goes; a line break inside it would add a header.
+    setenv(kKeyVariable, " sk-1\r\n", 1);
+    EXPECT_EQ(askThrough("openai", server.url(), request), "ok");
+    EXPECT_EQ(server.last().get_header_value("Authorization"), "Bearer sk-1");
+    setenv(kKeyVariable, "sk-1\r\nX-Injected: 1", 1);
+    EXPECT_EQ(askThrough("openai", server.url(), request), kFailed);
+    EXPECT_FALSE(server.last().has_header("X-Injected"));
+    unsetenv(kKeyVariable);
+
+    // A server that wants one says so, and the failure says which variable was not set.
+    testing_support::LogCapture capture;
+    server.answer(R"({"error":{"message":"Missing bearer token"}})", 401);
+    EXPECT_EQ(askThrough("openai", server.url(), request), kFailed);
+    EXPECT_THAT(capture.joined(), testing::HasSubstr("Missing bearer token; no API key was sent ($" +
+                                                     std::string(kKeyVariable) + " is not set)"));
+    // A key given where the variable's name belongs stays out of the log.
+    qvai::ClientOptions options;
+    options.Backend = "openai";
+    options.Endpoint = server.url();
+    options.ApiKeyVariable = kKey;
+    qvai::AiClient misconfigured(options);
+    EXPECT_EQ(answer(misconfigured, request), kFailed);
+    EXPECT_THAT(capture.joined(), testing::Not(testing::HasSubstr(kKey)));
 }
 
 // Each way a server can fail, for both HTTP backends: an empty reply, flagged unsuccessful, well within
@@ -130,12 +175,31 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
                 response.set_content(R"({"choices":[{"message":{"content":null}}]})", "application/json");
             if (kind == "echo") response.set_content(request.get_header_value("Authorization"), "text/plain");
             if (kind == "echo" || kind.empty()) response.status = kind.empty() ? 500 : 401;
+            if (kind == "refused" || kind == "refusedok")
+                response.set_content(
+                    R"({"error":{"message":"Rate limit reached\nfor )" + std::string(kKey) + R"("}})",
+                    "application/json");
+            if (kind == "refused") response.status = 429;
+            if (kind == "proxy") {
+                response.status = 502;
+                response.set_content(
+                    "<html><head><title>502 Bad Gateway</title></head>\r\n<body></body></html>", "text/html");
+            }
+            if (kind == "thinking")
+                response.set_content(R"({"choices":[{"finish_reason":"length","message":{"content":null,)"
+                                     R"("reasoning_content":"Let me think"}}]})",
+                                     "application/json");
+            if (kind == "moved") response.set_redirect("https://elsewhere.example/v1/chat/completions", 308);
+            if (kind == "streamerror")
+                response.set_content("data: {\"error\":{\"message\":\"Model overloaded\"}}\n\n",
+                                     "text/event-stream");
         });
     });
     LoopbackServer closed;
     std::vector<std::string> endpoints{closed.url(), server.url()};
     closed.stop();
-    for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo"})
+    for (const char* kind : {"hang", "malformed", "huge", "nocontent", "echo", "refused", "refusedok",
+                             "streamerror", "moved", "proxy", "thinking"})
         endpoints.push_back(server.url() + "/" + kind);
 
     for (const std::string backend : {"openai", "infill"}) {
@@ -153,6 +217,18 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
     released.notify_all();
     const std::string log = capture.joined();
     EXPECT_NE(log.find("HTTP status 500"), std::string::npos) << "failures are logged";
+    EXPECT_NE(log.find("/hang/v1/chat/completions within 400 ms"), std::string::npos) << log;
+    // The server's own explanation, on one line, also when it comes with status 200.
+    EXPECT_NE(log.find("/refused/v1/chat/completions: Rate limit reached for ***"), std::string::npos) << log;
+    EXPECT_NE(log.find("choices: Rate limit reached for ***"), std::string::npos) << log;
+    EXPECT_NE(log.find("content: Rate limit reached for ***"), std::string::npos) << log;
+    EXPECT_NE(log.find("broke off the streamed reply: Model overloaded"), std::string::npos) << log;
+    EXPECT_NE(log.find("/proxy/infill: 502 Bad Gateway\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("reached its token limit before it wrote an answer"), std::string::npos) << log;
+    EXPECT_NE(log.find("HTTP status 308 from " + server.url() +
+                       "/moved/infill: the server points to https://elsewhere.example/v1/chat/completions"),
+              std::string::npos)
+        << log;
     EXPECT_EQ(log.find(kKey), std::string::npos);
 }
 
