@@ -497,6 +497,30 @@ bool writtenApartInFile(const fl::ustring& file, std::size_t cursor, std::u16str
     return writes(before + u" " + word) && !writes(before + word);
 }
 
+// Lines near the cursor that go on after a `;` with another statement (`a = 1;   b = 2;`): the file
+// writes statements side by side.
+bool statementsSideBySide(const fl::ustring& file, std::size_t cursor) {
+    using ca::lexer::TokenKind;
+    const std::u16string_view near = text::linesAround(file, cursor, 5);
+    int depth = 0;
+    bool afterSeparator = false;
+    for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(near))) {
+        if (token.kind == TokenKind::Blank || token.kind == TokenKind::Comment ||
+            token.kind == TokenKind::Continuation)
+            continue;
+        if (token.kind == TokenKind::LineEnd || token.kind == TokenKind::BlockComment) {
+            afterSeparator = false;
+            continue;
+        }
+        if (afterSeparator && depth == 0) return true;
+        afterSeparator = token.kind == TokenKind::Punctuation && token.text == u";";
+        if (token.kind == TokenKind::Punctuation && token.text.find_first_of(u"([{") == 0) ++depth;
+        if (token.kind == TokenKind::Punctuation && token.text.find_first_of(u")]}") == 0)
+            depth = std::max(0, depth - 1);
+    }
+    return false;
+}
+
 // The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
 // whose line's rest is a comment too.
 bool endsInComment(std::u16string_view typed) {
@@ -604,8 +628,15 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         !glue.text.empty() && text::isWordChar(glue.text.front()))
         return {newLine};
     // A reply that began below an empty line, or after the lines deduplication removed, starts a line.
+    // So does one that begins with the cursor line's own indentation after a statement ended by `;`:
+    // the model wrote the next line at the same level (a comment after the statement goes on it, and so
+    // do statements where the lines around write them side by side).
+    const bool indentedNextStatement =
+        !shape.leadingBlanks.empty() && shape.leadingBlanks == text::indentationOf(typed) &&
+        text::trimRight(typed).ends_with(u";") && !lines.front().starts_with(u"%") &&
+        !innermostOpenBracket(file, cursor) && !statementsSideBySide(file, cursor);
     const bool glueFirst =
-        !shape.leadingLineBreak && !shape.headRemoved &&
+        !shape.leadingLineBreak && !shape.headRemoved && !indentedNextStatement &&
         (!shape.leadingBlanks.empty() || typedCodeGoesOn(file, cursor, typed, lines.front()));
     // After a comment, code glued to it would be commented out: a completion of several lines that
     // has no blank of its own (the blanks before lines deduplication removed are theirs) or began below

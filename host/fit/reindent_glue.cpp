@@ -215,12 +215,7 @@ namespace {
 // The cursor's line and the `kSeparatorLines` lines above and below it, which tell how the file writes
 // its separators.
 std::u16string_view linesAround(const fl::ustring& file, std::size_t cursor) {
-    std::size_t from = text::lineStart(file, cursor), to = cursor;
-    for (std::size_t lines = 0; from > 0 && lines < kSeparatorLines; ++lines)
-        from = text::lineStart(file, from - 1);
-    for (std::size_t lines = 0; to < file.size() && lines < kSeparatorLines; ++lines)
-        to = text::nextLineStart(file, to);
-    return std::u16string_view(file).substr(from, to - from);
+    return text::linesAround(file, cursor, kSeparatorLines);
 }
 
 // Sizes (`(1,1)`, `(:,1)`) and lists of numbers are often written tight in files that space their other

@@ -57,6 +57,15 @@ std::size_t nextLineStart(const fl::ustring& text, std::size_t pos) {
     return at == fl::ustring::npos ? text.size() : at + 1;
 }
 
+std::u16string_view linesAround(const fl::ustring& text, std::size_t pos, std::size_t each) {
+    std::size_t from = lineStart(text, pos), to = pos;
+    for (std::size_t lines = 0; from > 0 && lines < each; ++lines)
+        from = lineStart(text, from - 1);
+    for (std::size_t lines = 0; to < text.size() && lines <= each; ++lines)
+        to = nextLineStart(text, to);
+    return std::u16string_view(text).substr(from, to - from);
+}
+
 std::size_t countLineFeeds(std::u16string_view text) {
     return static_cast<std::size_t>(std::count(text.begin(), text.end(), u'\n'));
 }

@@ -23,6 +23,8 @@ std::size_t lineStart(const fl::ustring& text, std::size_t pos);
 std::size_t lineEnd(const fl::ustring& text, std::size_t pos);
 // Offset just past the line end after `pos`, or the text's length.
 std::size_t nextLineStart(const fl::ustring& text, std::size_t pos);
+// The line at `pos` and up to `each` lines above and below it.
+std::u16string_view linesAround(const fl::ustring& text, std::size_t pos, std::size_t each);
 // 1-based line of `pos`.
 std::size_t lineNumberAt(const fl::ustring& text, std::size_t pos);
 std::size_t countLineFeeds(std::u16string_view text);
