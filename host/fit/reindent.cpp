@@ -207,7 +207,11 @@ std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::siz
                                                const Edit& edit) {
     const std::size_t lineStart = text::lineStart(file, std::min(cursor, file.size()));
     if (edit.start != lineStart || cursor < lineStart) return std::nullopt;
-    const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    // A closing word typed after the blanks, which the edit writes out again.
+    if (const std::u16string_view word = text::trimLeft(typed);
+        !word.empty() && std::u16string_view(edit.text).starts_with(word))
+        typed.remove_suffix(word.size());
     const std::u16string_view line =
         std::u16string_view(file).substr(lineStart, text::lineEnd(file, lineStart) - lineStart);
     if (!text::isBlankText(typed) || (typed.empty() && !text::isBlankText(line))) return std::nullopt;
@@ -353,7 +357,26 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
 
 }  // namespace
 
+// A closing or clause word typed on a line of its own at the editor's column (`        els|`): the edit
+// that completes it takes the line from its start, the word written out again, so that the word's line
+// stands where the formatter puts it, as a word written on the blank line would (the editor indents a
+// new line as the body above).
+void takeTypedClauseWord(const fl::ustring& file, std::size_t cursor, Edit& edit) {
+    if (edit.start != cursor || cursor > file.size()) return;
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
+    const std::u16string_view word = text::trimLeft(typed);
+    if (word.empty() || !std::all_of(word.begin(), word.end(), text::isWordChar)) return;
+    const std::u16string_view first = std::u16string_view(edit.text).substr(0, edit.text.find(u'\n'));
+    if (first.empty() || !text::isWordChar(first.front())) return;
+    const fl::ustring line = fl::ustring(word) + fl::ustring(first);
+    if (!text::isClosingLine(line)) return;
+    edit.start = lineStart;
+    edit.text.insert(0, word);
+}
+
 void reindentEdit(const fl::ustring& file, std::size_t cursor, Edit& edit, const IndentSettings& settings) {
+    takeTypedClauseWord(file, cursor, edit);
     const IndentSettings fileStyle = fileIndentation(file, edit.start, settings);
     bool firstFromTyped = false;
     bool typedNone = false;  // the cursor's line is empty: the first line's margin is not the model's choice
