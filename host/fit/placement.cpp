@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "ca/lexer/token.hpp"
 #include "fit/cursor_line.hpp"
 #include "fit/line_end_glue.hpp"
 #include "fit/repeated_tail.hpp"
@@ -94,11 +95,28 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
     // word of its own (`[false true|` + ` true false]`): neither restarts the typed word. When the line
     // is a bare comment sign and the reply put its lines below it, those are comment lines of their own:
     // the restatement comes last.
+    // A line written out again from its start and ended by `;` is the model's whole statement: it
+    // replaces the rest of the typed statement after the cursor too (`x = zeros|(2)` + `x = zeros(n, 1);`),
+    // up to its `;` or a comment, not the statements after it.
+    std::size_t codeEnd = end;
+    if (found == Restatement::Line && !rest.empty() && text::trimRight(rest.front()).ends_with(u";")) {
+        int depth = 0;
+        for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(line.after))) {
+            using ca::lexer::TokenKind;
+            if (token.kind == TokenKind::Comment || token.kind == TokenKind::Continuation) break;
+            if (token.kind == TokenKind::Blank) continue;
+            codeEnd = cursor + token.offset + token.text.size();
+            if (token.kind != TokenKind::Punctuation) continue;
+            if (token.text == u"(" || token.text == u"[" || token.text == u"{") ++depth;
+            if (token.text == u")" || token.text == u"]" || token.text == u"}") --depth;
+            if (depth <= 0 && (token.text == u";" || token.text == u",")) break;
+        }
+    }
     std::vector<Edit> candidates, restated;
     if (found != Restatement::None &&
         (found != Restatement::Word || (!shape.leadingLineBreak && shape.leadingBlanks.empty())))
         (shape.leadingLineBreak && bareComment ? restated : candidates)
-            .push_back({cursor, end, joined(rest)});
+            .push_back({cursor, std::max(end, codeEnd), joined(rest)});
     if (onlyTheRestatementIsMeant(found, typedCode, shape, bareComment)) return candidates;
 
     const Edit glue{cursor, end,
