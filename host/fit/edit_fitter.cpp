@@ -128,7 +128,8 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
             return closing;
         }
     }
-    for (Edit candidate : candidates) {
+    for (const Edit& unpadded : candidates) {
+        Edit candidate = unpadded;
         keepTrailingBlankLines(file_, candidate, lines, shape);
         if (tryEdit(candidate, attempt)) {
             // Without them the edit may only keep an error the file had (the block the completion
@@ -138,7 +139,7 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
             Attempt restored;
             if (tailRestorable &&
                 (attempt.errorsLeft > 0 || (attempt.misalignedBelow > 0 && attempt.misalignedAbove == 0)) &&
-                tryRestored(candidate, restored) &&
+                tryRestored(unpadded, restored) &&
                 (restored.errorsLeft < attempt.errorsLeft ||
                  (restored.errorsLeft == 0 && attempt.errorsLeft == 0 &&
                   restored.misalignedBelow < attempt.misalignedBelow)))
@@ -149,12 +150,12 @@ Attempt EditFitter::fitLines(const std::vector<fl::ustring>& lines, const ReplyS
             // What only writes out again the code around the cursor may still end in the closing lines
             // the file lacks.
             Attempt restored;
-            if (tailRestorable && tryRestored(candidate, restored) &&
+            if (tailRestorable && tryRestored(unpadded, restored) &&
                 restored.errorsLeft < restored.errorsBefore)
                 return restored;
             return attempt;
         }
-        if (tailRestorable && tryRestored(candidate, attempt)) return attempt;
+        if (tailRestorable && tryRestored(unpadded, attempt)) return attempt;
     }
     return attempt;
 }
