@@ -138,6 +138,12 @@ Fitted fitWithin(const fl::ustring& file, std::size_t cursor, const StageTexts& 
         out.reason = "the cursor lies beyond the end of the file";
         return out;
     }
+    if (text::isBlankText(file)) {
+        Fitted out;
+        out.emptyStage = "input";
+        out.reason = "the file holds nothing but blanks: the model is not asked";
+        return out;
+    }
     const EditFitter fitter(file, cursor, settings);
     const ReplyShape shape = shapeOf(stages, file, cursor);
     // The formatting stage only re-indents what pruning kept; the edit is re-indented in the file anyway,

@@ -100,6 +100,7 @@ const Row kRows[] = {
     {"a reply with no code inside an over-indented line offers nothing of what follows",
      "if a\n    b = 1;\n    <|>    c = 2;\nend\n", "Sorry, no code.", "", "extraction"},
     {"a fence of another language stays empty", "x = 1;\n<|>", "```python\ny = x + 1\n```", "", "extraction"},
+    {"a file of blanks asks the model nothing", "   \n<|>", fenced("x = 1;"), "", "input"},
     {"a call goes on inside open brackets", "c = onCleanup(@() fclose<|>\nx = 1;\n", fenced("(fid));"),
      "c = onCleanup(@() fclose(fid));\nx = 1;\n"},
     // Flat replies at the end of a line: what cannot start a statement continues it.
