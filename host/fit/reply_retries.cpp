@@ -28,7 +28,14 @@ Attempt tryWhole(const EditFitter& fitter, FitLines fitLines, const std::vector<
     if (isClean(attempt) || whole.empty() || whole == lines || (attempt.edit && !goesOn(whole, lines)))
         return attempt;
     Attempt wholeAttempt = (fitter.*fitLines)(whole, shape);
-    if (!better(wholeAttempt, attempt)) return attempt;
+    // At the end of a file still being written, its open blocks are errors the completion need not mend,
+    // and pruning cuts the reply short for them: more of the reply is better when it leaves no more.
+    const bool writtenAtTheEnd =
+        attempt.edit && wholeAttempt.edit && attempt.errorsBefore > 0 &&
+        wholeAttempt.errorsLeft <= attempt.errorsLeft && !wholeAttempt.writesOutBelow &&
+        text::isBlankText(
+            std::u16string_view(fitter.file()).substr(std::min(fitter.cursor(), fitter.file().size())));
+    if (!better(wholeAttempt, attempt) && !writtenAtTheEnd) return attempt;
     wholeAttempt.repairs.insert(wholeAttempt.repairs.begin(),
                                 "took the reply's lines that the library cut off");
     return wholeAttempt;

@@ -38,6 +38,13 @@ const Row kRows[] = {
      "x = zeros<|>(2) % size\ny = 1;\n", fenced("x = zeros(n, 1);"), "x = zeros(n, 1); % size\ny = 1;\n"},
     {"nor the statements after it", "x = zeros<|>(2); y = 3;\n", fenced("x = zeros(n, 1);"),
      "x = zeros(n, 1); y = 3;\n"},
+    {"at the end of a file still being written, the lines pruning cut go in", "x = 1;\nif x\n    <|>\n",
+     fenced("y = 2;\nz = 3;"), "x = 1;\nif x\n    y = 2;\n    z = 3;\n"},
+    {"and a block is not cut to its first line there",
+     "function t = f(v)\n    t = 0;\n    for i = 1:3\n        <|>\n",
+     fenced("if v(i) < 0\n    t = t + v(i);\nend"),
+     "function t = f(v)\n    t = 0;\n    for i = 1:3\n        if v(i) < 0\n            t = t + v(i);\n       "
+     " end\n"},
     {"a closing line put back keeps the blank line before it once", "function f()\n<|>\nend\n",
      fenced("for i = 1:2\n    x = i;\n\nend"),
      "function f()\n    for i = 1:2\n        x = i;\n\n    end\nend\n"},
