@@ -461,13 +461,14 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // A function the edit leaves without `end`, in a window that shows no other function: the file's
     // functions outside it decide whether that mixes the two forms, or nests theirs in it.
     const bool whole = start == 0 && end == file.size();
+    const bool wholeWithinReach = !whole && file.size() <= kMostWholeReach;
     const bool opensFunctionWithoutEnd =
         std::any_of(newBlocks.begin(), newBlocks.end(), [&](const Block& block) {
             return block.isFunction && !block.closedByEnd && block.opener >= lines.firstEdited &&
                    block.opener <= lines.lastAfter;
         });
     if (!whole && opensFunctionWithoutEnd && !unitLineOutside(after, lines.firstEdited, lines.lastAfter)) {
-        if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+        if (wholeWithinReach) return checkWindow(file, edit, 0, file.size(), readings);
         if (result.finding.empty())
             result.finding =
                 "the completion adds a function without `end` where the functions around it "
@@ -480,7 +481,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         const std::u16string_view above = std::u16string_view(file).substr(0, start);
         if (std::any_of(commands.begin(), commands.end(),
                         [&](std::u16string_view name) { return !name.empty() && mayAssign(above, name); })) {
-            if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+            if (wholeWithinReach) return checkWindow(file, edit, 0, file.size(), readings);
             if (result.finding.empty())
                 result.finding =
                     "a line of the completion reads as a command whose name the script may "
@@ -513,7 +514,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
     // at the margin, which a window may cut, read whole.
     const bool mayCutAFunction = !whole && functionDepth(oldBlocks) > 1;
     if (mendsEveryError && mayCutAFunction) {
-        if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+        if (wholeWithinReach) return checkWindow(file, edit, 0, file.size(), readings);
         mendsEveryError = false;
     }
     if (mendsEveryError && start > 0) {
@@ -565,7 +566,7 @@ CheckResult checkWindow(const fl::ustring& file, const Edit& edit, std::size_t s
         // the file closes below it.
         const auto found = innermostOpener.find(block.closing);
         if (found != innermostOpener.end() && found->second != 0 && mayCutAFunction) {
-            if (file.size() <= kMostWholeReach) return checkWindow(file, edit, 0, file.size(), readings);
+            if (wholeWithinReach) return checkWindow(file, edit, 0, file.size(), readings);
         } else if (found != innermostOpener.end() &&
                    (found->second != 0 || lines.before(block.opener) == 0)) {
             continue;
