@@ -30,7 +30,8 @@ std::size_t cursorOffset(const fl::ustring& code, const CursorSpec& cursor, cons
     }
     const std::size_t line = cursor.line.value_or(1);
     const std::size_t column = cursor.column.value_or(1);
-    std::size_t start = 0;
+    // An editor shows no byte order mark: the first line's columns start after it.
+    std::size_t start = !code.empty() && code.front() == u'\uFEFF' ? 1 : 0;
     std::size_t current = 1;
     while (current < line) {
         const std::size_t feed = code.find(u'\n', start);

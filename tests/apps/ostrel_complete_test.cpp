@@ -110,6 +110,8 @@ TEST(OstrelComplete, ErrorsAreOneLineAndANonZeroStatus) {
         // Text inserted there would split a character or a line end.
         {smile + " --at 1:4", "cursor 1:4 is inside a character"},
         {smile + " --offset 5", "offset 5 is inside a line end"},
+        // An editor counts no column for a byte order mark.
+        {folder.write("bom.ost", "\xEF\xBB\xBFx = 1;\n") + " --at 1:8", "line 1 has 6 columns"},
         {file + "--workspace examples/no_such_folder", "--workspace examples/no_such_folder is not a folder"},
         {file + "--json --show", "at most one of --json and --show"},
         {file + "--settings " + folder.write("backend.json", R"({"ostrel.ai": {"Backend": "gpt"}})") +
