@@ -210,7 +210,7 @@ std::optional<std::u16string_view> typedBlanks(const fl::ustring& file, std::siz
     std::u16string_view typed = std::u16string_view(file).substr(lineStart, cursor - lineStart);
     // A closing word typed after the blanks, which the edit writes out again.
     if (const std::u16string_view word = text::trimLeft(typed);
-        !word.empty() && std::u16string_view(edit.text).starts_with(word))
+        !word.empty() && std::u16string_view(edit.text).starts_with(word) && text::isClosingLine(edit.text))
         typed.remove_suffix(word.size());
     const std::u16string_view line =
         std::u16string_view(file).substr(lineStart, text::lineEnd(file, lineStart) - lineStart);
