@@ -5,8 +5,8 @@
 
 namespace ostrel_lsp {
 
-CompletionScheduler::CompletionScheduler(Complete complete, std::size_t workers)
-    : complete_(std::move(complete)) {
+CompletionScheduler::CompletionScheduler(Complete complete, std::size_t workers, Abandon abandon)
+    : complete_(std::move(complete)), abandon_(std::move(abandon)) {
     liveWorkers_ = std::max<std::size_t>(workers, 1);
     for (std::size_t i = 0; i < liveWorkers_; ++i)
         workers_.emplace_back([this] { work(); });
@@ -39,7 +39,7 @@ void CompletionScheduler::submit(CompletionJob job) {
     }
     const std::uint64_t key = nextKey_++;
     const auto due = std::chrono::steady_clock::now() + job.debounce;
-    entries_.emplace(key, Entry{std::move(job), due, false});
+    entries_.emplace(key, Entry{std::move(job), due, false, {}});
     lock.unlock();
     wake_.notify_all();
 }
@@ -47,8 +47,11 @@ void CompletionScheduler::submit(CompletionJob job) {
 void CompletionScheduler::end(std::unique_lock<std::mutex>& lock, std::map<std::uint64_t, Entry>::iterator it,
                               Ending ending, const CompletionOutcome& outcome) {
     auto finish = std::move(it->second.job.finish);
+    const bool abandoned = it->second.running && ending != Ending::Answered;
+    const std::thread::id worker = it->second.worker;
     entries_.erase(it);
     lock.unlock();
+    if (abandoned && abandon_) abandon_(worker);
     if (finish) finish(ending, outcome);
     lock.lock();
 }
@@ -120,6 +123,7 @@ void CompletionScheduler::work() {
         }
         const std::uint64_t key = next->first;
         next->second.running = true;
+        next->second.worker = std::this_thread::get_id();
         const auto text = next->second.job.text;
         const std::size_t cursor = next->second.job.cursor;
         const std::string uri = next->second.job.uri;

@@ -50,8 +50,11 @@ struct CompletionJob {
 class CompletionScheduler {
   public:
     using Complete = std::function<CompletionOutcome(const fl::ustring& text, std::size_t cursor)>;
+    // Told the worker thread of a request that ended while it ran, so that the model call it waits
+    // for can stop: a slow model would otherwise hold the worker for an answer nobody reads.
+    using Abandon = std::function<void(std::thread::id worker)>;
 
-    CompletionScheduler(Complete complete, std::size_t workers);
+    CompletionScheduler(Complete complete, std::size_t workers, Abandon abandon = {});
     ~CompletionScheduler();
     CompletionScheduler(const CompletionScheduler&) = delete;
     CompletionScheduler& operator=(const CompletionScheduler&) = delete;
@@ -76,6 +79,7 @@ class CompletionScheduler {
         CompletionJob job;
         std::chrono::steady_clock::time_point due;
         bool running = false;
+        std::thread::id worker;  // while running
     };
 
     void work();
@@ -84,6 +88,7 @@ class CompletionScheduler {
              const CompletionOutcome& outcome = {});
 
     Complete complete_;
+    Abandon abandon_;
     CompletionCache cache_;
     mutable std::mutex mutex_;
     std::condition_variable wake_;

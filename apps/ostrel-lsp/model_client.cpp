@@ -42,19 +42,24 @@ void SwitchableClient::sendChatCompletion(qvai::core::gen::ChatCompletion reques
                                           qvai::RequestContext context) {
     std::shared_ptr<qvai::AiClient> client;
     std::uint64_t generation = 0;
+    const auto caller = std::this_thread::get_id();
+    auto cancelled = std::make_shared<std::atomic<bool>>(false);
     {
         const std::lock_guard lock(mutex_);
         client = client_;
         generation = generation_;
+        calls_[caller] = Call{client, context, cancelled};
     }
-    auto observed = [this, generation, callback = std::move(callback)](
+    auto observed = [this, generation, caller, cancelled, callback = std::move(callback)](
                         bool success, qvai::core::gen::ChatCompletionMessage message) {
         bool current = false;
         {
             const std::lock_guard lock(mutex_);
             current = generation == generation_;
+            if (const auto it = calls_.find(caller); it != calls_.end() && it->second.cancelled == cancelled)
+                calls_.erase(it);
         }
-        if (current) {
+        if (current && !*cancelled) {
             // Held while the observer runs, so that no call outlives observeReplies(nullptr).
             const std::lock_guard calling(observerMutex_);
             if (observer_) observer_(success);
@@ -62,6 +67,19 @@ void SwitchableClient::sendChatCompletion(qvai::core::gen::ChatCompletion reques
         callback(success, std::move(message));
     };
     client->sendChatCompletion(std::move(request), std::move(observed), context);
+}
+
+bool SwitchableClient::cancelRequestOf(std::thread::id caller) {
+    Call call;
+    {
+        const std::lock_guard lock(mutex_);
+        const auto it = calls_.find(caller);
+        if (it == calls_.end()) return false;
+        call = it->second;
+    }
+    *call.cancelled = true;
+    const auto client = call.client.lock();
+    return client && client->cancel(call.context);
 }
 
 void SwitchableClient::observeReplies(std::function<void(bool success)> observer) {

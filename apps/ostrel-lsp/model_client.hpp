@@ -1,9 +1,12 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "cppmicroservices/framework.hpp"
 #include "cppmicroservices/service_registration.hpp"
@@ -32,17 +35,28 @@ class SwitchableClient : public qvai::IQvaiClient {
     qvai::RequestContext requestContext() override;
 
     // Told whether each reply of the current host client succeeded (not those of a replaced one, which
-    // fail as it goes), on the client's thread before the reply's own callback; nullptr stops it, and
-    // returns only once no call is under way.
+    // fail as it goes, nor cancelled ones), on the client's thread before the reply's own callback;
+    // nullptr stops it, and returns only once no call is under way.
     void observeReplies(std::function<void(bool success)> observer);
 
+    // Cancels the request that `caller` sent and still waits for: the library asks the model on the
+    // thread that runs the completion, so that thread names the request. False when it waits for none.
+    bool cancelRequestOf(std::thread::id caller);
+
   private:
+    struct Call {
+        std::weak_ptr<qvai::AiClient> client;
+        qvai::RequestContext context;
+        std::shared_ptr<std::atomic<bool>> cancelled;
+    };
+
     mutable std::mutex mutex_;
     qvai::ClientOptions options_;
     std::shared_ptr<qvai::AiClient> client_;
     std::uint64_t generation_ = 0;  // counts the host clients
     std::mutex observerMutex_;
     std::function<void(bool)> observer_;
+    std::map<std::thread::id, Call> calls_;  // under mutex_: the request each caller waits for
 };
 
 // Registers a SwitchableClient in a framework of its own and makes that the framework the library finds,

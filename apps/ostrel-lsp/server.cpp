@@ -79,7 +79,7 @@ Server::Server(const ServerOptions& options, MessageWriter& writer)
             : CompletionScheduler::Complete([this](const fl::ustring& text, std::size_t cursor) {
                   return completeWithLibrary(text, cursor, consistentSettingsRecord(layers_));
               }),
-        options_.workers);
+        options_.workers, [this](std::thread::id worker) { model_->client().cancelRequestOf(worker); });
     for (const auto& [fullName, leaves] : settings::core::defaultSettingValues()) {
         storeListeners_.emplace_back(settings::core::addSettingsValueChangeListener(
             store_.root()->getSettingsByFullName(fullName),

@@ -1,5 +1,6 @@
 #include "qvai/ai_client.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <exception>
@@ -75,6 +76,8 @@ AiClient::~AiClient() {
     {
         std::lock_guard lock(mutex_);
         stopping_ = true;
+        for (auto& [sequence, cancelled] : underWay_)
+            *cancelled = true;
     }
     wake_.notify_all();
     for (auto& worker : workers_)
@@ -90,13 +93,33 @@ void AiClient::sendChatCompletion(core::gen::ChatCompletion request, ChatComplet
     {
         std::lock_guard lock(mutex_);
         if (!stopping_ && queue_.size() < options_.MaxQueued) {
-            queue_.push_back({std::move(request), std::move(callback), context});
+            queue_.push_back({std::move(request), std::move(callback), context,
+                              std::make_shared<std::atomic<bool>>(false)});
             wake_.notify_one();
             return;
         }
     }
     logFailure(context.sequence, "too many requests waiting");
     call(callback, false, {});
+}
+
+bool AiClient::cancel(RequestContext context) {
+    std::unique_lock lock(mutex_);
+    if (const auto [first, last] = underWay_.equal_range(context.sequence); first != last) {
+        for (auto it = first; it != last; ++it)
+            *it->second = true;
+        return true;
+    }
+    const auto waiting = std::find_if(queue_.begin(), queue_.end(), [&](const Job& job) {
+        return job.context.sequence == context.sequence;
+    });
+    if (waiting == queue_.end()) return false;
+    Job job = std::move(*waiting);
+    queue_.erase(waiting);
+    lock.unlock();
+    logFailure(context.sequence, "cancelled");
+    call(job.callback, false, {});
+    return true;
 }
 
 void AiClient::work() {
@@ -108,6 +131,7 @@ void AiClient::work() {
             if (queue_.empty()) return;
             job = std::move(queue_.front());
             queue_.pop_front();
+            underWay_.emplace(job.context.sequence, job.cancelled);
         }
         answer(job);
     }
@@ -119,7 +143,7 @@ void AiClient::answer(Job& job) {
     try {
         if (stopping_) throw std::runtime_error("the client is shutting down");
         const std::string text =
-            normaliseReply(backend_->complete(toBackendRequest(job.request, options_), stopping_));
+            normaliseReply(backend_->complete(toBackendRequest(job.request, options_), *job.cancelled));
         if (text.empty()) throw std::runtime_error("the backend gave an empty reply");
         message.id = "ostrel-" + std::to_string(job.context.sequence);
         message.model = options_.Backend;
@@ -137,6 +161,18 @@ void AiClient::answer(Job& job) {
         message = {};
     } catch (...) {
         logFailure(job.context.sequence, "unknown error");
+        message = {};
+    }
+    {
+        const std::lock_guard lock(mutex_);
+        const auto [first, last] = underWay_.equal_range(job.context.sequence);
+        const auto mine =
+            std::find_if(first, last, [&](const auto& entry) { return entry.second == job.cancelled; });
+        if (mine != last) underWay_.erase(mine);
+    }
+    // A reply that came in as the request was cancelled is not used: the caller has moved on.
+    if (*job.cancelled) {
+        success = false;
         message = {};
     }
     call(job.callback, success, std::move(message));

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -19,7 +20,7 @@ class Backend;
 // The host's AI client. Requests are answered on the client's own worker threads (MaxInFlight of them),
 // each callback exactly once: with the reply, or with an empty message and the flag false on any
 // failure. Requests beyond MaxQueued waiting ones are answered empty at once. Destruction answers the
-// requests still waiting (empty) and cancels those under way.
+// requests still waiting (empty) and cancels those under way; cancel() does the same for one request.
 class AiClient : public IQvaiClient {
   public:
     // Throws std::invalid_argument for an unknown backend or unusable options.
@@ -33,11 +34,17 @@ class AiClient : public IQvaiClient {
                             RequestContext context) override;
     RequestContext requestContext() override;
 
+    // Ends the request sent with `context`: one still waiting is answered empty at once, one under way
+    // is asked to stop and answered empty when its backend gives up. False when no such request is
+    // waiting or under way (it was answered already, or never sent).
+    bool cancel(RequestContext context);
+
   private:
     struct Job {
         core::gen::ChatCompletion request;
         ChatCompletionCallback callback;
         RequestContext context;
+        std::shared_ptr<std::atomic<bool>> cancelled;
     };
 
     void work();
@@ -50,6 +57,7 @@ class AiClient : public IQvaiClient {
     std::mutex mutex_;
     std::condition_variable wake_;
     std::deque<Job> queue_;
+    std::multimap<std::uint64_t, std::shared_ptr<std::atomic<bool>>> underWay_;  // by sequence
     std::vector<std::thread> workers_;
 };
 

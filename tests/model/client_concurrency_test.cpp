@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
 #include <vector>
 
@@ -99,6 +100,57 @@ TEST(ClientConcurrency, ShutdownAnswersWaitingRequestsAndOverflowIsAnsweredAtOnc
     for (int n = 0; n < 200; ++n)
         EXPECT_EQ(calls[n].load(), 1) << "request " << n;
     EXPECT_GE(failures.load(), 99);  // at least the overflow, answered empty
+}
+
+// Holds every request until it is cancelled, and says how many it holds.
+class HoldingBackend : public qvai::Backend {
+  public:
+    std::string complete(const qvai::BackendRequest&, const std::atomic<bool>& cancelled) override {
+        ++held;
+        while (!cancelled)
+            std::this_thread::sleep_for(1ms);
+        --held;
+        throw std::runtime_error("cancelled");
+    }
+    std::atomic<int> held{0};
+};
+
+// One request cancelled under way and one while it waits: each is answered empty at once, and the
+// worker the first held is free for the next request; the client keeps working for the others.
+TEST(ClientConcurrency, CancellingOneRequestFreesItsWorkerAndAnswersIt) {
+    auto backend = std::make_unique<HoldingBackend>();
+    HoldingBackend& holding = *backend;
+    qvai::ClientOptions options;
+    options.MaxInFlight = 1;
+    qvai::AiClient client(options, std::move(backend));
+    std::vector<std::atomic<int>> answers(3);
+    std::vector<qvai::RequestContext> contexts;
+    for (int n = 0; n < 3; ++n) {
+        contexts.push_back(client.requestContext());
+        client.sendChatCompletion(
+            model_test::completionRequest("x = " + std::to_string(n) + ";", ""),
+            [&, n](bool success, qvai::core::gen::ChatCompletionMessage message) {
+                EXPECT_FALSE(success);
+                EXPECT_TRUE(message.choices.empty());
+                ++answers[n];
+            },
+            contexts.back());
+    }
+    const auto waitFor = [](const std::function<bool()>& done) {
+        const auto deadline = std::chrono::steady_clock::now() + 5s;
+        while (!done() && std::chrono::steady_clock::now() < deadline)
+            std::this_thread::sleep_for(1ms);
+        return done();
+    };
+    ASSERT_TRUE(waitFor([&] { return holding.held == 1; }));
+    EXPECT_TRUE(client.cancel(contexts[1]));  // still waiting
+    EXPECT_EQ(answers[1].load(), 1);
+    EXPECT_TRUE(client.cancel(contexts[0]));  // under way
+    EXPECT_TRUE(waitFor([&] { return answers[0] == 1 && holding.held == 1; }))
+        << "the third request never reached the freed worker";
+    EXPECT_FALSE(client.cancel(contexts[0]));  // answered already
+    EXPECT_FALSE(client.cancel(qvai::RequestContext{999}));
+    EXPECT_EQ(answers[2].load(), 0);
 }
 
 }  // namespace
