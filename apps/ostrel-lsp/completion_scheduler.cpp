@@ -47,11 +47,10 @@ void CompletionScheduler::submit(CompletionJob job) {
 void CompletionScheduler::end(std::unique_lock<std::mutex>& lock, std::map<std::uint64_t, Entry>::iterator it,
                               Ending ending, const CompletionOutcome& outcome) {
     auto finish = std::move(it->second.job.finish);
-    const bool abandoned = it->second.running && ending != Ending::Answered;
-    const std::thread::id worker = it->second.worker;
+    // Under the lock, so that the worker cannot have moved on to another request's model call.
+    if (it->second.running && ending != Ending::Answered && abandon_) abandon_(it->second.worker);
     entries_.erase(it);
     lock.unlock();
-    if (abandoned && abandon_) abandon_(worker);
     if (finish) finish(ending, outcome);
     lock.lock();
 }

@@ -51,7 +51,8 @@ class CompletionScheduler {
   public:
     using Complete = std::function<CompletionOutcome(const fl::ustring& text, std::size_t cursor)>;
     // Told the worker thread of a request that ended while it ran, so that the model call it waits
-    // for can stop: a slow model would otherwise hold the worker for an answer nobody reads.
+    // for can stop: a slow model would otherwise hold the worker for an answer nobody reads. Called
+    // under the scheduler's lock: it must not call back into the scheduler.
     using Abandon = std::function<void(std::thread::id worker)>;
 
     CompletionScheduler(Complete complete, std::size_t workers, Abandon abandon = {});
