@@ -69,10 +69,13 @@ nlohmann::json formattingEdits(const fl::ustring& text, const fit::IndentSetting
     formatterSettings.startLine = lines ? lines->first + 2 : 2;
     formatterSettings.endLine = lines ? lines->last + 2 : UINT32_MAX;
 
+    // It also leaves a last line without a line end where it stands when that line is one word (a cut
+    // "en" may be the start of any word): a line end after the file's last line makes it whole too.
+    const bool endsOpen = !text.empty() && text.back() != u'\n';
     const legacy::LegacyFormatter formatter(formatterSettings);
-    const fl::ustring padded =
-        formatter.getFormattedText(formatter.indentCode(ca::lexer::lex(u"%\n" + text)));
-    const fl::ustring formatted = padded.substr(2);
+    const fl::ustring padded = formatter.getFormattedText(
+        formatter.indentCode(ca::lexer::lex(u"%\n" + text + (endsOpen ? u"\n" : u""))));
+    const fl::ustring formatted = padded.substr(2, padded.size() - 2 - (endsOpen ? 1 : 0));
 
     nlohmann::json edits = nlohmann::json::array();
     const auto before = lineStartsOf(text);

@@ -285,6 +285,7 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
     const std::string text = "if a\nx = 1;\nif b\ny = 2;\nend\nend\n";
     struct Case {
         const char* name;
+        std::string text;
         std::string method;
         nlohmann::json params;
         std::string expected;
@@ -292,22 +293,27 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
     nlohmann::json ranged = formattingParams(2, true);
     ranged["range"] = {{"start", {{"line", 2}, {"character", 0}}}, {"end", {{"line", 4}, {"character", 0}}}};
     const std::vector<Case> cases = {
-        {"tabs", "textDocument/formatting", formattingParams(4, false),
+        {"tabs", text, "textDocument/formatting", formattingParams(4, false),
          "if a\n\tx = 1;\n\tif b\n\t\ty = 2;\n\tend\nend\n"},
-        {"only lines 3 and 4", "textDocument/rangeFormatting", ranged,
+        {"only lines 3 and 4", text, "textDocument/rangeFormatting", ranged,
          "if a\nx = 1;\n  if b\n    y = 2;\nend\nend\n"},
+        // A file's last line needs no line end to be formatted.
+        {"no final line end", "for k = 1:3\nif a\nx = k;\nend", "textDocument/formatting",
+         formattingParams(4, true), "for k = 1:3\n    if a\n        x = k;\n    end"},
     };
     ServerProcess server({});
     server.initialize();
-    server.open(kUri, text);
     int id = 10;
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
+        server.open(kUri, c.text, id);
         server.request(++id, c.method, c.params);
         const auto reply = server.answer(id);
         ASSERT_TRUE(reply.contains("result")) << reply.dump();
-        EXPECT_EQ(applyLineEdits(text, reply["result"]), c.expected);
+        EXPECT_EQ(applyLineEdits(c.text, reply["result"]), c.expected);
+        server.notify("textDocument/didClose", {{"textDocument", {{"uri", kUri}}}});
     }
+    server.open(kUri, text);
     server.request(++id, "textDocument/formatting", formattingParams(0, true));
     EXPECT_EQ(server.answer(id)["error"]["code"], -32602);
 }
