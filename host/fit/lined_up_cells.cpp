@@ -256,8 +256,10 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
         std::u16string_view(u",;.:)]}").find(first.front()) != std::u16string_view::npos)
         return {};
     // A product, quotient or power is one cell (`2*(y*z)`, `25/216`): no blanks on either side of its
-    // operator.
+    // operator. Nor after a typed `+` or `-`: the completion's first cell goes on with it (`   -` +
+    // `10.00` is the row's first number, not a sign and then the next column).
     static constexpr std::u16string_view kBinding = u"*/\\^";
+    if (std::u16string_view(u"+-").find(typed.back()) != std::u16string_view::npos) return {};
     if (kBinding.find(typed.back()) != std::u16string_view::npos ||
         kBinding.find(first.front()) != std::u16string_view::npos)
         return {};
