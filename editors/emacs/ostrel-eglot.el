@@ -187,6 +187,7 @@ Choosing it applies the server's edit."
       (setq rest (propertize rest 'face 'ostrel-ghost-text))
       (put-text-property 0 1 'cursor t rest)  ; the cursor stays before the ghost text
       (let ((overlay (make-overlay (+ (car region) kept) (max (point) (cdr region)) nil t)))
+        (overlay-put overlay 'window (selected-window))  ; not in other windows of the buffer
         (overlay-put overlay 'invisible t)
         (overlay-put overlay 'after-string rest)
         (setq ostrel--ghost (list :overlay overlay :range range :text text

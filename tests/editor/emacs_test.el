@@ -145,9 +145,10 @@
                        "the ghost text stayed, or point is not after the completion")
 
     ;; What the ghost text shows is what TAB writes, with the cursor before it (a terminal shows no
-    ;; cursor on a line break): an edit that replaces the text after point, one that replaces typed
-    ;; text it writes otherwise (the line's indentation), one that starts a line at the end of a file
-    ;; without a final newline.
+    ;; cursor on a line break), in the selected window only of the two that show the buffer: an edit
+    ;; that replaces the text after point, one that replaces typed text it writes otherwise (the line's
+    ;; indentation), one that starts a line at the end of a file without a final newline.
+    (split-window)
     (dolist (case '(("y = 1;\nx = zeros(n, 1)\n" 2 7 "x = zeros(n, 1);")
                     ("function r = f(x)\n    if x > 0\n        r = 1;\n        els\n" 4 11 "else")
                     ("x = 1;" 1 6 "y = 2;")))
@@ -159,13 +160,17 @@
         (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
         (ostrel-test-wait (format "no ghost text in %S" text) (lambda () ostrel--ghost))
         (let* ((shown (ostrel-test-screen t))
-               (ghost (overlay-get (plist-get ostrel--ghost :overlay) 'after-string))
+               (overlay (plist-get ostrel--ghost :overlay))
+               (ghost (overlay-get overlay 'after-string))
                (cursor (text-property-any 0 (length ghost) 'cursor t ghost)))
           (ostrel-test-check (and cursor (not (memq (aref ghost cursor) '(?\n ?\r))))
                              "the cursor is not before the ghost text %S" ghost)
+          (ostrel-test-check (eq (overlay-get overlay 'window) (selected-window))
+                             "the ghost text shows in every window of the buffer")
           (execute-kbd-macro (kbd "TAB"))
           (ostrel-test-check (equal shown (ostrel-test-screen)) "in %S, shown %S, TAB wrote %S"
                              text shown (buffer-string)))))
+    (delete-other-windows)
 
     ;; A file indented with tabs keeps them when TAB indents a line.
     (set-buffer-modified-p nil)
