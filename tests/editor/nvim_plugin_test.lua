@@ -91,11 +91,14 @@ steps = coroutine.create(function()
   vim.api.nvim_input('Go')  -- a new line below, in insert mode
   await(function() return vim.fn.mode() == 'i' and ghost() end, 'no ghost text after a pause')
   assert(screen(0)[2] == 'y = x + 1;', 'ghost text: ' .. vim.inspect(screen(0)))
-  vim.api.nvim_input('q')  -- typing on dismisses it (a new one may come, after the new character)
+  vim.api.nvim_input('y')  -- typing on dismisses it (a new one may come, after the new character)
   await(function() return not ghost() or ghost().col == 1 end, 'typing did not dismiss the ghost text')
-  vim.api.nvim_input('<BS>')
+  vim.api.nvim_input('q<BS>')
   accept_what_is_shown('after deleting')
   assert(lines()[2] == 'y = x + 1;', 'accepting did not insert the completion: ' .. vim.inspect(lines()))
+  vim.api.nvim_input('u')  -- undoes the completion, not what was typed before it
+  await(function() return lines()[2] ~= 'y = x + 1;' end, 'undo did nothing')
+  assert(lines()[2] == 'y', 'undo after accepting: ' .. vim.inspect(lines()))
 
   -- Text after the cursor stays visible behind the completion.
   vim.api.nvim_buf_set_lines(0, 1, 2, false, { 'y = ;' })

@@ -218,6 +218,8 @@ function M.accept(buf)
   end
   local item = shown.item
   M.dismiss(buf)
+  -- Its own undo step: undo takes the completion back and keeps what was typed before it.
+  vim.cmd('let &undolevels = &undolevels')
   apply(buf, { range = item.range, newText = item.insertText })
   return true
 end
