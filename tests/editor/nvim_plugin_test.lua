@@ -143,9 +143,16 @@ steps = coroutine.create(function()
     assert(plain(other), 'the ghost text shows in the other window: ' .. vim.inspect(screen(other)))
     accept_what_is_shown('in two windows')
   end
-  write(reply_file, '```ostrel\nw = 5;\n```\n')
-  vim.api.nvim_input('Goq<BS>')
-  await(function() return vim.fn.mode() == 'i' and ghost() end, 'no ghost text before going to the other window')
+  -- At the window's last rows the lines below are cut off, as in one window, not laid over the next one.
+  write(reply_file, '```ostrel\nfor k = 1:2\n    x = k;\n    y = k;\nend\n```\n')
+  for _, left in ipairs({ 1, 0 }) do  -- rows below the cursor's in the window
+    ostrel.dismiss(0)
+    vim.api.nvim_win_set_cursor(typed_in, { #lines(), 0 })
+    vim.cmd('resize ' .. (vim.fn.winline() + 1 + left))
+    vim.api.nvim_input('<Esc>Goq<BS>')
+    await(function() return vim.fn.mode() == 'i' and ghost() end, 'no ghost text at the last rows')
+    assert(plain(other), 'the ghost text runs into the other window: ' .. vim.inspect(screen(other)))
+  end
   -- As a click with the mouse does, in insert mode, to the same line and column.
   vim.api.nvim_win_set_cursor(other, vim.api.nvim_win_get_cursor(typed_in))
   vim.api.nvim_set_current_win(other)
@@ -165,6 +172,7 @@ steps = coroutine.create(function()
   vim.cmd('silent saveas ' .. folder .. '/renamed.ost')
   vim.api.nvim_input('Goq<BS>')
   accept_what_is_shown('a renamed buffer')
+  assert(vim.v.errmsg == '', 'an error on the way: ' .. vim.v.errmsg)
 end)
 
 resume()

@@ -67,6 +67,11 @@ local function shown_elsewhere(buf, win)
 end
 
 local function float_below(win, row, lines)
+  -- Lines that do not fit in the window are cut off, as virtual lines are: the float would cover the
+  -- status line and the window below.
+  local room = vim.api.nvim_win_get_height(win) - vim.api.nvim_win_call(win, vim.fn.winline)
+  if room < 1 then return nil end
+  lines = { unpack(lines, 1, room) }
   local text = {}
   for i, chunks in ipairs(lines) do
     text[i] = table.concat(vim.tbl_map(function(chunk) return chunk[1] end, chunks))
