@@ -172,6 +172,25 @@ steps = coroutine.create(function()
   vim.cmd('silent saveas ' .. folder .. '/renamed.ost')
   vim.api.nvim_input('Goq<BS>')
   accept_what_is_shown('a renamed buffer')
+
+  -- A model that does not answer: the server's warning, come while typing, shows once insert mode ends
+  -- ("-- INSERT --" covers it at once).
+  ostrel.setup({ cmd = { program, '--backend', 'openai', '--endpoint', 'http://127.0.0.1:1' } })
+  vim.fn.mkdir(folder .. '/down', 'p')  -- a folder of its own: a server of its own
+  vim.cmd('edit ' .. folder .. '/down/down.ost')
+  await(served, 'the file is not served')
+  vim.api.nvim_input('ix')
+  sleep(500)
+  vim.api.nvim_input('<Esc>')
+  local function bottom()
+    local text = ''
+    for c = 1, vim.o.columns do text = text .. vim.fn.screenstring(vim.o.lines, c) end
+    return text
+  end
+  await(function()
+    vim.cmd('redraw')
+    return bottom():find('LSP[ostrel-lsp][Warning]', 1, true)
+  end, 'the warning is not shown: ' .. bottom())
   assert(vim.v.errmsg == '', 'an error on the way: ' .. vim.v.errmsg)
 end)
 

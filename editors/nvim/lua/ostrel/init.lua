@@ -257,6 +257,17 @@ local function completed(buf)
   apply(buf, edit)
 end
 
+-- Neovim writes a server's message below the status line, where insert mode's "-- INSERT --" covers it at
+-- once: one that comes while the user types (a model that does not answer) waits for insert mode to end.
+local function show_message(err, result, ctx, config)
+  local default = vim.lsp.handlers['window/showMessage']
+  if vim.fn.mode():sub(1, 1) ~= 'i' then return default(err, result, ctx, config) end
+  vim.api.nvim_create_autocmd('InsertLeave', {
+    once = true,
+    callback = function() vim.schedule(function() default(err, result, ctx, config) end) end,
+  })
+end
+
 local function root_of(buf)
   local name = vim.api.nvim_buf_get_name(buf)
   local found = vim.fn.finddir('.git', vim.fn.fnamemodify(name, ':p:h') .. ';')
@@ -291,6 +302,7 @@ function M.attach(buf)
       root_dir = root,
       init_options = M.config.settings,
       settings = M.config.settings,
+      handlers = { ['window/showMessage'] = show_message },
     })
     clients[root] = id
   end
