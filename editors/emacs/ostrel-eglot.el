@@ -175,17 +175,23 @@ Choosing it applies the server's edit."
          (text (plist-get item :insertText))
          (region (eglot--range-region range))
          (typed (buffer-substring-no-properties (car region) (point)))
-         ;; What is typed already is not shown again.
-         (rest (if (string-prefix-p typed text) (substring text (length typed)) text))
-         ;; Text after point that the edit replaces is hidden while the ghost text shows.
-         (overlay (make-overlay (point) (max (point) (cdr region)) nil t)))
+         ;; What is typed and written out again stays in view; the rest of what the edit replaces
+         ;; (typed text it writes otherwise, text after point) hides behind the ghost text, so that
+         ;; the line reads as TAB leaves it.
+         (same (compare-strings typed nil nil text nil nil))
+         (kept (if (eq same t) (length typed) (1- (abs same))))
+         (rest (substring text kept)))
     (unless (string-empty-p rest)
+      ;; A terminal cannot show the cursor on a line break: it would stand after the ghost text.
+      (when (memq (aref rest 0) '(?\n ?\r)) (setq rest (concat " " rest)))
       (setq rest (propertize rest 'face 'ostrel-ghost-text))
       (put-text-property 0 1 'cursor t rest)  ; the cursor stays before the ghost text
-      (overlay-put overlay 'invisible t)
-      (overlay-put overlay 'after-string rest)
-      (setq ostrel--ghost (list :overlay overlay :range range :text text
-                                :tick (buffer-chars-modified-tick))))))
+      (let ((overlay (make-overlay (+ (car region) kept) (max (point) (cdr region)) nil t)))
+        (overlay-put overlay 'window (selected-window))  ; not in other windows of the buffer
+        (overlay-put overlay 'invisible t)
+        (overlay-put overlay 'after-string rest)
+        (setq ostrel--ghost (list :overlay overlay :range range :text text
+                                  :tick (buffer-chars-modified-tick)))))))
 
 (defun ostrel-ghost-complete (&optional automatic)
   "Ask the server for an inline completion at point and show it as ghost text.

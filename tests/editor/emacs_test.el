@@ -55,6 +55,19 @@
   (and ostrel--ghost (substring-no-properties
                       (overlay-get (plist-get ostrel--ghost :overlay) 'after-string))))
 
+;; The buffer's lines as the screen shows them with the ghost text, and the buffer's lines; blanks
+;; at their ends are not seen.
+(defun ostrel-test-screen (&optional ghost)
+  (let ((overlay (and ghost (plist-get ostrel--ghost :overlay))))
+    (mapcar (lambda (line) (string-trim-right line " +"))
+            (split-string (if (not overlay) (buffer-substring-no-properties (point-min) (point-max))
+                            (concat (buffer-substring-no-properties (point-min) (overlay-start overlay))
+                                    (ostrel-test-ghost-text)
+                                    (if (overlay-get overlay 'invisible) ""
+                                      (buffer-substring-no-properties (overlay-start overlay) (overlay-end overlay)))
+                                    (buffer-substring-no-properties (overlay-end overlay) (point-max))))
+                          "\n"))))
+
 (defun ostrel-test-run ()
   (let ((reply (ostrel-test-write "reply.txt" ""))
         (settings (ostrel-test-write "settings.json" "{}\n"))
@@ -131,21 +144,33 @@
     (ostrel-test-check (and (null ostrel--ghost) (= (point) (line-end-position)))
                        "the ghost text stayed, or point is not after the completion")
 
-    ;; Inside a word, an edit that replaces the text after point: the line shows as TAB leaves it.
-    (ostrel-test-write "reply.txt" "```ostrel\nx = zeros(n, 1);\n```\n")
-    (erase-buffer)
-    (insert "y = 1;\nx = zeros(n, 1)\n")
-    (goto-char (point-min)) (forward-line 1) (forward-char 7)
-    (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
-    (ostrel-test-wait "no ghost text inside a word" (lambda () ostrel--ghost))
-    (let* ((overlay (plist-get ostrel--ghost :overlay))
-           (shown (concat (buffer-substring-no-properties (line-beginning-position) (overlay-start overlay))
-                          (ostrel-test-ghost-text)
-                          (if (overlay-get overlay 'invisible) "" (buffer-substring-no-properties
-                                                                   (overlay-start overlay) (overlay-end overlay)))
-                          (buffer-substring-no-properties (overlay-end overlay) (line-end-position)))))
-      (execute-kbd-macro (kbd "TAB"))
-      (ostrel-test-check (equal (ostrel-test-line 2) shown) "shown %S, TAB wrote %S" shown (ostrel-test-line 2)))
+    ;; What the ghost text shows is what TAB writes, with the cursor before it (a terminal shows no
+    ;; cursor on a line break), in the selected window only of the two that show the buffer: an edit
+    ;; that replaces the text after point, one that replaces typed text it writes otherwise (the line's
+    ;; indentation), one that starts a line at the end of a file without a final newline.
+    (split-window)
+    (dolist (case '(("y = 1;\nx = zeros(n, 1)\n" 2 7 "x = zeros(n, 1);")
+                    ("function r = f(x)\n    if x > 0\n        r = 1;\n        els\n" 4 11 "else")
+                    ("x = 1;" 1 6 "y = 2;")))
+      (pcase-let ((`(,text ,line ,column ,reply) case))
+        (ostrel-test-write "reply.txt" (format "```ostrel\n%s\n```\n" reply))
+        (erase-buffer)
+        (insert text)
+        (goto-char (point-min)) (forward-line (1- line)) (forward-char column)
+        (execute-kbd-macro "q") (execute-kbd-macro (kbd "DEL"))
+        (ostrel-test-wait (format "no ghost text in %S" text) (lambda () ostrel--ghost))
+        (let* ((shown (ostrel-test-screen t))
+               (overlay (plist-get ostrel--ghost :overlay))
+               (ghost (overlay-get overlay 'after-string))
+               (cursor (text-property-any 0 (length ghost) 'cursor t ghost)))
+          (ostrel-test-check (and cursor (not (memq (aref ghost cursor) '(?\n ?\r))))
+                             "the cursor is not before the ghost text %S" ghost)
+          (ostrel-test-check (eq (overlay-get overlay 'window) (selected-window))
+                             "the ghost text shows in every window of the buffer")
+          (execute-kbd-macro (kbd "TAB"))
+          (ostrel-test-check (equal shown (ostrel-test-screen)) "in %S, shown %S, TAB wrote %S"
+                             text shown (buffer-string)))))
+    (delete-other-windows)
 
     ;; A file indented with tabs keeps them when TAB indents a line.
     (set-buffer-modified-p nil)

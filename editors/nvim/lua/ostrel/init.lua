@@ -15,7 +15,8 @@ M.config = {
 
 local namespace = vim.api.nvim_create_namespace('ostrel_ghost')
 local clients = {}  -- root folder -> client id
-local state = {}    -- buffer -> { timer, request, client, shown = { item, tick, row, col } }
+-- buffer -> { timer, request, client, shown = { item, tick, win, row, col, from, first, below } }
+local state = {}
 
 local function buffer_state(buf)
   state[buf] = state[buf] or {}
@@ -32,8 +33,66 @@ function M.dismiss(buf)
   end
   if s.request and s.client then s.client.cancel_request(s.request) end
   s.request = nil
+  local shown = s.shown
   s.shown = nil
   vim.api.nvim_buf_clear_namespace(buf, namespace, 0, -1)
+  if shown then
+    if shown.below and vim.api.nvim_win_is_valid(shown.below) then vim.api.nvim_win_close(shown.below, true) end
+    -- The first line is drawn at each redraw while it is shown (see below): its line is drawn anew.
+    if vim.api.nvim_buf_is_valid(buf) then vim.api.nvim__buf_redraw_range(buf, shown.row, shown.row + 1) end
+  end
+end
+
+-- The ghost text belongs to the window it was asked for in, but extmarks show in every window of their
+-- buffer: its first line is drawn into that window alone at each redraw.
+vim.api.nvim_set_decoration_provider(namespace, {
+  on_win = function(_, win, buf)
+    local shown = state[buf] and state[buf].shown
+    if shown and shown.win == win then
+      pcall(vim.api.nvim_buf_set_extmark, buf, namespace, shown.row, shown.from,
+        { ephemeral = true, virt_text = shown.first, virt_text_pos = 'overlay' })
+    end
+    return false
+  end,
+})
+
+-- Lines drawn under a drawn line take room in every window of the buffer (Neovim 0.7 draws no virtual
+-- lines for one window alone): where another window shows the buffer, the further lines cover the lines
+-- below in a float instead.
+local function shown_elsewhere(buf, win)
+  for _, other in ipairs(vim.api.nvim_tabpage_list_wins(0)) do
+    if other ~= win and vim.api.nvim_win_get_buf(other) == buf then return true end
+  end
+  return false
+end
+
+local function float_below(win, row, lines)
+  -- Lines that do not fit in the window are cut off, as virtual lines are: the float would cover the
+  -- status line and the window below.
+  local room = vim.api.nvim_win_get_height(win) - vim.api.nvim_win_call(win, vim.fn.winline)
+  if room < 1 then return nil end
+  lines = { unpack(lines, 1, room) }
+  local text = {}
+  for i, chunks in ipairs(lines) do
+    text[i] = table.concat(vim.tbl_map(function(chunk) return chunk[1] end, chunks))
+  end
+  local buf = vim.api.nvim_create_buf(false, true)
+  vim.bo[buf].bufhidden = 'wipe'
+  vim.api.nvim_buf_set_lines(buf, 0, -1, false, text)
+  for i, chunks in ipairs(lines) do
+    local at = 0
+    for _, chunk in ipairs(chunks) do
+      vim.api.nvim_buf_add_highlight(buf, namespace, chunk[2], i - 1, at, at + #chunk[1])
+      at = at + #chunk[1]
+    end
+  end
+  local width = vim.api.nvim_win_get_width(win) - vim.fn.getwininfo(win)[1].textoff
+  local float = vim.api.nvim_open_win(buf, false, {
+    relative = 'win', win = win, bufpos = { row, 0 }, row = 1, col = 0, width = math.max(width, 1),
+    height = #lines, style = 'minimal', focusable = false, noautocmd = true,
+  })
+  vim.wo[float].winhighlight = 'NormalFloat:Normal'
+  return float
 end
 
 -- The server's lines may end in CRLF (it follows the file's); the buffer holds lines without ends.
@@ -61,7 +120,7 @@ end
 -- Neovim 0.7 has no inline virtual text: the ghost overlays the rest of the cursor's line with the
 -- line as accepting would leave it (the completion, then the text after the edit in the normal colour,
 -- then blanks over what is left), and the completion's further lines go below.
-local function show(buf, item, tick, row, col)
+local function show(buf, win, item, tick, row, col)
   local s = buffer_state(buf)
   local encoding = s.client and s.client.offset_encoding or 'utf-16'
   local line = vim.api.nvim_buf_get_lines(buf, row, row + 1, false)[1] or ''
@@ -91,30 +150,32 @@ local function show(buf, item, tick, row, col)
   local covered = vim.fn.strdisplaywidth(line) - at
   local shown = vim.fn.strdisplaywidth(ghost[1]) + (#below == 0 and vim.fn.strdisplaywidth(rest) or 0)
   if covered > shown then first[#first + 1] = { string.rep(' ', covered - shown), 'Normal' } end
-  vim.api.nvim_buf_set_extmark(buf, namespace, row, from, {
-    virt_text = first,
-    virt_text_pos = 'overlay',
-    virt_lines = #below > 0 and below or nil,
-  })
-  s.shown = { item = item, tick = tick, row = row, col = col }
+  s.shown = { item = item, tick = tick, win = win, row = row, col = col, from = from, first = first }
+  if #below > 0 and shown_elsewhere(buf, win) then
+    s.shown.below = float_below(win, row, below)
+  elseif #below > 0 then
+    vim.api.nvim_buf_set_extmark(buf, namespace, row, from, { virt_lines = below })
+  end
+  vim.api.nvim__buf_redraw_range(buf, row, row + 1)
 end
 
 local function ask(buf)
   local s = buffer_state(buf)
   local client = s.client
   if not client or vim.api.nvim_get_current_buf() ~= buf or vim.fn.mode() ~= 'i' then return end
-  local cursor = vim.api.nvim_win_get_cursor(0)
+  local win = vim.api.nvim_get_current_win()
+  local cursor = vim.api.nvim_win_get_cursor(win)
   local tick = vim.api.nvim_buf_get_changedtick(buf)
   local params = vim.lsp.util.make_position_params(0, client.offset_encoding)
   params.context = { triggerKind = 2 }
   local ok, request = client.request('textDocument/inlineCompletion', params, function(err, result)
     s.request = nil
     if err or not result or not result.items or #result.items == 0 then return end
-    -- A reply for a text or a cursor that is gone is dropped.
-    local now = vim.api.nvim_win_get_cursor(0)
+    -- A reply for a text, a window or a cursor that is gone is dropped.
+    if vim.api.nvim_get_current_win() ~= win or vim.fn.mode() ~= 'i' then return end
+    local now = vim.api.nvim_win_get_cursor(win)
     if vim.api.nvim_buf_get_changedtick(buf) ~= tick or now[1] ~= cursor[1] or now[2] ~= cursor[2] then return end
-    if vim.fn.mode() ~= 'i' then return end
-    show(buf, result.items[1], tick, cursor[1] - 1, cursor[2])
+    show(buf, win, result.items[1], tick, cursor[1] - 1, cursor[2])
   end, buf)
   if ok then s.request = request end
 end
@@ -144,6 +205,13 @@ local function apply(buf, edit)
   vim.api.nvim_win_set_cursor(0, { row, math.min(col, #line) })
 end
 
+-- The completion shown as ghost text in `buf`: { item, win, row, col } (the cursor's, from 0), or nil.
+function M.shown(buf)
+  buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
+  local shown = buffer_state(buf).shown
+  return shown and { item = shown.item, win = shown.win, row = shown.row, col = shown.col }
+end
+
 -- Applies the ghost text; returns false when none is shown.
 function M.accept(buf)
   buf = (buf == nil or buf == 0) and vim.api.nvim_get_current_buf() or buf
@@ -155,6 +223,8 @@ function M.accept(buf)
   end
   local item = shown.item
   M.dismiss(buf)
+  -- Its own undo step: undo takes the completion back and keeps what was typed before it.
+  vim.cmd('let &undolevels = &undolevels')
   apply(buf, { range = item.range, newText = item.insertText })
   return true
 end
@@ -185,6 +255,17 @@ local function completed(buf)
   if col < #put or vim.api.nvim_get_current_line():sub(col - #put + 1, col) ~= put then return end
   vim.api.nvim_buf_set_text(buf, row - 1, col - #put, row - 1, col, { '' })
   apply(buf, edit)
+end
+
+-- Neovim writes a server's message below the status line, where insert mode's "-- INSERT --" covers it at
+-- once: one that comes while the user types (a model that does not answer) waits for insert mode to end.
+local function show_message(err, result, ctx, config)
+  local default = vim.lsp.handlers['window/showMessage']
+  if vim.fn.mode():sub(1, 1) ~= 'i' then return default(err, result, ctx, config) end
+  vim.api.nvim_create_autocmd('InsertLeave', {
+    once = true,
+    callback = function() vim.schedule(function() default(err, result, ctx, config) end) end,
+  })
 end
 
 local function root_of(buf)
@@ -221,6 +302,7 @@ function M.attach(buf)
       root_dir = root,
       init_options = M.config.settings,
       settings = M.config.settings,
+      handlers = { ['window/showMessage'] = show_message },
     })
     clients[root] = id
   end
@@ -237,7 +319,7 @@ function M.attach(buf)
       schedule(buf)
     end,
   })
-  vim.api.nvim_create_autocmd({ 'InsertLeave', 'BufLeave' }, {
+  vim.api.nvim_create_autocmd({ 'InsertLeave', 'BufLeave', 'WinLeave' }, {
     group = group, buffer = buf, callback = function() M.dismiss(buf) end,
   })
   vim.api.nvim_create_autocmd('CursorMovedI', {
