@@ -29,11 +29,19 @@ bool isBlankOrClosing(const fl::ustring& line) {
 }
 
 // Blank lines the model wrote after the completion (extraction trims them) separate it from the code
-// below: kept when the completion ends where the reply did and the line below is not blank.
+// below: kept when the completion ends where the reply did and the line below is not blank. Its last
+// lines must read as the reply's: pruning may cut a reply after an `end` of a block inside it, and its
+// last line is then another `end`.
 void keepTrailingBlankLines(const fl::ustring& file, Edit& edit, const std::vector<fl::ustring>& lines,
                             const ReplyShape& shape) {
     if (shape.trailingBlankLines == 0 || lines.empty() || edit.end != text::lineEnd(file, edit.end)) return;
-    if (text::trim(lines.back()) != text::trim(shape.lastCodeLine)) return;
+    const std::size_t compared = std::min(lines.size(), shape.lastCodeLines.size());
+    if (compared == 0 || !std::equal(lines.end() - static_cast<std::ptrdiff_t>(compared), lines.end(),
+                                     shape.lastCodeLines.end() - static_cast<std::ptrdiff_t>(compared),
+                                     [](const fl::ustring& a, const fl::ustring& b) {
+                                         return text::trim(a) == text::trim(b);
+                                     }))
+        return;
     const std::size_t next = text::nextLineStart(file, edit.end);
     if (next == edit.end ||
         text::isBlankText(std::u16string_view(file).substr(next, text::lineEnd(file, next) - next)))

@@ -156,6 +156,10 @@ ReplyShape shapeOf(const StageTexts& stages, const fl::ustring& file, std::size_
                text::isBlankText(shape.removedTail[shape.trailingBlankLines]))
             ++shape.trailingBlankLines;
     }
+    const std::vector<fl::ustring>& code =
+        !shape.removedTail.empty() && shape.removedHead.empty() ? kept : extracted;
+    shape.lastCodeLines.assign(
+        code.end() - static_cast<std::ptrdiff_t>(std::min<std::size_t>(code.size(), 3)), code.end());
     return shape;
 }
 

@@ -195,6 +195,12 @@ const Row kRows[] = {
      "function f(a)\n    if a\n        b = 1;\n    end\n\n    c = 2;\nend\n"},
     {"the blank line a reply ends with is kept", "a = 1;\n<|>\nb = 2;\n", "```ostrel\nc = 3;\n\n```",
      "a = 1;\nc = 3;\n\nb = 2;\n"},
+    {"but not after the block pruning cut the reply at, which ends like the reply",
+     "for d = 1:3\n  if d > 1\n    chosen = d;\n<|>\n%% Local functions\nfunction c = f(t)\n  c = t;\nend\n",
+     "```ostrel\n    break\n  end\nend\nif isnan(chosen)\n  disp(1);\nend\n\n```",
+     "for d = 1:3\n  if d > 1\n    chosen = d;\n    break\n  end\nend\n%% Local functions\nfunction c = "
+     "f(t)\n  c = "
+     "t;\nend\n"},
     {"the blank line before the code below that the reply wrote out again", "a = 1;\n<|>\nb = 2;\n",
      fenced("c = 3;\n\nb = 2;"), "a = 1;\nc = 3;\n\nb = 2;\n"},
     {"a function left without its end gets one",
