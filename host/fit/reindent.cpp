@@ -271,15 +271,25 @@ std::vector<std::optional<int>> commentColumns(const Window& window, const Inden
                !window.inBlockComment[runFrom - 1])
             --runFrom;
     }
+    // The column of the comment line above a run of blank lines: a help text's last paragraph (a
+    // copyright line) goes on at its column where the model put it there.
+    int commentAcrossBlanks = -1;  // none
     for (std::size_t i = 1; i < window.lines.size(); ++i) {
         const std::u16string_view line = window.lines[i].text;
+        const int own = columnsOf(text::indentationOf(line), style.tabSize);
         if (!isComment(line)) {
+            if (commentAbove) commentAcrossBlanks = *commentAbove;
+            if (!text::isBlankText(line)) commentAcrossBlanks = -1;
             commentAbove.reset();
         } else if (window.lines[i].start < window.editFrom) {
-            commentAbove = columnsOf(text::indentationOf(line), style.tabSize);
+            commentAbove = own;
         } else {
-            columns[i] =
-                commentAbove ? *commentAbove : columnsOf(text::indentationOf(placed[i].text), style.tabSize);
+            if (commentAbove)
+                columns[i] = commentAbove;
+            else if (commentAcrossBlanks == own)
+                columns[i] = own;
+            else
+                columns[i] = columnsOf(text::indentationOf(placed[i].text), style.tabSize);
             if (commentBelow && !commentAbove && i >= runFrom && window.lines[i].start < window.editTo)
                 columns[i] = *commentBelow;
             else if (const std::optional<std::size_t> function = functionBelow(window, i, style);

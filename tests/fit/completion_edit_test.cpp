@@ -159,6 +159,11 @@ const Row kRows[] = {
     {"no padding inside a matrix of the table the typed line leaves open",
      "c = {\n    [1 1],     [1 0]\n    [3],       [1 2]\n    [1 0<|>\n", fenced("0],   [1 1]};"),
      "c = {\n    [1 1],     [1 0]\n    [3],       [1 2]\n    [1 0 0],   [1 1]};\n"},
+    {"a help text's last paragraph stays at the help's column after a blank line",
+     "function z = f(x)\n%F  Help.\n%<|>\n\n    z = x;\nend\n",
+     "```ostrel\n%   Example\n%       z = f(1);\n\n%   Copyright 2024 Group.\n```\n",
+     "function z = f(x)\n%F  Help.\n%   Example\n%       z = f(1);\n\n%   Copyright 2024 Group.\n\n    z = "
+     "x;\nend\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
