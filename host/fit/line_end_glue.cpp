@@ -533,7 +533,8 @@ bool endsInComment(std::u16string_view typed) {
 }
 
 // The typed line opens a block and writes a statement of it after a separator (`if x, y = 1;`) without
-// closing it: the author writes the block on one line, and its `end` goes there too.
+// closing it: the author writes the block on one line, and its `end` goes there too. Not inside a
+// bracket the typed text leaves open: an `end` there is an index (`if a, v(` + `end+1) = 1; end`).
 bool leavesOneLineBlockOpen(std::u16string_view typed) {
     using ca::lexer::TokenKind;
     static constexpr std::array<std::u16string_view, 6> kOpeners = {u"if",    u"for", u"parfor",
@@ -556,7 +557,7 @@ bool leavesOneLineBlockOpen(std::u16string_view typed) {
         if (std::find(kOpeners.begin(), kOpeners.end(), word) != kOpeners.end()) ++open;
         if (word == u"end") --open;
     }
-    return open > 0 && statement;
+    return open > 0 && statement && depth == 0;
 }
 
 // A sign right after an operand (`i = 0:n` + `-1;`) subtracts or adds: no statement starts with a

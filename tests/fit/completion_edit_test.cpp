@@ -164,6 +164,9 @@ const Row kRows[] = {
      "```ostrel\n%   Example\n%       z = f(1);\n\n%   Copyright 2024 Group.\n```\n",
      "function z = f(x)\n%F  Help.\n%   Example\n%       z = f(1);\n\n%   Copyright 2024 Group.\n\n    z = "
      "x;\nend\n"},
+    {"an index's end inside the bracket a one-line block's statement leaves open",
+     "line = 1;\nif line ~= 1, lines(<|>\n", fenced("end+1) = line; end"),
+     "line = 1;\nif line ~= 1, lines(end+1) = line; end\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
