@@ -127,6 +127,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                  (columns <= statementOwn || (k == 0 && firstFromTyped) ||
                                   (!modelKept && reply.statements.empty())) &&
                                  (!modelKept || (k == 0 && firstFromTyped) || flushAgainstFile);
+            bool fromModel = started && !movable;  // the line stands in the model's columns
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;
@@ -153,6 +154,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 // goes on in the reply's own columns.
                 indentation[k] = indentationFor(*fromReply, style);
                 fromMargin = statementTyped && *fromReply == statementPlaced + own[k];
+                fromModel = true;
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&
@@ -217,6 +219,21 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 if (!scan.openBrackets.empty())
                     moved.push_back(
                         {k, scan.openBrackets.size(), scan.openBrackets.back().column, signHang(line, scan)});
+            }
+            if (fromModel && scan.goesOn() && k > 0) {
+                // The call's argument line written from the editor's blanks before this one, inside the
+                // same brackets, goes where the model put this one: the model's column is its only word
+                // on it. (A matrix's rows may pad their elements: their columns differ from row to row.)
+                const bool inCall = !scan.openBrackets.empty() && scan.openBrackets.back().opening == u'(';
+                const int bracket = inCall ? scan.openBrackets.back().column : -1;
+                const auto typedSibling = std::find_if(moved.begin(), moved.end(), [&](const Moved& m) {
+                    return inCall && m.k == 0 && firstFromTyped && m.hang == 0 &&
+                           m.depth == scan.openBrackets.size() && m.bracket == bracket;
+                });
+                if (typedSibling != moved.end()) {
+                    indentation[0] = indentation[k];
+                    moved.erase(typedSibling);
+                }
             }
             if (scan.goesOn()) {
                 // A row's sign that stands left of the elements does not move the next row.

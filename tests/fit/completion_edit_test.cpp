@@ -167,6 +167,11 @@ const Row kRows[] = {
     {"an index's end inside the bracket a one-line block's statement leaves open",
      "line = 1;\nif line ~= 1, lines(<|>\n", fenced("end+1) = line; end"),
      "line = 1;\nif line ~= 1, lines(end+1) = line; end\n"},
+    {"an argument line from the editor's blanks goes where the model put the next one",
+     "function f = g()\n    f = struct('a', 1, ...\n    <|>\nend\n",
+     fenced("'b', 2, ...\n               'c', 3);"),
+     "function f = g()\n    f = struct('a', 1, ...\n               'b', 2, ...\n               'c', "
+     "3);\nend\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
