@@ -39,8 +39,8 @@ bool opensText(std::u16string_view code, std::size_t i) {
                        std::u16string_view(u")]}'.").find(code[i - 1]) != std::u16string_view::npos);
 }
 
-// The typed text ends with a quote that closes a text (`'a'`) or transposes a value (`p'`).
-bool endsInClosingQuote(std::u16string_view typed) {
+// The typed text ends with `closing`: a quote that closes a text (`'a'`, `"a"`) or transposes a value (`p'`).
+bool endsInClosingQuote(std::u16string_view typed, char16_t closing = u'\'') {
     char16_t quote = 0;
     for (std::size_t i = 0; i < typed.size(); ++i) {
         if (quote && typed[i] == quote && i + 1 < typed.size() && typed[i + 1] == quote)
@@ -52,7 +52,7 @@ bool endsInClosingQuote(std::u16string_view typed) {
         else if (typed[i] == u'"' || (typed[i] == u'\'' && opensText(typed, i)))
             quote = typed[i];
     }
-    return quote == 0 && typed.back() == u'\'';
+    return quote == 0 && typed.back() == closing;
 }
 
 // The typed text ends in a value that cannot go on into a word: a closing bracket, a text, a number, a
@@ -192,6 +192,8 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
         (std::u16string_view(edit.text).starts_with(u"...") &&
          continuationSpacedAround(file, cursor, edit.text)) ||
         (text::isWordChar(typed.back()) && text::isWordChar(next) && twoWords(file, cursor, edit.text));
+    // Glued, a text after a text would read as one text with a quote inside (`'CTG''L'`).
+    if ((next == u'\'' || next == u'"') && endsInClosingQuote(typed, next)) separate = true;
     if (startsValue(next) || next == u'(')
         separate = separate || endsInKeyword(typed, next) || endsInClosedValue(typed, next) ||
                    (endsInSpacedOperator(typed, next) && !assignsTightAfterBlank(file, cursor, typed)) ||

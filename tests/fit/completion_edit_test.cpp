@@ -172,6 +172,9 @@ const Row kRows[] = {
      fenced("'b', 2, ...\n               'c', 3);"),
      "function f = g()\n    f = struct('a', 1, ...\n               'b', 2, ...\n               'c', "
      "3);\nend\n"},
+    {"a text after a typed text is a new element, not a quote inside it",
+     "codons = {'CTT' 'L'; 'CTG'<|>\n    'ATT' 'I'};\n", fenced("'L'"),
+     "codons = {'CTT' 'L'; 'CTG' 'L'\n    'ATT' 'I'};\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
