@@ -177,7 +177,11 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
         // (`[1 0|` over `[1 1],`): the completion's first cell goes on inside that bracket.
         if (bracketDepth(typed).last > 0 && closesBracket(row, byStart ? start : cellStartBefore(row, end)))
             return std::nullopt;
-        Columns columns{byStart, byStart ? start : end, 0, wordGoesOn && endsCell(row, end + firstCell)};
+        // By their ends, the typed cell's column is where its value ends, before a row's `;` after it.
+        std::size_t valueEnd = end;
+        while (!byStart && valueEnd > start + 1 && endsRow(typed[valueEnd - 1]))
+            --valueEnd;
+        Columns columns{byStart, byStart ? start : valueEnd, 0, wordGoesOn && endsCell(row, end + firstCell)};
         // The typed cell must fit in its column: the completion's first cell goes in the next one.
         std::size_t next = columns.typed + 1;
         while (next <= row.size() && !hasColumn(row, byStart, next))

@@ -175,6 +175,12 @@ const Row kRows[] = {
     {"a text after a typed text is a new element, not a quote inside it",
      "codons = {'CTT' 'L'; 'CTG'<|>\n    'ATT' 'I'};\n", fenced("'L'"),
      "codons = {'CTT' 'L'; 'CTG' 'L'\n    'ATT' 'I'};\n"},
+    {"a table's cell padded after a row's semicolon",
+     "data = {\n    'Mn', 54.938;    'Fe', 55.845;    'Co', 58.933\n    'Cu', 63.546;<|>\n    };\n",
+     fenced("'Zn', 65.38;     'Ga', 69.723"),
+     "data = {\n    'Mn', 54.938;    'Fe', 55.845;    'Co', 58.933\n    'Cu', 63.546;    'Zn', 65.38;     "
+     "'Ga', "
+     "69.723\n    };\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
