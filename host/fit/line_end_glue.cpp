@@ -69,13 +69,39 @@ bool isDigit(char16_t c) {
     return c >= u'0' && c <= u'9';
 }
 
+// Whether the completion's first line separates the open bracket's elements with a comma before it
+// closes the bracket (`2*(y^2 + z^2),   2*(x*y - w*z)` after `R = [1 -`).
+bool goesOnWithCommas(std::u16string_view first) {
+    int depth = 0;
+    for (std::size_t i = 0; i < first.size(); ++i) {
+        const char16_t c = first[i];
+        if (c == u'%') return false;
+        if (c == u'"' || (c == u'\'' && (i == 0 || !(text::isWordChar(first[i - 1]) ||
+                                                     std::u16string_view(u")]}'.").find(first[i - 1]) !=
+                                                         std::u16string_view::npos)))) {
+            const std::size_t close = first.find(c, i + 1);
+            if (close == std::u16string_view::npos) return false;
+            i = close;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            ++depth;
+        } else if (c == u')' || c == u']' || c == u'}') {
+            if (--depth < 0) return false;
+        } else if (c == u',' && depth == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // In a matrix whose elements are separated by blanks, `[0 -1]` is two elements: a blank after the sign
 // would make them one. Taken so when a number follows the sign (`[a - b]` is the likelier for a name).
-// The matrix may have opened some lines above the cursor's.
+// The matrix may have opened some lines above the cursor's; one whose elements the completion goes on to
+// separate with commas is no such matrix.
 bool signStartsElement(const fl::ustring& file, std::size_t cursor, std::u16string_view first) {
     if (first.empty() || !isDigit(first.front())) return false;
     const auto open = innermostOpenBracket(file, cursor);
-    return open && (open->bracket == u'[' || open->bracket == u'{') && !open->commas;
+    return open && (open->bracket == u'[' || open->bracket == u'{') && !open->commas &&
+           !goesOnWithCommas(first);
 }
 
 // The elements of a matrix row: what blanks and commas separate, after the row's opening bracket.

@@ -181,6 +181,8 @@ const Row kRows[] = {
      "data = {\n    'Mn', 54.938;    'Fe', 55.845;    'Co', 58.933\n    'Cu', 63.546;    'Zn', 65.38;     "
      "'Ga', "
      "69.723\n    };\n"},
+    {"a binary minus in a matrix whose elements the completion separates with commas", "R = [1 -<|>\n",
+     fenced("2*(y^2 + z^2),   2*(x*y - w*z)];"), "R = [1 - 2*(y^2 + z^2),   2*(x*y - w*z)];\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
