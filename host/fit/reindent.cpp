@@ -514,6 +514,17 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
                                 columnsOf(text::indentationOf(window.lines[*function].text), style.tabSize))
                 indentation[k] = text::indentationOf(window.lines[*function].text);
         }
+        // So does one that introduces a `function` line of the edit, where only nested bodies are indented.
+        for (std::size_t k = 0; style.functionIndent == 1 && k < window.started.size(); ++k) {
+            const std::size_t i = window.started[k];
+            if (!isComment(window.lines[i].text) || window.inBlockComment[i]) continue;
+            std::size_t next = k + 1;
+            while (next < window.started.size() && !window.isCodeLine(window.started[next]))
+                ++next;
+            if (next < window.started.size() &&
+                startsWithWord(text::trimLeft(window.lines[window.started[next]].text), u"function"))
+                indentation[k] = indentation[next];
+        }
     }
     placeFlatBlockComments(window, own, firstFromTyped, style, indentation);
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.

@@ -192,6 +192,12 @@ const Row kRows[] = {
      "       x "
      "= 3;\n    end\nend\n",
      {.functionIndent = 1}},
+    {"a flat comment above a nested function of the edit stands with it",
+     "function f()\nx = 1;\nredraw();<|>\n\n    function g()\n        x = 2;\n    end\nend\n",
+     "\n\n% helpers\n\nfunction h()\nx = 3;\nend",
+     "function f()\nx = 1;\nredraw();\n\n    % helpers\n\n    function h()\n        x = 3;\n    end\n\n    "
+     "function g()\n        x = 2;\n    end\nend\n",
+     {.functionIndent = 1}},
     {"a block comment's lines tell nothing of the indentation",
      "function f(x)\n%{\n  Notes:\n    - a\n    - b\n%}\n<|>\nw = 5;\n",
      "if x\nw = 2;\nend",
