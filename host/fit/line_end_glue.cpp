@@ -261,30 +261,8 @@ bool bareElementBefore(std::u16string_view code) {
 // around are listed with blanks; otherwise as the lines around the cursor do, and where they show
 // nothing, one.
 fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
-    // Only the commas of the typed comma's own list count: `[1,2,3]` says nothing of `for j=[1,2,3] ,`.
-    std::vector<std::size_t> open;
-    std::vector<std::optional<std::size_t>> list(typed.size());  // the bracket each comma's list opened at
-    for (std::size_t i = 0; i < typed.size(); ++i) {
-        if (typed[i] == u'(' || typed[i] == u'[' || typed[i] == u'{')
-            open.push_back(i);
-        else if ((typed[i] == u')' || typed[i] == u']' || typed[i] == u'}') && !open.empty())
-            open.pop_back();
-        else if (typed[i] == u',' && !open.empty())
-            list[i] = open.back();
-    }
-    std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
-    for (std::size_t i = 0; i + 1 < typed.size(); ++i) {
-        if (typed[i] != u',' || list[i] != list.back()) continue;
-        std::size_t run = 0;
-        while (i + 1 + run < typed.size() && text::isBlank(typed[i + 1 + run]))
-            ++run;
-        ++runs[std::min(run, runs.size() - 1)];
-    }
-    if (std::any_of(runs.begin(), runs.end(), [](int n) { return n > 0; })) {
-        const auto likeliest = std::max_element(runs.begin() + 1, runs.end());
-        return *likeliest >= runs[0] ? fl::ustring(static_cast<std::size_t>(likeliest - runs.begin()), u' ')
-                                     : fl::ustring();
-    }
+    if (const std::optional<std::size_t> blanks = blanksAfterCommasOnTypedLine(typed))
+        return fl::ustring(*blanks, u' ');
     const std::u16string_view before = typed.substr(0, typed.size() - 1);
     if (!before.empty() && text::isBlank(before.back())) return u" ";
     const std::u16string_view code = trimRight(before);

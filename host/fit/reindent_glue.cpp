@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
+#include <vector>
 
 #include "fit/text_lines.hpp"
 
@@ -201,14 +202,17 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     const char16_t last = typed.back();
     // The rest of the typed comma's list that the completion writes shows how its commas are spaced
     // better than the lines around do.
+    const std::optional<std::size_t> typedLineBlanks =
+        last == u',' ? blanksAfterCommasOnTypedLine(typed) : std::nullopt;
     const std::optional<std::size_t> listBlanks =
         last == u',' ? blanksAfterCommasInList(
                            std::u16string_view(edit.text).substr(0, edit.text.find_first_of(u"\r\n")))
                      : std::nullopt;
     // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
     if (!separate && (last == u',' || last == u';') && startsValue(next) && !(last == u',' && inSize(typed)))
-        separate =
-            listBlanks ? *listBlanks > 0 : separatorSpacingAround(file, cursor, last).value_or(last == u';');
+        separate = listBlanks        ? *listBlanks > 0
+                   : typedLineBlanks ? *typedLineBlanks > 0
+                                     : separatorSpacingAround(file, cursor, last).value_or(last == u';');
     if (separate) edit.text.insert(0, 1, u' ');
 }
 
@@ -251,6 +255,43 @@ std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t 
     }
     if (with + without == 0) return std::nullopt;
     return with > without;
+}
+
+// The blanks after the typed line's commas in the list the typed comma ends, the likelier run of them;
+// where that list has no other comma, those of the line's other lists as deep in brackets and closed
+// before it (`Quaternion(0, p(1,k), p(2,` writes its indices tight). Only a comma's own list counts:
+// `[1,2,3]` says nothing of `for j=[1,2,3] ,`.
+std::optional<std::size_t> blanksAfterCommasOnTypedLine(std::u16string_view typed) {
+    std::vector<std::size_t> open;
+    std::vector<std::optional<std::size_t>> list(typed.size());  // the bracket each comma's list opened at
+    std::vector<std::size_t> depth(typed.size());                // how deep in brackets that list is
+    for (std::size_t i = 0; i < typed.size(); ++i) {
+        if (typed[i] == u'(' || typed[i] == u'[' || typed[i] == u'{')
+            open.push_back(i);
+        else if ((typed[i] == u')' || typed[i] == u']' || typed[i] == u'}') && !open.empty())
+            open.pop_back();
+        else if (typed[i] == u',' && !open.empty())
+            list[i] = open.back();
+        depth[i] = open.size();
+    }
+    if (typed.empty()) return std::nullopt;
+    const auto likeliestRun = [&](const auto& counts) -> std::optional<std::size_t> {
+        std::array<int, 5> runs{};  // how many commas have 0, 1, ... blanks after them
+        for (std::size_t i = 0; i + 1 < typed.size(); ++i) {
+            if (typed[i] != u',' || !counts(i)) continue;
+            std::size_t run = 0;
+            while (i + 1 + run < typed.size() && text::isBlank(typed[i + 1 + run]))
+                ++run;
+            ++runs[std::min(run, runs.size() - 1)];
+        }
+        if (std::none_of(runs.begin(), runs.end(), [](int n) { return n > 0; })) return std::nullopt;
+        const auto likeliest = std::max_element(runs.begin() + 1, runs.end());
+        return *likeliest >= runs[0] ? static_cast<std::size_t>(likeliest - runs.begin()) : 0;
+    };
+    if (const auto own = likeliestRun([&](std::size_t i) { return list[i] == list.back(); })) return own;
+    if (depth.back() < 2) return std::nullopt;
+    return likeliestRun(
+        [&](std::size_t i) { return list[i] && list[i] != list.back() && depth[i] == depth.back(); });
 }
 
 std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first) {

@@ -36,6 +36,9 @@ bool assignsTightAfterBlank(const fl::ustring& file, std::size_t cursor, std::u1
 // bracket that closes it, texts and comments aside), the likelier run of them; nothing when it writes no
 // such comma or no run is the likelier.
 std::optional<std::size_t> blanksAfterCommasInList(std::u16string_view first);
+// The blanks after the commas the typed line writes in the list its last comma ends, the likelier run;
+// where that list has no other, those of the line's other lists as deep in brackets (`Q(0, p(1,k), p(2,`).
+std::optional<std::size_t> blanksAfterCommasOnTypedLine(std::u16string_view typed);
 
 // The cursor's line declares a property or an argument (`Name (1,1) double {mustBeFinite} = 1`), and
 // what is typed of it stops before its default value.

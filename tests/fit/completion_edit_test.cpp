@@ -183,6 +183,8 @@ const Row kRows[] = {
      "69.723\n    };\n"},
     {"a binary minus in a matrix whose elements the completion separates with commas", "R = [1 -<|>\n",
      fenced("2*(y^2 + z^2),   2*(x*y - w*z)];"), "R = [1 - 2*(y^2 + z^2),   2*(x*y - w*z)];\n"},
+    {"a comma as its list's neighbours on the line write theirs", "r = Q(0, p(1,k), p(2,<|>\n",
+     fenced("k), p(3,k));"), "r = Q(0, p(1,k), p(2,k), p(3,k));\n"},
     {"a comment's column is no table's", "tEnd = 2*L/c;     % period\nenergy =<|>\n", fenced("cell(3);"),
      "tEnd = 2*L/c;     % period\nenergy = cell(3);\n"},
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
