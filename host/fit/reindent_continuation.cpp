@@ -47,7 +47,35 @@ bool splitsTerms(std::u16string_view line, std::size_t i, char16_t previousCode)
            text::isBlank(line[i + 1]);
 }
 
+// A matrix's or a cell's element that starts at `i` (read up to `column`), where it is a number: where it
+// starts, or where the digits after its sign start.
+void noteNumberCell(std::u16string_view line, std::size_t i, int column, StatementScan::Bracket& bracket) {
+    constexpr std::size_t kKeptColumns = 32;
+    const auto isDigitAt = [&](std::size_t at) {
+        return at < line.size() &&
+               ((line[at] >= u'0' && line[at] <= u'9') ||
+                (line[at] == u'.' && at + 1 < line.size() && line[at + 1] >= u'0' && line[at + 1] <= u'9'));
+    };
+    if (isDigitAt(i) && bracket.unsignedStarts.size() < kKeptColumns)
+        bracket.unsignedStarts.push_back(column - 1);
+    else if ((line[i] == u'-' || line[i] == u'+') && isDigitAt(i + 1) &&
+             bracket.signedDigits.size() < kKeptColumns)
+        bracket.signedDigits.push_back(column);
+}
+
 }  // namespace
+
+bool StatementScan::Bracket::hangsSigns() const {
+    const auto startsThere = [&](int column) {
+        return std::find(unsignedStarts.begin(), unsignedStarts.end(), column) != unsignedStarts.end();
+    };
+    std::size_t hanging = 0, flush = 0;
+    for (const int digits : signedDigits) {
+        hanging += startsThere(digits);
+        flush += startsThere(digits - 1);
+    }
+    return hanging > flush;
+}
 
 void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     const int tab = static_cast<int>(std::max(1u, tabSize));
@@ -85,6 +113,10 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             ++blanks;
             continue;
         }
+        if (!scan.openBrackets.empty() && scan.openBrackets.back().opening != u'(' &&
+            (blanks > 0 || !codeColumn ||
+             std::u16string_view(u"[{,;").find(previousCode) != std::u16string_view::npos))
+            noteNumberCell(line, i, column, scan.openBrackets.back());
         // Two blanks between a bracket's elements pad them apart: after a comma in a call, where one
         // blank already separates arguments, or anywhere in a matrix or a cell.
         if (blanks >= 2 && codeAfterLastOpening && scan.openBrackets.size() > openBefore &&
@@ -111,7 +143,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             quote = c;
         } else if (isOpening(c)) {
             scan.openBrackets.push_back(
-                {c, column, false, false, false, firstLine ? std::nullopt : codeColumn});
+                {c, column, false, false, false, firstLine ? std::nullopt : codeColumn, {}, {}});
             codeAfterLastOpening = false;
         } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
@@ -131,7 +163,10 @@ int signHang(std::u16string_view line, const StatementScan& scan) {
     const std::u16string_view code = text::trimLeft(line);
     const bool startsWithSign =
         code.size() > 1 && (code[0] == u'-' || code[0] == u'+') && !text::isBlank(code[1]);
-    return startsWithSign && !scan.openBrackets.empty() && scan.openBrackets.back().spaced ? 1 : 0;
+    return startsWithSign && !scan.openBrackets.empty() &&
+                   (scan.openBrackets.back().spaced || scan.openBrackets.back().hangsSigns())
+               ? 1
+               : 0;
 }
 
 bool startsWithOperator(std::u16string_view line) {

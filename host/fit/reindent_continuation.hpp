@@ -24,6 +24,11 @@ struct StatementScan {
         bool padded = false;
         // The column of the code on the statement's later line it opens on; nothing on the first line.
         std::optional<int> lineColumn;
+        // In a matrix or a cell, its numbers that start with a sign standing one column left of where
+        // another row's unsigned number starts (`0   0` over `1 -7`: digits lined up), and those whose
+        // sign stands there itself. A few columns are kept: a table shows its habit in its first rows.
+        std::vector<int> unsignedStarts, signedDigits;
+        bool hangsSigns() const;
     };
     std::vector<Bracket> openBrackets;
     bool continues = false;
