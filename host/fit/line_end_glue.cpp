@@ -161,6 +161,73 @@ bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view 
     return rowElements(typed) < rowLength(file, lineStart, open->line);
 }
 
+// The element count of a matrix's complete rows from its opening line up to the line before the
+// cursor's: a row ends at a `;`, or at a line's end where no `...` carries it on; nothing where they differ.
+std::optional<std::size_t> completeRowsLength(const fl::ustring& file, std::size_t openLine,
+                                              std::size_t lineStart) {
+    std::optional<std::size_t> length;
+    bool consistent = true;
+    std::size_t carried = 0;  // elements of a row that goes on after `...`
+    const auto rowEnds = [&](std::size_t elements) {
+        if (elements == 0) return;
+        consistent = consistent && (!length || *length == elements);
+        length = elements;
+    };
+    for (std::size_t at = openLine; at < lineStart; at = text::nextLineStart(file, at)) {
+        std::u16string_view code = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        if (at == openLine) {
+            const std::size_t bracket = code.find_first_of(u"[{");
+            if (bracket == std::u16string_view::npos) return std::nullopt;
+            code.remove_prefix(bracket + 1);
+        }
+        const std::size_t dots = code.find(u"...");
+        code = code.substr(0, std::min(dots, code.find(u'%')));
+        for (std::size_t semicolon = code.find(u';'); semicolon != std::u16string_view::npos;
+             semicolon = code.find(u';')) {
+            rowEnds(carried + rowElements(code.substr(0, semicolon)));
+            carried = 0;
+            code.remove_prefix(semicolon + 1);
+        }
+        carried += rowElements(code);
+        if (dots == std::u16string_view::npos) {
+            rowEnds(carried);
+            carried = 0;
+        }
+    }
+    if (!consistent) return std::nullopt;
+    return length;
+}
+
+}  // namespace
+
+bool typedNumberIsRowElement(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                             std::u16string_view first) {
+    std::size_t start = typed.size();
+    while (start > 0 && (isDigit(typed[start - 1]) || typed[start - 1] == u'.'))
+        --start;
+    const std::u16string_view number = typed.substr(start);
+    if (number.empty() || !isDigit(number.front()) || first.size() <= number.size() ||
+        !first.starts_with(number) || !(isDigit(first[number.size()]) || first[number.size()] == u'.'))
+        return false;
+    if (start > 0 && !text::isBlank(typed[start - 1]) &&
+        std::u16string_view(u"[{;,").find(typed[start - 1]) == std::u16string_view::npos)
+        return false;
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto open = innermostOpenBracket(file, cursor);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas || open->line == lineStart)
+        return false;
+    const std::size_t rowEnd = first.find_first_of(u";]}");
+    if (rowEnd == std::u16string_view::npos) return false;
+    const std::optional<std::size_t> length = completeRowsLength(file, open->line, lineStart);
+    std::u16string_view typedRow = typed.substr(0, start);
+    if (const std::size_t separator = typedRow.find_last_of(u";[{"); separator != std::u16string_view::npos)
+        typedRow.remove_prefix(separator + 1);
+    const std::size_t restated = rowElements(typedRow) + rowElements(first.substr(0, rowEnd));
+    return length && *length >= 2 && restated + 1 == *length;
+}
+
+namespace {
+
 // A number with a decimal point typed in a matrix, and a completion that starts with another: glued,
 // `4.5` + `5.5 6.5]` would read as the elements `4.55` and `.5`; the blank between them was trimmed.
 bool decimalsWouldRun(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
@@ -614,6 +681,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
+        typedNumberIsRowElement(file, cursor, typed, first) ||
         commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
         declaredTypeFollows(file, cursor, typed, first, std::span(lines).subspan(1)) ||
         writtenApartInFile(file, cursor, typed, first))

@@ -87,7 +87,11 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
     Restatement found = mayRestateCursorLine(file, cursor, line, lines, shape, bareComment)
                             ? dropRestatement(file, line, shape.headRemoved ? 0 : kMostRestatedLines, rest)
                             : Restatement::None;
-    if (found == Restatement::Line && startsInsideIndentation(line, shape)) {
+    // A number the completion's first one starts with (`0|` + `0.6 0;`) is the row's element before it
+    // where the rows' length says so.
+    if ((found == Restatement::Line && startsInsideIndentation(line, shape)) ||
+        ((found == Restatement::Word || found == Restatement::Line) &&
+         typedNumberIsRowElement(file, cursor, line.before, lines.front()))) {
         found = Restatement::None;
         rest = lines;
     }

@@ -314,6 +314,10 @@ const Row kRows[] = {
      "m = [1 2\n     3 -4];\n"},
     {"a signed number goes on a first row shorter than the one below", "m = [\n    1 -2<|>\n    4 5 6];\n",
      fenced("-3;"), "m = [\n    1 -2 -3;\n    4 5 6];\n"},
+    {"a number the completion's first one starts with is the row's element before it, as the rows' length "
+     "says",
+     "c = [0 0 0; 1 0.5 0; ...\n     0<|>\n", fenced("0.6 0; 1 1 1];"),
+     "c = [0 0 0; 1 0.5 0; ...\n     0 0.6 0; 1 1 1];\n"},
     {"an assignment lined up with those above", "x.a    = 1;\nx.long = 2;\nx.b<|>\n", fenced("= 3;"),
      "x.a    = 1;\nx.long = 2;\nx.b    = 3;\n"},
     {"a blank after a sign before a name in a matrix", "d = [p2 -<|>\n", fenced("p1; p3 - p1];"),
