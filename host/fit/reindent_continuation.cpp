@@ -262,6 +262,8 @@ struct ContinuationCounts {
     std::size_t alignedWithTerm = 0;  // also in `alignedWithValue`
     // offset from the statement -> statements
     std::map<int, std::size_t> endingBracketOffsets, plainOffsets, headerOffsets;
+    // statements whose continuation lines stand at their first line's column, and those whose do not
+    std::size_t flush = 0, apart = 0;
 };
 
 // Counts the statements with continuation lines in the lines from `from` up to `to`. A statement votes
@@ -276,7 +278,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kKinds };
+    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kFlush, kKinds };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {
@@ -293,6 +295,9 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         if (text::isBlankText(line)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
+        if (const std::u16string_view code = text::trimLeft(line);
+            scan.goesOn() && std::u16string_view(u")]}").find(code.front()) == std::u16string_view::npos)
+            ++statement[kFlush][columns <= statementColumns ? &counts->flush : &counts->apart];
         if (!scan.goesOn()) {
             vote();
             scan = StatementScan{};
@@ -421,6 +426,7 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     habit.alignsWithTerm = 2 * counts.alignedWithTerm > counts.alignedWithValue;
     habit.plainOffset = plainOffset;
     habit.headerOffset = mostCommon(counts.headerOffsets).first;
+    habit.atStatementColumn = counts.flush > counts.apart;
     habit.anyShown = habit.call || habit.rows || habit.rowGoingOn || habit.endingBracketOffset ||
                      habit.alignsWithValue || habit.headerOffset;
     return habit;

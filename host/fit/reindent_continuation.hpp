@@ -96,6 +96,9 @@ struct ContinuationHabit {
     std::optional<int> plainOffset;
     std::optional<int> headerOffset;
     bool anyShown = false;  // the file shows continuation lines of some kind
+    // The file writes its continuation lines (closing lines aside) at their statements' columns in more
+    // statements than it does not: a writer who never indents them.
+    bool atStatementColumn = false;
 
     // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
     // columns, or else the file's habit for such brackets; where it shows none, lined up in a matrix or a

@@ -181,7 +181,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                     return columns ? std::optional(statementPlaced + *columns) : std::nullopt;
                 };
                 std::optional<int> placed;
-                if (scan.openBrackets.empty() && header)
+                if (habit->atStatementColumn)
+                    placed = statementPlaced;
+                else if (scan.openBrackets.empty() && header)
                     // A header's continuation stands apart from the body: two levels where the file
                     // shows none.
                     placed =

@@ -363,6 +363,11 @@ const Row kRows[] = {
      "legend({'a', ...\n'b'})",
      "function f(t)\n    plot(t, ...\n    w = 2)\n    if t\n        t = 1;\n    end\n    legend({'a', ...\n  "
      "  'b'})\nend\n"},
+    {"and where the file's below are, at a statement begun above the edit",
+     "for k = 1:2\n   v = k ...\n<|>\nend\nx = max(1, ...\n2);\n",
+     "+ 1;\ny = 2;",
+     "for k = 1:2\n   v = k ...\n   + 1;\n   y = 2;\nend\nx = max(1, ...\n2);\n",
+     {.indentSize = 3}},
     {"a continuation line where the statement's line before it stands",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n<|>", "5);",
      "x = max(1, ...\n        2, ...\n        3);\ny = min(3, ...\n    4, ...\n    5);"},
