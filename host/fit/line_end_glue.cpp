@@ -198,44 +198,19 @@ std::optional<std::size_t> completeRowsLength(const fl::ustring& file, std::size
     return length;
 }
 
-}  // namespace
-
-bool typedNumberIsRowElement(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                             std::u16string_view first) {
+// Where the number the typed text ends with starts (its digits and decimal points).
+std::size_t trailingNumberStart(std::u16string_view typed) {
     std::size_t start = typed.size();
     while (start > 0 && (isDigit(typed[start - 1]) || typed[start - 1] == u'.'))
         --start;
-    const std::u16string_view number = typed.substr(start);
-    if (number.empty() || !isDigit(number.front()) || first.size() <= number.size() ||
-        !first.starts_with(number) || !(isDigit(first[number.size()]) || first[number.size()] == u'.'))
-        return false;
-    if (start > 0 && !text::isBlank(typed[start - 1]) &&
-        std::u16string_view(u"[{;,").find(typed[start - 1]) == std::u16string_view::npos)
-        return false;
-    const std::size_t lineStart = text::lineStart(file, cursor);
-    const auto open = innermostOpenBracket(file, cursor);
-    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas || open->line == lineStart)
-        return false;
-    const std::size_t rowEnd = first.find_first_of(u";]}");
-    if (rowEnd == std::u16string_view::npos) return false;
-    const std::optional<std::size_t> length = completeRowsLength(file, open->line, lineStart);
-    std::u16string_view typedRow = typed.substr(0, start);
-    if (const std::size_t separator = typedRow.find_last_of(u";[{"); separator != std::u16string_view::npos)
-        typedRow.remove_prefix(separator + 1);
-    const std::size_t restated = rowElements(typedRow) + rowElements(first.substr(0, rowEnd));
-    return length && *length >= 2 && restated + 1 == *length;
+    return start;
 }
-
-namespace {
 
 // A number with a decimal point typed in a matrix, and a completion that starts with another: glued,
 // `4.5` + `5.5 6.5]` would read as the elements `4.55` and `.5`; the blank between them was trimmed.
 bool decimalsWouldRun(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                       std::u16string_view first) {
-    std::size_t start = typed.size();
-    while (start > 0 && (isDigit(typed[start - 1]) || typed[start - 1] == u'.'))
-        --start;
-    const std::u16string_view typedNumber = typed.substr(start);
+    const std::u16string_view typedNumber = typed.substr(trailingNumberStart(typed));
     std::size_t digits = 0;
     while (digits < first.size() && isDigit(first[digits]))
         ++digits;
@@ -670,6 +645,30 @@ bool typedCodeGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string
 }
 
 }  // namespace
+
+bool typedNumberIsRowElement(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                             std::u16string_view first) {
+    const std::size_t start = trailingNumberStart(typed);
+    const std::u16string_view number = typed.substr(start);
+    if (number.empty() || !isDigit(number.front()) || first.size() <= number.size() ||
+        !first.starts_with(number) || !(isDigit(first[number.size()]) || first[number.size()] == u'.'))
+        return false;
+    if (start > 0 && !text::isBlank(typed[start - 1]) &&
+        std::u16string_view(u"[{;,").find(typed[start - 1]) == std::u16string_view::npos)
+        return false;
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto open = innermostOpenBracket(file, cursor);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas || open->line == lineStart)
+        return false;
+    const std::size_t rowEnd = first.find_first_of(u";]}");
+    if (rowEnd == std::u16string_view::npos) return false;
+    const std::optional<std::size_t> length = completeRowsLength(file, open->line, lineStart);
+    std::u16string_view typedRow = typed.substr(0, start);
+    if (const std::size_t separator = typedRow.find_last_of(u";[{"); separator != std::u16string_view::npos)
+        typedRow.remove_prefix(separator + 1);
+    const std::size_t restated = rowElements(typedRow) + rowElements(first.substr(0, rowEnd));
+    return length && *length >= 2 && restated + 1 == *length;
+}
 
 fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                                   const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
