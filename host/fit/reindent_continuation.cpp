@@ -379,12 +379,23 @@ std::optional<int> ReplyColumns::shift(int column) const {
     return shared;
 }
 
+std::optional<int> fourColumnsALevelMove(int statementPlaced, int indentSize) {
+    const int unit = std::max(indentSize, 1);
+    if (unit == 4 || statementPlaced % unit != 0 || statementPlaced == 0) return std::nullopt;
+    return statementPlaced - statementPlaced / unit * 4;
+}
+
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
                                          int statementPlaced, TypedStatement typed,
-                                         const std::function<bool(int)>& fileStepsBy) {
+                                         const std::function<bool(int)>& fileStepsBy,
+                                         const std::function<bool(int)>& fitsFileAt) {
     const bool statementKept = statementOwn.has_value();  // the formatter keeps its offset then
     if (!statementOwn) {
-        const std::optional<int> shift = reply.shift(statementPlaced);
+        std::optional<int> shift = reply.shift(statementPlaced);
+        if (const std::optional<int> fourColumns = fourColumnsALevelMove(statementPlaced, reply.indentSize);
+            fourColumns && shift != fourColumns && fitsFileAt(own + *fourColumns) &&
+            !(shift && fitsFileAt(own + *shift)))
+            shift = fourColumns;
         // A model that sends its block from its own margin (`f(a, ...` / `    b)`) steps in from there: a
         // level, or the file's step for such lines.
         if (!shift && typed.fromTypedLine && own > 0 &&

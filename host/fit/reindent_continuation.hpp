@@ -148,9 +148,18 @@ struct TypedStatement {
     bool fromTypedLine = false;  // its first line was written from the editor's blanks
     bool fromMargin = false;     // a line of it above was counted from the reply's margin
 };
+// How far from a model's column a line moves whose statement the file has at `statementPlaced`, where the
+// model counts four columns a level and the file `indentSize`: nothing where those are the same, or the
+// statement stands at no whole number of levels.
+std::optional<int> fourColumnsALevelMove(int statementPlaced, int indentSize);
+
+// Where the model did not write the statement's first line at its own column, it may have counted that
+// line four columns a level: that move is taken where the line then stands where the file puts such
+// lines (`fitsFileAt` a column) and does not by the reply's own move.
 std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std::optional<int> statementOwn,
                                          int statementPlaced, TypedStatement typed,
-                                         const std::function<bool(int)>& fileStepsBy);
+                                         const std::function<bool(int)>& fileStepsBy,
+                                         const std::function<bool(int)>& fitsFileAt);
 
 ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
                                     unsigned tabSize, unsigned indentSize);

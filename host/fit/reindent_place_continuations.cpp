@@ -128,6 +128,18 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                   (!modelKept && reply.statements.empty())) &&
                                  (!modelKept || (k == 0 && firstFromTyped) || flushAgainstFile);
             bool fromModel = started && !movable;  // the line stands in the model's columns
+            // Where the file puts the line: lined up with the bracket or the value, or stepped in as the
+            // file steps such lines.
+            const auto fitsFileAt = [&](int column) {
+                if (!habit) habit = readHabit();
+                const bool linedUp = scan.openBrackets.empty() ? scan.valueColumn == column
+                                                               : !scan.openBrackets.back().endsLine &&
+                                                                     column + signHang(line, scan) ==
+                                                                         scan.openBrackets.back().column;
+                return linedUp ||
+                       (column > statementPlaced &&
+                        stepsInBy(*habit, scan, header, !style.insertSpaces, column - statementPlaced));
+            };
             if (!scan.goesOn()) {
                 scan = StatementScan{};
                 statementOwn = columns;
@@ -148,13 +160,22 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                      [&](int offset) {
                                          if (!habit) habit = readHabit();
                                          return stepsInBy(*habit, scan, header, !style.insertSpaces, offset);
-                                     })
+                                     },
+                                     fitsFileAt)
                                : std::nullopt) {
                 // A statement begun above the edit, or on a first line written from the editor's blanks,
                 // goes on in the reply's own columns.
                 indentation[k] = indentationFor(*fromReply, style);
                 fromMargin = statementTyped && *fromReply == statementPlaced + own[k];
                 fromModel = true;
+            } else if (const std::optional<int> move =
+                           fourColumnsALevelMove(statementPlaced, style.indentSize);
+                       modelKept && started && !statementOwnColumn && scan.goesOn() && move &&
+                       !fitsFileAt(columns) && fitsFileAt(columns + *move)) {
+                // The model's columns stay, but it counted the statement begun above the edit (or from the
+                // editor's blanks) four columns a level: its line stands where the file puts it only moved
+                // as that level.
+                indentation[k] = indentationFor(columns + *move, style);
             } else if (const std::u16string_view code = text::trimLeft(line);
                        movable && scan.openBrackets.size() == 1 && scan.openBrackets.front().endsLine &&
                        !code.empty() &&
