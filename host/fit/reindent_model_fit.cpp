@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "fit/reindent_continuation.hpp"
 #include "fit/reindent_style.hpp"
 #include "fit/text_lines.hpp"
 
@@ -295,11 +296,21 @@ std::vector<std::vector<int>> replyInFileFrame(
             if (respaced || columns[statements.front()] != baseOwn)
                 anchorColumns.push_back(columns[statements.front()]);
     } else if (statements.empty() && firstFromTyped && window.startsStatement(window.started.front())) {
-        // Only a first line from the editor's blanks: where its continuation lines stand left of it, the
-        // reply wrote it at its margin.
+        // Only a first line from the editor's blanks: where its continuation lines stand left of it, or
+        // its first one lines up with the line's bracket or value as the line would stand at the reply's
+        // margin (`x = f(a, ...` / `      b)`) and not a level or two in from where it stands (the
+        // file's columns too, where the two meet), the reply wrote it there.
+        StatementScan atMargin;
+        scanLine(text::trimLeft(window.lines[window.started.front()].text), tabSize, atMargin);
+        const auto linedUpAtMargin = [&](int columns) {
+            return atMargin.openBrackets.empty() ? atMargin.valueColumn == columns
+                                                 : !atMargin.openBrackets.back().endsLine &&
+                                                       atMargin.openBrackets.back().column == columns;
+        };
         for (std::size_t k = 1; k < window.started.size() && anchorColumns.empty(); ++k)
             if (window.isCodeLine(window.started[k]) && window.continues[window.started[k]] &&
-                own[k] < own[0])
+                (own[k] < own[0] || (k == 1 && own[0] > 0 && linedUpAtMargin(own[k]) &&
+                                     own[k] - own[0] != unit && own[k] - own[0] != 2 * unit)))
                 anchorColumns.push_back(own[0]);
         baseLine = window.started.front();
     }
