@@ -233,3 +233,37 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
 }
 
 }  // namespace
+
+// A request nobody waits for any more (cancelled, or its client replaced by new settings) ends at
+// once, not when the model would have answered: an editor's next request needs the worker.
+TEST_F(HttpBackendTest, ACallUnderWayEndsAtOnceWhenCancelledOrItsClientGoes) {
+    for (const std::string backend : {"openai", "infill"}) {
+        for (const bool cancel : {true, false}) {
+            SCOPED_TRACE(backend + (cancel ? " cancelled" : " client destroyed"));
+            ModelServer server(R"({"choices":[{"message":{"content":"ok"}}],"content":"ok"})", /*held=*/true);
+            qvai::ClientOptions options;
+            options.Backend = backend;
+            options.Endpoint = server.url();
+            options.TimeoutMs = 20000;
+            auto client = std::make_unique<qvai::AiClient>(options);
+            std::promise<bool> ended;
+            const auto context = client->requestContext();
+            client->sendChatCompletion(
+                completionRequest("x = ", ""),
+                [&](bool success, qvai::core::gen::ChatCompletionMessage) { ended.set_value(success); },
+                context);
+            ASSERT_TRUE(server.awaitRequests(1));
+            const auto start = std::chrono::steady_clock::now();
+            if (cancel) {
+                EXPECT_TRUE(client->cancel(context));
+            } else {
+                client.reset();
+            }
+            auto outcome = ended.get_future();
+            ASSERT_EQ(outcome.wait_for(2s), std::future_status::ready);
+            EXPECT_FALSE(outcome.get());
+            EXPECT_LT(std::chrono::steady_clock::now() - start, 100ms);
+            server.release();
+        }
+    }
+}
