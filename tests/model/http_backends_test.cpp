@@ -237,6 +237,7 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
 // A request nobody waits for any more (cancelled, or its client replaced by new settings) ends at
 // once, not when the model would have answered: an editor's next request needs the worker.
 TEST_F(HttpBackendTest, ACallUnderWayEndsAtOnceWhenCancelledOrItsClientGoes) {
+    auto fastest = std::chrono::steady_clock::duration::max();
     for (const std::string backend : {"openai", "infill"}) {
         for (const bool cancel : {true, false}) {
             SCOPED_TRACE(backend + (cancel ? " cancelled" : " client destroyed"));
@@ -245,8 +246,8 @@ TEST_F(HttpBackendTest, ACallUnderWayEndsAtOnceWhenCancelledOrItsClientGoes) {
             options.Backend = backend;
             options.Endpoint = server.url();
             options.TimeoutMs = 20000;
+            std::promise<bool> ended;  // before the client, which may answer into it as it goes
             auto client = std::make_unique<qvai::AiClient>(options);
-            std::promise<bool> ended;
             const auto context = client->requestContext();
             client->sendChatCompletion(
                 completionRequest("x = ", ""),
@@ -262,8 +263,13 @@ TEST_F(HttpBackendTest, ACallUnderWayEndsAtOnceWhenCancelledOrItsClientGoes) {
             auto outcome = ended.get_future();
             ASSERT_EQ(outcome.wait_for(2s), std::future_status::ready);
             EXPECT_FALSE(outcome.get());
-            EXPECT_LT(std::chrono::steady_clock::now() - start, 100ms);
+            const auto took = std::chrono::steady_clock::now() - start;
+            EXPECT_LT(took, 1s);
+            fastest = std::min(fastest, took);
             server.release();
         }
     }
+    // The fastest, so that a busy machine does not fail the test: one that waits for curl's own look at
+    // the flag takes 200 ms every time.
+    EXPECT_LT(fastest, 100ms);
 }
