@@ -117,7 +117,9 @@ void CompletionScheduler::work() {
             continue;
         }
         if (next->second.due > std::chrono::steady_clock::now()) {
-            wake_.wait_until(lock, next->second.due);
+            // By value: wait_until reads the time again after waking, when the entry may be gone.
+            const auto due = next->second.due;
+            wake_.wait_until(lock, due);
             continue;
         }
         const std::uint64_t key = next->first;

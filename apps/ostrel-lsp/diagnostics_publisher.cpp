@@ -55,7 +55,9 @@ void DiagnosticsPublisher::work() {
             continue;
         }
         if (next->second.due > std::chrono::steady_clock::now()) {
-            wake_.wait_until(lock, next->second.due);
+            // By value: wait_until reads the time again after waking, when the entry may be gone.
+            const auto due = next->second.due;
+            wake_.wait_until(lock, due);
             continue;
         }
         const std::string uri = next->first;

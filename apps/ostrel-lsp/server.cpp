@@ -1,5 +1,9 @@
 #include "server.hpp"
 
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
 #include "file_uri.hpp"
 #include "fl/i18n.hpp"
 #include "formatting.hpp"
@@ -260,6 +264,11 @@ void Server::didClose(const nlohmann::json& params) {
     documents_.close(uri);
     scheduler_->documentClosed(uri);
     diagnostics_->closed(uri);
+#if defined(__GLIBC__)
+    // The analysis and completion of a large file leave their freed memory in the allocator's per-thread
+    // pools, which keep it for the rest of the session: a closed file is the moment to give it back.
+    malloc_trim(0);
+#endif
 }
 
 void Server::didChangeConfiguration(const nlohmann::json& params) {

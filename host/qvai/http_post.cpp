@@ -45,6 +45,45 @@ struct HeaderListDeleter {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
+// One transfer in a multi handle of its own, taken out again before either goes.
+class MultiTransfer {
+  public:
+    explicit MultiTransfer(CURL* handle) : multi_(curl_multi_init()), handle_(handle) {
+        if (!multi_ || curl_multi_add_handle(multi_, handle_) != CURLM_OK) {
+            if (multi_) curl_multi_cleanup(multi_);
+            throw std::runtime_error("cannot start an HTTP transfer");
+        }
+    }
+    ~MultiTransfer() {
+        curl_multi_remove_handle(multi_, handle_);
+        curl_multi_cleanup(multi_);
+    }
+    MultiTransfer(const MultiTransfer&) = delete;
+    MultiTransfer& operator=(const MultiTransfer&) = delete;
+
+    // curl calls its progress callback only every 200 ms or so while the server is silent, so a
+    // cancelled call would hold its worker that long: the flag is looked at between short waits instead.
+    CURLcode run(const std::atomic<bool>& cancelled) {
+        constexpr int kPollMs = 20;
+        for (;;) {
+            int running = 0;
+            if (curl_multi_perform(multi_, &running) != CURLM_OK) return CURLE_FAILED_INIT;
+            if (running == 0) break;
+            if (cancelled.load()) return CURLE_ABORTED_BY_CALLBACK;
+            if (curl_multi_poll(multi_, nullptr, 0, kPollMs, nullptr) != CURLM_OK) return CURLE_FAILED_INIT;
+        }
+        int left = 0;
+        while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+            if (message->msg == CURLMSG_DONE && message->easy_handle == handle_) return message->data.result;
+        }
+        return CURLE_FAILED_INIT;
+    }
+
+  private:
+    CURLM* multi_;
+    CURL* handle_;
+};
+
 }  // namespace
 
 HttpReply postJson(const std::string& url, const std::string& body, const std::vector<std::string>& headers,
@@ -87,7 +126,8 @@ HttpReply postJson(const std::string& url, const std::string& body, const std::v
     curl_easy_setopt(handle, CURLOPT_NOSIGNAL, 1L);  // time-outs without SIGALRM, safe on worker threads
     curl_easy_setopt(handle, CURLOPT_FOLLOWLOCATION, 0L);
 
-    const CURLcode result = curl_easy_perform(handle);
+    MultiTransfer multi(handle);
+    const CURLcode result = multi.run(cancelled);
     if (transfer.oversized)
         throw std::runtime_error("reply body from " + url + " exceeds " +
                                  std::to_string(limits.maxBodyBytes) + " bytes");

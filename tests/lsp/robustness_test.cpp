@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <thread>
 
 #include "server_process.hpp"
@@ -166,6 +167,51 @@ TEST(ServerRobustness, ExitStatusTellsWhetherTheEndWasOrderly) {
         server.closeInput();
         EXPECT_EQ(server.waitForExit(), ending.status);
     }
+}
+
+// The server's resident memory in KiB, or 0 where /proc cannot tell it.
+long residentKiB(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmRSS:")) return std::stol(line.substr(6));
+    }
+    return 0;
+}
+
+// A large file checked, completed and formatted takes a hundred megabytes or so while it is worked on;
+// once it is closed, the server holds about what it held before it was opened.
+TEST(ServerRobustness, ALargeFileGivesItsMemoryBackWhenClosed) {
+    ServerProcess server({"--diagnostics-delay-ms", "0"});
+    server.initialize();
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer's allocator keeps memory by its own rules";
+#endif
+    const long before = residentKiB(server.pid());
+    if (before == 0) GTEST_SKIP() << "no /proc";
+    std::string text;
+    for (int f = 0; f < 10000; ++f) {
+        const std::string n = std::to_string(f);
+        text += "function r = f" + n + "(A)\n    if A > " + n + "\n        r = A;\n    end\nend\n";
+    }
+    server.open("file:///big.ost", text);
+    server.notified("textDocument/publishDiagnostics", 20s);
+    server.request(
+        2, "textDocument/completion",
+        {{"textDocument", {{"uri", "file:///big.ost"}}}, {"position", {{"line", 100}, {"character", 4}}}});
+    server.answer(2, 20s);
+    server.request(3, "textDocument/formatting",
+                   {{"textDocument", {{"uri", "file:///big.ost"}}},
+                    {"options", {{"tabSize", 2}, {"insertSpaces", true}}}});
+    server.answer(3, 20s);
+    const long working = residentKiB(server.pid());
+    server.notify("textDocument/didClose", {{"textDocument", {{"uri", "file:///big.ost"}}}});
+    server.request(4, "shutdown");  // answered after the close is done
+    server.answer(4);
+    EXPECT_GT(working, before + 50'000) << "the file no longer costs memory: the test needs a larger one";
+    EXPECT_LT(residentKiB(server.pid()), before + 20'000)
+        << residentKiB(server.pid()) << " KiB; before " << before << " KiB, open " << working;
+    server.notify("exit");
+    EXPECT_EQ(server.waitForExit(), 0);
 }
 
 }  // namespace

@@ -44,6 +44,7 @@ class ServerProcess {
     nlohmann::json initialize(nlohmann::json options = nullptr);
     void open(const std::string& uri, const std::string& text, int version = 1);
 
+    pid_t pid() const { return pid_; }
     void closeInput();
     // The exit status, or nothing if the process has not exited within `timeout`.
     std::optional<int> waitForExit(std::chrono::milliseconds timeout = 5s);

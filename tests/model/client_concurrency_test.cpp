@@ -122,8 +122,9 @@ TEST(ClientConcurrency, CancellingOneRequestFreesItsWorkerAndAnswersIt) {
     HoldingBackend& holding = *backend;
     qvai::ClientOptions options;
     options.MaxInFlight = 1;
-    qvai::AiClient client(options, std::move(backend));
+    // Before the client: the client answers the request it still holds as it goes.
     std::vector<std::atomic<int>> answers(3);
+    qvai::AiClient client(options, std::move(backend));
     std::vector<qvai::RequestContext> contexts;
     for (int n = 0; n < 3; ++n) {
         contexts.push_back(client.requestContext());

@@ -233,3 +233,43 @@ TEST_F(HttpBackendTest, EveryServerFailureEndsInAnEmptyReplyWithinTheTimeLimit) 
 }
 
 }  // namespace
+
+// A request nobody waits for any more (cancelled, or its client replaced by new settings) ends at
+// once, not when the model would have answered: an editor's next request needs the worker.
+TEST_F(HttpBackendTest, ACallUnderWayEndsAtOnceWhenCancelledOrItsClientGoes) {
+    auto fastest = std::chrono::steady_clock::duration::max();
+    for (const std::string backend : {"openai", "infill"}) {
+        for (const bool cancel : {true, false}) {
+            SCOPED_TRACE(backend + (cancel ? " cancelled" : " client destroyed"));
+            ModelServer server(R"({"choices":[{"message":{"content":"ok"}}],"content":"ok"})", /*held=*/true);
+            qvai::ClientOptions options;
+            options.Backend = backend;
+            options.Endpoint = server.url();
+            options.TimeoutMs = 20000;
+            std::promise<bool> ended;  // before the client, which may answer into it as it goes
+            auto client = std::make_unique<qvai::AiClient>(options);
+            const auto context = client->requestContext();
+            client->sendChatCompletion(
+                completionRequest("x = ", ""),
+                [&](bool success, qvai::core::gen::ChatCompletionMessage) { ended.set_value(success); },
+                context);
+            ASSERT_TRUE(server.awaitRequests(1));
+            const auto start = std::chrono::steady_clock::now();
+            if (cancel) {
+                EXPECT_TRUE(client->cancel(context));
+            } else {
+                client.reset();
+            }
+            auto outcome = ended.get_future();
+            ASSERT_EQ(outcome.wait_for(2s), std::future_status::ready);
+            EXPECT_FALSE(outcome.get());
+            const auto took = std::chrono::steady_clock::now() - start;
+            EXPECT_LT(took, 1s);
+            fastest = std::min(fastest, took);
+            server.release();
+        }
+    }
+    // The fastest, so that a busy machine does not fail the test: one that waits for curl's own look at
+    // the flag takes 200 ms every time.
+    EXPECT_LT(fastest, 100ms);
+}
