@@ -24,10 +24,11 @@ struct StatementScan {
         bool padded = false;
         // The column of the code on the statement's later line it opens on; nothing on the first line.
         std::optional<int> lineColumn;
-        // In a matrix or a cell, its numbers that start with a sign standing one column left of where
-        // another row's unsigned number starts (`0   0` over `1 -7`: digits lined up), and those whose
-        // sign stands there itself. A few columns are kept: a table shows its habit in its first rows.
+        // In a matrix or a cell, the columns where its unsigned numbers start and where the digits of its
+        // signed ones start (a few of each: a table shows its habit in its first rows).
         std::vector<int> unsignedStarts, signedDigits;
+        // More of its signed numbers have their digits where an unsigned number starts than their sign:
+        // its rows line their numbers up by the digits (`0   0` over `1 -7`).
         bool hangsSigns() const;
     };
     std::vector<Bracket> openBrackets;
