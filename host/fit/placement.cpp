@@ -31,6 +31,11 @@ std::vector<Edit> placementsOnBlankLine(const fl::ustring& file, const CursorLin
     dropRepeatedLinesAbove(file, line, shape, lines);
     if (lines.empty()) return {};
     if (lines.size() == before) lines.front() = indentedFirstLine(lines.front(), shape);
+    // After the lines above that deduplication removed, blanks just as the cursor's are those the model
+    // wrote out again with them: the line goes on from the editor's blanks, as a reply without them does.
+    if ((shape.headRemoved || lines.size() < before) && !line.before.empty() &&
+        text::indentationOf(lines.front()) == line.before)
+        lines.front().erase(0, line.before.size());
     if (text::isBlankText(line.after) || end == line.end) return {Edit{line.start, line.end, joined(lines)}};
     // The cursor stands in the indentation of a line of code: the completion goes above that line.
     return {Edit{line.start, line.start, joined(lines) + u"\n"}};
