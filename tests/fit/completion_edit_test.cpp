@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "fit_support.hpp"
 #include "fl/i18n.hpp"
 #include "support/log_capture.hpp"
@@ -303,10 +306,6 @@ const Row kRows[] = {
      "while go\n    if a\n        b = 1;\n    end<|>\nend\nc = 2;\n",
      "```ostrel\n\nend\n\nfor k = 1:2\n    d = k;\nend\nc = 2;\n```",
      "while go\n    if a\n        b = 1;\n    end\nend\n\nfor k = 1:2\n    d = k;\nend\nc = 2;\n"},
-    {"after the lines above written out again, the cursor line's blanks written out again are the editor's",
-     "function f(x)\n    if x\n        y = 1;\n        <|>\nend\n",
-     "```ostrel\n    if x\n        y = 1;\n        end\n```",
-     "function f(x)\n    if x\n        y = 1;\n    end\nend\n"},
     {"a reply cut inside the lines above that it writes out again",
      "for c = 1:2\n    n = c;\n    if n == 0\n        <|>\n    elseif n > 1\n        m = 2;\n    end\nend\n",
      "```ostrel\n    n = c;\n    if n == 0\n        m = 1;\n```",
@@ -524,3 +523,27 @@ TEST(CompletionEditLog, SaysWhyThereIsNoEdit) {
 }
 
 }  // namespace
+
+// After the lines above that a reply writes out again, blanks just as the cursor line's are the editor's
+// written out again with them. In a long file whose columns wander a little, the model's `end` at the
+// body's column would otherwise stand as written.
+TEST(CompletionEditFile, BlanksWrittenOutAgainWithTheLinesAboveAreTheEditors) {
+    std::ifstream in(std::string(OSTREL_SOURCE_DIR) + "/tests/data/fresh/weather_dashboard.ost",
+                     std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    const fl::ustring original = fl::i18n::to_ustring(text.str());
+    const fl::ustring closing = u"        drawnow limitrate\n    end\nend\n";
+    const std::size_t at = original.find(closing);
+    ASSERT_NE(at, fl::ustring::npos);
+    const std::size_t cursorLine = at + closing.find(u"    end");
+    const fl::ustring file =
+        original.substr(0, cursorLine) + u"        \n" + original.substr(at + closing.size());
+    const std::size_t cursor = cursorLine + 8;
+    const fit::StageTexts stages = completeWithReply(
+        file, cursor,
+        "```ostrel\n        set(status, 'String', msg);\n        drawnow limitrate\n        end\nend\n```");
+    const fit::Fitted fitted = fit::fitCompletion(file, cursor, stages, {});
+    ASSERT_TRUE(fitted.edit.has_value()) << fitted.emptyStage << ": " << fitted.reason;
+    EXPECT_EQ(applied(file, fitted), fl::i18n::to_string(original));
+}
