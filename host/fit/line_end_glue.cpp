@@ -9,6 +9,7 @@
 #include "fit/lined_up_cells.hpp"
 #include "fit/reindent_glue.hpp"
 #include "fit/text_lines.hpp"
+#include "quorvanta/function_registry.hpp"
 
 namespace fit {
 namespace {
@@ -381,6 +382,19 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
     return {};
 }
 
+// The last of the statements a line writes side by side (`clc; clear` at `clear`): the text after its
+// last `;` outside brackets, or the whole line.
+std::u16string_view lastStatement(std::u16string_view line) {
+    const std::size_t separator = line.find_last_of(u';');
+    if (separator == std::u16string_view::npos) return line;
+    const std::u16string_view before = line.substr(0, separator);
+    const auto count = [&](std::u16string_view brackets) {
+        return std::count_if(before.begin(), before.end(),
+                             [&](char16_t c) { return brackets.find(c) != std::u16string_view::npos; });
+    };
+    return count(u"([{") == count(u")]}") ? line.substr(separator + 1) : line;
+}
+
 // Whether `word` stands as a whole word anywhere in the file.
 bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
     const std::u16string_view text(file);
@@ -399,7 +413,7 @@ bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
 // above `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
 bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first,
                             std::span<const fl::ustring> below) {
-    const std::u16string_view command = trimLeft(typed);
+    const std::u16string_view command = trimLeft(lastStatement(typed));
     const auto isName = [](std::u16string_view word) {
         return word.size() >= 2 && !isDigit(word.front()) &&
                std::all_of(word.begin(), word.end(), text::isWordChar);
@@ -429,10 +443,19 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
         }
         return false;
     };
+    const fl::ustring joined = fl::ustring(command) + fl::ustring(word);
+    // A function of the Ostrel library takes words as a command does (`axis|` + `tight`), where joined to
+    // the word it names no function either.
+    const auto libraryCommand = [&] {
+        using Quorvanta::FunctionOrigin;
+        const FunctionOrigin origin = Quorvanta::functionRegistry::lookup(command);
+        return (origin == FunctionOrigin::BuiltIn || origin == FunctionOrigin::Library) &&
+               Quorvanta::functionRegistry::lookup(joined) == FunctionOrigin::Unknown;
+    };
     return bareWords(first) && isName(word) &&
            (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow) ||
-            commandInFile()) &&
-           !fileHasWord(file, fl::ustring(command) + fl::ustring(word));
+            commandInFile() || libraryCommand()) &&
+           !fileHasWord(file, joined);
 }
 
 // How many blanks put the completion's first element (`first`) in the typed row's columns, in a matrix
@@ -545,9 +568,8 @@ bool writtenApartInFile(const fl::ustring& file, std::size_t cursor, std::u16str
 
 // Lines near the cursor that go on after a `;` with another statement (`a = 1;   b = 2;`): the file
 // writes statements side by side.
-bool statementsSideBySide(const fl::ustring& file, std::size_t cursor) {
+bool writesSideBySide(std::u16string_view near) {
     using ca::lexer::TokenKind;
-    const std::u16string_view near = text::linesAround(file, cursor, 5);
     int depth = 0;
     bool afterSeparator = false;
     for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(near))) {
@@ -565,6 +587,20 @@ bool statementsSideBySide(const fl::ustring& file, std::size_t cursor) {
             depth = std::max(0, depth - 1);
     }
     return false;
+}
+
+bool statementsSideBySide(const fl::ustring& file, std::size_t cursor) {
+    return writesSideBySide(text::linesAround(file, cursor, 5));
+}
+
+// A line of its own that is no block's header or closing line, as `a = 1;` (of a line that writes `a = 1; b =
+// 2;`).
+bool isSimpleStatement(std::u16string_view line) {
+    const std::size_t wordEnd = std::find_if_not(line.begin(), line.end(), text::isWordChar) - line.begin();
+    const std::u16string_view word = line.substr(0, wordEnd);
+    return !line.empty() && !line.starts_with(u"%") &&
+           (word.empty() || text::trailingReservedWord(word) != word) && !endsWithContinuation(line) &&
+           !leavesBracketOpen(line);
 }
 
 // The typed text ends in a comment, of its own line or after code (`x = 1; % note`), or after a `...`,
@@ -733,6 +769,15 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         if (rowGoesOn(file, cursor, typed, lines.front()))
             return isDigit(lines.front().front()) ? std::vector<Edit>{glue, spaced, newLine}
                                                   : std::vector<Edit>{spaced, newLine};
+    }
+    // A line that writes statements side by side goes on with the next one, a blank between (`q.W = w;
+    // q.X = x;` + `q.Y = y;`); where that does not check, it goes on the next line.
+    if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak && !shape.headRemoved &&
+        typed.ends_with(u";") && writesSideBySide(typed) && isSimpleStatement(lines.front()) &&
+        !innermostOpenBracket(file, cursor)) {
+        Edit spaced = glue;
+        if (!spaced.text.empty() && !text::isBlank(spaced.text.front())) spaced.text.insert(0, u" ");
+        return {spaced, newLine};
     }
     std::vector<Edit> placements{glueFirst && !afterComment ? glue : newLine};
     // Lines that began below an empty line are not glued to the typed code either, nor to a comment a
