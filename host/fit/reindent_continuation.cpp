@@ -463,9 +463,10 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     return {alignsWithValue.value_or(false), alignsWithValue == false ? plainOffset : std::nullopt};
 }
 
-bool ContinuationHabit::underValue(std::u16string_view line) const {
+bool ContinuationHabit::underValue(std::u16string_view line, bool tabs) const {
     if (alignsWithValue) return *alignsWithValue;
-    return (!call || call->alignsWithBracket) && !startsWithOperator(line);
+    // Lining up takes blanks that the writer of a file indented with tabs steps in instead.
+    return (call ? call->alignsWithBracket : !tabs) && !startsWithOperator(line);
 }
 
 std::optional<int> ContinuationHabit::valueColumn(const StatementScan& scan) const {

@@ -109,8 +109,8 @@ struct ContinuationHabit {
     InBrackets inside(const StatementScan& scan, bool tabs) const;
     // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
-    // starts with an operator does not.
-    bool underValue(std::u16string_view line) const;
+    // starts with an operator does not, nor one of a file indented with `tabs` that shows neither.
+    bool underValue(std::u16string_view line, bool tabs) const;
     // The column a line under the value of `scan` goes to: the value's last term's where the file lines its
     // lines up so.
     std::optional<int> valueColumn(const StatementScan& scan) const;

@@ -212,8 +212,9 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                : habit->plainOffset ? habit->plainOffset
                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->underValue(line) ? habit->valueColumn(scan)
-                                                                         : offset(habit->plainOffset);
+                    placed = scan.valueColumn && habit->underValue(line, !style.insertSpaces)
+                                 ? habit->valueColumn(scan)
+                                 : offset(habit->plainOffset);
                 else if (scan.openBrackets.back().endsLine)
                     placed = offset(habit->endingBracketOffset);
                 else if (const auto& inside = habit->inside(scan, !style.insertSpaces);

@@ -336,10 +336,10 @@ const Row kRows[] = {
      "[\"a\" \"b\"\n\"cc\" \"d\"];\nend",
      "x = 1;\nif x > 0 || ...\n        x < 5\n    total = x + ...\n            1;\n    total = total ...\n   "
      "     - 1;\n    ok = x & ...\n        ~x;\n    T = [\"a\" \"b\"\n         \"cc\" \"d\"];\nend"},
-    {"a tab-indented file's matrix rows a level in, where the file shows none",
+    {"a tab-indented file's matrix rows and values' lines a level in, where the file shows none",
      "x = 1;\n<|>",
-     "if x\nT = [1 2\n3 4];\nend",
-     "x = 1;\nif x\n\tT = [1 2\n\t\t3 4];\nend",
+     "if x\nT = [1 2\n3 4];\nnote = \"a\" + ...\n\"b\";\nend",
+     "x = 1;\nif x\n\tT = [1 2\n\t\t3 4];\n\tnote = \"a\" + ...\n\t\t\"b\";\nend",
      {.insertSpaces = false}},
     {"flat rows lined up by their elements' ends as the file's, or by their own padding past a sign",
      "m = [ 8  9 10\n      6  7  8\n<|>\n", "10 10  9\n5  6  7];\nx = [-1, -2, ...\n3,  4];",
