@@ -279,8 +279,10 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     const bool startsRows =
         above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
     // Nor after the completion's first line closes a bracket the typed line is in (`'allium',|` +
-    // `'umbel'}, ...` in a cell opened on the line above): its next lines stand outside it.
-    if (!blanks && startsRows && bracketDepth(cellsOfLine(first)).lowest >= 0)
+    // `'umbel'}, ...` in a cell opened on the line above): its next lines stand outside it; nor where it
+    // leaves one open (`R|` + `= [1  0  0`): they stand inside it, under its first element.
+    if (const BracketDepth depth = bracketDepth(cellsOfLine(first));
+        !blanks && startsRows && depth.lowest >= 0 && depth.last == 0)
         blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
     // Last, the cells of a table of matrices or calls, each a bracket's whole.
     if (!blanks) {
