@@ -315,12 +315,13 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             if (bracket.endsLine && columns > statementColumns)
                 ++statement[kEndingBracket][&counts->endingBracketOffsets[columns - statementColumns]];
             else {
-                // An argument both lined up and a level or two in (`fprintf(` at a level of 8) shows
-                // neither habit alone: it votes for both.
+                // An argument both lined up and a level in (`max(` in a file that steps by 4) shows neither
+                // habit alone: it votes for both. Two levels in (`fprintf(`'s 8), it is lined up: writers
+                // rarely step arguments in by two levels.
                 const bool aligned = columns == bracket.column - signHang(line, scan);
                 const int offset = columns - statementColumns, level = static_cast<int>(indentSize);
                 if (aligned) ++statement[kind][&inside.aligned];
-                if (offset > 0 && (!aligned || (kind == kCall && (offset == level || offset == 2 * level))))
+                if (offset > 0 && (!aligned || (kind == kCall && offset == level)))
                     ++statement[kind][&inside.offsets[offset]];
             }
         } else if (header) {

@@ -79,7 +79,7 @@ bool isHeaderStatement(std::u16string_view line);
 // brackets, under the assigned value (`x = a + ...` / `    b` under `a`), under its last term
 // (`y = y - a * ...` / `    b` under `a`) or at an offset, which a block's header may have of its own.
 // Each is what the file does in the most statements (a statement counts once for each way it places its
-// lines; an argument both lined up and one or two `indentSize` in counts for both); nothing where it shows
+// lines; an argument both lined up and one `indentSize` in counts for both); nothing where it shows
 // no such line.
 struct ContinuationHabit {
     struct InBrackets {

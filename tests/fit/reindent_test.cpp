@@ -346,6 +346,9 @@ const Row kRows[] = {
      "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\nx = [-1, -2, ...\n      3,  4];\n"},
     {"a row's sign before its first element where the table's numbers line up their digits past their signs",
      "a = [0    0\n     1/4 -7\n<|>\n", "-8    2];", "a = [0    0\n     1/4 -7\n    -8    2];\n"},
+    {"arguments lined up where the file's only lined up two levels in",
+     "warning('a:b', ...\n        'msg %d', n);\n<|>", "error('c:d', ...\n'other');",
+     "warning('a:b', ...\n        'msg %d', n);\nerror('c:d', ...\n      'other');"},
     {"a statement votes once for its habit, a header's lines not for the value's",
      "s = struct('a', 1, ...\n           'b', 2, ...\n           'c', 3, ...\n           'd', 4);\nx = "
      "max(1, ...\n    2);\nt = min(1, ...\n"
