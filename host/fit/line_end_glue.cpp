@@ -150,16 +150,35 @@ bool signedNumberFollowsNumber(const fl::ustring& file, std::size_t cursor, std:
     return open && (open->bracket == u'[' || open->bracket == u'{') && !open->commas;
 }
 
-// A number typed at the end of a row of a matrix written one row per line, in a row shorter than the
-// matrix's other rows, is followed by the row's next element (`3.9967|` + `0.7695 ...`, `-3.4923|` +
-// `-2.0611 ...`): the blank between them was trimmed from the reply.
+// The element count of the complete rows of a matrix opened on the typed line (`[0 0 0; 1 0 0; 1 0.6`
+// has rows of three); nothing where they differ or none is complete.
+std::optional<std::size_t> typedRowsLength(std::u16string_view typed) {
+    std::u16string_view rows = typed.substr(typed.find_last_of(u"[{") + 1);
+    std::optional<std::size_t> length;
+    for (std::size_t semicolon = rows.find(u';'); semicolon != std::u16string_view::npos;
+         semicolon = rows.find(u';')) {
+        const std::size_t elements = rowElements(rows.substr(0, semicolon));
+        if (length && *length != elements) return std::nullopt;
+        length = elements;
+        rows.remove_prefix(semicolon + 1);
+    }
+    if (length && *length < 2) return std::nullopt;
+    return length;
+}
+
+// A number typed at the end of a row of a matrix, in a row shorter than the matrix's other rows, is
+// followed by the row's next element (`3.9967|` + `0.7695 ...`, `-3.4923|` + `-2.0611 ...`): the blank
+// between them was trimmed from the reply.
 bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                std::u16string_view first) {
     if (typed.empty() || !isDigit(typed.back()) || !startsNumber(first)) return false;
     const std::size_t lineStart = text::lineStart(file, cursor);
     const auto open = innermostOpenBracket(file, cursor);
-    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->line == lineStart) return false;
-    return rowElements(typed) < rowLength(file, lineStart, open->line);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{')) return false;
+    if (open->line != lineStart) return rowElements(typed) < rowLength(file, lineStart, open->line);
+    // A matrix opened on the typed line, its rows ended by `;`s (`[0 0 0; 1 0 0; 1 0.6|` + `0; ...`).
+    const auto length = typedRowsLength(typed);
+    return length && rowElements(typed.substr(typed.find_last_of(u"[{;") + 1)) < *length;
 }
 
 // The element count of a matrix's complete rows from its opening line up to the line before the
@@ -197,6 +216,23 @@ std::optional<std::size_t> completeRowsLength(const fl::ustring& file, std::size
     }
     if (!consistent) return std::nullopt;
     return length;
+}
+
+// With a blank before it, the completion's first row (up to its `;` or closing bracket) makes the typed
+// row as long as the matrix's complete rows (`1 0.6|` + `0; ...` in rows of three): glued, one short.
+bool blankCompletesRow(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                       std::u16string_view first) {
+    // A row ends at its `;`, the bracket, or the line's end where no `...` carries it on.
+    const std::size_t rowEnd = std::min(first.size(), first.find_first_of(u";]}"));
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto open = innermostOpenBracket(file, cursor);
+    if (first.substr(0, rowEnd).find(u"...") != std::u16string_view::npos || !open) return false;
+    const auto length =
+        open->line == lineStart ? typedRowsLength(typed) : completeRowsLength(file, open->line, lineStart);
+    const std::size_t typedRow = typed.find_last_of(u"[{;");
+    return length && rowElements(typed.substr(typedRow == std::u16string_view::npos ? 0 : typedRow + 1)) +
+                             rowElements(first.substr(0, rowEnd)) ==
+                         *length;
 }
 
 // Where the number the typed text ends with starts (its digits and decimal points).
@@ -566,8 +602,35 @@ bool writtenApartInFile(const fl::ustring& file, std::size_t cursor, std::u16str
     return writes(before + u" " + word) && !writes(before + word);
 }
 
-// Lines near the cursor that go on after a `;` with another statement (`a = 1;   b = 2;`): the file
-// writes statements side by side.
+// A name on a line of its own followed by its arguments, where the code line above writes its name and
+// arguments apart (an enumeration's members: `Monday (1)` over `Tuesday|` + `(2)`, a declaration's
+// size): one blank between them. (A line above padded to a column gives the cells' blanks before this.)
+bool memberArgumentsApart(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                          std::u16string_view first) {
+    const auto bareName = [](std::u16string_view code) {
+        return !code.empty() && !isDigit(code.front()) &&
+               std::all_of(code.begin(), code.end(), text::isWordChar);
+    };
+    const std::u16string_view indentation = text::indentationOf(typed);
+    if (!first.starts_with(u"(") || !bareName(typed.substr(indentation.size()))) return false;
+    std::size_t at = text::lineStart(file, cursor);
+    while (at > 0) {
+        at = text::lineStart(file, at - 1);
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        const std::u16string_view code = text::trim(line);
+        if (code.empty() || code.starts_with(u"%")) continue;
+        const std::size_t open = line.find(u'(');
+        if (text::indentationOf(line) != indentation || open == std::u16string_view::npos || open == 0 ||
+            !text::isBlank(line[open - 1]) ||
+            !bareName(text::trimRight(line.substr(0, open)).substr(indentation.size())))
+            return false;
+        return true;
+    }
+    return false;
+}
+
+// Lines (`near`) that go on after a `;` with another statement (`a = 1;   b = 2;`): their writer puts
+// statements side by side.
 bool writesSideBySide(std::u16string_view near) {
     using ca::lexer::TokenKind;
     int depth = 0;
@@ -589,12 +652,12 @@ bool writesSideBySide(std::u16string_view near) {
     return false;
 }
 
+// The lines near the cursor write statements side by side.
 bool statementsSideBySide(const fl::ustring& file, std::size_t cursor) {
     return writesSideBySide(text::linesAround(file, cursor, 5));
 }
 
-// A line of its own that is no block's header or closing line, as `a = 1;` (of a line that writes `a = 1; b =
-// 2;`).
+// A statement that opens, closes and continues nothing (`a = 1;`): one that may go on a line of others.
 bool isSimpleStatement(std::u16string_view line) {
     const std::size_t wordEnd = std::find_if_not(line.begin(), line.end(), text::isWordChar) - line.begin();
     const std::u16string_view word = line.substr(0, wordEnd);
@@ -718,6 +781,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
         typedNumberIsRowElement(file, cursor, typed, first) ||
         commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
+        memberArgumentsApart(file, cursor, typed, first) ||
         declaredTypeFollows(file, cursor, typed, first, std::span(lines).subspan(1)) ||
         writtenApartInFile(file, cursor, typed, first))
         return u" ";
@@ -767,8 +831,9 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
         // Glued, a sign would subtract the next element from the typed one.
         if (rowGoesOn(file, cursor, typed, lines.front()))
-            return isDigit(lines.front().front()) ? std::vector<Edit>{glue, spaced, newLine}
-                                                  : std::vector<Edit>{spaced, newLine};
+            return isDigit(lines.front().front()) && !blankCompletesRow(file, cursor, typed, lines.front())
+                       ? std::vector<Edit>{glue, spaced, newLine}
+                       : std::vector<Edit>{spaced, newLine};
     }
     // A line that writes statements side by side goes on with the next one, a blank between (`q.W = w;
     // q.X = x;` + `q.Y = y;`); where that does not check, it goes on the next line.
