@@ -237,18 +237,6 @@ bool isHeaderStatement(std::u16string_view line) {
 
 namespace {
 
-// A line that opens a block of declarations (`properties (Access = private)`), not one that assigns.
-bool opensDeclarations(std::u16string_view line) {
-    const std::u16string_view code = text::trimLeft(line);
-    if (!reindenting::startsWithAnyWord(code, {u"properties", u"arguments", u"events", u"enumeration"}))
-        return false;
-    const auto wordEnd =
-        std::find_if(code.begin(), code.end(), [](char16_t c) { return !text::isWordChar(c); });
-    const std::u16string_view rest =
-        text::trimLeft(code.substr(static_cast<std::size_t>(wordEnd - code.begin())));
-    return rest.empty() || rest.front() == u'(' || rest.front() == u'%';
-}
-
 // Statements with lines inside brackets that do not end their line: lined up with the bracket, or by
 // offset from the statement -> statements.
 struct BracketCounts {
@@ -360,6 +348,17 @@ std::optional<ContinuationHabit::InBrackets> inBrackets(const BracketCounts& cou
 
 }  // namespace
 
+bool opensDeclarations(std::u16string_view line) {
+    const std::u16string_view code = text::trimLeft(line);
+    if (!reindenting::startsWithAnyWord(code, {u"properties", u"arguments", u"events", u"enumeration"}))
+        return false;
+    const auto wordEnd =
+        std::find_if(code.begin(), code.end(), [](char16_t c) { return !text::isWordChar(c); });
+    const std::u16string_view rest =
+        text::trimLeft(code.substr(static_cast<std::size_t>(wordEnd - code.begin())));
+    return rest.empty() || rest.front() == u'(' || rest.front() == u'%';
+}
+
 bool ReplyColumns::fourColumnsALevel() const {
     const int unit = std::max(indentSize, 1);
     return unit != 4 && !statements.empty() && std::all_of(statements.begin(), statements.end(), [&](auto s) {
@@ -413,20 +412,9 @@ std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std
     return statementKept ? std::nullopt : std::optional(statementPlaced + offset);
 }
 
-ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
-                                    unsigned tabSize, unsigned indentSize) {
-    std::size_t start = text::lineStart(file, std::min(from, file.size()));
-    for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
-        start = text::lineStart(file, start - 1);
-    const std::size_t below = text::nextLineStart(file, std::min(to, file.size()));
-    std::size_t end = below;
-    for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
-        end = text::nextLineStart(file, end);
-    std::array<ContinuationCounts, 2> both;
-    bool inDeclarations = false;
-    countContinuations(file, start, from, tabSize, indentSize, inDeclarations, both);
-    const ContinuationCounts& counts = both[inDeclarations];
-    countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both);
+namespace {
+
+ContinuationHabit habitOf(const ContinuationCounts& counts) {
     ContinuationHabit habit;
     habit.call = inBrackets(counts.call);
     habit.rows = inBrackets(counts.rows);
@@ -442,6 +430,25 @@ ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, s
     habit.anyShown = habit.call || habit.rows || habit.rowGoingOn || habit.endingBracketOffset ||
                      habit.alignsWithValue || habit.headerOffset;
     return habit;
+}
+
+}  // namespace
+
+ContinuationHabits continuationHabits(const fl::ustring& file, std::size_t from, std::size_t to,
+                                      unsigned tabSize, unsigned indentSize) {
+    std::size_t start = text::lineStart(file, std::min(from, file.size()));
+    for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
+        start = text::lineStart(file, start - 1);
+    const std::size_t below = text::nextLineStart(file, std::min(to, file.size()));
+    std::size_t end = below;
+    for (std::size_t lines = 0; end < file.size() && lines < kStyleLines; ++lines)
+        end = text::nextLineStart(file, end);
+    std::array<ContinuationCounts, 2> both;
+    bool inDeclarations = false;
+    countContinuations(file, start, from, tabSize, indentSize, inDeclarations, both);
+    const bool editInDeclarations = inDeclarations;
+    countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both);
+    return {habitOf(both[false]), habitOf(both[true]), editInDeclarations};
 }
 
 ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& scan, bool tabs) const {

@@ -162,8 +162,18 @@ std::optional<int> continuationFromReply(const ReplyColumns& reply, int own, std
                                          const std::function<bool(int)>& fileStepsBy,
                                          const std::function<bool(int)>& fitsFileAt);
 
-ContinuationHabit continuationHabit(const fl::ustring& file, std::size_t from, std::size_t to,
-                                    unsigned tabSize, unsigned indentSize);
+// The file's habits for code and for the declarations of `properties`, `arguments`, `events` and
+// `enumeration` blocks (files often write their defaults and validators unlike their calls), and which
+// the edit starts in.
+struct ContinuationHabits {
+    ContinuationHabit code, declarations;
+    bool editInDeclarations = false;
+};
+ContinuationHabits continuationHabits(const fl::ustring& file, std::size_t from, std::size_t to,
+                                      unsigned tabSize, unsigned indentSize);
+
+// A line that opens a block of declarations (`properties (Access = private)`), not one that assigns.
+bool opensDeclarations(std::u16string_view line);
 
 // Whether the file puts the next line of `scan` (of a block's header: `header`) at `offset` from its
 // statement's first line, rather than lined up or at another offset.

@@ -33,10 +33,17 @@ bool nearestAboveFlush(const Window& window, unsigned tabSize) {
 // A continuation line of the edit that the model did not indent past its statement's first line goes
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 void placeContinuations(const Window& window, const std::vector<int>& own,
-                        const std::function<ContinuationHabit()>& readHabit,
+                        const std::function<ContinuationHabits()>& readHabits,
                         const std::function<bool()>& readClosesLeft, bool firstFromTyped, bool modelKept,
                         bool framed, const IndentSettings& style, std::vector<fl::ustring>& indentation) {
-    std::optional<ContinuationHabit> habit;  // read only for an edit that has such a line
+    std::optional<ContinuationHabits> habits;  // read only for an edit that has such a line
+    // Whether the edit's lines so far leave a block of declarations open; nothing where they neither open
+    // nor close one (the edit's start tells).
+    std::optional<bool> inDeclarations;
+    const auto habit = [&]() -> const ContinuationHabit& {
+        if (!habits) habits = readHabits();
+        return inDeclarations.value_or(habits->editInDeclarations) ? habits->declarations : habits->code;
+    };
     std::optional<bool> closesLeft;
     StatementScan scan;
     int statementOwn = 0, statementPlaced = 0;  // the columns of the statement's first line
@@ -121,8 +128,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             // Where the model's columns stay, a line at its statement's column moves too where the file
             // shows its habit for such lines and never writes them so (its nearest one above included).
             const bool flushAgainstFile = modelKept && started && columns <= statementOwn && scan.goesOn() &&
-                                          (habit ? habit->anyShown : (habit = readHabit())->anyShown) &&
-                                          !nearestAboveFlush(window, style.tabSize);
+                                          habit().anyShown && !nearestAboveFlush(window, style.tabSize);
             const bool movable = started &&
                                  (columns <= statementOwn || (k == 0 && firstFromTyped) ||
                                   (!modelKept && reply.statements.empty())) &&
@@ -131,16 +137,19 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
             // Where the file puts the line: lined up with the bracket or the value, or stepped in as the
             // file steps such lines.
             const auto fitsFileAt = [&](int column) {
-                if (!habit) habit = readHabit();
                 const bool linedUp = scan.openBrackets.empty() ? scan.valueColumn == column
                                                                : !scan.openBrackets.back().endsLine &&
                                                                      column + signHang(line, scan) ==
                                                                          scan.openBrackets.back().column;
                 return linedUp ||
                        (column > statementPlaced &&
-                        stepsInBy(*habit, scan, header, !style.insertSpaces, column - statementPlaced));
+                        stepsInBy(habit(), scan, header, !style.insertSpaces, column - statementPlaced));
             };
             if (!scan.goesOn()) {
+                if (started && opensDeclarations(line))
+                    inDeclarations = true;
+                else if (started && startsWithWord(text::trimLeft(line), u"end"))
+                    inDeclarations = false;
                 scan = StatementScan{};
                 statementOwn = columns;
                 statementPlaced = started ? columnsOf(indentation[k], style.tabSize) : fileColumns;
@@ -158,8 +167,7 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                                      statementOwnColumn ? std::optional(statementOwn) : std::nullopt,
                                      statementPlaced, {statementTyped, fromMargin},
                                      [&](int offset) {
-                                         if (!habit) habit = readHabit();
-                                         return stepsInBy(*habit, scan, header, !style.insertSpaces, offset);
+                                         return stepsInBy(habit(), scan, header, !style.insertSpaces, offset);
                                      },
                                      fitsFileAt)
                                : std::nullopt) {
@@ -197,27 +205,26 @@ void placeContinuations(const Window& window, const std::vector<int>& own,
                 if (!sibling.fromFile)
                     moved.push_back({k, scan.openBrackets.size(), bracket, signHang(line, scan)});
             } else if (movable) {
-                if (!habit) habit = readHabit();
                 const auto offset = [&](std::optional<int> columns) {
                     return columns ? std::optional(statementPlaced + *columns) : std::nullopt;
                 };
                 std::optional<int> placed;
-                if (habit->atStatementColumn)
+                if (habit().atStatementColumn)
                     placed = statementPlaced;
                 else if (scan.openBrackets.empty() && header)
                     // A header's continuation stands apart from the body: two levels where the file
                     // shows none.
                     placed =
-                        offset(habit->headerOffset  ? habit->headerOffset
-                               : habit->plainOffset ? habit->plainOffset
-                                                    : std::optional(2 * static_cast<int>(style.indentSize)));
+                        offset(habit().headerOffset  ? habit().headerOffset
+                               : habit().plainOffset ? habit().plainOffset
+                                                     : std::optional(2 * static_cast<int>(style.indentSize)));
                 else if (scan.openBrackets.empty())
-                    placed = scan.valueColumn && habit->underValue(line, !style.insertSpaces)
-                                 ? habit->valueColumn(scan)
-                                 : offset(habit->plainOffset);
+                    placed = scan.valueColumn && habit().underValue(line, !style.insertSpaces)
+                                 ? habit().valueColumn(scan)
+                                 : offset(habit().plainOffset);
                 else if (scan.openBrackets.back().endsLine)
-                    placed = offset(habit->endingBracketOffset);
-                else if (const auto& inside = habit->inside(scan, !style.insertSpaces);
+                    placed = offset(habit().endingBracketOffset);
+                else if (const auto& inside = habit().inside(scan, !style.insertSpaces);
                          inside.alignsWithBracket)
                     placed = signHang(line, scan)
                                  ? scan.openBrackets.back().column - signHang(line, scan)

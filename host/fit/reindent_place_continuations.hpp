@@ -14,7 +14,7 @@ namespace fit {
 // where the file puts such lines: just after its open bracket, or at the file's offset from the statement.
 // `indentation` holds each edit line's blanks and is changed in place.
 void placeContinuations(const reindenting::Window& window, const std::vector<int>& own,
-                        const std::function<ContinuationHabit()>& readHabit,
+                        const std::function<ContinuationHabits()>& readHabits,
                         const std::function<bool()>& readClosesLeft, bool firstFromTyped, bool modelKept,
                         bool framed, const IndentSettings& style, std::vector<fl::ustring>& indentation);
 

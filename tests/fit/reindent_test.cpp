@@ -346,6 +346,14 @@ const Row kRows[] = {
      "m = [ 8  9 10\n      6  7  8\n     10 10  9\n      5  6  7];\nx = [-1, -2, ...\n      3,  4];\n"},
     {"a row's sign before its first element where the table's numbers line up their digits past their signs",
      "a = [0    0\n     1/4 -7\n<|>\n", "-8    2];", "a = [0    0\n     1/4 -7\n    -8    2];\n"},
+    {"the code's habit for the lines after the edit closes a block of declarations",
+     "function f(a)\n    x = cos(a) - ...\n        sin(a);\nend\nfunction g(b)\n    arguments\n        b "
+     "(1,1) "
+     "double\n<|>",
+     "end\ny = asin(b + ...\ncos(b));\nend",
+     "function f(a)\n    x = cos(a) - ...\n        sin(a);\nend\nfunction g(b)\n    arguments\n        b "
+     "(1,1) "
+     "double\n    end\n    y = asin(b + ...\n             cos(b));\nend"},
     {"arguments lined up where the file's only lined up two levels in",
      "warning('a:b', ...\n        'msg %d', n);\n<|>", "error('c:d', ...\n'other');",
      "warning('a:b', ...\n        'msg %d', n);\nerror('c:d', ...\n      'other');"},
