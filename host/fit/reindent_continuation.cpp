@@ -456,6 +456,9 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     // A call that pads its arguments into columns is laid out as a table: its lines line up, whatever the
     // file's calls do.
     if (inCall && scan.openBrackets.back().padded) return {true, std::nullopt};
+    // So is a matrix or a cell opened on a later line of the statement (`'Types', {'a', 'b', ...` /
+    // under `'a'`): stepped in from the statement, its elements would read as the call's next arguments.
+    if (!inCall && scan.openBrackets.back().lineColumn) return {true, std::nullopt};
     if (const auto& own = inCall ? call : scan.startsRow() ? rows : rowGoingOn) return *own;
     // So is a matrix or a cell that pads its elements, where the file shows no such lines.
     if (scan.openBrackets.back().padded) return {true, std::nullopt};

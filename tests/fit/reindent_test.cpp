@@ -354,6 +354,11 @@ const Row kRows[] = {
      "function f(a)\n    x = cos(a) - ...\n        sin(a);\nend\nfunction g(b)\n    arguments\n        b "
      "(1,1) "
      "double\n    end\n    y = asin(b + ...\n             cos(b));\nend"},
+    {"a cell opened on a later line of its statement lines up, whatever the file's calls do",
+     "x = f(1, ...\n   2);\n<|>",
+     "t = table('Size', [2 3], ...\n'Types', {'string', 'double', ...\n'double'});",
+     "x = f(1, ...\n   2);\nt = table('Size', [2 3], ...\n   'Types', {'string', 'double', ...\n             "
+     "'double'});"},
     {"arguments lined up where the file's only lined up two levels in",
      "warning('a:b', ...\n        'msg %d', n);\n<|>", "error('c:d', ...\n'other');",
      "warning('a:b', ...\n        'msg %d', n);\nerror('c:d', ...\n      'other');"},
