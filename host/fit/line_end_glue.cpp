@@ -602,6 +602,9 @@ bool writtenApartInFile(const fl::ustring& file, std::size_t cursor, std::u16str
     return writes(before + u" " + word) && !writes(before + word);
 }
 
+// Blank and comment lines looked past for the member above.
+constexpr std::size_t kMostLinesToMember = 20;
+
 // A name on a line of its own followed by its arguments, where the code line above writes its name and
 // arguments apart (an enumeration's members: `Monday (1)` over `Tuesday|` + `(2)`, a declaration's
 // size): one blank between them. (A line above padded to a column gives the cells' blanks before this.)
@@ -614,7 +617,7 @@ bool memberArgumentsApart(const fl::ustring& file, std::size_t cursor, std::u16s
     const std::u16string_view indentation = text::indentationOf(typed);
     if (!first.starts_with(u"(") || !bareName(typed.substr(indentation.size()))) return false;
     std::size_t at = text::lineStart(file, cursor);
-    while (at > 0) {
+    for (std::size_t lines = 0; at > 0 && lines < kMostLinesToMember; ++lines) {
         at = text::lineStart(file, at - 1);
         const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
         const std::u16string_view code = text::trim(line);
