@@ -107,8 +107,9 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
     // A line written out again from its start and ended by `;` is the model's whole statement: it
     // replaces the rest of the typed statement after the cursor too (`x = zeros|(2)` + `x = zeros(n, 1);`),
     // up to its `;` or a comment, not the statements after it.
-    std::size_t codeEnd = end;
-    if (found == Restatement::Line && !rest.empty() && text::trimRight(rest.front()).ends_with(u";")) {
+    const auto statementEnd = [&](const std::vector<fl::ustring>& written) {
+        std::size_t codeEnd = end;
+        if (written.empty() || !text::trimRight(written.front()).ends_with(u";")) return codeEnd;
         int depth = 0;
         for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(line.after))) {
             using ca::lexer::TokenKind;
@@ -120,8 +121,18 @@ std::vector<Edit> placementsAfterTypedCode(const fl::ustring& file, std::size_t 
             if (token.text == u")" || token.text == u"]" || token.text == u"}") --depth;
             if (depth <= 0 && (token.text == u";" || token.text == u",")) break;
         }
-    }
+        return codeEnd;
+    };
+    const std::size_t codeEnd = found == Restatement::Line ? statementEnd(rest) : end;
     std::vector<Edit> candidates, restated;
+    // The line written out again with its last word corrected (`y = sm|` + `y = sum(x);`) replaces that
+    // word, first; the reply as it stands is tried after it.
+    if (found == Restatement::None && !bareComment && !shape.headRemoved && !shape.leadingLineBreak) {
+        std::vector<fl::ustring> corrected = lines;
+        if (const std::optional<std::size_t> replaced = dropCorrectedWord(file, line, corrected))
+            candidates.push_back(
+                {cursor - *replaced, std::max(end, statementEnd(corrected)), joined(corrected)});
+    }
     if (found != Restatement::None &&
         (found != Restatement::Word || (!shape.leadingLineBreak && shape.leadingBlanks.empty())))
         (shape.leadingLineBreak && bareComment ? restated : candidates)

@@ -4,6 +4,7 @@
 
 #include "fit/reindent_block_comment.hpp"
 #include "fit/text_lines.hpp"
+#include "quorvanta/function_registry.hpp"
 
 namespace fit {
 namespace {
@@ -107,6 +108,48 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
         return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
+}
+
+std::optional<std::size_t> dropCorrectedWord(const fl::ustring& file, const CursorLine& line,
+                                             std::vector<fl::ustring>& lines) {
+    std::size_t wordStart = line.before.size();
+    while (wordStart > 0 && text::isWordChar(line.before[wordStart - 1]))
+        --wordStart;
+    const std::u16string_view word = line.before.substr(wordStart);
+    const std::u16string_view head = text::trimLeft(line.before.substr(0, wordStart));
+    const std::u16string_view first = text::trimLeft(lines.front());
+    const auto isLetter = [](char16_t c) { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); };
+    if (word.size() < 2 || !isLetter(word.front()) || !first.starts_with(head)) return std::nullopt;
+    std::size_t replyEnd = head.size();
+    while (replyEnd < first.size() && text::isWordChar(first[replyEnd]))
+        ++replyEnd;
+    const std::u16string_view corrected = first.substr(head.size(), replyEnd - head.size());
+    if (corrected.size() <= word.size() || corrected.front() != word.front() || corrected.starts_with(word))
+        return std::nullopt;
+    // The typed letters in order in the corrected name.
+    std::size_t matched = 0;
+    for (std::size_t i = 0; i < corrected.size() && matched < word.size(); ++i)
+        matched += corrected[i] == word[matched] ? 1 : 0;
+    if (matched < word.size()) return std::nullopt;
+    // A name the file writes elsewhere is the writer's own; the corrected one must be a name known to be.
+    const std::u16string_view text(file);
+    const auto writes = [&](std::u16string_view name, bool besidesTheCursorLine) {
+        for (std::size_t at = text.find(name); at != std::u16string_view::npos;
+             at = text.find(name, at + 1)) {
+            const std::size_t end = at + name.size();
+            if ((at == 0 || !text::isWordChar(text[at - 1])) &&
+                (end == text.size() || !text::isWordChar(text[end])) &&
+                (!besidesTheCursorLine || at < line.start || at > line.end))
+                return true;
+        }
+        return false;
+    };
+    const Quorvanta::FunctionOrigin origin = Quorvanta::functionRegistry::lookup(corrected);
+    if (writes(word, true) || !(writes(corrected, false) || origin == Quorvanta::FunctionOrigin::BuiltIn ||
+                                origin == Quorvanta::FunctionOrigin::Library))
+        return std::nullopt;
+    lines.front() = fl::ustring(first.substr(head.size()));
+    return word.size();
 }
 
 void dropRepeatedLinesAbove(const fl::ustring& file, const CursorLine& line, const ReplyShape& shape,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "fit/cursor_line.hpp"
@@ -17,6 +18,13 @@ enum class Restatement { None, Word, Line, LinesAboveAndLine };
 // up to `mostLinesAbove` whole lines above it), or the word the cursor is in, drops that and says which.
 Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std::size_t mostLinesAbove,
                             std::vector<fl::ustring>& lines);
+
+// When the completion's first line writes out again the cursor's line up to the cursor with its last
+// word corrected (`y = sm|` + `y = sum(x);`: the typed word's letters in order in a longer name the file
+// or the Ostrel library knows, and the typed word no name of the file's), drops what it restates before
+// that word and says how many code units of the typed word it replaces; nothing otherwise.
+std::optional<std::size_t> dropCorrectedWord(const fl::ustring& file, const CursorLine& line,
+                                             std::vector<fl::ustring>& lines);
 
 // At a blank cursor line, the completion's first lines may write out again the lines just above it
 // (deduplication misses them when the cursor's line holds blanks); drops the most such lines, all of
