@@ -433,14 +433,7 @@ std::u16string_view lastStatement(std::u16string_view line) {
 
 // Whether `word` stands as a whole word anywhere in the file.
 bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
-    const std::u16string_view text(file);
-    for (std::size_t at = text.find(word); at != std::u16string_view::npos; at = text.find(word, at + 1)) {
-        const std::size_t end = at + word.size();
-        if ((at == 0 || !text::isWordChar(text[at - 1])) &&
-            (end == text.size() || !text::isWordChar(text[end])))
-            return true;
-    }
-    return false;
+    return text::hasWholeWord(file, word);
 }
 
 // A command written as a statement of its own with bare words after it (`hold|` + `off`, `axis|` +

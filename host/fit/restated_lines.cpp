@@ -132,21 +132,10 @@ std::optional<std::size_t> dropCorrectedWord(const fl::ustring& file, const Curs
         matched += corrected[i] == word[matched] ? 1 : 0;
     if (matched < word.size()) return std::nullopt;
     // A name the file writes elsewhere is the writer's own; the corrected one must be a name known to be.
-    const std::u16string_view text(file);
-    const auto writes = [&](std::u16string_view name, bool besidesTheCursorLine) {
-        for (std::size_t at = text.find(name); at != std::u16string_view::npos;
-             at = text.find(name, at + 1)) {
-            const std::size_t end = at + name.size();
-            if ((at == 0 || !text::isWordChar(text[at - 1])) &&
-                (end == text.size() || !text::isWordChar(text[end])) &&
-                (!besidesTheCursorLine || at < line.start || at > line.end))
-                return true;
-        }
-        return false;
-    };
     const Quorvanta::FunctionOrigin origin = Quorvanta::functionRegistry::lookup(corrected);
-    if (writes(word, true) || !(writes(corrected, false) || origin == Quorvanta::FunctionOrigin::BuiltIn ||
-                                origin == Quorvanta::FunctionOrigin::Library))
+    if (text::hasWholeWord(file, word, line.start, line.end + 1) ||
+        !(text::hasWholeWord(file, corrected) || origin == Quorvanta::FunctionOrigin::BuiltIn ||
+          origin == Quorvanta::FunctionOrigin::Library))
         return std::nullopt;
     lines.front() = fl::ustring(first.substr(head.size()));
     return word.size();

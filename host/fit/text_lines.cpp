@@ -131,6 +131,18 @@ bool isWordChar(char16_t c) {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_';
 }
 
+bool hasWholeWord(std::u16string_view text, std::u16string_view word, std::size_t skipFrom,
+                  std::size_t skipTo) {
+    if (word.empty()) return false;
+    for (std::size_t at = text.find(word); at != std::u16string_view::npos; at = text.find(word, at + 1)) {
+        const std::size_t end = at + word.size();
+        if ((at == 0 || !isWordChar(text[at - 1])) && (end == text.size() || !isWordChar(text[end])) &&
+            (at < skipFrom || at >= skipTo))
+            return true;
+    }
+    return false;
+}
+
 std::u16string_view trailingReservedWord(std::u16string_view text) {
     static constexpr std::array<std::u16string_view, 20> kReserved = {
         u"break",      u"case",   u"catch",    u"classdef", u"continue", u"else",      u"elseif",

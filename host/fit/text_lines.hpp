@@ -40,6 +40,9 @@ fl::ustring joinLines(const std::vector<fl::ustring>& lines, std::u16string_view
 fl::ustring withLineEnds(std::u16string_view text, std::u16string_view lineEnd);
 
 bool isWordChar(char16_t c);
+// Whether `word` stands as a whole word in `text`, outside the offsets from `skipFrom` to `skipTo`.
+bool hasWholeWord(std::u16string_view text, std::u16string_view word, std::size_t skipFrom = 0,
+                  std::size_t skipTo = 0);
 // A trimmed line that closes a block or starts a clause of one: `end`, `else`, `case`, ...
 bool isClosingLine(std::u16string_view line);
 // The reserved word that the text ends with, or empty when the text does not end in one.
