@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "fit/text_lines.hpp"
@@ -54,19 +55,23 @@ fl::ustring cellsOfLine(std::u16string_view line, bool* commented = nullptr) {
 }
 
 // The cells with what a bracket opened and closed on the line holds joined into one (`[1 0; 0 2],`): the
-// rows of a table of matrices. A bracket left open (`[  0    10`) still has its elements as cells.
-fl::ustring withBracketsAsCells(fl::ustring cells) {
+// rows of a table of matrices. A bracket left open (`[  0    10`) still has its elements as cells, and so
+// has one opened at a column in `keptOpen` (a row's `{'JFK',   'FRA'}` under a typed `{[10 05],  [13 10],`
+// that is not closed yet). Returns the cells and the columns of the brackets left open.
+std::pair<fl::ustring, std::vector<std::size_t>> withBracketsAsCells(fl::ustring cells,
+                                                                     std::span<const std::size_t> keptOpen = {}) {
     std::vector<std::size_t> open;
     for (std::size_t i = 0; i < cells.size(); ++i) {
         if (cells[i] == u'(' || cells[i] == u'[' || cells[i] == u'{') {
             open.push_back(i);
         } else if ((cells[i] == u')' || cells[i] == u']' || cells[i] == u'}') && !open.empty()) {
-            for (std::size_t j = open.back(); j < i; ++j)
-                cells[j] = text::isBlank(cells[j]) ? u'_' : cells[j];
+            if (std::find(keptOpen.begin(), keptOpen.end(), open.back()) == keptOpen.end())
+                for (std::size_t j = open.back(); j < i; ++j)
+                    cells[j] = text::isBlank(cells[j]) ? u'_' : cells[j];
             open.pop_back();
         }
     }
-    return cells;
+    return {std::move(cells), std::move(open)};
 }
 
 // The rows next to the cursor's line, nearest first, in one direction: up to the first empty one.
@@ -231,9 +236,9 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
     if (!columns) return blanksByCellCount(rows, typed, first);
     const std::size_t blanks =
         columns->byStart ? columns->next - typed.size() : columns->next - firstCell - typed.size();
-    // One blank is no padding: the other rules tell whether it is there. Glued, the typed cell and the
-    // completion's might fill the column as one (a word or a number going on).
-    if (blanks < 2 || (!separated && columns->mayGlue)) return std::nullopt;
+    // One blank counts too where a row pads the column (the typed cell is its widest). Glued, the typed
+    // cell and the completion's might fill the column as one (a word or a number going on).
+    if (blanks == 0 || (!separated && columns->mayGlue)) return std::nullopt;
     // The column must be padded in one of the rows that line up both columns.
     for (const fl::ustring& row : rows) {
         // An argument list lines up only under the rows' own (`Mono       (1)`).
@@ -286,10 +291,11 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
         blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
     // Last, the cells of a table of matrices or calls, each a bracket's whole.
     if (!blanks) {
+        const auto [typedCells, leftOpen] = withBracketsAsCells(expanded);
         std::vector<fl::ustring> grouped;
         for (const fl::ustring& row : above)
-            grouped.push_back(withBracketsAsCells(row));
-        blanks = blanksFrom(grouped, withBracketsAsCells(expanded), first, separated);
+            grouped.push_back(withBracketsAsCells(row, leftOpen).first);
+        blanks = blanksFrom(grouped, typedCells, first, separated);
     }
     return blanks ? fl::ustring(*blanks, u' ') : fl::ustring();
 }

@@ -159,6 +159,11 @@ const Row kRows[] = {
     {"a table of matrices pads a cell into the column of the rows above",
      "c = {\n    [1 0; 0 2],  [1 0]\n    [0 0],<|>\n", fenced("[0 0]};"),
      "c = {\n    [1 0; 0 2],  [1 0]\n    [0 0],       [0 0]};\n"},
+    {"a typed cell left open lines up with the rows' cells that close on their lines",
+     "s = struct( ...\n    'to',   {'JFK',    'FRA',   'AMS'}, ...\n    'dep',  {[10 05],  [17 30],<|>\n",
+     fenced("[09 00]});"),
+     "s = struct( ...\n    'to',   {'JFK',    'FRA',   'AMS'}, ...\n    'dep',  {[10 05],  [17 30], [09 "
+     "00]});\n"},
     {"a typed row's sign goes on with its number, not into the next column",
      "cal = [\n   -20.02    97120\n   -<|>\n    -5.03    42320];\n", fenced("10.00    55330"),
      "cal = [\n   -20.02    97120\n   -10.00    55330\n    -5.03    42320];\n"},
