@@ -258,6 +258,46 @@ bool decimalsWouldRun(const fl::ustring& file, std::size_t cursor, std::u16strin
     return open && (open->bracket == u'[' || open->bracket == u'{');
 }
 
+// A number typed in a name-value argument's vector (`'Position', [0.4 0 0.2|` + `1]`) where the file's
+// other vectors for that name, each written on one line, all have as many elements as the typed ones and
+// the completion's apart: the completion's first number is the vector's next element.
+bool namedVectorElement(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                        std::u16string_view first) {
+    constexpr auto npos = std::u16string_view::npos;
+    const std::size_t open = typed.rfind(u'[');
+    if (trailingNumberStart(typed) == typed.size() || first.empty() || !isDigit(first.front()) ||
+        open == npos || typed.find_first_of(u"[](){}", open + 1) != npos)
+        return false;
+    std::u16string_view before = text::trimRight(typed.substr(0, open));
+    if (!before.ends_with(u',')) return false;
+    before = text::trimRight(before.substr(0, before.size() - 1));
+    if (before.size() < 3 || (before.back() != u'\'' && before.back() != u'"')) return false;
+    const std::size_t nameStart = before.rfind(before.back(), before.size() - 2);
+    const std::size_t rowEnd = first.find(u']');
+    if (nameStart == npos || rowEnd == npos) return false;
+    const std::u16string_view name = before.substr(nameStart);
+    const std::size_t apart = rowElements(typed.substr(open + 1)) + rowElements(first.substr(0, rowEnd));
+    const std::u16string_view text(file);
+    const std::size_t cursorLine = text::lineStart(file, cursor);
+    std::optional<std::size_t> length;
+    for (std::size_t at = text.find(name); at != npos; at = text.find(name, at + 1)) {
+        std::size_t i = at + name.size();
+        while (i < text.size() && text::isBlank(text[i]))
+            ++i;
+        if (i >= text.size() || text[i] != u',') continue;
+        do
+            ++i;
+        while (i < text.size() && text::isBlank(text[i]));
+        if (i >= text.size() || text[i] != u'[' || text::lineStart(file, at) == cursorLine) continue;
+        const std::size_t close = text.find_first_of(u"[](){}\n", i + 1);
+        if (close == npos || text[close] != u']') continue;
+        const std::size_t elements = rowElements(text.substr(i + 1, close - i - 1));
+        if (length && *length != elements) return false;
+        length = elements;
+    }
+    return length == apart;
+}
+
 // The typed text ends with an anonymous function's parameters (`f = @(t, s)`): its body follows.
 bool endsWithParameters(std::u16string_view end) {
     if (end.back() != u')') return false;
@@ -625,27 +665,72 @@ bool memberArgumentsApart(const fl::ustring& file, std::size_t cursor, std::u16s
     return false;
 }
 
-// Lines (`near`) that go on after a `;` with another statement (`a = 1;   b = 2;`): their writer puts
-// statements side by side.
-bool writesSideBySide(std::u16string_view near) {
+// The most statements any of the lines `near` holds side by side (`a = 1;   b = 2;` holds two): a
+// statement starts after a `;` that leaves no bracket open.
+std::size_t mostStatementsOnALine(std::u16string_view near) {
     using ca::lexer::TokenKind;
     int depth = 0;
     bool afterSeparator = false;
+    std::size_t onLine = 0, most = 0;
     for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(near))) {
         if (token.kind == TokenKind::Blank || token.kind == TokenKind::Comment ||
             token.kind == TokenKind::Continuation)
             continue;
         if (token.kind == TokenKind::LineEnd || token.kind == TokenKind::BlockComment) {
             afterSeparator = false;
+            onLine = 0;
             continue;
         }
-        if (afterSeparator && depth == 0) return true;
+        if (onLine == 0 || (afterSeparator && depth == 0)) most = std::max(most, ++onLine);
         afterSeparator = token.kind == TokenKind::Punctuation && token.text == u";";
         if (token.kind == TokenKind::Punctuation && token.text.find_first_of(u"([{") == 0) ++depth;
         if (token.kind == TokenKind::Punctuation && token.text.find_first_of(u")]}") == 0)
             depth = std::max(0, depth - 1);
     }
-    return false;
+    return most;
+}
+
+// Lines (`near`) that go on after a `;` with another statement: their writer puts statements side by
+// side.
+bool writesSideBySide(std::u16string_view near) {
+    return mostStatementsOnALine(near) >= 2;
+}
+
+// The typed statements and the completion's first line's make as many as a line beside holds side by
+// side (`s(6).name = 'H';|` + `s(6).id = 2; s(6).major = 'CS';` under `s(5).name = 'N'; s(5).id = 1;
+// s(5).major = 'EE';`): the line above the cursor's, the one below, or the completion's next.
+bool completesRowOfStatements(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                              std::u16string_view first, std::span<const fl::ustring> below) {
+    const std::size_t onLine = mostStatementsOnALine(typed) + mostStatementsOnALine(first);
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto lineAt = [&](std::size_t at) {
+        return std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+    };
+    std::vector<std::u16string_view> beside;
+    if (lineStart > 0) beside.push_back(lineAt(text::lineStart(file, lineStart - 1)));
+    if (const std::size_t next = text::nextLineStart(file, cursor); next < file.size())
+        beside.push_back(lineAt(next));
+    if (!below.empty()) beside.push_back(below.front());
+    return std::any_of(beside.begin(), beside.end(), [&](std::u16string_view line) {
+        const std::size_t statements = mostStatementsOnALine(line);
+        return statements >= 2 && statements == onLine;
+    });
+}
+
+// A line of session commands only (`close all; clear all; clc`): its writer puts them side by side.
+bool sessionCommands(std::u16string_view line) {
+    if (line.find_first_of(u"([{'\"=%.") != std::u16string_view::npos) return false;
+    bool any = false;
+    for (std::size_t at = 0; at <= line.size();) {
+        const std::size_t end = std::min(line.size(), line.find_first_of(u";,", at));
+        const std::u16string_view statement = text::trim(line.substr(at, end - at));
+        at = end + 1;
+        if (statement.empty()) continue;
+        const std::u16string_view word = statement.substr(0, statement.find_first_of(u" \t"));
+        if (word != u"clc" && word != u"clear" && word != u"clearvars" && word != u"close") return false;
+        any = true;
+    }
+    return any;
 }
 
 // The lines near the cursor write statements side by side.
@@ -775,7 +860,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
-        typedNumberIsRowElement(file, cursor, typed, first) ||
+        typedNumberIsRowElement(file, cursor, typed, first) || namedVectorElement(file, cursor, typed, first) ||
         commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
         memberArgumentsApart(file, cursor, typed, first) ||
         declaredTypeFollows(file, cursor, typed, first, std::span(lines).subspan(1)) ||
@@ -832,10 +917,15 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
                        : std::vector<Edit>{spaced, newLine};
     }
     // A line that writes statements side by side goes on with the next one, a blank between (`q.W = w;
-    // q.X = x;` + `q.Y = y;`); where that does not check, it goes on the next line.
+    // q.X = x;` + `q.Y = y;`), and so does one that the completion's first line makes as long as a line
+    // beside it, or a line of session commands (`clear;` + `clc`); where that does not check, it goes on
+    // the next line.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak && !shape.headRemoved &&
-        typed.ends_with(u";") && writesSideBySide(typed) && isSimpleStatement(lines.front()) &&
-        !innermostOpenBracket(file, cursor)) {
+        typed.ends_with(u";") &&
+        (writesSideBySide(typed) ||
+         completesRowOfStatements(file, cursor, typed, lines.front(), std::span(lines).subspan(1)) ||
+         (sessionCommands(typed) && sessionCommands(lines.front()))) &&
+        isSimpleStatement(lines.front()) && !innermostOpenBracket(file, cursor)) {
         Edit spaced = glue;
         if (!spaced.text.empty() && !text::isBlank(spaced.text.front())) spaced.text.insert(0, u" ");
         return {spaced, newLine};

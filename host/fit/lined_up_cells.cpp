@@ -179,8 +179,10 @@ std::optional<Columns> columnsOf(const std::vector<fl::ustring>& rows, std::u16s
         const bool byStart = linesUp(row, true) && !(number && byEnd);
         if (!byStart && !byEnd) continue;
         // A typed cell in a bracket the typed line leaves open, where the row's cell there closes one
-        // (`[1 0|` over `[1 1],`): the completion's first cell goes on inside that bracket.
-        if (bracketDepth(typed).last > 0 && closesBracket(row, byStart ? start : cellStartBefore(row, end)))
+        // and the typed one does not (`[1 0|` over `[1 1],`): the completion's first cell goes on inside
+        // that bracket.
+        if (bracketDepth(typed).last > 0 && !closesBracket(typed, start) &&
+            closesBracket(row, byStart ? start : cellStartBefore(row, end)))
             return std::nullopt;
         // By their ends, the typed cell's column is where its value ends, before a row's `;` after it.
         std::size_t valueEnd = end;
@@ -239,14 +241,19 @@ std::optional<std::size_t> blanksFrom(const std::vector<fl::ustring>& rows, std:
     // One blank counts too where a row pads the column (the typed cell is its widest). Glued, the typed
     // cell and the completion's might fill the column as one (a word or a number going on).
     if (blanks == 0 || (!separated && columns->mayGlue)) return std::nullopt;
-    // The column must be padded in one of the rows that line up both columns.
+    // The column must be padded in one of the rows that line up both columns, or the typed line pads its
+    // own cells into the row's columns (the table's first row, the widest, pads nothing). Not a name
+    // padded to its `=`: that says nothing of the value's cells.
+    bool typedPads = false;
+    for (std::size_t i = 0; i < typed.size() && !typedPads; ++i)
+        typedPads = startsCell(typed, i) && padded(typed, i) && typed[i] != u'=';
     for (const fl::ustring& row : rows) {
         // An argument list lines up only under the rows' own (`Mono       (1)`).
         if (!hasColumn(row, columns->byStart, columns->typed) ||
             !hasColumn(row, columns->byStart, columns->next) ||
             (first.front() == u'(' && (!columns->byStart || row[columns->next] != u'(')))
             continue;
-        if (padded(row, columns->byStart ? columns->next : cellStartBefore(row, columns->next)))
+        if (typedPads || padded(row, columns->byStart ? columns->next : cellStartBefore(row, columns->next)))
             return blanks;
     }
     return std::nullopt;
