@@ -831,7 +831,8 @@ bool typedNumberIsRowElement(const fl::ustring& file, std::size_t cursor, std::u
     const std::size_t start = trailingNumberStart(typed);
     const std::u16string_view number = typed.substr(start);
     if (number.empty() || !isDigit(number.front()) || first.size() <= number.size() ||
-        !first.starts_with(number) || !(isDigit(first[number.size()]) || first[number.size()] == u'.'))
+        !first.starts_with(number) ||
+        !(isDigit(first[number.size()]) || first[number.size()] == u'.' || text::isBlank(first[number.size()])))
         return false;
     if (start > 0 && !text::isBlank(typed[start - 1]) &&
         std::u16string_view(u"[{;,").find(typed[start - 1]) == std::u16string_view::npos)

@@ -19,7 +19,8 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
 
 // A number typed in a matrix whose rows have one element more than the typed row and the completion's
 // first row would have with the completion's first number restating the typed one (`0|` + `0.6 0;` in
-// rows of three): that number is the row's next element, and the blank before it was trimmed.
+// rows of three, `1|` + `1 1];`): that number is the row's next element, and the blank before it was
+// trimmed.
 bool typedNumberIsRowElement(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                              std::u16string_view first);
 

@@ -321,10 +321,24 @@ void placeFlatBlockComments(const Window& window, const std::vector<int>& own, b
             style.tabSize));
     }
     const std::vector<int> before = columns;
-    placeBlockCommentLines(lines, movable, columns);
-    for (std::size_t k = 0; k < window.started.size(); ++k)
-        if (const std::size_t i = window.started[k]; columns[i] != before[i])
-            indentation[k] = indentationFor(columns[i], style);
+    placeBlockCommentLines(lines, movable, static_cast<int>(style.indentSize), columns);
+    std::vector<fl::ustring> written(window.lines.size());
+    for (std::size_t i = 0, k = 0; i < window.lines.size(); ++i) {
+        const bool started = k < window.started.size() && window.started[k] == i;
+        written[i] = started ? indentation[k++] : fl::ustring(text::indentationOf(window.lines[i].text));
+    }
+    for (std::size_t k = 0; k < window.started.size(); ++k) {
+        const std::size_t i = window.started[k];
+        if (columns[i] == before[i]) continue;
+        indentation[k] = written[i] = indentationFor(columns[i], style);
+        // A comment's text is no code: in a file indented with tabs, it stands under the line above as that
+        // line's indentation and blanks (an item under its heading).
+        for (std::size_t j = i; j-- > 0 && !style.insertSpaces;)
+            if (!text::isBlankText(window.lines[j].text) && columns[j] <= columns[i]) {
+                indentation[k] = written[i] = written[j] + fl::ustring(columns[i] - columns[j], u' ');
+                break;
+            }
+    }
 }
 
 // With only nested functions' bodies indented, the formatter tells them apart by the function they are

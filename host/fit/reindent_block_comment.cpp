@@ -89,10 +89,24 @@ std::vector<std::optional<int>> columnsBelow(const std::vector<std::u16string_vi
     return below;
 }
 
+// A line of free text that ends with `:` (`Known limitations:`): the lines after it may be its items.
+bool isHeading(std::u16string_view line) {
+    const std::u16string_view text = text::trim(line);
+    return text.size() > 1 && text.back() == u':' && !text.starts_with(u"%");
+}
+
+// A list's item: a line that starts with a marker or a number (`- no quotes`, `2023-02  first version`),
+// not with code, which a heading has at its own column as often as further in.
+bool isItem(std::u16string_view line) {
+    const std::u16string_view text = text::trim(line);
+    return !text.empty() && (std::u16string_view(u"-*+").find(text.front()) != std::u16string_view::npos ||
+                             (text.front() >= u'0' && text.front() <= u'9'));
+}
+
 }  // namespace
 
 void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
-                            std::vector<int>& columns) {
+                            int step, std::vector<int>& columns) {
     const std::vector<std::optional<int>> below = columnsBelow(lines, movable, columns);
     struct Open {
         std::size_t line;             // its `%{`
@@ -104,14 +118,21 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
         if (text::isBlankText(lines[i])) continue;
         if (!open.empty()) {
             const bool first = previous == open.back().line;
+            const std::optional<int> goesOn = below[open.back().line];
+            // As the comment around it starts its text, or under its `%{`.
+            const int firstColumn =
+                columns[previous] + (open.size() > 1 ? open[open.size() - 2].textFrom.value_or(0) : 0);
             if (movable[i] && closes(lines[i]))
                 columns[i] = columns[open.back().line];
-            else if (movable[i] && below[open.back().line])
-                columns[i] = *below[open.back().line];
+            else if (movable[i] && first && isHeading(lines[i]))
+                columns[i] = firstColumn;
+            else if (movable[i] && !first && isHeading(lines[previous]) && isItem(lines[i]))
+                // A heading's items stand further in: where the comment goes on below, or a step.
+                columns[i] = goesOn && *goesOn > columns[previous] ? *goesOn : columns[previous] + step;
+            else if (movable[i] && goesOn)
+                columns[i] = *goesOn;
             else if (movable[i] && first)
-                // As the comment around it starts its text, or under its `%{`.
-                columns[i] =
-                    columns[previous] + (open.size() > 1 ? open[open.size() - 2].textFrom.value_or(0) : 0);
+                columns[i] = firstColumn;
             else if (movable[i])
                 columns[i] = columns[previous];
             if (first) open.back().textFrom = columns[i] - columns[previous];

@@ -25,9 +25,11 @@ bool closesBlockComment(std::u16string_view line);
 // above it takes a column: a `%}` its `%{`'s; a line of a comment that goes on below the movable lines the
 // column of its next line there (a list under a heading); the first line after a `%{` that `%{`'s column,
 // or as far right of it as the comment around it starts its own text; any other line the column of the
-// line above it (a nested comment's `%}` included). `columns` holds every line's column and gets the new
-// ones; blank lines count for nothing.
+// line above it (a nested comment's `%}` included). A heading (free text ending with `:`) as a comment's
+// first line stands as that first line does, and a list's item after a heading (a line that starts with a
+// marker or a number) where the comment goes on below further in than the heading, or else `step` in. `columns` holds every line's column
+// and gets the new ones; blank lines count for nothing.
 void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
-                            std::vector<int>& columns);
+                            int step, std::vector<int>& columns);
 
 }  // namespace fit

@@ -365,6 +365,8 @@ const Row kRows[] = {
      "says",
      "c = [0 0 0; 1 0.5 0; ...\n     0<|>\n", fenced("0.6 0; 1 1 1];"),
      "c = [0 0 0; 1 0.5 0; ...\n     0 0.6 0; 1 1 1];\n"},
+    {"and so is one that is the typed number again", "p = [0 1 0\n     0 0 1\n     1<|>\n", fenced("1 1];"),
+     "p = [0 1 0\n     0 0 1\n     1 1 1];\n"},
     {"an assignment lined up with those above", "x.a    = 1;\nx.long = 2;\nx.b<|>\n", fenced("= 3;"),
      "x.a    = 1;\nx.long = 2;\nx.b    = 3;\n"},
     {"a blank after a sign before a name in a matrix", "d = [p2 -<|>\n", fenced("p1; p3 - p1];"),

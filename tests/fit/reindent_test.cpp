@@ -209,6 +209,11 @@ const Row kRows[] = {
     {"a flat reply's block comment lines where the comment goes on below them",
      "%{\nHistory:<|>\n    - b\n%}\nx = 1;\n", "\n- a\n%{\nc = 1;\n%}",
      "%{\nHistory:\n    - a\n    %{\n    c = 1;\n    %}\n    - b\n%}\nx = 1;\n"},
+    {"a flat block comment's heading under its opener and its items where the comment's go on, in blanks",
+     "%{\n<|>\n    - last key wins\n%}\nx = 1;\n", "Known limitations:\n- no quotes",
+     "%{\nKnown limitations:\n    - no quotes\n    - last key wins\n%}\nx = 1;\n", {.insertSpaces = false}},
+    {"a flat block comment's items a step in from their heading", "%{\nNotes:<|>\n%}\nx = 1;\n",
+     "\n- a\n- b", "%{\nNotes:\n    - a\n    - b\n%}\nx = 1;\n"},
     // Where the file does not follow the formatter, a reply that moves with the lines around stays.
     {"sloppy file, reply at the file's own columns",
      "for k = 1:3\n   a = k;\n   if a > 1\n     b = a;\n   end\n   <|>\nend\n",
