@@ -717,6 +717,48 @@ bool completesRowOfStatements(const fl::ustring& file, std::size_t cursor, std::
     });
 }
 
+// The words that start the statements of `line`, in order (`xlabel('t'); ylabel('v');` has `xlabel`,
+// `ylabel`); an empty word for a statement that starts with no name.
+std::vector<fl::ustring> statementHeads(std::u16string_view line) {
+    using ca::lexer::TokenKind;
+    std::vector<fl::ustring> heads;
+    int depth = 0;
+    bool starts = true;
+    for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(line))) {
+        if (token.kind == TokenKind::Blank || token.kind == TokenKind::Comment) continue;
+        if (starts) heads.push_back(token.kind == TokenKind::Identifier ? fl::ustring(token.text) : u"");
+        starts = false;
+        if (token.kind != TokenKind::Punctuation) continue;
+        if (token.text == u"(" || token.text == u"[" || token.text == u"{") ++depth;
+        if (token.text == u")" || token.text == u"]" || token.text == u"}") depth = std::max(0, depth - 1);
+        starts = depth == 0 && (token.text == u";" || token.text == u",");
+    }
+    return heads;
+}
+
+// The file writes the typed line's last statement and the completion's first one side by side on a line
+// of its own (`hold off; grid on` elsewhere, for `hold off;|` + `grid on`), by the names they start with.
+bool pairWrittenSideBySide(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                           std::u16string_view first) {
+    const std::vector<fl::ustring> typedHeads = statementHeads(typed), firstHeads = statementHeads(first);
+    if (typedHeads.empty() || firstHeads.empty() || typedHeads.back().empty() || firstHeads.front().empty())
+        return false;
+    const fl::ustring& before = typedHeads.back();
+    const fl::ustring& after = firstHeads.front();
+    const std::u16string_view text(file);
+    const std::size_t cursorLine = text::lineStart(file, cursor);
+    for (std::size_t at = text.find(before); at != std::u16string_view::npos; at = text.find(before, at + 1)) {
+        const std::size_t start = text::lineStart(file, at), end = text::lineEnd(file, at);
+        const std::u16string_view line = text.substr(start, end - start);
+        if (start == cursorLine || line.find(after) == std::u16string_view::npos) continue;
+        const std::vector<fl::ustring> heads = statementHeads(line);
+        for (std::size_t k = 0; k + 1 < heads.size(); ++k)
+            if (heads[k] == before && heads[k + 1] == after) return true;
+        at = end;
+    }
+    return false;
+}
+
 // A line of session commands only (`close all; clear all; clc`): its writer puts them side by side.
 bool sessionCommands(std::u16string_view line) {
     if (line.find_first_of(u"([{'\"=%.") != std::u16string_view::npos) return false;
@@ -919,13 +961,15 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     }
     // A line that writes statements side by side goes on with the next one, a blank between (`q.W = w;
     // q.X = x;` + `q.Y = y;`), and so does one that the completion's first line makes as long as a line
-    // beside it, or a line of session commands (`clear;` + `clc`); where that does not check, it goes on
-    // the next line.
+    // beside it, a line of session commands (`clear;` + `clc`), or a pair of statements the file writes
+    // side by side elsewhere (`hold off;` + `grid on`); where that does not check, it goes on the next
+    // line.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak && !shape.headRemoved &&
         typed.ends_with(u";") &&
         (writesSideBySide(typed) ||
          completesRowOfStatements(file, cursor, typed, lines.front(), std::span(lines).subspan(1)) ||
-         (sessionCommands(typed) && sessionCommands(lines.front()))) &&
+         (sessionCommands(typed) && sessionCommands(lines.front())) ||
+         pairWrittenSideBySide(file, cursor, typed, lines.front())) &&
         isSimpleStatement(lines.front()) && !innermostOpenBracket(file, cursor)) {
         Edit spaced = glue;
         if (!spaced.text.empty() && !text::isBlank(spaced.text.front())) spaced.text.insert(0, u" ");

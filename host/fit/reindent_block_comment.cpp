@@ -111,34 +111,43 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
     struct Open {
         std::size_t line;             // its `%{`
         std::optional<int> textFrom;  // how far right of it its first line stands
+        std::optional<int> heading;   // the column of its last heading so far
     };
     std::vector<Open> open;    // the comments still open, innermost last
     std::size_t previous = 0;  // the non-blank line above
     for (std::size_t i = 0; i < lines.size(); ++i) {
         if (text::isBlankText(lines[i])) continue;
         if (!open.empty()) {
-            const bool first = previous == open.back().line;
-            const std::optional<int> goesOn = below[open.back().line];
+            Open& comment = open.back();
+            const bool first = previous == comment.line;
+            const bool item = isItem(lines[i]), afterItem = !first && isItem(lines[previous]);
+            const std::optional<int> goesOn = below[comment.line];
             // As the comment around it starts its text, or under its `%{`.
             const int firstColumn =
                 columns[previous] + (open.size() > 1 ? open[open.size() - 2].textFrom.value_or(0) : 0);
-            if (movable[i] && closes(lines[i]))
-                columns[i] = columns[open.back().line];
-            else if (movable[i] && first && isHeading(lines[i]))
+            if (!movable[i]) {
+            } else if (closes(lines[i])) {
+                columns[i] = columns[comment.line];
+            } else if (first && isHeading(lines[i])) {
                 columns[i] = firstColumn;
-            else if (movable[i] && !first && isHeading(lines[previous]) && isItem(lines[i]))
+            } else if (!first && isHeading(lines[previous]) && item) {
                 // A heading's items stand further in: where the comment goes on below, or a step.
                 columns[i] = goesOn && *goesOn > columns[previous] ? *goesOn : columns[previous] + step;
-            else if (movable[i] && goesOn)
-                columns[i] = *goesOn;
-            else if (movable[i] && first)
-                columns[i] = firstColumn;
-            else if (movable[i])
+            } else if (afterItem && item) {
                 columns[i] = columns[previous];
-            if (first) open.back().textFrom = columns[i] - columns[previous];
+            } else if (afterItem && comment.heading && !opens(lines[i]) && *comment.heading < columns[previous]) {
+                // Text after a heading's items goes on at the heading's column.
+                columns[i] = *comment.heading;
+            } else if (goesOn) {
+                columns[i] = *goesOn;
+            } else {
+                columns[i] = first ? firstColumn : columns[previous];
+            }
+            if (first) comment.textFrom = columns[i] - columns[previous];
+            if (isHeading(lines[i])) comment.heading = columns[i];
         }
         if (opens(lines[i]))
-            open.push_back({i, std::nullopt});
+            open.push_back({i, std::nullopt, std::nullopt});
         else if (closes(lines[i]) && !open.empty())
             open.pop_back();
         previous = i;

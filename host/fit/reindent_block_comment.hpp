@@ -26,8 +26,9 @@ bool closesBlockComment(std::u16string_view line);
 // column of its next line there (a list under a heading); the first line after a `%{` that `%{`'s column,
 // or as far right of it as the comment around it starts its own text; any other line the column of the
 // line above it (a nested comment's `%}` included). A heading (free text ending with `:`) as a comment's
-// first line stands as that first line does, and a list's item after a heading (a line that starts with a
-// marker or a number) where the comment goes on below further in than the heading, or else `step` in. `columns` holds every line's column
+// first line stands as that first line does; a list's first item after a heading (a line that starts with
+// a marker or a number) where the comment goes on below further in than the heading, or else `step` in;
+// its next items under it, and the text after them at the heading's column. `columns` holds every line's column
 // and gets the new ones; blank lines count for nothing.
 void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
                             int step, std::vector<int>& columns);

@@ -247,6 +247,8 @@ const Row kRows[] = {
      "s(1).a = 'x';  s(1).b = 1; s(1).c = 2;\ns(2).a = 'yy'; s(2).b = 3; s(2).c = 4;\n"},
     {"and so do the session commands", "close all;<|>\nx = 1;\n", fenced("clear all; clc"),
      "close all; clear all; clc\nx = 1;\n"},
+    {"and so does a pair of statements the file writes side by side", "hold off; grid on\nplot(x);\nhold off;<|>\n",
+     fenced("grid on"), "hold off; grid on\nplot(x);\nhold off; grid on\n"},
     {"but a block's header starts a line below them", "a = 1; b = 2;<|>\n", fenced("if a\nc = 3;\nend"),
      "a = 1; b = 2;\nif a\n    c = 3;\nend\n"},
     {"a comma after a number as the lines around write it", "Q(1, :) = P(1, :);\nR(2,<|>\n",
