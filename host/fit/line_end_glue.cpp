@@ -181,6 +181,35 @@ bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view 
     return length && rowElements(typed.substr(typed.find_last_of(u"[{;") + 1)) < *length;
 }
 
+// A text that starts the completion, in a matrix or a cell whose elements blanks separate, after an
+// element the typed row ends with (`['"' text|` + `'"'];`, `"on" "with"|` + `"as" "by"];`): the row's
+// next element, where glued its quote would be a transpose or a quote inside the typed text. Only in a row
+// shorter than the one above, or in a bracket opened on the typed line after a text (texts joined).
+bool textElementFollows(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                        std::u16string_view first) {
+    if (typed.empty() || first.size() < 2 || (first.front() != u'\'' && first.front() != u'"')) return false;
+    const char16_t last = typed.back();
+    if (!(text::isWordChar(last) || std::u16string_view(u")]}'\"").find(last) != std::u16string_view::npos))
+        return false;
+    const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(first));
+    const auto& opening = tokens.front();
+    if ((opening.kind != ca::lexer::TokenKind::CharArray && opening.kind != ca::lexer::TokenKind::String) ||
+        opening.text.size() < 2 || opening.text.back() != first.front())
+        return false;
+    const std::size_t lineStart = text::lineStart(file, cursor);
+    const auto open = innermostOpenBracket(file, cursor);
+    if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas) return false;
+    if (open->line != lineStart) {
+        // The opening line's own elements where it has some (`["the" "a" ...`), as the row above.
+        const std::u16string_view above = std::u16string_view(file).substr(open->line, lineStart - 1 - open->line);
+        const std::size_t opened = text::lineStart(file, lineStart - 1) == open->line ? rowElements(above) : 0;
+        return rowElements(typed) < (opened > 0 ? opened : rowLength(file, lineStart, open->line));
+    }
+    const std::size_t bracket = typed.find_last_of(u"[{");
+    return bracket != std::u16string_view::npos &&
+           typed.substr(bracket).find_first_of(u"'\"") != std::u16string_view::npos;
+}
+
 // The element count of a matrix's complete rows from its opening line up to the line before the
 // cursor's: a row ends at a `;`, or at a line's end where no `...` carries it on; nothing where they differ.
 std::optional<std::size_t> completeRowsLength(const fl::ustring& file, std::size_t openLine,
@@ -952,7 +981,9 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         }
         if (leavesOneLineBlockOpen(typed) && text::isClosingLine(text::trim(lines.front())))
             return {spaced, newLine};
-        if (decimalsWouldRun(file, cursor, typed, lines.front())) return {spaced, newLine};
+        if (decimalsWouldRun(file, cursor, typed, lines.front()) ||
+            textElementFollows(file, cursor, typed, lines.front()))
+            return {spaced, newLine};
         // Glued, a sign would subtract the next element from the typed one.
         if (rowGoesOn(file, cursor, typed, lines.front()))
             return isDigit(lines.front().front()) && !blankCompletesRow(file, cursor, typed, lines.front())
