@@ -404,11 +404,14 @@ bool bareElementBefore(std::u16string_view code) {
 }
 
 // The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
-// run of them; with none, one after a blank before the comma (`{a ,`), none after a number or a colon
-// (sizes as `(1,1)` and `(:,1)`, and `[1,2,3]` are often written tight) unless the numbers of the lines
-// around are listed with blanks; otherwise as the lines around the cursor do, and where they show
+// run of them; with none, one after a blank before the comma (`{a ,`); after a number or a colon as the
+// numbers of the lines around are listed, or else as their other commas are spaced (files that space
+// their commas space those after numbers too: 1,600 of 1,866 in the test sets), or else as the
+// completion's `later` lines space theirs, and where nothing shows, none (sizes as `(1,1)`; in a
+// declaration always none); other commas as the lines around the cursor do, and where they show
 // nothing, one.
-fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u16string_view typed) {
+fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                             std::span<const fl::ustring> later) {
     if (const std::optional<std::size_t> blanks = blanksAfterCommasOnTypedLine(typed))
         return fl::ustring(*blanks, u' ');
     const std::u16string_view before = typed.substr(0, typed.size() - 1);
@@ -416,10 +419,12 @@ fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u
     const std::u16string_view code = trimRight(before);
     if (code.empty()) return {};
     if ((isDigit(code.back()) || code.back() == u':') && bareElementBefore(code)) {
-        return !declaresPropertyOrArgument(file, cursor) &&
-                       numberCommasSpacedAround(file, cursor).value_or(false)
-                   ? u" "
-                   : fl::ustring();
+        if (declaresPropertyOrArgument(file, cursor)) return {};
+        std::optional<bool> spaced = numberCommasSpacedAround(file, cursor);
+        if (!spaced) spaced = separatorSpacingAround(file, cursor, u',');
+        for (std::size_t k = 0; k < later.size() && !spaced; ++k)
+            spaced = separatorSpacingIn(later[k], u',');
+        return spaced.value_or(false) ? u" " : fl::ustring();
     }
     return separatorSpacingAround(file, cursor, u',').value_or(true) ? u" " : fl::ustring();
 }
@@ -445,9 +450,10 @@ bool isUnarySign(const fl::ustring& file, std::size_t cursor, std::u16string_vie
 
 // A completion that goes on after an operator written with a blank before it ("x =", "a +"), a comma
 // on a line whose commas take blanks, or a keyword ("for", "if") gets a blank after it: the model's
-// blank was trimmed away.
+// blank was trimmed away. The completion's `later` lines show how it spaces its commas where the file
+// does not.
 fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                               std::u16string_view first) {
+                               std::u16string_view first, std::span<const fl::ustring> later) {
     static constexpr std::u16string_view kOperators[] = {u"||", u"&&", u"==", u"~=", u"<=", u">=", u"<", u">",
                                                          u"+",  u"-",  u"*",  u"/",  u"&",  u"|",  u"="};
     // What joins the typed text as it is: a separator, a closing bracket, a binary operator.
@@ -472,7 +478,7 @@ fl::ustring blankAfterOperator(const fl::ustring& file, std::size_t cursor, std:
             return continuationSpacedAround(file, cursor, first) ? fl::ustring(u" ") : fl::ustring();
         if (const std::optional<std::size_t> blanks = blanksAfterCommasInList(first))
             return fl::ustring(*blanks, u' ');
-        return blanksAfterComma(file, cursor, typed);
+        return blanksAfterComma(file, cursor, typed, later);
     }
     // A row's `;` inside a bracket (`[0;` + `-g]`) is spaced as the file spaces its `;`.
     if (typed.ends_with(u";") && leavesBracketOpen(typed))
@@ -942,7 +948,7 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         !first.starts_with(u"+") && !first.starts_with(u"-"))
         if (const auto padding = rowPadding(file, cursor, typed, first, typed.back() == u';'))
             return fl::ustring(*padding, u' ');
-    return blankAfterOperator(file, cursor, typed, first);
+    return blankAfterOperator(file, cursor, typed, first, std::span(lines).subspan(1));
 }
 
 std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,

@@ -93,15 +93,18 @@ std::vector<fl::ustring> rowsBeside(const fl::ustring& file, std::size_t lineSta
     return rows;
 }
 
-// The completion's lines after its first, up to an empty one, as rows at the typed line's indentation:
-// a reply that lost its indentation wrote them at the level of the row it completes. Nothing when one
-// has blanks of its own before it (its column is the model's, not the file's).
-std::vector<fl::ustring> rowsOfCompletion(std::u16string_view typed, std::span<const fl::ustring> below) {
+// The completion's lines after its first, up to an empty one, as rows at `column`: a reply that lost its
+// indentation wrote them at the level of the row it completes. A row that starts with a sign has it one
+// column left where `hangsSigns` (under `[ c`). Nothing when one has blanks of its own before it (its
+// column is the model's, not the file's).
+std::vector<fl::ustring> rowsOfCompletion(std::size_t column, bool hangsSigns,
+                                          std::span<const fl::ustring> below) {
     std::vector<fl::ustring> rows;
     for (const fl::ustring& line : below.first(std::min(below.size(), kMostRows))) {
         if (text::isBlankText(line) || text::trimLeft(line).starts_with(u"%")) break;
         if (!text::indentationOf(line).empty()) return {};
-        rows.push_back(cellsOfLine(fl::ustring(text::indentationOf(typed)) + line));
+        const bool hangs = hangsSigns && column > 0 && (line.front() == u'-' || line.front() == u'+');
+        rows.push_back(cellsOfLine(fl::ustring(column - (hangs ? 1 : 0), u' ') + line));
     }
     return rows;
 }
@@ -290,15 +293,28 @@ fl::ustring blanksToLinedUpCell(const fl::ustring& file, std::size_t cursor, std
     // indentation just above would be of the same rows, and it did not line up.
     const bool startsRows =
         above.empty() || text::indentationOf(above.front()).size() != text::indentationOf(expanded).size();
-    // Nor after the completion's first line closes a bracket the typed line is in (`'allium',|` +
-    // `'umbel'}, ...` in a cell opened on the line above): its next lines stand outside it; nor where it
-    // leaves one open (`R|` + `= [1  0  0`): they stand inside it, under its first element.
+    // A matrix or a cell the typed line opens has the completion's next lines as its rows, under its first
+    // element (`R = [ c  0|` + `s` / `0  1  0`); the typed cells before that element tell nothing. Not after
+    // the completion's first line closes a bracket the typed line is in (`'allium',|` + `'umbel'}, ...` in
+    // a cell opened on the line above): its next lines stand outside it; nor where it leaves one open
+    // (`R|` + `= [1  0  0`): they stand inside that one, under its first element.
+    const auto [typedCells, leftOpen] = withBracketsAsCells(expanded);
+    const std::size_t opened = leftOpen.empty() ? 0 : leftOpen.back() + 1;
+    const std::size_t element = std::min(expanded.size(), expanded.find_first_not_of(u' ', opened));
     if (const BracketDepth depth = bracketDepth(cellsOfLine(first));
-        !blanks && startsRows && depth.lowest >= 0 && depth.last == 0)
-        blanks = blanksFrom(rowsOfCompletion(typed, below), expanded, first, separated);
+        !blanks && depth.lowest >= 0 && depth.last == 0) {
+        // A row that goes on after `...` may line up any way (by its numbers' ends): only new rows count.
+        const std::size_t marker = first.find(u"...");
+        if (!leftOpen.empty() && expanded[leftOpen.back()] != u'(' && element < expanded.size() &&
+            (marker == std::u16string_view::npos || text::trimRight(first.substr(0, marker)).ends_with(u";")))
+            blanks = blanksFrom(rowsOfCompletion(element, element > opened, below),
+                                fl::ustring(element, u' ') + expanded.substr(element), first, separated);
+        else if (startsRows)
+            blanks = blanksFrom(rowsOfCompletion(text::indentationOf(expanded).size(), false, below), expanded,
+                                first, separated);
+    }
     // Last, the cells of a table of matrices or calls, each a bracket's whole.
     if (!blanks) {
-        const auto [typedCells, leftOpen] = withBracketsAsCells(expanded);
         std::vector<fl::ustring> grouped;
         for (const fl::ustring& row : above)
             grouped.push_back(withBracketsAsCells(row, leftOpen).first);

@@ -233,7 +233,10 @@ bool writtenTight(char16_t before) {
 }  // namespace
 
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator) {
-    const std::u16string_view code = linesAround(file, cursor);
+    return separatorSpacingIn(linesAround(file, cursor), separator);
+}
+
+std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator) {
     std::size_t with = 0, without = 0;
     char16_t quote = 0;
     for (std::size_t i = 0; i + 1 < code.size(); ++i) {

@@ -23,6 +23,8 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
 // Comments and texts do not count (prose writes a blank after every comma), nor commas after a digit or a
 // colon (sizes as `(1,1)` are often written tight).
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator);
+// The same, of the lines of `code`.
+std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator);
 
 // Whether a continuation marker (`...`) stands a blank apart from the code before it: as the completion and
 // the lines around the cursor (ten above and below) write theirs, one unless more are written tight.
