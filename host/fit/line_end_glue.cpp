@@ -405,11 +405,11 @@ bool bareElementBefore(std::u16string_view code) {
 
 // The blanks after a comma typed at the end of the line: as the line's other commas have, the likelier
 // run of them; with none, one after a blank before the comma (`{a ,`); after a number or a colon as the
-// numbers of the lines around are listed, or else as their other commas are spaced (files that space
-// their commas space those after numbers too: 1,600 of 1,866 in the test sets), or else as the
-// completion's `later` lines space theirs, and where nothing shows, none (sizes as `(1,1)`; in a
-// declaration always none); other commas as the lines around the cursor do, and where they show
-// nothing, one.
+// numbers of the lines around are listed, or else as the completion's `later` lines space their commas
+// (files that space their commas space those after numbers too: 1,600 of 1,866 in the test sets), and
+// where nothing shows, none (sizes as `(1,1)`; in a declaration always none; the lines around spacing
+// their other commas add the blank later); other commas as the lines around the cursor do, and where they
+// show nothing, one.
 fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                              std::span<const fl::ustring> later) {
     if (const std::optional<std::size_t> blanks = blanksAfterCommasOnTypedLine(typed))
@@ -421,7 +421,6 @@ fl::ustring blanksAfterComma(const fl::ustring& file, std::size_t cursor, std::u
     if ((isDigit(code.back()) || code.back() == u':') && bareElementBefore(code)) {
         if (declaresPropertyOrArgument(file, cursor)) return {};
         std::optional<bool> spaced = numberCommasSpacedAround(file, cursor);
-        if (!spaced) spaced = separatorSpacingAround(file, cursor, u',');
         for (std::size_t k = 0; k < later.size() && !spaced; ++k)
             spaced = separatorSpacingIn(later[k], u',');
         return spaced.value_or(false) ? u" " : fl::ustring();

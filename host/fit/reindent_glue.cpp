@@ -209,7 +209,11 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
                            std::u16string_view(edit.text).substr(0, edit.text.find_first_of(u"\r\n")))
                      : std::nullopt;
     // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
-    if (!separate && (last == u',' || last == u';') && startsValue(next) && !(last == u',' && inSize(typed)))
+    // A size is one only in a declaration: an enumeration's member writes its arguments (`Red (30, [1 0 0])`).
+    const bool declaredSize =
+        last == u',' && inSize(typed) &&
+        inDeclarationBlock(file, lineStart, static_cast<unsigned>(text::indentationOf(typed).size()));
+    if (!separate && (last == u',' || last == u';') && startsValue(next) && !declaredSize)
         separate = listBlanks        ? *listBlanks > 0
                    : typedLineBlanks ? *typedLineBlanks > 0
                                      : separatorSpacingAround(file, cursor, last).value_or(last == u';');
