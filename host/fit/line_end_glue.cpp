@@ -388,9 +388,14 @@ std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_
     for (std::size_t i = 0; i < kNumberListLines && to < file.size(); ++i)
         to = text::lineEnd(file, text::nextLineStart(file, to));
     int with = 0, without = 0;
-    for (std::size_t i = from + 1; i + 1 < to; ++i)
-        if (file[i] == u',' && isDigit(file[i - 1]) && file[i + 1] != u'\n' && file[i + 1] != u'\r')
+    // Declared sizes (`Lamp (1,3) logical`) are written tight by habit: they tell nothing of lists.
+    std::size_t lineStart = from;
+    for (std::size_t i = from + 1; i + 1 < to; ++i) {
+        if (file[i] == u'\n') lineStart = i + 1;
+        if (file[i] == u',' && isDigit(file[i - 1]) && file[i + 1] != u'\n' && file[i + 1] != u'\r' &&
+            !endsInDeclaredSize(file, lineStart, std::u16string_view(file).substr(lineStart, i + 1 - lineStart)))
             ++(text::isBlank(file[i + 1]) ? with : without);
+    }
     if (with + without == 0) return std::nullopt;
     return with > without;
 }

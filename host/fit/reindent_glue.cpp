@@ -73,8 +73,7 @@ bool endsInClosedValue(std::u16string_view typed, char16_t next) {
     return typed[start] >= u'0' && typed[start] <= u'9' && (start == 0 || typed[start - 1] != u'.');
 }
 
-// `Name (1,`, `x (:,`: the size of a property or an argument, which files write without a blank even where
-// their other commas have one.
+// `Name (1,`, `x (:,`: what reads as the size of a property or an argument.
 bool inSize(std::u16string_view typed) {
     std::size_t start = typed.size() - 1;
     while (start > 0 && (text::isWordChar(typed[start - 1]) || typed[start - 1] == u':'))
@@ -182,6 +181,11 @@ bool declaresPropertyOrArgument(const fl::ustring& file, std::size_t cursor) {
            inDeclarationBlock(file, lineStart, static_cast<unsigned>(indentation));
 }
 
+bool endsInDeclaredSize(const fl::ustring& file, std::size_t lineStart, std::u16string_view line) {
+    return inSize(line) &&
+           inDeclarationBlock(file, lineStart, static_cast<unsigned>(text::indentationOf(line).size()));
+}
+
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit) {
     if (edit.start != cursor || edit.text.empty()) return;
     const std::size_t lineStart = text::lineStart(file, cursor);
@@ -209,11 +213,8 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
                            std::u16string_view(edit.text).substr(0, edit.text.find_first_of(u"\r\n")))
                      : std::nullopt;
     // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
-    // A size is one only in a declaration: an enumeration's member writes its arguments (`Red (30, [1 0 0])`).
-    const bool declaredSize =
-        last == u',' && inSize(typed) &&
-        inDeclarationBlock(file, lineStart, static_cast<unsigned>(text::indentationOf(typed).size()));
-    if (!separate && (last == u',' || last == u';') && startsValue(next) && !declaredSize)
+    if (!separate && (last == u',' || last == u';') && startsValue(next) &&
+        !(last == u',' && endsInDeclaredSize(file, lineStart, typed)))
         separate = listBlanks        ? *listBlanks > 0
                    : typedLineBlanks ? *typedLineBlanks > 0
                                      : separatorSpacingAround(file, cursor, last).value_or(last == u';');

@@ -18,6 +18,11 @@ namespace fit {
 // after it. A model's blank there is what extraction trims; a reply without indentation has none.
 void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& edit);
 
+// The line (from its start, `lineStart` in the file) ends in the size of a property or an argument
+// (`Name (1,`, `x (:,`), which files write without a blank even where their other commas have one; not an
+// enumeration member's arguments (`Red (30,`).
+bool endsInDeclaredSize(const fl::ustring& file, std::size_t lineStart, std::u16string_view line);
+
 // How the lines around the cursor (ten above and below) write `separator` (a comma or a semicolon):
 // with a blank after it (true) or without (false), by the majority; nothing where they show neither.
 // Comments and texts do not count (prose writes a blank after every comma), nor commas after a digit or a

@@ -144,8 +144,12 @@ const Row kRows[] = {
     {"a blank after a number's comma where the completion's later lines space their commas",
      "d = zeros(1,<|>\n", fenced("26);\ng = {'a', 'b'};"),
      "d = zeros(1, 26);\ng = {'a', 'b'};\n"},
-    {"an enumeration member's arguments are no size", "enumeration\n    Red (30, [1 0 0])\n    Amber (2,<|>\nend\n",
-     fenced("[1 1 0])"), "enumeration\n    Red (30, [1 0 0])\n    Amber (2, [1 1 0])\nend\n"},
+    {"an enumeration member's arguments are no size, and sizes tell nothing of lists",
+     "properties\n    S (1,1) double\n    L (1,3) logical\nend\nenumeration\n    Red (30, [1 0 0])\n    Amber "
+     "(2,<|>\nend\n",
+     fenced("[1 1 0])"),
+     "properties\n    S (1,1) double\n    L (1,3) logical\nend\nenumeration\n    Red (30, [1 0 0])\n    Amber "
+     "(2, [1 1 0])\nend\n"},
     {"a blank after a comma where the line has them", "f(a, b,<|>\n", fenced("c);"), "f(a, b, c);\n"},
     {"a table's cell padded into the column of the rows above",
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,<|>\n", fenced("'imperial'};"),
