@@ -287,6 +287,21 @@ bool decimalsWouldRun(const fl::ustring& file, std::size_t cursor, std::u16strin
     return open && (open->bracket == u'[' || open->bracket == u'{');
 }
 
+// The typed line writes its `separator`s with a blank before them more often than without (`if ( a > 0 )
+// ; b = 1` for `;`): a completion that starts with one writes it so too.
+bool separatorSpacedBefore(std::u16string_view typed, char16_t separator) {
+    using ca::lexer::TokenKind;
+    std::size_t with = 0, without = 0;
+    bool afterBlank = false, first = true;
+    for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(typed))) {
+        if (token.kind == TokenKind::Punctuation && token.text.size() == 1 && token.text[0] == separator && !first)
+            ++(afterBlank ? with : without);
+        afterBlank = token.kind == TokenKind::Blank;
+        first = first && afterBlank;
+    }
+    return with > without;
+}
+
 // A number typed in a name-value argument's vector (`'Position', [0.4 0 0.2|` + `1]`) where the file's
 // other vectors for that name, each written on one line, all have as many elements as the typed ones and
 // the completion's apart: the completion's first number is the vector's next element.
@@ -936,6 +951,9 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
                                   const std::vector<fl::ustring>& lines, const ReplyShape& shape) {
     if (!shape.leadingBlanks.empty()) return shape.leadingBlanks;
     const std::u16string_view first = lines.front();
+    if (!first.empty() && (first.front() == u';' || first.front() == u',') && !typed.empty() &&
+        !text::isBlank(typed.back()) && separatorSpacedBefore(typed, first.front()))
+        return u" ";
     if (fl::ustring blanks =
             blanksToLinedUpCell(file, cursor, typed, first, false, std::span(lines).subspan(1));
         !blanks.empty())

@@ -150,6 +150,8 @@ const Row kRows[] = {
      fenced("[1 1 0])"),
      "properties\n    S (1,1) double\n    L (1,3) logical\nend\nenumeration\n    Red (30, [1 0 0])\n    Amber "
      "(2, [1 1 0])\nend\n"},
+    {"a separator with a blank before it as the typed line writes its own",
+     "if ( r > 0 ) ; r = -r<|>\n", fenced("; end"), "if ( r > 0 ) ; r = -r ; end\n"},
     {"a blank after a comma where the line has them", "f(a, b,<|>\n", fenced("c);"), "f(a, b, c);\n"},
     {"a table's cell padded into the column of the rows above",
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,<|>\n", fenced("'imperial'};"),
