@@ -145,11 +145,11 @@ const Row kRows[] = {
      "d = zeros(1,<|>\n", fenced("26);\ng = {'a', 'b'};"),
      "d = zeros(1, 26);\ng = {'a', 'b'};\n"},
     {"an enumeration member's arguments are no size, and sizes tell nothing of lists",
-     "properties\n    S (1,1) double\n    L (1,3) logical\nend\nenumeration\n    Red (30, [1 0 0])\n    Amber "
-     "(2,<|>\nend\n",
+     "classdef C\n    properties\n        S (1,1) double\n        L (1,3) logical\n    end\n    enumeration\n"
+     "        Red (30, [1 0 0])\n        Amber (2,<|>\n    end\nend\n",
      fenced("[1 1 0])"),
-     "properties\n    S (1,1) double\n    L (1,3) logical\nend\nenumeration\n    Red (30, [1 0 0])\n    Amber "
-     "(2, [1 1 0])\nend\n"},
+     "classdef C\n    properties\n        S (1,1) double\n        L (1,3) logical\n    end\n    enumeration\n"
+     "        Red (30, [1 0 0])\n        Amber (2, [1 1 0])\n    end\nend\n"},
     {"a separator with a blank before it as the typed line writes its own",
      "if ( r > 0 ) ; r = -r<|>\n", fenced("; end"), "if ( r > 0 ) ; r = -r ; end\n"},
     {"a blank after a comma where the line has them", "f(a, b,<|>\n", fenced("c);"), "f(a, b, c);\n"},
