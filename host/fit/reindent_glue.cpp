@@ -73,6 +73,27 @@ bool endsInClosedValue(std::u16string_view typed, char16_t next) {
     return typed[start] >= u'0' && typed[start] <= u'9' && (start == 0 || typed[start - 1] != u'.');
 }
 
+// The innermost bracket `line` leaves open (texts aside), or 0.
+char16_t innermostOpening(std::u16string_view line) {
+    std::u16string open;
+    char16_t quote = 0;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        const char16_t c = line[i];
+        if (quote != 0) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'%') {
+            break;
+        } else if (c == u'"' || (c == u'\'' && opensText(line, i))) {
+            quote = c;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            open.push_back(c);
+        } else if ((c == u')' || c == u']' || c == u'}') && !open.empty()) {
+            open.pop_back();
+        }
+    }
+    return open.empty() ? 0 : open.back();
+}
+
 // `Name (1,`, `x (:,`: what reads as the size of a property or an argument.
 bool inSize(std::u16string_view typed) {
     std::size_t start = typed.size() - 1;
@@ -217,7 +238,8 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
         !(last == u',' && endsInDeclaredSize(file, lineStart, typed)))
         separate = listBlanks        ? *listBlanks > 0
                    : typedLineBlanks ? *typedLineBlanks > 0
-                                     : separatorSpacingAround(file, cursor, last).value_or(last == u';');
+                                     : separatorSpacingAround(file, cursor, last, innermostOpening(typed))
+                                           .value_or(last == u';');
     if (separate) edit.text.insert(0, 1, u' ');
 }
 
@@ -237,13 +259,18 @@ bool writtenTight(char16_t before) {
 
 }  // namespace
 
-std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator) {
-    return separatorSpacingIn(linesAround(file, cursor), separator);
+std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator,
+                                           char16_t inside) {
+    const std::u16string_view code = linesAround(file, cursor);
+    if (inside != 0)
+        if (const std::optional<bool> spaced = separatorSpacingIn(code, separator, inside)) return spaced;
+    return separatorSpacingIn(code, separator);
 }
 
-std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator) {
+std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator, char16_t inside) {
     std::size_t with = 0, without = 0;
     char16_t quote = 0;
+    std::u16string open;  // the brackets open at `i`, innermost last
     for (std::size_t i = 0; i + 1 < code.size(); ++i) {
         const char16_t c = code[i];
         if (c == u'\n') {
@@ -256,8 +283,13 @@ std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separa
             --i;  // the line end is read next
         } else if (c == u'"' || (c == u'\'' && opensText(code, i))) {
             quote = c;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            open.push_back(c);
+        } else if (c == u')' || c == u']' || c == u'}') {
+            if (!open.empty()) open.pop_back();
         } else if (c == separator && code[i + 1] != u'\n' && code[i + 1] != u'\r' &&
-                   !(separator == u',' && i > 0 && writtenTight(code[i - 1]))) {
+                   !(separator == u',' && i > 0 && writtenTight(code[i - 1])) &&
+                   (inside == 0 || (!open.empty() && open.back() == inside))) {
             ++(text::isBlank(code[i + 1]) ? with : without);
         }
     }

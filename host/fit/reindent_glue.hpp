@@ -27,9 +27,12 @@ bool endsInDeclaredSize(const fl::ustring& file, std::size_t lineStart, std::u16
 // with a blank after it (true) or without (false), by the majority; nothing where they show neither.
 // Comments and texts do not count (prose writes a blank after every comma), nor commas after a digit or a
 // colon (sizes as `(1,1)` are often written tight).
-std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator);
+// With `inside` a bracket, only the separators standing right inside such a bracket count where there
+// are any (files write `{'a','b'}` tight and their calls' arguments spaced, or the other way round).
+std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator,
+                                           char16_t inside = 0);
 // The same, of the lines of `code`.
-std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator);
+std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator, char16_t inside = 0);
 
 // Whether a continuation marker (`...`) stands a blank apart from the code before it: as the completion and
 // the lines around the cursor (ten above and below) write theirs, one unless more are written tight.

@@ -152,6 +152,8 @@ const Row kRows[] = {
      "        Red (30, [1 0 0])\n        Amber (2, [1 1 0])\n    end\nend\n"},
     {"a separator with a blank before it as the typed line writes its own",
      "if ( r > 0 ) ; r = -r<|>\n", fenced("; end"), "if ( r > 0 ) ; r = -r ; end\n"},
+    {"a call's comma spaced as the calls around, not the cells", "s = {'M','CM','D'};\nf(a, b);\nerror('x',<|>\n",
+     fenced("'y');"), "s = {'M','CM','D'};\nf(a, b);\nerror('x', 'y');\n"},
     {"a blank after a comma where the line has them", "f(a, b,<|>\n", fenced("c);"), "f(a, b, c);\n"},
     {"a table's cell padded into the column of the rows above",
      "c = {'cup',  2.5,    'imperial'\n     'tsp',  4.9,<|>\n", fenced("'imperial'};"),
