@@ -184,7 +184,8 @@ bool rowGoesOn(const fl::ustring& file, std::size_t cursor, std::u16string_view 
 // A text that starts the completion, in a matrix or a cell whose elements blanks separate, after an
 // element the typed row ends with (`['"' text|` + `'"'];`, `"on" "with"|` + `"as" "by"];`): the row's
 // next element, where glued its quote would be a transpose or a quote inside the typed text. Only in a row
-// shorter than the one above, or in a bracket opened on the typed line after a text (texts joined).
+// shorter than the one above, or in a matrix opened on the typed line (texts joined: `[name` + `'.hex']`),
+// or a cell opened there after a text.
 bool textElementFollows(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
                         std::u16string_view first) {
     if (typed.empty() || first.size() < 2 || (first.front() != u'\'' && first.front() != u'"')) return false;
@@ -205,9 +206,10 @@ bool textElementFollows(const fl::ustring& file, std::size_t cursor, std::u16str
         const std::size_t opened = text::lineStart(file, lineStart - 1) == open->line ? rowElements(above) : 0;
         return rowElements(typed) < (opened > 0 ? opened : rowLength(file, lineStart, open->line));
     }
+    // Rows of texts in a matrix are rare (`['abc'; 'def']`); a cell's rows are not.
     const std::size_t bracket = typed.find_last_of(u"[{");
     return bracket != std::u16string_view::npos &&
-           typed.substr(bracket).find_first_of(u"'\"") != std::u16string_view::npos;
+           (typed[bracket] == u'[' || typed.substr(bracket).find_first_of(u"'\"") != std::u16string_view::npos);
 }
 
 // The element count of a matrix's complete rows from its opening line up to the line before the
@@ -531,9 +533,11 @@ bool fileHasWord(const fl::ustring& file, std::u16string_view word) {
 }
 
 // A command written as a statement of its own with bare words after it (`hold|` + `off`, `axis|` +
-// `equal tight`): the completion's line is only such words, its first one a word the file writes or
+// `equal tight`, `close|` + `all; clc`, `print|` + `-dpng out/f.png`): the completion's statement is only
+// such words (an option's `-`, a path's `/` and `.` included), its first one a word the file writes or
 // the completion's next lines or the file write the command with bare words after it (`yyaxis|` + `left`
 // above `yyaxis right`), and the file never writes the two joined (`ho|` + `ld off` goes on as one word).
+// A function of the Ostrel library also takes one text as a command (`title|` + `'Run 3'`).
 bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, std::u16string_view first,
                             std::span<const fl::ustring> below) {
     const std::u16string_view command = trimLeft(lastStatement(typed));
@@ -542,13 +546,29 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
                std::all_of(word.begin(), word.end(), text::isWordChar);
     };
     if (!isName(command) || !text::trailingReservedWord(command).empty()) return false;
+    const auto library = [](std::u16string_view name) {
+        using Quorvanta::FunctionOrigin;
+        const FunctionOrigin origin = Quorvanta::functionRegistry::lookup(name);
+        return origin == FunctionOrigin::BuiltIn || origin == FunctionOrigin::Library;
+    };
+    const bool quoted = !first.empty() && (first.front() == u'\'' || first.front() == u'"');
+    // The command's own statement, up to the `;` or `,` after it (texts have neither here).
+    const std::u16string_view own =
+        quoted ? first.substr(0, first.find(first.front(), 1) + 1)
+               : text::trimRight(first.substr(0, std::min(first.size(), first.find_first_of(u";,"))));
+    if (quoted) {
+        const std::u16string_view rest = text::trim(first.substr(std::min(first.size(), own.size())));
+        return own.size() >= 2 && own.back() == own.front() && (rest.empty() || rest == u";") &&
+               library(command);
+    }
+    const std::u16string_view option = own.starts_with(u"-") ? own.substr(1) : own;
     const std::size_t wordEnd =
-        std::min(first.size(),
-                 first.find_first_not_of(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_"));
-    const std::u16string_view word = first.substr(0, wordEnd);
+        std::min(option.size(),
+                 option.find_first_not_of(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_"));
+    const std::u16string_view word = option.substr(0, wordEnd);
     const auto bareWords = [](std::u16string_view words) {
         return std::all_of(words.begin(), words.end(), [](char16_t c) {
-            return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-';
+            return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-' || c == u'.' || c == u'/';
         });
     };
     const auto commandBelow = [&](std::u16string_view line) {
@@ -570,12 +590,10 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
     // A function of the Ostrel library takes words as a command does (`axis|` + `tight`), where joined to
     // the word it names no function either.
     const auto libraryCommand = [&] {
-        using Quorvanta::FunctionOrigin;
-        const FunctionOrigin origin = Quorvanta::functionRegistry::lookup(command);
-        return (origin == FunctionOrigin::BuiltIn || origin == FunctionOrigin::Library) &&
-               Quorvanta::functionRegistry::lookup(joined) == FunctionOrigin::Unknown;
+        return library(command) &&
+               Quorvanta::functionRegistry::lookup(joined) == Quorvanta::FunctionOrigin::Unknown;
     };
-    return bareWords(first) && isName(word) &&
+    return bareWords(own) && isName(word) &&
            (fileHasWord(file, word) || std::any_of(below.begin(), below.end(), commandBelow) ||
             commandInFile() || libraryCommand()) &&
            !fileHasWord(file, joined);
@@ -990,7 +1008,8 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
         !innermostOpenBracket(file, cursor) && !statementsSideBySide(file, cursor);
     const bool glueFirst =
         !shape.leadingLineBreak && !shape.headRemoved && !indentedNextStatement &&
-        (!shape.leadingBlanks.empty() || typedCodeGoesOn(file, cursor, typed, lines.front()));
+        (!shape.leadingBlanks.empty() || typedCodeGoesOn(file, cursor, typed, lines.front()) ||
+         commandArgumentsFollow(file, typed, lines.front(), std::span(lines).subspan(1)));
     // After a comment, code glued to it would be commented out: a completion of several lines that
     // has no blank of its own (the blanks before lines deduplication removed are theirs) or began below
     // an empty line starts a new line, and one line that began on the cursor's line is tried as the
