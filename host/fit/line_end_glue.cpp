@@ -192,11 +192,22 @@ bool textElementFollows(const fl::ustring& file, std::size_t cursor, std::u16str
     const char16_t last = typed.back();
     if (!(text::isWordChar(last) || std::u16string_view(u")]}'\"").find(last) != std::u16string_view::npos))
         return false;
+    using ca::lexer::TokenKind;
+    const auto unterminated = [](const ca::lexer::Token& token) {
+        return token.kind == TokenKind::Invalid ||
+               ((token.kind == TokenKind::CharArray || token.kind == TokenKind::String) &&
+                (token.text.size() < 2 || token.text.back() != token.text.front()));
+    };
     const std::vector<ca::lexer::Token> tokens = ca::lexer::lex(fl::ustring(first));
     const auto& opening = tokens.front();
-    if ((opening.kind != ca::lexer::TokenKind::CharArray && opening.kind != ca::lexer::TokenKind::String) ||
-        opening.text.size() < 2 || opening.text.back() != first.front())
+    if ((opening.kind != TokenKind::CharArray && opening.kind != TokenKind::String) || unterminated(opening))
         return false;
+    // Glued after a name or a bracket, the quote may be a transpose that reads well (`[A` + `' A'];`):
+    // only where the glued line leaves a text open is it a text. After a text it always is.
+    if (last != u'\'' && last != u'"') {
+        const std::vector<ca::lexer::Token> glued = ca::lexer::lex(fl::ustring(typed) + fl::ustring(first));
+        if (std::none_of(glued.begin(), glued.end(), unterminated)) return false;
+    }
     const std::size_t lineStart = text::lineStart(file, cursor);
     const auto open = innermostOpenBracket(file, cursor);
     if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas) return false;
