@@ -92,6 +92,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     int column = 0;  // the column after the code unit read
     std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0, previousCode = 0;
+    std::uint32_t word = 0;  // a hash of the last word read, for the name a call's bracket follows
     int blanks = 0;  // read since the last code
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
@@ -139,11 +140,14 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
             scan.termColumn = column - 1;
             termNext = false;
         }
+        if (text::isWordChar(c))
+            word = (text::isWordChar(previous) ? word * 31u : 2166136261u) + c;  // `a.b`: the hash of `b`
         if (c == u'"' || (c == u'\'' && !quoteIsTranspose(previous))) {
             quote = c;
         } else if (isOpening(c)) {
+            const std::uint32_t callee = c == u'(' && text::isWordChar(previousCode) ? word | 1u : 0u;
             scan.openBrackets.push_back(
-                {c, column, false, false, false, firstLine ? std::nullopt : codeColumn, {}, {}});
+                {c, column, false, false, false, firstLine ? std::nullopt : codeColumn, {}, {}, callee});
             codeAfterLastOpening = false;
         } else if (isClosing(c) && !scan.openBrackets.empty()) {
             scan.openBrackets.pop_back();
@@ -246,6 +250,7 @@ struct BracketCounts {
 
 struct ContinuationCounts {
     BracketCounts call, rows, rowGoingOn;
+    std::map<std::uint32_t, BracketCounts> callsNamed;
     std::size_t alignedWithValue = 0;
     std::size_t alignedWithTerm = 0;  // also in `alignedWithValue`
     // offset from the statement -> statements
@@ -266,7 +271,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kFlush, kKinds };
+    enum Kind { kCall, kCallNamed, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kFlush, kKinds };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {
@@ -308,9 +313,16 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
                 // rarely step arguments in by two levels.
                 const bool aligned = columns == bracket.column - signHang(line, scan);
                 const int offset = columns - statementColumns, level = static_cast<int>(indentSize);
-                if (aligned) ++statement[kind][&inside.aligned];
-                if (offset > 0 && (!aligned || (kind == kCall && offset == level)))
-                    ++statement[kind][&inside.offsets[offset]];
+                const auto count = [&](Kind in, BracketCounts& counted) {
+                    if (aligned) ++statement[in][&counted.aligned];
+                    if (offset > 0 && (!aligned || (kind == kCall && offset == level)))
+                        ++statement[in][&counted.offsets[offset]];
+                };
+                count(kind, inside);
+                // A call padded into a table (a generated `struct('a',    1, ...`) lines up as tables do, not
+                // as its writer places that name's calls.
+                if (kind == kCall && bracket.callee && !bracket.padded)
+                    count(kCallNamed, counts->callsNamed[bracket.callee]);
             }
         } else if (header) {
             // A header's lines have their own habit (`for k = 1 : ...` is no assignment to line up with).
@@ -419,6 +431,9 @@ ContinuationHabit habitOf(const ContinuationCounts& counts) {
     habit.call = inBrackets(counts.call);
     habit.rows = inBrackets(counts.rows);
     habit.rowGoingOn = inBrackets(counts.rowGoingOn);
+    for (const auto& [callee, named] : counts.callsNamed)
+        if (const auto [offset, offsetLines] = mostCommon(named.offsets); named.aligned != offsetLines)
+            habit.callsNamed[callee] = {named.aligned > offsetLines, offset};
     habit.endingBracketOffset = mostCommon(counts.endingBracketOffsets).first;
     const auto [plainOffset, plainLines] = mostCommon(counts.plainOffsets);
     if (counts.alignedWithValue > 0 || plainLines > 0)
@@ -456,6 +471,9 @@ ContinuationHabit::InBrackets ContinuationHabit::inside(const StatementScan& sca
     // A call that pads its arguments into columns is laid out as a table: its lines line up, whatever the
     // file's calls do.
     if (inCall && scan.openBrackets.back().padded) return {true, std::nullopt};
+    if (const auto named = callsNamed.find(scan.openBrackets.back().callee);
+        inCall && named != callsNamed.end())
+        return named->second;
     // So is a matrix or a cell opened on a later line of the statement (`'Types', {'a', 'b', ...` /
     // under `'a'`): stepped in from the statement, its elements would read as the call's next arguments.
     if (!inCall && scan.openBrackets.back().lineColumn) return {true, std::nullopt};

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -27,6 +29,8 @@ struct StatementScan {
         // In a matrix or a cell, the columns where its unsigned numbers start and where the digits of its
         // signed ones start (a few of each: a table shows its habit in its first rows).
         std::vector<int> unsignedStarts, signedDigits;
+        // For a call, a hash of the name called (`obj.plot(` -> `plot`), to tell calls apart; 0 for none.
+        std::uint32_t callee = 0;
         // More of its signed numbers have their digits where an unsigned number starts than their sign:
         // its rows line their numbers up by the digits (`0   0` over `1 -7`).
         bool hangsSigns() const;
@@ -87,6 +91,9 @@ struct ContinuationHabit {
         std::optional<int> offset;
     };
     std::optional<InBrackets> call, rows, rowGoingOn;
+    // The calls of one name that the file places one way more often than the other (its `struct(` calls
+    // lined up, its `fprintf(` calls stepped in), by their `StatementScan::Bracket::callee`.
+    std::map<std::uint32_t, InBrackets> callsNamed;
     std::optional<int> endingBracketOffset;
     // Nothing where the file shows no such line: a line goes under the value unless it starts with an
     // operator (`total = a ...` / `+ b` stands a level in, its operand would not line up). Lines under the
@@ -102,7 +109,7 @@ struct ContinuationHabit {
     bool atStatementColumn = false;
 
     // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
-    // columns, or else the file's habit for such brackets; where it shows none, lined up in a matrix or a
+    // columns, or else the file's habit for calls of the same name, or for such brackets; where it shows none, lined up in a matrix or a
     // cell that pads its elements, a new row of a matrix or a cell lines up with the first element (where
     // a file indented with `tabs` shows no continuation lines at all, nothing: the formatter's default), a
     // row after `...` follows the calls or else the rows, a call's arguments the assigned value.

@@ -380,6 +380,16 @@ const Row kRows[] = {
      "max(1, ...\n    2);\nt = min(1, ...\n"
      "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\nz = max(3, ...\n    4);\ntotal = 1 + "
      "...\n    2;"},
+    {"a call's arguments placed as the file places the calls of the same name, whatever its other calls do",
+     "s = struct('a', 1, ...\n           'b', 2);\nx = max(1, ...\n    2);\ny = min(1, ...\n    3);\n<|>",
+     "t = struct('c', 3, ...\n'd', 4);\nz = max(3, ...\n4);",
+     "s = struct('a', 1, ...\n           'b', 2);\nx = max(1, ...\n    2);\ny = min(1, ...\n    3);\nt = "
+     "struct('c', 3, ...\n           'd', 4);\nz = max(3, ...\n    4);"},
+    {"but not as a call of that name padded into a table",
+     "s = struct('a',   1, ...\n           'bb',  2);\nx = max(1, ...\n    2);\ny = min(1, ...\n    3);\n<|>",
+     "t = struct('c', 3, ...\n'd', 4);",
+     "s = struct('a',   1, ...\n           'bb',  2);\nx = max(1, ...\n    2);\ny = min(1, ...\n    3);\nt = "
+     "struct('c', 3, ...\n    'd', 4);"},
     {"arguments lined up with their bracket where the file lines continuation lines up with the value",
      "total = 1 + ...\n        2;\n<|>", "y = max(1, ...\n2);",
      "total = 1 + ...\n        2;\ny = max(1, ...\n        2);"},
