@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 #include <span>
+#include <utility>
 
 #include "ca/lexer/token.hpp"
 #include "fit/lined_up_cells.hpp"
@@ -842,6 +843,61 @@ bool pairWrittenSideBySide(const fl::ustring& file, std::size_t cursor, std::u16
     return false;
 }
 
+// The name a statement assigns a call or an index of, and its arguments' count (`a = moves(r, 2);` ->
+// `moves`, 2), for a statement that is only that; nothing for any other.
+std::optional<std::pair<std::u16string_view, std::size_t>> assignedCall(std::u16string_view statement) {
+    std::size_t at = 0;
+    const auto blanks = [&] {
+        while (at < statement.size() && text::isBlank(statement[at]))
+            ++at;
+    };
+    const auto name = [&] {
+        const std::size_t start = at;
+        if (at < statement.size() && (text::isWordChar(statement[at]) && !isDigit(statement[at])))
+            while (at < statement.size() && (text::isWordChar(statement[at]) || statement[at] == u'.'))
+                ++at;
+        return statement.substr(start, at - start);
+    };
+    blanks();
+    if (name().empty()) return std::nullopt;
+    blanks();
+    if (at + 1 >= statement.size() || statement[at] != u'=' || statement[at + 1] == u'=') return std::nullopt;
+    ++at;
+    blanks();
+    const std::u16string_view callee = name();
+    blanks();
+    if (callee.empty() || at >= statement.size() || statement[at] != u'(') return std::nullopt;
+    std::size_t depth = 0, arguments = 1;
+    for (char16_t quote = 0; at < statement.size(); ++at) {
+        const char16_t c = statement[at];
+        if (quote) {
+            quote = c == quote ? 0 : quote;
+        } else if (c == u'\'' || c == u'"') {
+            quote = c;
+        } else if (c == u'(' || c == u'[' || c == u'{') {
+            ++depth;
+        } else if (c == u')' || c == u']' || c == u'}') {
+            if (--depth == 0) break;
+        } else if (c == u',' && depth == 1) {
+            ++arguments;
+        }
+    }
+    if (at >= statement.size()) return std::nullopt;
+    ++at;
+    blanks();
+    if (at >= statement.size() || statement[at] != u';') return std::nullopt;
+    return std::pair{callee, arguments};
+}
+
+// A typed statement that the completion's first line goes on with in a row of statements like it
+// (`d = moves(r, 1);|` + `a = moves(r, 2); b = moves(r, 3);`): the row starts on the typed line. Writers
+// who put one such statement per line put the row's first one on a line of its own too.
+bool startsRowOfLikeStatements(std::u16string_view typed, std::u16string_view first) {
+    if (mostStatementsOnALine(typed) != 1 || mostStatementsOnALine(first) < 2) return false;
+    const auto typedCall = assignedCall(text::trimLeft(typed)), firstCall = assignedCall(first);
+    return typedCall && firstCall && *typedCall == *firstCall;
+}
+
 // A line of session commands only (`close all; clear all; clc`): its writer puts them side by side.
 bool sessionCommands(std::u16string_view line) {
     if (line.find_first_of(u"([{'\"=%.") != std::u16string_view::npos) return false;
@@ -1050,14 +1106,15 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
     }
     // A line that writes statements side by side goes on with the next one, a blank between (`q.W = w;
     // q.X = x;` + `q.Y = y;`), and so does one that the completion's first line makes as long as a line
-    // beside it, a line of session commands (`clear;` + `clc`), or a pair of statements the file writes
-    // side by side elsewhere (`hold off;` + `grid on`); where that does not check, it goes on the next
-    // line.
+    // beside it, a line of session commands (`clear;` + `clc`), a statement the completion's first line
+    // goes on with in a row of like statements, or a pair of statements the file writes side by side
+    // elsewhere (`hold off;` + `grid on`); where that does not check, it goes on the next line.
     if (!afterComment && shape.leadingBlanks.empty() && !shape.leadingLineBreak && !shape.headRemoved &&
         typed.ends_with(u";") &&
         (writesSideBySide(typed) ||
          completesRowOfStatements(file, cursor, typed, lines.front(), std::span(lines).subspan(1)) ||
          (sessionCommands(typed) && sessionCommands(lines.front())) ||
+         startsRowOfLikeStatements(typed, lines.front()) ||
          pairWrittenSideBySide(file, cursor, typed, lines.front())) &&
         isSimpleStatement(lines.front()) && !innermostOpenBracket(file, cursor)) {
         Edit spaced = glue;
