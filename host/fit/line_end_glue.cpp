@@ -214,14 +214,17 @@ bool textElementFollows(const fl::ustring& file, std::size_t cursor, std::u16str
     if (!open || (open->bracket != u'[' && open->bracket != u'{') || open->commas) return false;
     if (open->line != lineStart) {
         // The opening line's own elements where it has some (`["the" "a" ...`), as the row above.
-        const std::u16string_view above = std::u16string_view(file).substr(open->line, lineStart - 1 - open->line);
-        const std::size_t opened = text::lineStart(file, lineStart - 1) == open->line ? rowElements(above) : 0;
+        const std::u16string_view above =
+            std::u16string_view(file).substr(open->line, lineStart - 1 - open->line);
+        const std::size_t opened =
+            text::lineStart(file, lineStart - 1) == open->line ? rowElements(above) : 0;
         return rowElements(typed) < (opened > 0 ? opened : rowLength(file, lineStart, open->line));
     }
     // Rows of texts in a matrix are rare (`['abc'; 'def']`); a cell's rows are not.
     const std::size_t bracket = typed.find_last_of(u"[{");
     return bracket != std::u16string_view::npos &&
-           (typed[bracket] == u'[' || typed.substr(bracket).find_first_of(u"'\"") != std::u16string_view::npos);
+           (typed[bracket] == u'[' ||
+            typed.substr(bracket).find_first_of(u"'\"") != std::u16string_view::npos);
 }
 
 // The element count of a matrix's complete rows from its opening line up to the line before the
@@ -308,7 +311,8 @@ bool separatorSpacedBefore(std::u16string_view typed, char16_t separator) {
     std::size_t with = 0, without = 0;
     bool afterBlank = false, first = true;
     for (const ca::lexer::Token& token : ca::lexer::lex(fl::ustring(typed))) {
-        if (token.kind == TokenKind::Punctuation && token.text.size() == 1 && token.text[0] == separator && !first)
+        if (token.kind == TokenKind::Punctuation && token.text.size() == 1 && token.text[0] == separator &&
+            !first)
             ++(afterBlank ? with : without);
         afterBlank = token.kind == TokenKind::Blank;
         first = first && afterBlank;
@@ -422,7 +426,8 @@ std::optional<bool> numberCommasSpacedAround(const fl::ustring& file, std::size_
     for (std::size_t i = from + 1; i + 1 < to; ++i) {
         if (file[i] == u'\n') lineStart = i + 1;
         if (file[i] == u',' && isDigit(file[i - 1]) && file[i + 1] != u'\n' && file[i + 1] != u'\r' &&
-            !endsInDeclaredSize(file, lineStart, std::u16string_view(file).substr(lineStart, i + 1 - lineStart)))
+            !endsInDeclaredSize(file, lineStart,
+                                std::u16string_view(file).substr(lineStart, i + 1 - lineStart)))
             ++(text::isBlank(file[i + 1]) ? with : without);
     }
     if (with + without == 0) return std::nullopt;
@@ -574,13 +579,14 @@ bool commandArgumentsFollow(const fl::ustring& file, std::u16string_view typed, 
                library(command);
     }
     const std::u16string_view option = own.starts_with(u"-") ? own.substr(1) : own;
-    const std::size_t wordEnd =
-        std::min(option.size(),
-                 option.find_first_not_of(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_"));
+    const std::size_t wordEnd = std::min(
+        option.size(),
+        option.find_first_not_of(u"abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_"));
     const std::u16string_view word = option.substr(0, wordEnd);
     const auto bareWords = [](std::u16string_view words) {
         return std::all_of(words.begin(), words.end(), [](char16_t c) {
-            return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-' || c == u'.' || c == u'/';
+            return text::isWordChar(c) || text::isBlank(c) || c == u':' || c == u'-' || c == u'.' ||
+                   c == u'/';
         });
     };
     const auto commandBelow = [&](std::u16string_view line) {
@@ -831,7 +837,8 @@ bool pairWrittenSideBySide(const fl::ustring& file, std::size_t cursor, std::u16
     const fl::ustring& after = firstHeads.front();
     const std::u16string_view text(file);
     const std::size_t cursorLine = text::lineStart(file, cursor);
-    for (std::size_t at = text.find(before); at != std::u16string_view::npos; at = text.find(before, at + 1)) {
+    for (std::size_t at = text.find(before); at != std::u16string_view::npos;
+         at = text.find(before, at + 1)) {
         const std::size_t start = text::lineStart(file, at), end = text::lineEnd(file, at);
         const std::u16string_view line = text.substr(start, end - start);
         if (start == cursorLine || line.find(after) == std::u16string_view::npos) continue;
@@ -1013,7 +1020,8 @@ bool typedNumberIsRowElement(const fl::ustring& file, std::size_t cursor, std::u
     const std::u16string_view number = typed.substr(start);
     if (number.empty() || !isDigit(number.front()) || first.size() <= number.size() ||
         !first.starts_with(number) ||
-        !(isDigit(first[number.size()]) || first[number.size()] == u'.' || text::isBlank(first[number.size()])))
+        !(isDigit(first[number.size()]) || first[number.size()] == u'.' ||
+          text::isBlank(first[number.size()])))
         return false;
     if (start > 0 && !text::isBlank(typed[start - 1]) &&
         std::u16string_view(u"[{;,").find(typed[start - 1]) == std::u16string_view::npos)
@@ -1045,7 +1053,8 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
-        typedNumberIsRowElement(file, cursor, typed, first) || namedVectorElement(file, cursor, typed, first) ||
+        typedNumberIsRowElement(file, cursor, typed, first) ||
+        namedVectorElement(file, cursor, typed, first) ||
         commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
         memberArgumentsApart(file, cursor, typed, first) ||
         declaredTypeFollows(file, cursor, typed, first, std::span(lines).subspan(1)) ||

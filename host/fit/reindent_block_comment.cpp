@@ -4,6 +4,7 @@
 #include <iterator>
 #include <optional>
 
+#include "fit/reindent_window.hpp"
 #include "fit/text_lines.hpp"
 
 namespace fit {
@@ -103,6 +104,35 @@ bool isItem(std::u16string_view line) {
                              (text.front() >= u'0' && text.front() <= u'9'));
 }
 
+using reindenting::startsWithAnyWord;
+using reindenting::startsWithWord;
+
+// Code commented out that opens a block (`if x > 4`, not `if x, y = 1; end`).
+bool opensCode(std::u16string_view line) {
+    const std::u16string_view code = text::trim(line);
+    if (!startsWithAnyWord(code, {u"if", u"for", u"parfor", u"while", u"switch", u"try", u"function"}))
+        return false;
+    const std::size_t last = code.find_last_not_of(u"; ");
+    return last == std::u16string_view::npos || last < 3 ||
+           !(code.substr(0, last + 1).ends_with(u"end") && !text::isWordChar(code[last - 3]));
+}
+
+// Of each line, whether an `end` line follows it in its comment (before the next `%{` or `%}`): a
+// block's opening line in a comment that holds none is prose (`if in doubt, ask`).
+std::vector<bool> endFollows(const std::vector<std::u16string_view>& lines) {
+    std::vector<bool> follows(lines.size());
+    bool seen = false;
+    for (std::size_t i = lines.size(); i-- > 0;) {
+        if (opens(lines[i]) || closes(lines[i])) {
+            seen = false;
+            continue;
+        }
+        follows[i] = seen;
+        seen = seen || startsWithWord(text::trim(lines[i]), u"end");
+    }
+    return follows;
+}
+
 }  // namespace
 
 void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const std::vector<bool>& movable,
@@ -112,7 +142,10 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
         std::size_t line;             // its `%{`
         std::optional<int> textFrom;  // how far right of it its first line stands
         std::optional<int> heading;   // the column of its last heading so far
+        // The blocks of the code commented out in it still open, by their opening lines' columns.
+        std::vector<std::pair<int, bool>> code;  // and whether it is a `switch`
     };
+    const std::vector<bool> ended = endFollows(lines);
     std::vector<Open> open;    // the comments still open, innermost last
     std::size_t previous = 0;  // the non-blank line above
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -125,9 +158,24 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
             // As the comment around it starts its text, or under its `%{`.
             const int firstColumn =
                 columns[previous] + (open.size() > 1 ? open[open.size() - 2].textFrom.value_or(0) : 0);
+            const std::u16string_view code = text::trim(lines[i]);
+            const bool clause =
+                startsWithAnyWord(code, {u"else", u"elseif", u"catch", u"case", u"otherwise"});
             if (!movable[i]) {
             } else if (closes(lines[i])) {
                 columns[i] = columns[comment.line];
+            } else if (!comment.code.empty() && (clause || startsWithWord(code, u"end"))) {
+                // Code commented out is indented as code: a clause or an `end` at its block's column.
+                const auto [column, isSwitch] = comment.code.back();
+                columns[i] =
+                    column + (isSwitch && startsWithAnyWord(code, {u"case", u"otherwise"}) ? step : 0);
+            } else if (!comment.code.empty() && !first &&
+                       (opensCode(lines[previous]) ||
+                        startsWithAnyWord(text::trim(lines[previous]),
+                                          {u"else", u"elseif", u"catch", u"case", u"otherwise"}))) {
+                columns[i] = columns[previous] + step;
+            } else if (!comment.code.empty() && !first) {
+                columns[i] = columns[previous];
             } else if (first && isHeading(lines[i])) {
                 columns[i] = firstColumn;
             } else if (!first && isHeading(lines[previous]) && item) {
@@ -135,7 +183,8 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
                 columns[i] = goesOn && *goesOn > columns[previous] ? *goesOn : columns[previous] + step;
             } else if (afterItem && item) {
                 columns[i] = columns[previous];
-            } else if (afterItem && comment.heading && !opens(lines[i]) && *comment.heading < columns[previous]) {
+            } else if (afterItem && comment.heading && !opens(lines[i]) &&
+                       *comment.heading < columns[previous]) {
                 // Text after a heading's items goes on at the heading's column.
                 columns[i] = *comment.heading;
             } else if (goesOn) {
@@ -145,9 +194,13 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
             }
             if (first) comment.textFrom = columns[i] - columns[previous];
             if (isHeading(lines[i])) comment.heading = columns[i];
+            if (opensCode(lines[i]) && ended[i])
+                comment.code.emplace_back(columns[i], startsWithWord(code, u"switch"));
+            else if (startsWithWord(code, u"end") && !comment.code.empty())
+                comment.code.pop_back();
         }
         if (opens(lines[i]))
-            open.push_back({i, std::nullopt, std::nullopt});
+            open.push_back({i, std::nullopt, std::nullopt, {}});
         else if (closes(lines[i]) && !open.empty())
             open.pop_back();
         previous = i;

@@ -93,7 +93,7 @@ void scanLine(std::u16string_view line, unsigned tabSize, StatementScan& scan) {
     std::optional<int> codeColumn;
     char16_t quote = 0, previous = 0, previousCode = 0;
     std::uint32_t word = 0;  // a hash of the last word read, for the name a call's bracket follows
-    int blanks = 0;  // read since the last code
+    int blanks = 0;          // read since the last code
     for (std::size_t i = 0; i < line.size(); previous = line[i], ++i) {
         const char16_t c = line[i];
         column = c == u'\t' ? (column / tab + 1) * tab : column + 1;
@@ -271,7 +271,18 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
     bool header = false;
-    enum Kind { kCall, kCallNamed, kRows, kRowGoingOn, kEndingBracket, kPlain, kTerm, kHeader, kFlush, kKinds };
+    enum Kind {
+        kCall,
+        kCallNamed,
+        kRows,
+        kRowGoingOn,
+        kEndingBracket,
+        kPlain,
+        kTerm,
+        kHeader,
+        kFlush,
+        kKinds
+    };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
     const auto vote = [&] {

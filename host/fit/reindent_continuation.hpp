@@ -2,8 +2,8 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -109,10 +109,11 @@ struct ContinuationHabit {
     bool atStatementColumn = false;
 
     // For the next line of `scan`, inside a bracket: lined up in a call that pads its arguments into
-    // columns, or else the file's habit for calls of the same name, or for such brackets; where it shows none, lined up in a matrix or a
-    // cell that pads its elements, a new row of a matrix or a cell lines up with the first element (where
-    // a file indented with `tabs` shows no continuation lines at all, nothing: the formatter's default), a
-    // row after `...` follows the calls or else the rows, a call's arguments the assigned value.
+    // columns, or else the file's habit for calls of the same name, or for such brackets; where it shows
+    // none, lined up in a matrix or a cell that pads its elements, a new row of a matrix or a cell lines up
+    // with the first element (where a file indented with `tabs` shows no continuation lines at all, nothing:
+    // the formatter's default), a row after `...` follows the calls or else the rows, a call's arguments the
+    // assigned value.
     InBrackets inside(const StatementScan& scan, bool tabs) const;
     // Whether `line`, after `...` outside brackets, goes under the assigned value: the file's habit; where
     // it shows none, its calls' (a file that steps its arguments in steps its values in), and a line that
