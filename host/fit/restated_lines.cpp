@@ -102,9 +102,12 @@ Restatement dropRestatement(const fl::ustring& file, const CursorLine& line, std
     const std::u16string_view first = text::trimLeft(lines.front());
     // Digits are a number's, not a name's: `4.5` + `5.5 6.5]` is the next element, not `5` restarted.
     // Among a matrix's elements a whole word and a blank after it is the next one too (`[false true` +
-    // `true false]`); elsewhere the model restarts the word (`r = total` + `total + 1;`).
+    // `true false]`); elsewhere the model restarts the word (`r = total` + `total + 1;`), but for a
+    // one-letter name that the completion writes as a word of its own: math's short names follow each
+    // other (`[ c*c` + `c*s -c*c`).
     if (word.empty() || (word.front() >= u'0' && word.front() <= u'9') || first.size() <= word.size() ||
-        !first.starts_with(word) || (text::isBlank(first[word.size()]) && endsAmongElements(line.before)))
+        !first.starts_with(word) || (text::isBlank(first[word.size()]) && endsAmongElements(line.before)) ||
+        (word.size() == 1 && !text::isWordChar(first[1])))
         return Restatement::None;
     lines.front() = fl::ustring(first.substr(word.size()));
     return Restatement::Word;
