@@ -730,29 +730,45 @@ constexpr std::size_t kMostLinesToMember = 20;
 
 // A name on a line of its own followed by its arguments, where the code line above writes its name and
 // arguments apart (an enumeration's members: `Monday (1)` over `Tuesday|` + `(2)`, a declaration's
-// size): one blank between them. (A line above padded to a column gives the cells' blanks before this.)
-bool memberArgumentsApart(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                          std::u16string_view first) {
+// size): the blanks between them, one, or as many as bring the arguments under the line above's where
+// the member line above or below pads its arguments into a column (`Mercury (3.3e23)` over `Venus|`
+// over `Earth   (5.9e24)`); none otherwise.
+std::size_t memberArgumentsApart(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
+                                 std::u16string_view first) {
     const auto bareName = [](std::u16string_view code) {
         return !code.empty() && !isDigit(code.front()) &&
                std::all_of(code.begin(), code.end(), text::isWordChar);
     };
     const std::u16string_view indentation = text::indentationOf(typed);
-    if (!first.starts_with(u"(") || !bareName(typed.substr(indentation.size()))) return false;
-    std::size_t at = text::lineStart(file, cursor);
-    for (std::size_t lines = 0; at > 0 && lines < kMostLinesToMember; ++lines) {
-        at = text::lineStart(file, at - 1);
-        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
-        const std::u16string_view code = text::trim(line);
-        if (code.empty() || code.starts_with(u"%")) continue;
-        const std::size_t open = line.find(u'(');
-        if (text::indentationOf(line) != indentation || open == std::u16string_view::npos || open == 0 ||
-            !text::isBlank(line[open - 1]) ||
-            !bareName(text::trimRight(line.substr(0, open)).substr(indentation.size())))
-            return false;
-        return true;
-    }
-    return false;
+    if (!first.starts_with(u"(") || !bareName(typed.substr(indentation.size()))) return 0;
+    // Of the member line nearest the cursor's, above or below, where its arguments open; nothing where
+    // the nearest code line is none. And whether it pads them into a column (two blanks before them).
+    struct Member {
+        std::size_t open;
+        bool pads;
+    };
+    const auto nearestMember = [&](bool up) -> std::optional<Member> {
+        std::size_t at = up ? text::lineStart(file, cursor) : text::nextLineStart(file, cursor);
+        for (std::size_t lines = 0; lines < kMostLinesToMember && (up ? at > 0 : at < file.size()); ++lines) {
+            if (up) at = text::lineStart(file, at - 1);
+            const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+            if (!up) at = text::nextLineStart(file, at);
+            const std::u16string_view code = text::trim(line);
+            if (code.empty() || code.starts_with(u"%")) continue;
+            const std::size_t open = line.find(u'(');
+            if (text::indentationOf(line) != indentation || open == std::u16string_view::npos || open == 0 ||
+                !text::isBlank(line[open - 1]) ||
+                !bareName(text::trimRight(line.substr(0, open)).substr(indentation.size())))
+                return std::nullopt;
+            return Member{open, open >= 2 && text::isBlank(line[open - 2])};
+        }
+        return std::nullopt;
+    };
+    const std::optional<Member> above = nearestMember(true);
+    if (!above) return 0;
+    const std::optional<Member> below = nearestMember(false);
+    const bool padded = above->pads || (below && below->pads);
+    return padded && above->open > typed.size() ? above->open - typed.size() : 1;
 }
 
 // The most statements any of the lines `near` holds side by side (`a = 1;   b = 2;` holds two): a
@@ -1052,11 +1068,12 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
+    if (const std::size_t apart = memberArgumentsApart(file, cursor, typed, first); apart > 0)
+        return fl::ustring(apart, u' ');
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
         typedNumberIsRowElement(file, cursor, typed, first) ||
         namedVectorElement(file, cursor, typed, first) ||
         commandArgumentsFollow(file, typed, first, std::span(lines).subspan(1)) ||
-        memberArgumentsApart(file, cursor, typed, first) ||
         declaredTypeFollows(file, cursor, typed, first, std::span(lines).subspan(1)) ||
         writtenApartInFile(file, cursor, typed, first))
         return u" ";
