@@ -369,8 +369,13 @@ bool continuationSpacedAround(const fl::ustring& file, std::size_t cursor, std::
     const auto count = [&](std::u16string_view code) {
         for (std::size_t at = code.find(u"..."); at != std::u16string_view::npos;
              at = code.find(u"...", at + 3)) {
-            // A marker alone on its line, or a longer run of dots, tells nothing.
-            if (at == 0 || code[at - 1] == u'.' || code[at - 1] == u'\n' || code[at - 1] == u'\r') continue;
+            // A marker alone on its line, or a longer run of dots, tells nothing; nor do dots in a comment
+            // (a help text's `f(...)`) or right after an opening bracket.
+            if (at == 0 || code[at - 1] == u'.' || code[at - 1] == u'\n' || code[at - 1] == u'\r' ||
+                code[at - 1] == u'(' || code[at - 1] == u'[' || code[at - 1] == u'{')
+                continue;
+            const std::size_t lineStart = code.find_last_of(u"\n", at) + 1;  // 0 on the first line
+            if (code.substr(lineStart, at - lineStart).find(u'%') != std::u16string_view::npos) continue;
             ++(text::isBlank(code[at - 1]) ? with : without);
         }
     };

@@ -234,7 +234,7 @@ const Row kRows[] = {
     {"a signed number after a number is the next element", "p = [2 0<|>\n", fenced("-1];"),
      "p = [2 0 -1];\n"},
     {"a continuation marker a blank apart, whatever a help text's `f(...)` shows",
-     "% F(...) draws.\nx = [1 2<|>\n", fenced("...\n3];"), "% F(...) draws.\nx = [1 2 ...\n     3];\n"},
+     "% F(...) draws.\nx = [1 2<|>\n", fenced("...\n3];"), "% F(...) draws.\nx = [1 2 ...\n    3];\n"},
     {"a continuation marker stays tight where the file writes it so", "T = [1 2;...\n     3 4;<|>\n",
      fenced("...\n     5 6];"), "T = [1 2;...\n     3 4;...\n     5 6];\n"},
     {"an assignment's value stays tight after its `=` as the lines around write theirs",
