@@ -544,7 +544,9 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     // Where the model's columns fit, only a continuation line from the editor's blanks moves.
     placeContinuations(
         window, inFileFrame ? modelOwn : own,
-        [&] { return continuationHabits(file, edit.start, edit.end, style.tabSize, style.indentSize); },
+        [&] {
+            return continuationHabits(file, edit.start, edit.end, edit.text, style.tabSize, style.indentSize);
+        },
         [&] { return closesBracketsLeftOfRows(file, edit.start, edit.end, style.tabSize); }, firstFromTyped,
         modelKept, inFileFrame, style, indentation);
 

@@ -266,7 +266,8 @@ struct ContinuationCounts {
 // count apart from the code (`inDeclarations` follows the blocks from line to line): files often write
 // their defaults and validators unlike their calls.
 void countContinuations(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize,
-                        unsigned indentSize, bool& inDeclarations, std::array<ContinuationCounts, 2>& both) {
+                        unsigned indentSize, bool& inDeclarations, std::array<ContinuationCounts, 2>& both,
+                        bool startsMidStatement = false) {
     StatementScan scan;
     ContinuationCounts* counts = &both[inDeclarations];
     int statementColumns = 0;
@@ -285,7 +286,11 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
     };
     // The statement's lines of each kind, by the counter of the way they follow.
     std::array<std::map<std::size_t*, std::size_t>, kKinds> statement;
+    // Lines that go on with a statement begun above them read as one from their first line: at their own
+    // column, which says nothing of whether the file indents its continuation lines.
+    std::size_t votes = 0;  // the first comes before any statement, the second ends the first
     const auto vote = [&] {
+        if (votes++ == 1 && startsMidStatement) statement[kFlush].clear();
         for (auto& ways : statement) {
             std::size_t most = 0;
             for (const auto& [way, lines] : ways)
@@ -295,9 +300,7 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             ways.clear();
         }
     };
-    for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
-        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
-        if (text::isBlankText(line)) continue;
+    const auto read = [&](std::u16string_view line) {
         const int columns = columnsOf(text::indentationOf(line), tabSize);
         if (const std::u16string_view code = text::trimLeft(line);
             scan.goesOn() && std::u16string_view(u")]}").find(code.front()) == std::u16string_view::npos)
@@ -349,6 +352,10 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             ++statement[kPlain][&counts->plainOffsets[columns - statementColumns]];
         }
         scanLine(line, tabSize, scan);
+    };
+    for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        if (!text::isBlankText(line)) read(line);
     }
     vote();
 }
@@ -461,7 +468,7 @@ ContinuationHabit habitOf(const ContinuationCounts& counts) {
 }  // namespace
 
 ContinuationHabits continuationHabits(const fl::ustring& file, std::size_t from, std::size_t to,
-                                      unsigned tabSize, unsigned indentSize) {
+                                      std::u16string_view editText, unsigned tabSize, unsigned indentSize) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t lines = 0; start > 0 && lines < kStyleLines; ++lines)
         start = text::lineStart(file, start - 1);
@@ -473,7 +480,21 @@ ContinuationHabits continuationHabits(const fl::ustring& file, std::size_t from,
     bool inDeclarations = false;
     countContinuations(file, start, from, tabSize, indentSize, inDeclarations, both);
     const bool editInDeclarations = inDeclarations;
-    countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both);
+    // Whether the lines below go on with a statement the edit's lines leave open.
+    StatementScan edited;
+    const std::size_t fromClamped = std::min(from, file.size()), toClamped = std::min(to, file.size());
+    fl::ustring lines(std::u16string_view(file).substr(text::lineStart(file, fromClamped),
+                                                       fromClamped - text::lineStart(file, fromClamped)));
+    lines.append(editText);
+    lines.append(std::u16string_view(file).substr(toClamped, text::lineEnd(file, toClamped) - toClamped));
+    for (std::size_t at = 0; at <= lines.size();) {
+        const std::size_t end = std::min(lines.size(), lines.find(u'\n', at));
+        const std::u16string_view line = text::trimRight(std::u16string_view(lines).substr(at, end - at));
+        if (!edited.goesOn()) edited = StatementScan{};
+        if (!text::isBlankText(line)) scanLine(line, tabSize, edited);
+        at = end + 1;
+    }
+    countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both, edited.goesOn());
     return {habitOf(both[false]), habitOf(both[true]), editInDeclarations};
 }
 

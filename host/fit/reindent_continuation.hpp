@@ -177,8 +177,10 @@ struct ContinuationHabits {
     ContinuationHabit code, declarations;
     bool editInDeclarations = false;
 };
+// `editText` replaces the text from `from` to `to`: lines below that go on with its last statement do not
+// show where the file's statements start.
 ContinuationHabits continuationHabits(const fl::ustring& file, std::size_t from, std::size_t to,
-                                      unsigned tabSize, unsigned indentSize);
+                                      std::u16string_view editText, unsigned tabSize, unsigned indentSize);
 
 // A line that opens a block of declarations (`properties (Access = private)`), not one that assigns.
 bool opensDeclarations(std::u16string_view line);

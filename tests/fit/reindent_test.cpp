@@ -389,6 +389,9 @@ const Row kRows[] = {
      "max(1, ...\n    2);\nt = min(1, ...\n"
      "    2);\nfor k = 1 : ...\n        3\nend\nuu = 1 + ...\n    2;\nz = max(3, ...\n    4);\ntotal = 1 + "
      "...\n    2;"},
+    {"the file's lines that go on with the edit's last statement tell nothing of the file's habits",
+     "x = 1;\n<|>\n     s  c  0; ...\n     0  0  1];\n", "M = [1 0\n0 1];\nR = [c -s  0; ...",
+     "x = 1;\nM = [1 0\n     0 1];\nR = [c -s  0; ...\n     s  c  0; ...\n     0  0  1];\n"},
     {"a call's arguments placed as the file places the calls of the same name, whatever its other calls do",
      "s = struct('a', 1, ...\n           'b', 2);\nx = max(1, ...\n    2);\ny = min(1, ...\n    3);\n<|>",
      "t = struct('c', 3, ...\n'd', 4);\nz = max(3, ...\n4);",
