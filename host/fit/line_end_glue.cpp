@@ -9,6 +9,7 @@
 #include "ca/lexer/token.hpp"
 #include "fit/lined_up_cells.hpp"
 #include "fit/reindent_glue.hpp"
+#include "fit/reindent_window.hpp"
 #include "fit/text_lines.hpp"
 #include "quorvanta/function_registry.hpp"
 
@@ -731,10 +732,10 @@ constexpr std::size_t kMostLinesToMember = 20;
 // A name on a line of its own followed by its arguments, where the code line above writes its name and
 // arguments apart (an enumeration's members: `Monday (1)` over `Tuesday|` + `(2)`, a declaration's
 // size): the blanks between them, one, or as many as bring the arguments under the line above's where
-// the member line above or below pads its arguments into a column (`Mercury (3.3e23)` over `Venus|`
-// over `Earth   (5.9e24)`); none otherwise.
+// the member line above or below, or the completion's next line, pads its arguments into a column
+// (`Mercury (3.3e23)` over `Venus|` over `Earth   (5.9e24)`); none otherwise.
 std::size_t memberArgumentsApart(const fl::ustring& file, std::size_t cursor, std::u16string_view typed,
-                                 std::u16string_view first) {
+                                 std::u16string_view first, std::span<const fl::ustring> later) {
     const auto bareName = [](std::u16string_view code) {
         return !code.empty() && !isDigit(code.front()) &&
                std::all_of(code.begin(), code.end(), text::isWordChar);
@@ -751,7 +752,8 @@ std::size_t memberArgumentsApart(const fl::ustring& file, std::size_t cursor, st
         std::size_t at = up ? text::lineStart(file, cursor) : text::nextLineStart(file, cursor);
         for (std::size_t lines = 0; lines < kMostLinesToMember && (up ? at > 0 : at < file.size()); ++lines) {
             if (up) at = text::lineStart(file, at - 1);
-            const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+            const std::u16string_view line =
+                std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
             if (!up) at = text::nextLineStart(file, at);
             const std::u16string_view code = text::trim(line);
             if (code.empty() || code.starts_with(u"%")) continue;
@@ -767,7 +769,15 @@ std::size_t memberArgumentsApart(const fl::ustring& file, std::size_t cursor, st
     const std::optional<Member> above = nearestMember(true);
     if (!above) return 0;
     const std::optional<Member> below = nearestMember(false);
-    const bool padded = above->pads || (below && below->pads);
+    // The completion's next line, a member of its own, pads as well.
+    const auto nextPads = [&] {
+        if (later.empty()) return false;
+        const std::u16string_view next = text::trim(later.front());
+        const std::size_t open = next.find(u'(');
+        return open != std::u16string_view::npos && open >= 2 && text::isBlank(next[open - 1]) &&
+               text::isBlank(next[open - 2]) && bareName(text::trimRight(next.substr(0, open)));
+    };
+    const bool padded = above->pads || (below && below->pads) || nextPads();
     return padded && above->open > typed.size() ? above->open - typed.size() : 1;
 }
 
@@ -962,10 +972,13 @@ bool endsInComment(std::u16string_view typed) {
                                tokens.back().kind == ca::lexer::TokenKind::Continuation);
 }
 
-// The typed line opens a block and writes a statement of it after a separator (`if x, y = 1;`) without
-// closing it: the author writes the block on one line, and its `end` goes there too. Not inside a
-// bracket the typed text leaves open: an `end` there is an index (`if a, v(` + `end+1) = 1; end`).
-bool leavesOneLineBlockOpen(std::u16string_view typed) {
+// How the typed line leaves a block it opens on it: open, with a statement of it written after a
+// separator (`if x, y = 1;`), or with nothing yet after one (`if true;`).
+struct OneLineBlock {
+    bool open = false, statement = false, separated = false;
+};
+
+OneLineBlock oneLineBlock(std::u16string_view typed) {
     using ca::lexer::TokenKind;
     static constexpr std::array<std::u16string_view, 6> kOpeners = {u"if",    u"for", u"parfor",
                                                                     u"while", u"try", u"switch"};
@@ -981,13 +994,29 @@ bool leavesOneLineBlockOpen(std::u16string_view typed) {
             continue;
         }
         statement = statement || separated;
+        separated = false;
         if (token.kind == TokenKind::Punctuation && word.find_first_of(u"([{") == 0) ++depth;
         if (token.kind == TokenKind::Punctuation && word.find_first_of(u")]}") == 0) --depth;
         if (token.kind != TokenKind::Keyword || depth != 0) continue;
         if (std::find(kOpeners.begin(), kOpeners.end(), word) != kOpeners.end()) ++open;
         if (word == u"end") --open;
     }
-    return open > 0 && statement && depth == 0;
+    return {open > 0 && depth == 0, statement, separated};
+}
+
+// The typed line opens a block and writes a statement of it after a separator (`if x, y = 1;`) without
+// closing it: the author writes the block on one line, and its `end` goes there too. Not inside a
+// bracket the typed text leaves open: an `end` there is an index (`if a, v(` + `end+1) = 1; end`).
+bool leavesOneLineBlockOpen(std::u16string_view typed) {
+    const OneLineBlock block = oneLineBlock(typed);
+    return block.open && block.statement;
+}
+
+// The completion closes a block the typed line opened and ended with a separator (`if true;|` + `end`):
+// an empty block of one line.
+bool closesEmptyOneLineBlock(std::u16string_view typed, std::u16string_view first) {
+    const OneLineBlock block = oneLineBlock(typed);
+    return block.open && !block.statement && block.separated && reindenting::startsWithWord(first, u"end");
 }
 
 // A sign right after an operand (`i = 0:n` + `-1;`) subtracts or adds: no statement starts with a
@@ -1068,7 +1097,9 @@ fl::ustring blankBeforeCompletion(const fl::ustring& file, std::size_t cursor, s
         !blanks.empty())
         return blanks;
     if (fl::ustring blank = blankBeforeOperator(typed, first); !blank.empty()) return blank;
-    if (const std::size_t apart = memberArgumentsApart(file, cursor, typed, first); apart > 0)
+    if (const std::size_t apart =
+            memberArgumentsApart(file, cursor, typed, first, std::span(lines).subspan(1));
+        apart > 0)
         return fl::ustring(apart, u' ');
     if (signedNumberFollowsNumber(file, cursor, typed, first) ||
         typedNumberIsRowElement(file, cursor, typed, first) ||
@@ -1119,7 +1150,8 @@ std::vector<Edit> lineEndPlacements(const fl::ustring& file, std::size_t cursor,
                 blanksToLinedUpCell(file, cursor, typed, lines.front(), true, std::span(lines).subspan(1));
             spaced.text.insert(0, blanks.empty() ? fl::ustring(u" ") : blanks);
         }
-        if (leavesOneLineBlockOpen(typed) && text::isClosingLine(text::trim(lines.front())))
+        if ((leavesOneLineBlockOpen(typed) && text::isClosingLine(text::trim(lines.front()))) ||
+            closesEmptyOneLineBlock(typed, text::trim(lines.front())))
             return {spaced, newLine};
         if (decimalsWouldRun(file, cursor, typed, lines.front()) ||
             textElementFollows(file, cursor, typed, lines.front()))

@@ -75,8 +75,9 @@ const Row kRows[] = {
      "F = [1 0 0\n    0 1 0\n    0<|>\n", fenced(" 0 1];"), "F = [1 0 0\n    0 1 0\n    0 0 1];\n"},
     {"nor one that writes the typed word whole as the next element", "m = [false true true<|>\n",
      fenced("true false];"), "m = [false true true true false];\n"},
-    {"nor a one-letter name the reply writes as a word of its own", "k = [ c*c  c*s\n      c*s  s*s\n      c*c<|>\n",
-     fenced("c*s];"), "k = [ c*c  c*s\n      c*s  s*s\n      c*c  c*s];\n"},
+    {"nor a one-letter name the reply writes as a word of its own",
+     "k = [ c*c  c*s\n      c*s  s*s\n      c*c<|>\n", fenced("c*s];"),
+     "k = [ c*c  c*s\n      c*s  s*s\n      c*c  c*s];\n"},
     {"outside a matrix a word written whole restarts the typed one",
      "function r = f(total)\n    r = total<|>\nend\n", fenced("total + 1;"),
      "function r = f(total)\n    r = total + 1;\nend\n"},
@@ -102,6 +103,8 @@ const Row kRows[] = {
      "x = 1;\r\nfor k = 1:3\r\n    y = k;\r\n    z = y;\r\nend\r\n"},
     {"a one-line if's end goes on its line", "x = 0;\nif x > 1, x = 1;<|>\ny = x;\n", fenced("end\nz = y;"),
      "x = 0;\nif x > 1, x = 1; end\nz = y;\ny = x;\n"},
+    {"and so does an empty one's", "while false, end\nif true;<|>\nx = 1;\n", fenced("end"),
+     "while false, end\nif true; end\nx = 1;\n"},
     {"the rest of the line is replaced, not repeated", "x = foo(<|>)\n", fenced("1, 2)"), "x = foo(1, 2)\n"},
     {"a typed comma is spaced as the rest of its list, not as the lines around",
      "plot(x, y, 'r', 'LineWidth', 2);\nm = containers.Map({'I','V',<|>\n", fenced("'X','L'}, {1, 5});"),
@@ -263,11 +266,19 @@ const Row kRows[] = {
      "classdef Day\n    enumeration\n        Monday (1)\n        Tuesday<|>\n    end\nend\n", fenced("(2)"),
      "classdef Day\n    enumeration\n        Monday (1)\n        Tuesday (2)\n    end\nend\n"},
     {"and under the arguments of the line above where the members pad them into a column",
-     "classdef P\n    enumeration\n        Mercury (3.3e23, 2.4e6)\n        Venus<|>\n        Mars    (6.4e23)\n"
+     "classdef P\n    enumeration\n        Mercury (3.3e23, 2.4e6)\n        Venus<|>\n        Mars    "
+     "(6.4e23)\n"
      "    end\nend\n",
      fenced("(4.9e24, 6.1e6)"),
-     "classdef P\n    enumeration\n        Mercury (3.3e23, 2.4e6)\n        Venus   (4.9e24, 6.1e6)\n        Mars "
+     "classdef P\n    enumeration\n        Mercury (3.3e23, 2.4e6)\n        Venus   (4.9e24, 6.1e6)\n        "
+     "Mars "
      "   (6.4e23)\n    end\nend\n"},
+    {"or the completion's next member does",
+     "classdef P\n    enumeration\n        Mercury (3.3e23)\n        Venus<|>\n",
+     fenced("(4.9e24)\nMars    (6.4e23)\nend\nend"),
+     "classdef P\n    enumeration\n        Mercury (3.3e23)\n        Venus   (4.9e24)\n        Mars    "
+     "(6.4e23)\n"
+     "    end\nend\n"},
     {"a declaration's size one blank from its name, whatever the column of the one above",
      "classdef A\n    properties\n        HashCount (1,1) double\n        Count<|>\n    end\nend\n",
      fenced("(1,1) double = 0"),
