@@ -236,10 +236,11 @@ void separateFromTypedCode(const fl::ustring& file, std::size_t cursor, Edit& ed
     // A row's `;` inside a line (`[a; b]`) takes a blank where the lines show neither.
     if (!separate && (last == u',' || last == u';') && startsValue(next) &&
         !(last == u',' && endsInDeclaredSize(file, lineStart, typed)))
-        separate = listBlanks        ? *listBlanks > 0
-                   : typedLineBlanks ? *typedLineBlanks > 0
-                                     : separatorSpacingAround(file, cursor, last, innermostOpening(typed))
-                                           .value_or(last == u';');
+        separate =
+            listBlanks ? *listBlanks > 0
+            : typedLineBlanks
+                ? *typedLineBlanks > 0
+                : separatorSpacingAround(file, cursor, last, innermostOpening(typed)).value_or(last == u';');
     if (separate) edit.text.insert(0, 1, u' ');
 }
 
