@@ -300,7 +300,9 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             ways.clear();
         }
     };
-    const auto read = [&](std::u16string_view line) {
+    for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
+        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
+        if (text::isBlankText(line)) continue;
         const int columns = columnsOf(text::indentationOf(line), tabSize);
         if (const std::u16string_view code = text::trimLeft(line);
             scan.goesOn() && std::u16string_view(u")]}").find(code.front()) == std::u16string_view::npos)
@@ -352,10 +354,6 @@ void countContinuations(const fl::ustring& file, std::size_t from, std::size_t t
             ++statement[kPlain][&counts->plainOffsets[columns - statementColumns]];
         }
         scanLine(line, tabSize, scan);
-    };
-    for (std::size_t at = from; at < to && at < file.size(); at = text::nextLineStart(file, at)) {
-        const std::u16string_view line = std::u16string_view(file).substr(at, text::lineEnd(file, at) - at);
-        if (!text::isBlankText(line)) read(line);
     }
     vote();
 }
@@ -488,11 +486,11 @@ ContinuationHabits continuationHabits(const fl::ustring& file, std::size_t from,
     lines.append(editText);
     lines.append(std::u16string_view(file).substr(toClamped, text::lineEnd(file, toClamped) - toClamped));
     for (std::size_t at = 0; at <= lines.size();) {
-        const std::size_t end = std::min(lines.size(), lines.find(u'\n', at));
-        const std::u16string_view line = text::trimRight(std::u16string_view(lines).substr(at, end - at));
+        const std::size_t lineEnd = std::min(lines.size(), lines.find(u'\n', at));
+        const std::u16string_view line = text::trimRight(std::u16string_view(lines).substr(at, lineEnd - at));
         if (!edited.goesOn()) edited = StatementScan{};
         if (!text::isBlankText(line)) scanLine(line, tabSize, edited);
-        at = end + 1;
+        at = lineEnd + 1;
     }
     countContinuations(file, below, end, tabSize, indentSize, inDeclarations, both, edited.goesOn());
     return {habitOf(both[false]), habitOf(both[true]), editInDeclarations};
