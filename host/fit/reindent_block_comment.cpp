@@ -117,6 +117,11 @@ bool opensCode(std::u16string_view line) {
            !(code.substr(0, last + 1).ends_with(u"end") && !text::isWordChar(code[last - 3]));
 }
 
+// A block's clause: code commented out stands at its block's column there, its body a step in.
+bool isClause(std::u16string_view code) {
+    return startsWithAnyWord(code, {u"else", u"elseif", u"catch", u"case", u"otherwise"});
+}
+
 // Of each line, whether an `end` line follows it in its comment (before the next `%{` or `%}`): a
 // block's opening line in a comment that holds none is prose (`if in doubt, ask`).
 std::vector<bool> endFollows(const std::vector<std::u16string_view>& lines) {
@@ -159,8 +164,7 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
             const int firstColumn =
                 columns[previous] + (open.size() > 1 ? open[open.size() - 2].textFrom.value_or(0) : 0);
             const std::u16string_view code = text::trim(lines[i]);
-            const bool clause =
-                startsWithAnyWord(code, {u"else", u"elseif", u"catch", u"case", u"otherwise"});
+            const bool clause = isClause(code);
             if (!movable[i]) {
             } else if (closes(lines[i])) {
                 columns[i] = columns[comment.line];
@@ -170,9 +174,7 @@ void placeBlockCommentLines(const std::vector<std::u16string_view>& lines, const
                 columns[i] =
                     column + (isSwitch && startsWithAnyWord(code, {u"case", u"otherwise"}) ? step : 0);
             } else if (!comment.code.empty() && !first &&
-                       (opensCode(lines[previous]) ||
-                        startsWithAnyWord(text::trim(lines[previous]),
-                                          {u"else", u"elseif", u"catch", u"case", u"otherwise"}))) {
+                       (opensCode(lines[previous]) || isClause(text::trim(lines[previous])))) {
                 columns[i] = columns[previous] + step;
             } else if (!comment.code.empty() && !first) {
                 columns[i] = columns[previous];
