@@ -5,6 +5,7 @@
 
 #include "mtcc/autocompletion/auto_completion.hpp"
 #include "mtcc/cache/settings_values.hpp"
+#include "qvai/reply_normalisation.hpp"
 
 namespace ostrel_apps {
 
@@ -17,6 +18,7 @@ GuardedCompletion completeGuarded(const fl::ustring& code, std::size_t cursor,
     }
     try {
         mtcc::AutoCompletion::InfoResult r = mtcc::AutoCompletion::GetInfo(u"", code, cursor, settings);
+        restoreInnerBackticks(r);
         out.stages = fit::StageTexts{std::move(r.LLMResponse),
                                      std::move(r.LLMGeneratedCode),
                                      std::move(r.deduplicatedGeneratedCode),
@@ -29,6 +31,13 @@ GuardedCompletion completeGuarded(const fl::ustring& code, std::size_t cursor,
         out.error = "the completion library failed";
     }
     return out;
+}
+
+void restoreInnerBackticks(mtcc::AutoCompletion::InfoResult& result) {
+    for (fl::ustring* text :
+         {&result.LLMResponse, &result.LLMGeneratedCode, &result.deduplicatedGeneratedCode,
+          &result.validatedLLMGeneratedCode, &result.prunedLLMGeneratedCode, &result.autocompletionResponse})
+        qvai::restoreInnerBackticks(*text);
 }
 
 std::shared_ptr<mtcc::cache::SettingsValues> settingsSnapshot() {

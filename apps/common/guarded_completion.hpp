@@ -10,6 +10,9 @@
 namespace mtcc::cache {
 class SettingsValues;
 }
+namespace mtcc::AutoCompletion {
+struct InfoResult;
+}
 
 namespace ostrel_apps {
 
@@ -23,6 +26,10 @@ struct GuardedCompletion {
 
 GuardedCompletion completeGuarded(const fl::ustring& code, std::size_t cursor,
                                   const std::shared_ptr<mtcc::cache::SettingsValues>& settings);
+
+// The backticks the model client stood in for in the reply (`qvai::kInnerBacktick`), back in every stage
+// text of a completion.
+void restoreInnerBackticks(mtcc::AutoCompletion::InfoResult& result);
 
 // A settings record that reads the settings once and no longer follows their changes, so that one
 // completion works with one set. Call it while holding the lock that keeps the settings tree whole.

@@ -186,9 +186,9 @@ void runCompletion(const CommandLine& line, std::ostream& out, bool outIsTermina
     const ostrel_apps::ClientService service(options);
 
     RunObserver observer;
-    const mtcc::AutoCompletion::InfoResult result =
-        mtcc::AutoCompletion::GetInfo(u"", code, cursor, settings);
+    mtcc::AutoCompletion::InfoResult result = mtcc::AutoCompletion::GetInfo(u"", code, cursor, settings);
     observer.finished();
+    ostrel_apps::restoreInnerBackticks(result);
 
     // The local backend having nothing to offer is an empty completion, not an error.
     if (const auto failures = observer.modelFailures(); !failures.empty() && options.Backend != "local") {

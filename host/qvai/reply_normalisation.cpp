@@ -4,6 +4,7 @@
 #include <cctype>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 #include "foundation/log/diagnostic_logger.hpp"
 
@@ -108,12 +109,49 @@ void closeCutBlock(std::string& reply, std::vector<std::string>* notes) {
         notes->push_back("closed the ostrel code block the reply ends inside (cut at the token limit?)");
 }
 
+// A run of three backticks that code in the ostrel block writes inside a line (`if startsWith(s, "```")`)
+// is not the block's closing fence, which stands at the start of its line, but the library's extraction
+// would end the block there: its backticks get a stand-in. A run that ends the line stays, a closing fence
+// written after the code.
+void keepInnerBackticks(std::string& reply, std::vector<std::string>* notes) {
+    const std::size_t open = reply.find(kOstrelFence);
+    if (open == std::string::npos) return;
+    std::vector<std::pair<std::size_t, std::size_t>> runs;  // offset, length
+    for (std::size_t lineStart = reply.find('\n', open); lineStart != std::string::npos;
+         lineStart = reply.find('\n', lineStart)) {
+        ++lineStart;
+        const std::size_t lineEnd = std::min(reply.size(), reply.find('\n', lineStart));
+        const std::size_t code = reply.find_first_not_of(" \t", lineStart);
+        if (code != std::string::npos && reply.compare(code, kFence.size(), kFence) == 0) break;
+        for (std::size_t at = reply.find(kFence, lineStart); at < lineEnd; at = reply.find(kFence, at)) {
+            const std::size_t runEnd = std::min(lineEnd, reply.find_first_not_of('`', at));
+            if (reply.find_first_not_of(" \t\r", runEnd) >= lineEnd) break;
+            runs.emplace_back(at, runEnd - at);
+            at = runEnd;
+        }
+    }
+    constexpr std::string_view kStandIn = "\xEE\x81\xA0";  // kInnerBacktick in UTF-8
+    for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+        std::string standIns;
+        for (std::size_t i = 0; i < run->second; ++i)
+            standIns += kStandIn;
+        reply.replace(run->first, run->second, standIns);
+    }
+    if (!runs.empty() && notes)
+        notes->push_back("kept backticks written inside a line of the ostrel code block");
+}
+
 }  // namespace
+
+void restoreInnerBackticks(std::u16string& text) {
+    std::replace(text.begin(), text.end(), kInnerBacktick, u'`');
+}
 
 std::string normaliseReply(std::string reply, std::vector<std::string>* notes) {
     std::vector<std::string> changes;
     dropReasoning(reply, &changes);
     tagFirstFence(reply, &changes);
+    keepInnerBackticks(reply, &changes);
     closeCutBlock(reply, &changes);
     const foundation::log::diagnostic_logger logger("qvai::ReplyNormalisation");
     if (logger.is_enabled(foundation::log::kSeverityValue))

@@ -40,6 +40,13 @@ TEST(OstrelCompleteEdit, PrintsTheInsertedTextAndGivesItsRange) {
     EXPECT_TRUE(empty["edit"].is_null());
     EXPECT_EQ(empty["emptyStage"], "extraction");
     EXPECT_NE(empty["emptyReason"].get<std::string>().find("python"), std::string::npos);
+
+    // Backticks inside a line of the code are the code's, not the end of its block.
+    const std::string markdown = write("edit-markdown.txt", "```ostrel\nf = \"```\";\ng = 1;\n```");
+    const auto fenced =
+        nlohmann::json::parse(run(file + " --at 2:6 --json --backend reply-file --reply-file " + markdown));
+    EXPECT_EQ(fenced["edit"]["text"], "\nf = \"```\";\ng = 1;");
+    EXPECT_EQ(fenced["LLMResponse"], "```ostrel\nf = \"```\";\ng = 1;\n```");
 }
 
 }  // namespace

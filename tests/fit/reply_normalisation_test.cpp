@@ -28,6 +28,10 @@ const Case kCases[] = {
     {"a later ostrel block is left to the library", "```\nout\n```\n```ostrel\nx = 1;\n```",
      "```\nout\n```\n```ostrel\nx = 1;\n```"},
     {"only backquotes", "```", "```ostrel\n```"},
+    // The library's extraction ends the block at the first three backticks.
+    {"backticks inside a line of code, not after the block", "```ostrel\ns = \"```\";\n```\nSee \"```\".",
+     "```ostrel\ns = \"\xEE\x81\xA0\xEE\x81\xA0\xEE\x81\xA0\";\n```\nSee \"```\"."},
+    {"a closing fence after the code on its line", "```ostrel\nx = 1;```", "```ostrel\nx = 1;```"},
     {"reasoning with a draft goes",
      "<think>\nmaybe ```ostrel\nr = 0;\n```\n</think>\n\n```ostrel\nx = 1;\n```", "```ostrel\nx = 1;\n```"},
     // Without its opening tag only a closing tag on a line of its own ends the reasoning.
