@@ -46,7 +46,7 @@ void expectKinds(std::initializer_list<std::pair<std::u16string, const char*>> c
     }
 }
 
-TEST(Lexer, KindsOfTokens) {
+TEST(Lexer, KindsAndTextsOfTokens) {
     const std::u16string lone(1, char16_t(0xD800)), nul(1, char16_t(0));
     // `'` transposes directly after a value, and opens a char vector anywhere else.
     expectKinds({{u"a'", "IO"},
@@ -89,9 +89,7 @@ TEST(Lexer, KindsOfTokens) {
     // them; an invalid token is reported as Messages.EachErrorWithItsLineAndText shows for `#`.
     expectKinds({{u"x = 1 # 2" + lone + u" 'ok" + lone + u"' \"" + lone + u"\" % \u00e9" + nul, "IONXNXCSM"},
                  {u"_a = 1", "XION"}});
-}
-
-TEST(Lexer, TokenTextsAndLineEnds) {
+    // Texts of a continuation, a line end, a comment and a block comment, and the block's first line.
     const auto tokens = ca::lexer::lex(u"x = 1 + ... more\r\n  2; % done\r\n%{\n b\n%}\n");
     EXPECT_EQ(tokens[8].text, u"... more");
     EXPECT_EQ(tokens[9].text, u"\r\n");

@@ -95,10 +95,7 @@ TEST(Messages, EveryErrorOfATextInSourceOrderAndWarningsOnlyWhenAskedFor) {
     EXPECT_EQ(describe(all),
               std::vector<std::string>{"2:UnclosedBlockComment: The block comment at line 2 is not closed."});
     EXPECT_EQ(all.at(0).getSeverity(), ca::messages::Severity::Warning);
-}
-
-// A value a whole function assigns and never reads is a warning; error-only options leave it out.
-TEST(Messages, UnusedVariablesAreWarnings) {
+    // A value a whole function assigns and never reads is a warning; error-only options leave it out.
     const std::pair<const char*, std::vector<std::string>> cases[] = {
         {"function f()\n    x = 1;\n    y = 2;\n    disp(y)\n    [a, b] = size(y);\n    disp(a)\nend\n",
          {"2:UnusedVariable: The value assigned to 'x' at line 2 is never used.",

@@ -15,7 +15,7 @@ using ca::testing::analyse;
 using testing_support::repeat;
 
 // Only texts beyond the limits throw: too long, or nested deeper than 512 levels; long flat chains do not.
-TEST(Robustness, LimitsThrowAndLongFlatTextsDoNot) {
+TEST(Robustness, LimitsThrowAndLongFlatTextsDoNotAndAreQuick) {
     for (const std::string brackets : {"()", "[]", "{}"}) {
         EXPECT_NO_THROW(
             analyse("x = " + std::string(511, brackets[0]) + "1" + std::string(511, brackets[1]) + ";\n"));
@@ -37,9 +37,7 @@ TEST(Robustness, LimitsThrowAndLongFlatTextsDoNot) {
     for (char16_t c = 0; c < 0x20; ++c)
         controls += c;
     EXPECT_NO_THROW(analyse(controls + controls));
-}
-
-TEST(Robustness, ALineOfTwoMegabytesAndThousandsOfEndsAreQuick) {
+    // A line of two megabytes and thousands of `end`s are quick.
     std::u16string line = u"x = [";
     while (line.size() < 2'000'000)
         line += u"1, 'a', b ";

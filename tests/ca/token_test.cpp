@@ -65,7 +65,7 @@ TEST(CompletionTokens, EveryClassification) {
         EXPECT_EQ(recordsFor(tokens, text), records) << fl::i18n::to_string(text);
 }
 
-TEST(CompletionTokens, KindsOfOtherTokensAndPositions) {
+TEST(CompletionTokens, KindsOfOtherTokensPositionsAndTextsCutMidStatement) {
     const auto tokens = tokensOf("x = 'a' + \"b\"; % c\nclassdef C\nend\n");
     std::string kinds;
     for (const auto& t : tokens)
@@ -80,14 +80,11 @@ TEST(CompletionTokens, KindsOfOtherTokensAndPositions) {
     EXPECT_EQ(recordsFor(tokensOf("classdef C\n    properties\n        A\n    end\nend\nproperties = 3;\n"),
                          u"properties"),
               "Keyword/8/-- Identifier/3/--");
-}
-
-TEST(CompletionTokens, ATextThatEndsMidStatementStillClassifies) {
     // The library analyses the code before the cursor, which usually stops inside a statement.
-    const auto tokens = tokensOf("count = 0;\nresult = max(count, ");
-    EXPECT_EQ(recordsFor(tokens, u"count"), "Identifier/3/-- Identifier/3/--");
-    EXPECT_EQ(recordsFor(tokens, u"result"), "Identifier/3/--");
-    EXPECT_EQ(recordsFor(tokens, u"max"), "Identifier/5/A-");
+    const auto cut = tokensOf("count = 0;\nresult = max(count, ");
+    EXPECT_EQ(recordsFor(cut, u"count"), "Identifier/3/-- Identifier/3/--");
+    EXPECT_EQ(recordsFor(cut, u"result"), "Identifier/3/--");
+    EXPECT_EQ(recordsFor(cut, u"max"), "Identifier/5/A-");
 }
 
 }  // namespace

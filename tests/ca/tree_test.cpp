@@ -71,7 +71,7 @@ TEST(Tree, ShapesOfScriptsClassesAndFunctions) {
         EXPECT_EQ(printTree(*analyse(std::string(text))), tree) << text;
 }
 
-TEST(Tree, ClosingPositionsAndKindNames) {
+TEST(Tree, ClosingPositionsKindNamesLinesAndComments) {
     const std::string text = "function r = f(a, ~)\n    r = a;\nend";
     auto root = analyse(text)->getRootNode();
     EXPECT_EQ(root.getClosingPosition(), text.size() - 1);
@@ -84,9 +84,6 @@ TEST(Tree, ClosingPositionsAndKindNames) {
     names << NodeKind::InputArgument << " " << NodeKind::MethodDefinition << " " << static_cast<NodeKind>(0)
           << " " << static_cast<NodeKind>(99);
     EXPECT_EQ(names.str(), "InputArgument MethodDefinition NodeKind(0) NodeKind(99)");
-}
-
-TEST(Tree, LinesAndComments) {
     auto empty = analyse(std::u16string());
     EXPECT_EQ(printTree(*empty), "File:1(Script)");
     EXPECT_EQ(empty->getRootNode().getClosingPosition(), 0u);
@@ -102,11 +99,11 @@ TEST(Tree, LinesAndComments) {
     EXPECT_EQ(a->getLineOfPosition(7), 2u);
     EXPECT_EQ(a->getLineOfPosition(1000), 5u);
     // Line, block and continuation comments with their lines and closing positions.
-    const std::string text = "x = 1; % a\n%{\nblock\n%}\ny = 2 + ... more\n    3;\n";
-    auto c = analyse(text);
+    const std::string commented = "x = 1; % a\n%{\nblock\n%}\ny = 2 + ... more\n    3;\n";
+    auto c = analyse(commented);
     const auto& comments = c->getComments();
     ASSERT_EQ(comments.size(), 3u);
-    EXPECT_EQ(comments[0].getClosingPosition(), text.find("% a") + 2);
+    EXPECT_EQ(comments[0].getClosingPosition(), commented.find("% a") + 2);
     EXPECT_EQ(comments[1].getLine(), 2u);
     EXPECT_EQ(c->getLineOfPosition(comments[1].getClosingPosition()), 4u);
     EXPECT_EQ(comments[2].getKind(), ca::astapi::CommentKind::Continuation);

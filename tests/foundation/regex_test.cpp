@@ -22,20 +22,15 @@ TEST(RegexSearch, ListsEveryNonOverlappingMatchWithItsGroups) {
     EXPECT_EQ(results[1].first, u"b22");
     EXPECT_EQ(results[1].second, (std::vector<fl::ustring>{u"b", u"22"}));
     EXPECT_EQ(results[2].second[1], u"333");
-}
-
-TEST(RegexSearch, DotCrossesLineEndsAndEmptyMatchesAdvance) {
-    const auto results = search(u"<a\r\nb>", u"<(.*)>(x)?");
-    ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(results[0].second, (std::vector<fl::ustring>{u"a\r\nb", u""}));
-    EXPECT_EQ(search(u"abc", u"x*").size(), 4u);  // empty matches advance
-}
-
-TEST(RegexSearch, AcceptsUnpairedSurrogatesAsCodeUnits) {
-    const fl::ustring text{0xDC00, u'<', 0xD800, u'>', 0xD800};
-    const auto results = search(text, u"<(.)>");
-    ASSERT_EQ(results.size(), 1u);
-    EXPECT_EQ(results[0].second[0], fl::ustring(1, char16_t(0xD800)));
+    // A dot crosses line ends, a group that took no part is empty, and empty matches advance.
+    const auto lines = search(u"<a\r\nb>", u"<(.*)>(x)?");
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].second, (std::vector<fl::ustring>{u"a\r\nb", u""}));
+    EXPECT_EQ(search(u"abc", u"x*").size(), 4u);
+    // Unpaired surrogates are code units like any other.
+    const auto lone = search(fl::ustring{0xDC00, u'<', 0xD800, u'>', 0xD800}, u"<(.)>");
+    ASSERT_EQ(lone.size(), 1u);
+    EXPECT_EQ(lone[0].second[0], fl::ustring(1, char16_t(0xD800)));
 }
 
 TEST(RegexSearch, BadPatternsAndRunawaySearchesThrowClearErrors) {

@@ -5,7 +5,7 @@
 using fl::i18n::to_string;
 using fl::i18n::to_ustring;
 
-TEST(TextConversion, RoundTripsEveryPlane) {
+TEST(TextConversion, RoundTripsEveryPlaneAndReplacesWhatIsMalformed) {
     const std::string utf8 = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";  // a é € 😀 z
     const fl::ustring utf16 = to_ustring(utf8);
     EXPECT_EQ(utf16, (fl::ustring{u'a', 0x00E9, 0x20AC, 0xD83D, 0xDE00, u'z'}));
@@ -16,9 +16,7 @@ TEST(TextConversion, RoundTripsEveryPlane) {
     EXPECT_EQ(to_string(fl::ustring{0xDC00, u'b'}), replacement + "b");  // leading low
     EXPECT_EQ(to_string(fl::ustring{0xD800, u'x', 0xDFFF}), replacement + "x" + replacement);
     EXPECT_EQ(to_string(fl::ustring{0xDBFF, 0xDFFF}), "\xF4\x8F\xBF\xBF");  // last valid pair
-}
-
-TEST(TextConversion, MalformedUtf8BecomesReplacementCharacters) {
+    // Malformed UTF-8 becomes replacement characters too.
     const fl::ustring r{0xFFFD};
     EXPECT_EQ(to_ustring("\xC0\xAF"), r + r);          // overlong lead
     EXPECT_EQ(to_ustring("\xE0\x80\xAF"), r + r + r);  // overlong three-byte form

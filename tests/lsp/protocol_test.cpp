@@ -20,9 +20,9 @@ const std::string kDraft = "function r = stats(A)\n    r.mean = mean(A);\n";
 const std::string kReply = "r.spread = max(A) - min(A);";
 
 nlohmann::json at(int line, int character, int triggerKind = 1) {
-    return {{"textDocument", {{"uri", kUri}}},
-            {"position", {{"line", line}, {"character", character}}},
-            {"context", {{"triggerKind", triggerKind}}}};
+    nlohmann::json params = position(kUri, line, character);
+    params["context"] = {{"triggerKind", triggerKind}};
+    return params;
 }
 
 // A didChange that replaces the text from one position to another.
@@ -192,8 +192,7 @@ TEST(ServerCompletion, ManyRequestsAtOnceEndExactlyOnceEach) {
         for (int d = 0; d < kDocuments; ++d) {
             ++id;
             server.request(id, round % 2 ? "textDocument/completion" : "textDocument/inlineCompletion",
-                           {{"textDocument", {{"uri", "file:///work/doc" + std::to_string(d) + ".ost"}}},
-                            {"position", {{"line", 2}, {"character", round % 5}}}});
+                           position("file:///work/doc" + std::to_string(d) + ".ost", 2, round % 5));
             if (id % 3 == 0) server.notify("$/cancelRequest", {{"id", id}});
         }
     }
@@ -218,11 +217,6 @@ TEST(ServerCompletion, ManyRequestsAtOnceEndExactlyOnceEach) {
     }
     server.notify("exit");
     EXPECT_EQ(server.waitForExit(10s), 0);
-}
-
-nlohmann::json formattingParams(int tabSize, bool insertSpaces) {
-    return {{"textDocument", {{"uri", kUri}}},
-            {"options", {{"tabSize", tabSize}, {"insertSpaces", insertSpaces}}}};
 }
 
 // Applies protocol TextEdits (one per line, leading blanks only, as the formatter sends them).
@@ -290,16 +284,16 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
         nlohmann::json params;
         std::string expected;
     };
-    nlohmann::json ranged = formattingParams(2, true);
+    nlohmann::json ranged = formatting(kUri, 2, true);
     ranged["range"] = {{"start", {{"line", 2}, {"character", 0}}}, {"end", {{"line", 4}, {"character", 0}}}};
     const std::vector<Case> cases = {
-        {"tabs", text, "textDocument/formatting", formattingParams(4, false),
+        {"tabs", text, "textDocument/formatting", formatting(kUri, 4, false),
          "if a\n\tx = 1;\n\tif b\n\t\ty = 2;\n\tend\nend\n"},
         {"only lines 3 and 4", text, "textDocument/rangeFormatting", ranged,
          "if a\nx = 1;\n  if b\n    y = 2;\nend\nend\n"},
         // A file's last line needs no line end to be formatted.
         {"no final line end", "for k = 1:3\nif a\nx = k;\nend", "textDocument/formatting",
-         formattingParams(4, true), "for k = 1:3\n    if a\n        x = k;\n    end"},
+         formatting(kUri, 4, true), "for k = 1:3\n    if a\n        x = k;\n    end"},
     };
     ServerProcess server({});
     server.initialize();
@@ -314,7 +308,7 @@ TEST(ServerDocuments, FormattingUsesTheClientsOptionsAndRange) {
         server.notify("textDocument/didClose", {{"textDocument", {{"uri", kUri}}}});
     }
     server.open(kUri, text);
-    server.request(++id, "textDocument/formatting", formattingParams(0, true));
+    server.request(++id, "textDocument/formatting", formatting(kUri, 0, true));
     EXPECT_EQ(server.answer(id)["error"]["code"], -32602);
 }
 
@@ -334,7 +328,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     const std::string text = "function f()\nx = 1;\nend\n";
     server.open(kUri, text);
 
-    server.request(2, "textDocument/formatting", formattingParams(4, true));
+    server.request(2, "textDocument/formatting", formatting(kUri, 4, true));
     EXPECT_EQ(applyLineEdits(text, server.answer(2)["result"]), text);  // classic: body at the margin
 
     const nlohmann::json where = at(3, 0);
@@ -350,7 +344,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
            {"ostrel.editor.language.ostrel", {{"FunctionIndentingFormat", "AllFunctionIndent"}}}}}});
     EXPECT_THAT(server.notified("window/showMessage")["params"]["message"].dump(),
                 testing::HasSubstr("ApiKeyVariable"));
-    server.request(4, "textDocument/formatting", formattingParams(4, true));
+    server.request(4, "textDocument/formatting", formatting(kUri, 4, true));
     EXPECT_EQ(applyLineEdits(text, server.answer(4)["result"]), "function f()\n    x = 1;\nend\n");
     server.request(5, "textDocument/completion", where);
     server.answer(5);
@@ -362,8 +356,7 @@ TEST(ServerDocuments, ClientSettingsReachTheFormatterAndTheModelButNeverTheKey) 
     server.notified("window/showMessage");
     server.notify("textDocument/didChange", {{"textDocument", {{"uri", kUri}, {"version", 2}}},
                                              {"contentChanges", {{{"text", text + "\n"}}}}});
-    server.request(6, "textDocument/completion",
-                   {{"textDocument", {{"uri", kUri}}}, {"position", {{"line", 4}, {"character", 0}}}});
+    server.request(6, "textDocument/completion", position(kUri, 4, 0));
     server.answer(6);
     EXPECT_EQ(projectModel.requests().size(), 2u);
     EXPECT_EQ(trustedModel.requests().size(), 1u);

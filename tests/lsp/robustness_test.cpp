@@ -77,9 +77,7 @@ TEST(ServerRobustness, RequestsBeforeInitializeAndAfterShutdownAreRefused) {
     EXPECT_EQ(server.answer(1)["error"]["code"], -32002);
     server.open("file:///early.ost", "x = 1\n");  // a notification before initialize is dropped
     server.initialize();
-    server.request(2, "textDocument/formatting",
-                   {{"textDocument", {{"uri", "file:///early.ost"}}},
-                    {"options", {{"tabSize", 4}, {"insertSpaces", true}}}});
+    server.request(2, "textDocument/formatting", formatting("file:///early.ost", 4, true));
     EXPECT_EQ(server.answer(2)["error"]["code"], -32602);
     server.request(3, "shutdown");
     EXPECT_TRUE(server.answer(3).contains("result"));
@@ -109,12 +107,7 @@ TEST(ServerRobustness, UnusableSettingsAreShownOnce) {
         SCOPED_TRACE(c.reason);
         ServerProcess server({"--settings", c.settingsFile});
         server.initialize(c.clientSettings);
-        std::vector<std::string> shown;
-        while (const auto message = server.receive(300ms)) {
-            if (message->value("method", "") == "window/showMessage")
-                shown.push_back((*message)["params"]["message"]);
-        }
-        EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr(c.reason)));
+        EXPECT_THAT(server.shownMessages(), testing::ElementsAre(testing::HasSubstr(c.reason)));
     }
 
     // A file that goes bad while the server runs is told at the next completions, once.
@@ -125,18 +118,12 @@ TEST(ServerRobustness, UnusableSettingsAreShownOnce) {
     server.open("file:///a.ost", "y = 2;\n");
     folder.write("edited.json", "{ \"ostrel.ai\": ");
     std::this_thread::sleep_for(500ms);  // the store looks at the file every 150 ms
-    std::vector<std::string> shown;
     for (int id = 2; id < 4; ++id) {
-        server.request(
-            id, "textDocument/completion",
-            {{"textDocument", {{"uri", "file:///a.ost"}}}, {"position", {{"line", 1}, {"character", 0}}}});
+        server.request(id, "textDocument/completion", position("file:///a.ost", 1, 0));
         server.answer(id);
     }
-    while (const auto message = server.receive(300ms)) {
-        if (message->value("method", "") == "window/showMessage")
-            shown.push_back((*message)["params"]["message"]);
-    }
-    EXPECT_THAT(shown, testing::ElementsAre(testing::HasSubstr("its last good settings stay")));
+    EXPECT_THAT(server.shownMessages(),
+                testing::ElementsAre(testing::HasSubstr("its last good settings stay")));
 }
 
 struct Ending {
@@ -195,13 +182,9 @@ TEST(ServerRobustness, ALargeFileGivesItsMemoryBackWhenClosed) {
     }
     server.open("file:///big.ost", text);
     server.notified("textDocument/publishDiagnostics", 20s);
-    server.request(
-        2, "textDocument/completion",
-        {{"textDocument", {{"uri", "file:///big.ost"}}}, {"position", {{"line", 100}, {"character", 4}}}});
+    server.request(2, "textDocument/completion", position("file:///big.ost", 100, 4));
     server.answer(2, 20s);
-    server.request(3, "textDocument/formatting",
-                   {{"textDocument", {{"uri", "file:///big.ost"}}},
-                    {"options", {{"tabSize", 2}, {"insertSpaces", true}}}});
+    server.request(3, "textDocument/formatting", formatting("file:///big.ost", 2, true));
     server.answer(3, 20s);
     const long working = residentKiB(server.pid());
     server.notify("textDocument/didClose", {{"textDocument", {{"uri", "file:///big.ost"}}}});

@@ -61,6 +61,15 @@ std::string framed(const std::string& body) {
     return "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
+nlohmann::json position(const std::string& uri, int line, int character) {
+    return {{"textDocument", {{"uri", uri}}}, {"position", {{"line", line}, {"character", character}}}};
+}
+
+nlohmann::json formatting(const std::string& uri, int tabSize, bool insertSpaces) {
+    return {{"textDocument", {{"uri", uri}}},
+            {"options", {{"tabSize", tabSize}, {"insertSpaces", insertSpaces}}}};
+}
+
 void ServerProcess::send(const nlohmann::json& message) {
     sendRaw(framed(message.dump()));
 }
@@ -136,6 +145,15 @@ nlohmann::json ServerProcess::notified(const std::string& method, std::chrono::m
     auto message = take([&](const nlohmann::json& m) { return m.value("method", "") == method; }, timeout);
     if (!message) ADD_FAILURE() << "no " << method << " notification";
     return message.value_or(nlohmann::json());
+}
+
+std::vector<std::string> ServerProcess::shownMessages(std::chrono::milliseconds quiet) {
+    std::vector<std::string> shown;
+    while (const auto message = receive(quiet)) {
+        if (message->value("method", "") == "window/showMessage")
+            shown.push_back((*message)["params"]["message"]);
+    }
+    return shown;
 }
 
 nlohmann::json ServerProcess::initialize(nlohmann::json options) {

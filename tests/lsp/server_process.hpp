@@ -16,6 +16,10 @@ using namespace std::chrono_literals;
 // `body` with the Content-Length header that frames it.
 std::string framed(const std::string& body);
 
+// The params of a request at a position of a document, and of a formatting request.
+nlohmann::json position(const std::string& uri, int line, int character);
+nlohmann::json formatting(const std::string& uri, int tabSize, bool insertSpaces);
+
 // The ostrel-lsp program on the other end of two pipes, as an editor runs it.
 class ServerProcess {
   public:
@@ -39,6 +43,8 @@ class ServerProcess {
     // expects them: a missing one is a test failure, and null.
     nlohmann::json answer(int id, std::chrono::milliseconds timeout = 5s);
     nlohmann::json notified(const std::string& method, std::chrono::milliseconds timeout = 5s);
+    // The messages of every window/showMessage until the server is quiet for `quiet`.
+    std::vector<std::string> shownMessages(std::chrono::milliseconds quiet = 300ms);
 
     // Sends initialize (with `options` as initializationOptions) and initialized; returns the result.
     nlohmann::json initialize(nlohmann::json options = nullptr);

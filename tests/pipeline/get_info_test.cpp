@@ -1,5 +1,5 @@
-// The reply-file host: early exits and concurrency. Whole runs with their log records go through the local
-// and HTTP backends in tests/pipeline_local and tests/pipeline_http.
+// The reply-file host: early exits and concurrency. Whole runs with their log records go through the HTTP
+// backend in tests/pipeline_http.
 #include <gtest/gtest.h>
 
 #include <future>

@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
 
 #include "fl/i18n.hpp"
 #include "mtcc/autocompletion/auto_completion.hpp"
@@ -43,6 +45,20 @@ InfoResult complete(const std::string& code, std::size_t cursor) {
     }());
     return mtcc::AutoCompletion::GetInfo(u"", fl::i18n::to_ustring(code), cursor,
                                          std::make_shared<mtcc::cache::SettingsValues>());
+}
+
+// The names a record lists, as a set: their order is the hash set's and is not fixed.
+std::set<std::string> listedNames(const std::vector<testing_support::LogLine>& records,
+                                  const std::string& label, std::string& text) {
+    std::set<std::string> names;
+    for (const auto& [severity, record] : records) {
+        if (!record.starts_with(label)) continue;
+        text = record.substr(label.size());
+        std::istringstream items(text);
+        for (std::string name; std::getline(items >> std::ws, name, ',');)
+            names.insert(name);
+    }
+    return names;
 }
 
 }  // namespace
@@ -102,4 +118,29 @@ TEST(OpenAiPipeline, OnlyTheWindowAroundTheCursorIsSent) {
     // The unit just outside each window is not sent: the window would otherwise have grown by it.
     EXPECT_EQ(user.find(before.substr(before.size() - 4001)), std::string::npos);
     EXPECT_EQ(user.find(after.substr(0, 4001)), std::string::npos);
+}
+
+// The file's variables, the functions it defines and the library functions it calls reach the prompt.
+TEST(OpenAiPipeline, TheNamesOfTheFileAreListedInThePrompt) {
+    const std::string reply = "```ostrel\n        s = s + v(k)^2;\n```";
+    server().answer(chatReply(reply));
+    const std::string code = "function s = squares(v)\n    s = 0;\n    for k = 1:numel(v)\n\n    end\nend\n";
+    const std::size_t cursor = code.find("\n\n") + 1;
+    testing_support::LogCapture capture;
+    const InfoResult result = complete(code, cursor);
+
+    testing_support::CompleteRun run{code, cursor, code.substr(0, cursor), code.substr(cursor), "", "",
+                                     "",   {}};
+    run.result = {u"        s = s + v(k)^2;", fl::i18n::to_ustring(reply), u"s = s + v(k)^2;",
+                  u"s = s + v(k)^2;",         u"s = s + v(k)^2;",          u"s = s + v(k)^2;"};
+    EXPECT_EQ(testing_support::texts(result), testing_support::texts(run.result));
+
+    const auto records = testing_support::pipelineRecords(capture);
+    EXPECT_EQ(listedNames(records, " userPromptInfo.userVariables=", run.variables),
+              (std::set<std::string>{"s", "v", "k"}));
+    EXPECT_EQ(listedNames(records, " userPromptInfo.userFunctions=", run.functions),
+              (std::set<std::string>{"squares"}));
+    EXPECT_EQ(listedNames(records, " userPromptInfo.OSTRELFunctions=", run.ostrelFunctions),
+              (std::set<std::string>{"numel"}));
+    EXPECT_EQ(records, testing_support::expectedRecords(run));
 }

@@ -6,14 +6,11 @@
 
 using mtcc::postprocessing::deduplicateGeneratedCode;
 
-TEST(Deduplication, DropsLeadingLinesThatEndThePrefix) {
+TEST(Deduplication, DropsLeadingLinesThatEndThePrefixAndTrailingLinesThatStartTheSuffix) {
     EXPECT_EQ(deduplicateGeneratedCode(u"b\nc", u"a\nb", u""), u"c");
     EXPECT_EQ(deduplicateGeneratedCode(u"a\nb", u"zz\na\nb\r\n\r\n", u""), u"");
     // A line feed at the start is never a boundary.
     EXPECT_EQ(deduplicateGeneratedCode(u"\nq\nr", u"\nq", u""), u"r");
-}
-
-TEST(Deduplication, DropsTrailingLinesThatStartTheSuffix) {
     EXPECT_EQ(deduplicateGeneratedCode(u"abc", u"", u"abcdef"), u"");  // the tail need not be a whole line
     EXPECT_EQ(deduplicateGeneratedCode(u"y = 2;\nq", u"", u"end"), u"y = 2;\nq");
     // Every tail is shorter than the suffix and none matches: the search must not wrap round.

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <future>
-#include <thread>
 
 #include "cppmicroservices/framework_factory.hpp"
 #include "foundation/cppmicroservices/framework_access.hpp"

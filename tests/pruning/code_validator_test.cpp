@@ -5,14 +5,11 @@
 using mtcc::postprocessing::countLines;
 using mtcc::postprocessing::validateGeneratedCode;
 
-// How a line end or an unfinished last line counts shows in every validation below; an empty text (the cursor
-// at the start of the file) is one line too.
-TEST(LineCount, AnEmptyTextIsOneLine) {
-    EXPECT_EQ(countLines(u""), 1u);
-}
-
 // The completion is cut before the first error on its own lines, or dropped when the cut file still fails.
 TEST(Validation, KeepsTheCompletionUpToItsFirstErrorOrDropsIt) {
+    // How a line end or an unfinished last line counts shows in every row below; an empty text (the cursor
+    // at the start of the file) is one line too.
+    EXPECT_EQ(countLines(u""), 1u);
     struct Case {
         const char* name;
         const char16_t *generated, *prefix, *suffix, *kept;

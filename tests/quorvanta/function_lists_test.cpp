@@ -67,7 +67,7 @@ TEST(ShippedFunctionLists, LibrarySourcesDefineListedLibraryFunctions) {
     EXPECT_GE(sources, 5);
 }
 
-TEST(NameLists, SplitToleratesBlanksCarriageReturnsAndEmptyLinesAndParsingKeepsValidNames) {
+TEST(NameLists, SplitToleratesBlanksCarriageReturnsAndEmptyLinesAndParsingKeepsAsciiIdentifiers) {
     using Names = std::vector<std::string_view>;
     EXPECT_EQ(Quorvanta::splitNameList("  sin\r\n\n\tcos \n\r\nlast"), (Names{"sin", "cos", "last"}));
     EXPECT_TRUE(Quorvanta::splitNameList("").empty());
@@ -76,9 +76,7 @@ TEST(NameLists, SplitToleratesBlanksCarriageReturnsAndEmptyLinesAndParsingKeepsV
     EXPECT_EQ(names.size(), 2u);
     EXPECT_TRUE(names.contains(u"ok"));
     EXPECT_TRUE(names.contains(u"fine_2"));
-}
-
-TEST(NameSyntax, AcceptsAsciiIdentifiersOnly) {
+    // Names are ASCII identifiers only.
     for (const auto name : {u"a", u"Z9_x"})
         EXPECT_TRUE(Quorvanta::isFunctionName(std::u16string_view{name}));
     // U+0161 truncated to 8 bits would read as 'a'; the check must not narrow.
