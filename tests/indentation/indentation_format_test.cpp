@@ -44,24 +44,21 @@ TEST(IndentationFormat, ClampsOutOfRangeNumbersWithOneRecordEach) {
         }
     EXPECT_EQ(settings->startLine, 20000000u);  // the record itself is not corrected
 
-    // Indent size 0 is formatted as 1 column per level.
-    settings->setUserPreferenceSettings(0, 10000000, 4, 0, true, u"AllFunctionIndent", u"Indent");
-    EXPECT_EQ(
-        indentationFormat(u"function r = f(x)\n if x > 0\n", u"r = 1;", u"\n end\nend\n", settings.get()),
-        u"  r = 1;");
-    // Above 1024 it is 1024.
-    settings->setUserPreferenceSettings(0, 10000000, 4, 5000, true, u"AllFunctionIndent", u"Indent");
+    // The body of an `if` indented by `level` in a function, with these sizes.
+    const auto body = [&](std::uint16_t tabSize, std::uint16_t indentSize, bool spaces,
+                          const fl::ustring& level) {
+        settings->setUserPreferenceSettings(0, 10000000, tabSize, indentSize, spaces, u"AllFunctionIndent",
+                                            u"Indent");
+        return indentationFormat(u"function r = f(x)\n" + level + u"if x > 0\n", u"r = 1;",
+                                 u"\n" + level + u"end\nend\n", settings.get());
+    };
+    // Indent size 0 is formatted as 1 column per level; above 1024 it is 1024.
+    EXPECT_EQ(body(4, 0, true, u" "), u"  r = 1;");
     const fl::ustring wide(1024, u' ');
-    EXPECT_EQ(indentationFormat(u"function r = f(x)\n" + wide + u"if x > 0\n", u"r = 1;",
-                                u"\n" + wide + u"end\nend\n", settings.get()),
-              wide + wide + u"r = 1;");
+    EXPECT_EQ(body(4, 5000, true, wide), wide + wide + u"r = 1;");
     // Tab size 5000 becomes 1024: indenting 8 columns with tabs then needs no tab at all.
-    settings->setUserPreferenceSettings(0, 10000000, 5000, 4, false, u"AllFunctionIndent", u"Indent");
-    EXPECT_EQ(indentationFormat(kPrefix, u"r = 1;", kSuffix, settings.get()), u"        r = 1;");
-    settings->setUserPreferenceSettings(0, 10000000, 0, 4, false, u"AllFunctionIndent", u"Indent");
-    EXPECT_EQ(indentationFormat(u"function r = f(x)\n\t\t\t\tif x > 0\n", u"r = 1;", u"\n\t\t\t\tend\nend\n",
-                                settings.get()),
-              u"\t\t\t\t\t\t\t\tr = 1;");
+    EXPECT_EQ(body(5000, 4, false, u"    "), u"        r = 1;");
+    EXPECT_EQ(body(0, 4, false, u"\t\t\t\t"), u"\t\t\t\t\t\t\t\tr = 1;");
     EXPECT_EQ(capture.texts(kChannel).size(), 8u);
 }
 
