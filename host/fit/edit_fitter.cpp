@@ -182,6 +182,7 @@ CheckResult EditFitter::checkClosingOpenBlocks(Edit& edit, Attempt& attempt) con
     CheckResult closedCheck = checkEdit(file_, closed, readings_);
     if (!closedCheck.passed) return check;
     attempt.repairs.push_back("closed the blocks the completion leaves open at the end of the file");
+    attempt.closesOpenBlocks = true;
     edit = std::move(closed);
     return closedCheck;
 }

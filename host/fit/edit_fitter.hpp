@@ -27,6 +27,7 @@ struct Attempt {
     std::size_t misalignedAbove = 0;  // and above it
     bool nestsDeeper = false;         // the edit nests functions deeper than the file did
     bool writesOutBelow = false;      // the edit writes out again code that follows the cursor's line
+    bool closesOpenBlocks = false;    // the edit ends in `end` lines the fitter added, not the model
 };
 
 // An edit that fits leaves no error and writes out nothing below the cursor: nothing betters it.

@@ -25,7 +25,10 @@ using FitLines = Attempt (EditFitter::*)(const std::vector<fl::ustring>&, const 
 
 Attempt tryWhole(const EditFitter& fitter, FitLines fitLines, const std::vector<fl::ustring>& whole,
                  const ReplyShape& shape, const std::vector<fl::ustring>& lines, Attempt attempt) {
-    if (isClean(attempt) || whole.empty() || whole == lines || (attempt.edit && !goesOn(whole, lines)))
+    // An edit that fits only with the `end` lines the fitter added may do without them: the model's
+    // own lines, cut off by the library, may close its blocks.
+    if ((isClean(attempt) && !attempt.closesOpenBlocks) || whole.empty() || whole == lines ||
+        (attempt.edit && !goesOn(whole, lines)))
         return attempt;
     Attempt wholeAttempt = (fitter.*fitLines)(whole, shape);
     // At the end of a file still being written, its open blocks are errors the completion need not mend,

@@ -470,6 +470,10 @@ const Row kRows[] = {
      "x = 0;\nfor k = 1:3\n    if k > 1\n        x = k;\n    end\nend\nz = 2;\n\nfor j = 1:2\n    y = j;\n   "
      " if "
      "x\n        y = 1;\n    end\nend\n"},
+    {"a loop typed at the end of a script takes the reply's own end and lines, not one the fitter adds",
+     "n = [10 100];\nfor<|>",
+     fenced("k = 1:numel(n)\n    p = rand(n(k), 2);\n    e(k) = mean(p(:));\nend\ndisp(e);"),
+     "n = [10 100];\nfor k = 1:numel(n)\n    p = rand(n(k), 2);\n    e(k) = mean(p(:));\nend\ndisp(e);"},
     {"a block comment's end below a nested one's closes the comment the cursor is in",
      "%{\nnotes\n%{\ninner\n%}\n<|>\nx = 1;\n", fenced("%}\n\ny = 2;"),
      "%{\nnotes\n%{\ninner\n%}\n%}\n\ny = 2;\nx = 1;\n"},
