@@ -258,21 +258,43 @@ bool writtenTight(char16_t before) {
     return (before >= u'0' && before <= u'9') || before == u':';
 }
 
+// Whether the line that starts `text` opens with the word `function`.
+bool startsWithFunctionWord(std::u16string_view text) {
+    const std::size_t start = text.find_first_not_of(u" \t");
+    if (start == std::u16string_view::npos) return false;
+    const std::u16string_view code = text.substr(start);
+    return code.starts_with(u"function") && (code.size() == 8 || !text::isWordChar(code[8]));
+}
+
 }  // namespace
 
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator,
                                            char16_t inside) {
     const std::u16string_view code = linesAround(file, cursor);
+    // A function's parameters are often written otherwise than its calls' arguments (generated
+    // `(hObject, eventdata, handles)` above tight calls): its line speaks only where nothing else does.
+    const auto spacing = [&](char16_t within) {
+        const std::optional<bool> spaced = separatorSpacingIn(code, separator, within);
+        return spaced ? spaced : separatorSpacingIn(code, separator, within, true);
+    };
     if (inside != 0)
-        if (const std::optional<bool> spaced = separatorSpacingIn(code, separator, inside)) return spaced;
-    return separatorSpacingIn(code, separator);
+        if (const std::optional<bool> spaced = spacing(inside)) return spaced;
+    return spacing(0);
 }
 
-std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator, char16_t inside) {
+std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator, char16_t inside,
+                                       bool functionLines) {
     std::size_t with = 0, without = 0;
     char16_t quote = 0;
     std::u16string open;  // the brackets open at `i`, innermost last
     for (std::size_t i = 0; i + 1 < code.size(); ++i) {
+        if (!functionLines && separator == u',' && (i == 0 || code[i - 1] == u'\n') &&
+            startsWithFunctionWord(code.substr(i))) {
+            i = code.find(u'\n', i);
+            if (i == std::u16string_view::npos) break;
+            --i;  // the line end is read next
+            continue;
+        }
         const char16_t c = code[i];
         if (c == u'\n') {
             quote = 0;

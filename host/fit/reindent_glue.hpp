@@ -29,10 +29,12 @@ bool endsInDeclaredSize(const fl::ustring& file, std::size_t lineStart, std::u16
 // colon (sizes as `(1,1)` are often written tight).
 // With `inside` a bracket, only the separators standing right inside such a bracket count where there
 // are any (files write `{'a','b'}` tight and their calls' arguments spaced, or the other way round).
+// The commas of `function` lines count only where no other line has any.
 std::optional<bool> separatorSpacingAround(const fl::ustring& file, std::size_t cursor, char16_t separator,
                                            char16_t inside = 0);
-// The same, of the lines of `code`.
-std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator, char16_t inside = 0);
+// The same, of the lines of `code`; `functionLines` counts the commas of `function` lines too.
+std::optional<bool> separatorSpacingIn(std::u16string_view code, char16_t separator, char16_t inside = 0,
+                                       bool functionLines = false);
 
 // Whether a continuation marker (`...`) stands a blank apart from the code before it: as the completion and
 // the lines around the cursor (ten above and below) write theirs, one unless more are written tight.
