@@ -34,7 +34,7 @@ steps = coroutine.create(function()
     coroutine.yield()
   end
   local function await(condition, what)
-    local deadline = vim.loop.now() + 5000
+    local deadline = vim.loop.now() + 15000
     while not condition() do
       assert(vim.loop.now() < deadline, what)
       sleep(10)

@@ -35,7 +35,7 @@ local function run()
   check(id, 'the client did not start')
   vim.lsp.buf_attach_client(buf, id)
   local client
-  check(vim.wait(5000, function()
+  check(vim.wait(15000, function()
     client = vim.lsp.get_client_by_id(id)
     return client ~= nil and client.initialized
   end, 10), 'the server did not initialize')
@@ -43,7 +43,7 @@ local function run()
   -- The standard completion request: one multi-line item whose edit goes in at the cursor.
   -- (The position is given outright: in normal mode the cursor cannot stand after a line's last blank.)
   local params = { textDocument = vim.lsp.util.make_text_document_params(buf), position = { line = 3, character = 4 } }
-  local response = client.request_sync('textDocument/completion', params, 5000, buf)
+  local response = client.request_sync('textDocument/completion', params, 15000, buf)
   check(response and response.result, 'no completion result: ' .. vim.inspect(response))
   local item = response.result.items[1]
   check(item and item.textEdit, 'no completion item: ' .. vim.inspect(response.result))
@@ -57,7 +57,7 @@ local function run()
   vim.api.nvim_buf_set_lines(buf, 4, 4, false, { '    ' })
   params = { textDocument = vim.lsp.util.make_text_document_params(buf), position = { line = 4, character = 4 },
     context = { triggerKind = 1 } }
-  response = client.request_sync('textDocument/inlineCompletion', params, 5000, buf)
+  response = client.request_sync('textDocument/inlineCompletion', params, 15000, buf)
   check(response and response.result and response.result.items[1], 'no inline completion: ' .. vim.inspect(response))
   local inline = response.result.items[1]
   vim.lsp.util.apply_text_edits({ { range = inline.range, newText = inline.insertText } }, buf, 'utf-16')
@@ -67,12 +67,12 @@ local function run()
   -- Diagnostics arrive for an error and go away when it is fixed (warnings, such as an unused variable, stay).
   local function errors() return vim.diagnostic.get(buf, { severity = vim.diagnostic.severity.ERROR }) end
   vim.api.nvim_buf_set_lines(buf, 5, 5, false, { '    x = (1 + ;' })
-  check(vim.wait(5000, function() return #errors() > 0 end, 10), 'no diagnostics for the error')
+  check(vim.wait(15000, function() return #errors() > 0 end, 10), 'no diagnostics for the error')
   local diagnostic = errors()[1]
   check(diagnostic.lnum == 5 and diagnostic.message:find('line 6', 1, true),
     'the diagnostic is not where the error is: ' .. vim.inspect(diagnostic))
   vim.api.nvim_buf_set_lines(buf, 5, 6, false, { '    x = (1 + 2);' })
-  check(vim.wait(5000, function() return #errors() == 0 end, 10),
+  check(vim.wait(15000, function() return #errors() == 0 end, 10),
     'the error stayed after the fix: ' .. vim.inspect(errors()))
 
   -- Formatting the buffer with the editor's options.
@@ -80,12 +80,12 @@ local function run()
   vim.bo[buf].tabstop = 2
   vim.bo[buf].expandtab = true
   vim.api.nvim_buf_set_lines(buf, 0, -1, false, { 'if a', 'x = 1;', 'if b', 'y = 2;', 'end', 'end' })
-  vim.lsp.buf.formatting_sync(nil, 5000)
+  vim.lsp.buf.formatting_sync(nil, 15000)
   local formatted = table.concat(lines(buf), '\n')
   check(formatted == 'if a\n  x = 1;\n  if b\n    y = 2;\n  end\nend', 'not formatted: ' .. formatted)
 
   vim.lsp.stop_client(id)
-  check(vim.wait(5000, function() return vim.lsp.get_client_by_id(id) == nil end, 10), 'the server did not stop')
+  check(vim.wait(15000, function() return vim.lsp.get_client_by_id(id) == nil end, 10), 'the server did not stop')
 end
 
 local ok, err = pcall(run)
