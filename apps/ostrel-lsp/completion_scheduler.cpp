@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <exception>
 
+#include "due_entries.hpp"
+
 namespace ostrel_lsp {
 
 CompletionScheduler::CompletionScheduler(Complete complete, std::size_t workers, Abandon abandon)
@@ -106,22 +108,9 @@ void CompletionScheduler::work() {
     std::unique_lock lock(mutex_);
     for (;;) {
         if (stopping_) break;
-        // The waiting request that is due first.
-        auto next = entries_.end();
-        for (auto it = entries_.begin(); it != entries_.end(); ++it) {
-            if (!it->second.running && (next == entries_.end() || it->second.due < next->second.due))
-                next = it;
-        }
-        if (next == entries_.end()) {
-            wake_.wait(lock);
-            continue;
-        }
-        if (next->second.due > std::chrono::steady_clock::now()) {
-            // By value: wait_until reads the time again after waking, when the entry may be gone.
-            const auto due = next->second.due;
-            wake_.wait_until(lock, due);
-            continue;
-        }
+        const auto next =
+            nextDueEntry(lock, wake_, entries_, [](const Entry& entry) { return !entry.running; });
+        if (next == entries_.end()) continue;
         const std::uint64_t key = next->first;
         next->second.running = true;
         next->second.worker = std::this_thread::get_id();

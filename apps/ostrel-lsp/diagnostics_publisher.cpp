@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include "diagnostics.hpp"
+#include "due_entries.hpp"
 
 namespace ostrel_lsp {
 
@@ -46,20 +47,8 @@ void DiagnosticsPublisher::setDelay(std::chrono::milliseconds delay) {
 void DiagnosticsPublisher::work() {
     std::unique_lock lock(mutex_);
     while (!stopping_) {
-        auto next = pending_.end();
-        for (auto it = pending_.begin(); it != pending_.end(); ++it) {
-            if (next == pending_.end() || it->second.due < next->second.due) next = it;
-        }
-        if (next == pending_.end()) {
-            wake_.wait(lock);
-            continue;
-        }
-        if (next->second.due > std::chrono::steady_clock::now()) {
-            // By value: wait_until reads the time again after waking, when the entry may be gone.
-            const auto due = next->second.due;
-            wake_.wait_until(lock, due);
-            continue;
-        }
+        const auto next = nextDueEntry(lock, wake_, pending_, [](const Pending&) { return true; });
+        if (next == pending_.end()) continue;
         const std::string uri = next->first;
         const Pending job = std::move(next->second);
         pending_.erase(next);
