@@ -130,11 +130,15 @@ void keepInnerBackticks(std::string& reply, std::vector<std::string>* notes) {
             at = runEnd;
         }
     }
-    constexpr std::string_view kStandIn = "\xEE\x81\xA0";  // kInnerBacktick in UTF-8
+    // The reply is UTF-8 here; the stand-in lies in U+0800..U+FFFF, three bytes.
+    static_assert(kInnerBacktick >= 0x800 && (kInnerBacktick < 0xD800 || kInnerBacktick > 0xDFFF));
+    constexpr char kStandIn[] = {static_cast<char>(0xE0 | (kInnerBacktick >> 12)),
+                                 static_cast<char>(0x80 | ((kInnerBacktick >> 6) & 0x3F)),
+                                 static_cast<char>(0x80 | (kInnerBacktick & 0x3F))};
     for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
         std::string standIns;
         for (std::size_t i = 0; i < run->second; ++i)
-            standIns += kStandIn;
+            standIns.append(kStandIn, sizeof kStandIn);
         reply.replace(run->first, run->second, standIns);
     }
     if (!runs.empty() && notes)
