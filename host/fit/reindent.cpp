@@ -459,12 +459,13 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
         indentation.emplace_back(text::indentationOf(window.lines[i].text));
         own.push_back(columnsOf(indentation.back(), style.tabSize));
     }
-    // A model that indents with spaces where the file indents with tabs (and starts no line with a space
-    // near the edit) wrote the file's columns in its own characters: they become the file's. A block
-    // comment's text keeps its blanks.
-    if (!style.insertSpaces && !startsLinesWithSpaces(file, edit.start, edit.end))
+    // A model that indents with spaces where the file indents with tabs, or with tabs where it indents with
+    // spaces (and the file starts no line with that blank near the edit), wrote the file's columns in its
+    // own characters: they become the file's. A block comment's text keeps its blanks.
+    const char16_t foreign = style.insertSpaces ? u'\t' : u' ';
+    if (!startsLinesWith(foreign, file, edit.start, edit.end))
         for (std::size_t k = 0; k < indentation.size(); ++k)
-            if (indentation[k].starts_with(u' ') && !window.inBlockComment[window.started[k]])
+            if (indentation[k].starts_with(foreign) && !window.inBlockComment[window.started[k]])
                 indentation[k] = indentationFor(own[k], style);
     bool typedLineKnown = false;  // the typed first line's column was read from the lines around
     if (firstFromTyped && window.continues[window.started.front()]) {

@@ -68,7 +68,7 @@ fl::ustring indentationFor(int columns, const IndentSettings& style) {
            fl::ustring(static_cast<std::size_t>(columns % tab), u' ');
 }
 
-bool startsLinesWithSpaces(const fl::ustring& file, std::size_t from, std::size_t to) {
+bool startsLinesWith(char16_t blank, const fl::ustring& file, std::size_t from, std::size_t to) {
     std::size_t start = text::lineStart(file, std::min(from, file.size()));
     for (std::size_t above = 0; start > 0 && above < kStyleLinesAbove; ++above)
         start = text::lineStart(file, start - 1);
@@ -78,7 +78,7 @@ bool startsLinesWithSpaces(const fl::ustring& file, std::size_t from, std::size_
         const std::u16string_view line = std::u16string_view(file).substr(start, end - start);
         const std::u16string_view code = text::trim(line);
         inBlockComment = inBlockComment ? code != u"%}" : code == u"%{";
-        if (!inBlockComment && line.starts_with(u' ') && !text::isBlankText(line)) return true;
+        if (!inBlockComment && line.starts_with(blank) && !text::isBlankText(line)) return true;
         if (start > to) ++below;
         start = text::nextLineStart(file, end);
     }

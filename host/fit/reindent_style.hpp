@@ -17,10 +17,10 @@ IndentSettings fileIndentation(const fl::ustring& file, std::size_t cursor, cons
 // and the 400 below `to`.
 bool closesBracketsLeftOfRows(const fl::ustring& file, std::size_t from, std::size_t to, unsigned tabSize);
 
-// Whether a line that is not blank starts with a space in the 400 lines above `from` or the 400 below
-// `to`, block comments' text aside (a file indented with tabs may still line up or indent some lines
-// with spaces).
-bool startsLinesWithSpaces(const fl::ustring& file, std::size_t from, std::size_t to);
+// Whether a line that is not blank starts with `blank` in the 400 lines above `from` or the 400 below
+// `to`, block comments' text aside (a file indented with tabs may still line up or indent some lines with
+// spaces, and one indented with spaces start a line with a tab).
+bool startsLinesWith(char16_t blank, const fl::ustring& file, std::size_t from, std::size_t to);
 
 // The columns that a line's leading blanks take, tabs stopping every `tabSize` columns.
 int columnsOf(std::u16string_view indentation, unsigned tabSize);

@@ -40,6 +40,8 @@ const Row kRows[] = {
     {"tab-indented file, reply in spaces", "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\t<|>",
      "while x > 0\n    x = x - 1;\nend",
      "function f(x)\n\tx = 1;\n\tif x\n\t\ty = 2;\n\tend\n\twhile x > 0\n\t\tx = x - 1;\n\tend"},
+    {"space-indented file, reply in tabs at its columns", "if a\n    b = 1;\nend\n<|>",
+     "while a\n\ta = a - 1;\nend", "if a\n    b = 1;\nend\nwhile a\n    a = a - 1;\nend"},
     // A reply moved to the margin or written four spaces a level keeps its relative levels from the file's
     // column for its first statement.
     {"respaced reply, a matrix's row before its next statements", "function r = f(a)\n  m = [1 2<|>\nend\n",
