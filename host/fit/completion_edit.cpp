@@ -50,7 +50,7 @@ Fitted fitted(Attempt attempt, std::string emptyStage) {
 }
 
 // The library's completion, then the reply's other lines where they do better.
-Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+Attempt completionAttempt(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
                           const std::vector<fl::ustring>& lines) {
     Attempt attempt;
     if (!removedHeadWroteOutWholeLines(fitter.file(), fitter.cursor(), shape) &&
@@ -62,7 +62,37 @@ Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, co
     attempt = withCutOffLines(fitter, stages, shape, lines, std::move(attempt));
     attempt = keepingRepeats(fitter, stages, shape, lines, std::move(attempt));
     attempt = withoutRepeatedClosers(fitter, lines, shape, std::move(attempt));
-    attempt = withoutClosersAboveWhenNothingFits(fitter, lines, shape, std::move(attempt));
+    return withoutClosersAboveWhenNothingFits(fitter, lines, shape, std::move(attempt));
+}
+
+// Deduplication takes the reply's first line for a repeat of the code before the cursor wherever that code
+// ends with it, also where it is only the end of the cursor's line (`1/4, 0, 0, 0|` with `, 0`): a model
+// that writes out again the code above writes whole lines. Such a line goes on with the cursor's line; the
+// completion with it is offered where it fits.
+Attempt keepingLineTail(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+                        const std::vector<fl::ustring>& lines, Attempt attempt) {
+    if (shape.removedHead.size() != 1) return attempt;
+    const fl::ustring& head = shape.removedHead.front();
+    const std::u16string_view code = text::trimLeft(cursorLineOf(fitter.file(), fitter.cursor()).before);
+    if (text::isBlankText(head) || head.size() >= code.size() || !code.ends_with(head)) return attempt;
+    StageTexts withHead = stages;
+    withHead.deduplicated = head + u'\n' + stages.deduplicated;
+    ReplyShape kept = shape;
+    kept.headRemoved = false;
+    kept.removedHead.clear();
+    std::vector<fl::ustring> headAndLines{head};
+    headAndLines.insert(headAndLines.end(), lines.begin(), lines.end());
+    Attempt again = completionAttempt(fitter, withHead, kept, headAndLines);
+    if (!isClean(again)) return attempt;
+    again.repairs.insert(again.repairs.begin(),
+                         "kept the reply's first line, which goes on with the cursor's line");
+    return again;
+}
+
+Fitted fitCompletionLines(const EditFitter& fitter, const StageTexts& stages, const ReplyShape& shape,
+                          const std::vector<fl::ustring>& lines) {
+    Attempt attempt = completionAttempt(fitter, stages, shape, lines);
+    attempt = keepingLineTail(fitter, stages, shape, lines, std::move(attempt));
     Fitted out = fitted(std::move(attempt), "final check");
     if (!out.edit && out.emptyStage == "final check") out.reason = "the final check found " + out.reason;
     return out;

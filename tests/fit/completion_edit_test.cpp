@@ -489,6 +489,8 @@ const Row kRows[] = {
      "% Title\n%\n% Details.\n%\n% Last\nx = 1;\n"},
     {"a bare comment sign between comment lines is no repeat", "% first\n<|>\n% last\nx = 1;\n", fenced("%"),
      "% first\n%\n% last\nx = 1;\n"},
+    {"a row's next element that ends the typed row is no repeat", "A = [1, 0, 0<|>\n     2, 0, 0];\n",
+     fenced(", 0\n     3, 0, 0, 0"), "A = [1, 0, 0, 0\n     3, 0, 0, 0\n     2, 0, 0];\n"},
     {"an end at the margin of an empty line below an indented end is no repeat",
      "function f(a)\nif a\n    for k = 1:2\n        x = 1;\n        x = 1;\n        x = 1;\n        x = 1;\n "
      "       x = 1;\n        x = 1;\n        x = 1;\n    end\n<|>\n    end\nend\nend\n",
