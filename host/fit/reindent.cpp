@@ -462,11 +462,15 @@ void reindentInWindow(const Window& window, const std::vector<Line>& afterLines,
     // A model that indents with spaces where the file indents with tabs, or with tabs where it indents with
     // spaces (and the file starts no line with that blank near the edit), wrote the file's columns in its
     // own characters: they become the file's. A block comment's text keeps its blanks.
+    // The file is read only for a reply that has such a line.
     const char16_t foreign = style.insertSpaces ? u'\t' : u' ';
-    if (!startsLinesWith(foreign, file, edit.start, edit.end))
-        for (std::size_t k = 0; k < indentation.size(); ++k)
-            if (indentation[k].starts_with(foreign) && !window.inBlockComment[window.started[k]])
-                indentation[k] = indentationFor(own[k], style);
+    std::vector<std::size_t> foreignLines;
+    for (std::size_t k = 0; k < indentation.size(); ++k)
+        if (indentation[k].starts_with(foreign) && !window.inBlockComment[window.started[k]])
+            foreignLines.push_back(k);
+    if (!foreignLines.empty() && !startsLinesWith(foreign, file, edit.start, edit.end))
+        for (std::size_t k : foreignLines)
+            indentation[k] = indentationFor(own[k], style);
     bool typedLineKnown = false;  // the typed first line's column was read from the lines around
     if (firstFromTyped && window.continues[window.started.front()]) {
         // A continuation line from the editor's blanks stands where the formatter puts it, or the file's
